@@ -1,0 +1,149 @@
+#pragma once
+
+// CDevice is the target as the debugger sees it: a thread that is the only caller of the probe library, the queue of
+// jobs for it and the ring of events that come back.
+//
+// From any other thread: Post...() functions (DeviceJobs.h) ask for something and return at once; the result reaches
+// every CDeviceEventListener on the main thread. Getters here answer from the last known state without waiting.
+// On the device thread: Target() holds the bodies, each under the plain name of its operation (Target().Run.Halt()).
+
+#include "device/DeviceEvents.h"
+#include "device/DeviceJobs.h"
+#include "device/JobQueue.h"
+#include "device/JobRunner.h"
+#include "device/Target.h"
+
+#include <QThread>
+#include <memory>
+#include <mutex>
+
+class CDeviceClock;
+class CDeviceEventListener;
+class CSemiHostHook;
+struct NOVIK_FUNCS;
+
+class CDevice : public QThread, public CDeviceJobs {
+    Q_OBJECT
+
+public:
+    /// The device of this process, with the probe library beside the program; made and started at first use.
+    static CDevice& Get();
+
+    /// A device of its own on the given functions, not started. Functions and clock must outlive it.
+    CDevice(const NOVIK_FUNCS& Funcs, CDeviceClock& Clock);
+    /// Sets the stop flag and waits until the thread has ended.
+    ~CDevice() override;
+
+    /// Ends the thread: it finishes its job, stops all data streams, clears breakpoints in the probe and closes it.
+    /// Returns at once; wait() waits. Any thread.
+    void RequestStop();
+    bool IsStopRequested() const { return m_Target.StopRequested; }
+    /// All jobs that wait count as finished and run no more, protected ones included. Any thread.
+    void MarkAllPendingJobsDone() { m_Queue.MarkAllDone(); }
+
+    /// Waits for the oldest job of that type (a wildcard is allowed), running ones included. TimeoutMs -1: the type's
+    /// default. Returns 1 at once if there is none, 0 when it has finished or was cancelled, -1 on time-out or when
+    /// the thread has stopped. Must not be called on the device thread.
+    int WaitForJob(U32 Type, bool ProcessEvents = true, int TimeoutMs = -1);
+    /// True if a job of that type (JT_STEP_ANY: any step) waits. Any thread.
+    bool IsJobQueued(U32 Type) const { return m_Queue.IsQueued(Type); }
+
+    /// Blocking reads for the main thread, served by the data provider; for the device thread itself, directly.
+    int ReadMemBlocking(U32 Addr, U32 NumBytes, void* pData, U8* pStatus = nullptr);
+    int ReadRegBlocking(U32 Idx, I64* pValue);
+
+    /// Flags of the target. Any thread.
+    bool IsConnected() const { return m_Target.State.Connected; }
+    bool IsConnectionLost() const { return m_Target.State.ConnectionLost; }
+    bool IsHalted() const { return m_Target.State.Halted; }
+    bool IsStateValid() const { return m_Target.State.StateValid; }
+    bool IsSessionReady() const { return m_Target.State.SessionReady; }
+    bool IsSrcStepActive() const { return m_Target.State.SrcStepActive; }
+    bool IsHaltSeqActive() const { return m_Target.State.HaltSeqActive; }
+    /// True on the device thread.
+    bool IsRunningThread() const { return m_Target.IsDeviceThread(); }
+
+    /// Address of the current instruction, -1 if unknown. Any thread.
+    I64 GetPC() const { return m_Target.State.Regs[REG_IDX_PC]; }
+    /// Logical register 0 to 16 of the halted target, -1 if unknown. Any thread.
+    I64 GetCachedReg(U32 Logical) const { return Logical < REG_CACHE_SIZE ? I64(m_Target.State.Regs[Logical]) : -1; }
+    /// Measured interface speed in Hz; 0 automatic, 65535 adaptive. Any thread.
+    U32 GetInterfaceSpeed() const { return m_Target.State.InterfaceSpeed; }
+    /// What the probe library answered to the last download: not negative on success. Any thread.
+    int GetLastDownloadResult() const { return m_Target.State.LastDownloadResult; }
+    ARM_CPU_MODES GetCPUMode() const { return m_Target.State.CpuMode; }
+    ARM_EXEC_MODES GetExecMode() const { return m_Target.State.ExecMode; }
+    bool HasCapability(DEVICE_CAPABILITIES Cap) const { return m_Target.State.Caps[Cap] != 0; }
+    /// Configured and measured facts of the selected device; see TargetState.h. Any thread.
+    const CDeviceFacts& Facts() const { return m_Target.Facts; }
+    /// True if memory may be read now. Any thread.
+    bool IsMemoryAccessible() { return m_Target.Memory.IsMemoryAccessible(); }
+    /// Index of a register in the probe library for a CPU mode (MODE_CURRENT: the one in force), -1 if none.
+    I32 GetNovikRegIdx(I32 Logical, int Mode = MODE_CURRENT) const { return m_Target.Regs.GetNovikRegIdx(Logical, Mode); }
+
+    /// Copies of the lists for display. Any thread.
+    QList<BPEntry> GetBreakpoints() const { return m_Target.BPs.List().Copy(); }
+    QList<WP> GetWatchpoints() const { return m_Target.WPs.List().Copy(); }
+    /// Entry of an address; the hidden breakpoint has one too. Valid is 0 if there is none. Any thread.
+    BPEntry GetBreakpoint(U32 Addr) const { return m_Target.BPs.GetEntry(Addr); }
+    /// A halt at Addr is referred to OnDeviceEvalBPCondition() from now on, or no longer. Any thread.
+    void SetBPHasCondition(U32 Addr, bool HasCondition) { m_Target.BPs.List().SetHasCondition(Addr, HasCondition); }
+    /// Answers OnDeviceEvalBPCondition(): the halt is reported, or the target goes on. Main thread.
+    void FinishConditionalHalt(U32 PC, bool IsConditionTrue);
+
+    /// A non-zero byte for a type: its jobs finish without an event. Main thread.
+    U8 GetSuppressByte(U32 Type) const { return m_Queue.GetSuppressed(Type); }
+    void SetSuppressByte(U32 Type, U8 Value) { m_Queue.SetSuppressed(Type, Value); }
+
+    /// What session control leaves for the device thread to finish: the end of a connect or reset that a script did,
+    /// and SP and PC from the program. Main thread.
+    void SetDeferredConnectMode(CONNECT_MODES Mode);
+    void SetDeferredResetMode(RESET_MODES Mode);
+    void RequestInitTargetSPandPC();
+    /// From now on halts are the user's business; reports a halt that has been settled already. Any thread.
+    void MarkSessionReady();
+    void ClearSessionReady() { m_Target.State.SessionReady = 0; }
+    /// Tells the listeners, at once on the main thread.
+    void NotifyAboutToDisconnect();
+
+    /// Configuration. The numbers' storage is shared with three system variables (speed, DR_PRE, IR_PRE). The text is
+    /// the XML that Configure() reads. Any thread.
+    int GetConfigParam(DEV_CONFIG_PARAMS Param) const { return m_Target.Config.GetNumber(Param); }
+    QByteArray GetConfigText(DEV_CONFIG_PARAMS Param) const { return m_Target.Config.GetText(Param); }
+    I32* GetConfigParamPtr(DEV_CONFIG_PARAMS Param) { return m_Target.Config.NumberPtr(Param); }
+    QByteArray GetConfigXml() const { return m_Target.Config.GetXml(); }
+
+    /// Hooks of folders above. Null takes one away. Main thread, before the device is asked for anything.
+    void SetDataProvider(CDeviceEventListener* pProvider) { m_pDataProvider = pProvider; }
+    void SetSemiHost(CSemiHostHook* pHook) { m_Target.SetSemiHost(pHook); }
+
+    /// Held by the device thread while it works; whoever changes what jobs rely on (loads a program) holds it, too.
+    std::recursive_mutex& SchedulerMutex() { return m_SchedulerMutex; }
+
+    /// Delivers up to MaxEvents events to the listeners; returns their number. Main thread.
+    int DeliverEvents(int MaxEvents);
+
+    /// One round of work, at most 100 jobs; returns the number run. Device thread (or a test in its place).
+    int RunPass();
+
+    CTarget& Target() { return m_Target; }
+    CJobQueue& Queue() { return m_Queue; }
+    CDeviceEvents& Events() { return m_Events; }
+    CDeviceClock& Clock() { return m_Clock; }
+
+protected:
+    void run() override;
+
+private:
+    void DeliverJob(Job* pJob);
+    bool IsJobEventOutdated(const Job& J) const;
+
+    CDeviceClock& m_Clock;
+    std::unique_ptr<CJobQueue> m_pQueue;
+    CJobQueue& m_Queue;
+    CDeviceEvents m_Events;
+    CTarget m_Target;
+    CJobRunner m_Runner;
+    std::recursive_mutex m_SchedulerMutex;
+    CDeviceEventListener* m_pDataProvider = nullptr;
+};

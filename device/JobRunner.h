@@ -1,0 +1,28 @@
+#pragma once
+
+// Takes jobs from the queue and runs their bodies, with the rules that hold before and after a run. Device thread.
+
+#include "device/Job.h"
+
+class CTarget;
+
+constexpr int MAX_JOBS_PER_PASS = 100;
+
+class CJobRunner {
+public:
+    explicit CJobRunner(CTarget& Target) : m_T(Target) {}
+
+    /// Looks at the target, then runs one job, and so on until no job is left or 100 have run; returns the number.
+    int RunPass();
+
+private:
+    void RunJob(Job* pJob);
+    int RunBody(Job* pJob);
+    void CancelOutdatedReads(U32 Type);
+    void Complete(Job* pJob, int Result);
+
+    CTarget& m_T;
+};
+
+/// Runs the body of the job's type; -1 for a type without one. Device thread.
+int RunJobBody(CTarget& Target, Job& J);
