@@ -1,0 +1,93 @@
+#include "base/ConsoleRing.h"
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+
+namespace {
+
+constexpr I32 COLOR_ID_LOGGING_ERROR = 28; ///< the row of COLOR_LOGGING_ERROR in the colour table
+
+struct CONSOLE_RING {
+    std::mutex WriteMutex; ///< the writers share one index
+    CONSOLE_MSG aSlot[CONSOLE_RING_SIZE] = {};
+    std::atomic<U8> aIsValid[CONSOLE_RING_SIZE] = {}; ///< the hand-over; CONSOLE_MSG::IsValid is its copy
+    U32 WriteIndex = 0;
+    U32 ReadIndex = 0;
+    std::atomic<U64> NumDropped{0};
+};
+
+CONSOLE_RING& _Ring() {
+    static CONSOLE_RING Ring;
+    return Ring;
+}
+
+/// Bytes of a UTF-8 text that fit into a record without splitting a character.
+U32 _FittingLength(const QByteArray& Text) {
+    U32 Length = static_cast<U32>(Text.size());
+    if (Length <= CONSOLE_TEXT_SIZE) {
+        return Length;
+    }
+    Length = CONSOLE_TEXT_SIZE;
+    while (Length > 0 && (static_cast<U8>(Text[Length]) & 0xC0) == 0x80) {
+        --Length;
+    }
+    return Length;
+}
+
+void _Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
+    if (sText.isEmpty()) {
+        return;
+    }
+    const QByteArray Text = sText.toUtf8();
+    CONSOLE_RING& Ring = _Ring();
+    const std::lock_guard Lock(Ring.WriteMutex);
+    const U32 Index = Ring.WriteIndex;
+    if (Ring.aIsValid[Index].load(std::memory_order_acquire) != 0) {
+        ++Ring.NumDropped;
+        return;
+    }
+    CONSOLE_MSG& Msg = Ring.aSlot[Index];
+    const U32 Length = _FittingLength(Text);
+    std::memcpy(Msg.sText, Text.constData(), Length);
+    Msg.sText[Length] = '\0';
+    Msg.IsValid = 1;
+    Msg.IsNewLine = IsNewLine;
+    Msg.IsFixedFont = IsFixedFont;
+    Msg.Color = Color;
+    Msg.ColorId = ColorId;
+    Ring.WriteIndex = (Index + 1) % CONSOLE_RING_SIZE;
+    Ring.aIsValid[Index].store(1, std::memory_order_release);
+}
+
+} // namespace
+
+void ConsolePrint(const QString& sText, const QColor& Color, bool IsFixedFont) {
+    _Put(sText, Color.rgba(), -1, IsFixedFont, true);
+}
+
+void ConsolePrintColorId(const QString& sText, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
+    _Put(sText, 0, ColorId, IsFixedFont, IsNewLine);
+}
+
+void ConsolePrintList(const QStringList& Lines, const QColor& Color) {
+    for (const QString& sLine : Lines) {
+        ConsolePrint(sLine, Color, true);
+    }
+}
+
+void ConsolePrintError(const QString& sText) { ConsolePrintColorId(sText, COLOR_ID_LOGGING_ERROR); }
+
+bool ConsoleTake(CONSOLE_MSG* pOut) {
+    CONSOLE_RING& Ring = _Ring();
+    const U32 Index = Ring.ReadIndex;
+    if (Ring.aIsValid[Index].load(std::memory_order_acquire) == 0) {
+        return false;
+    }
+    *pOut = Ring.aSlot[Index];
+    Ring.ReadIndex = (Index + 1) % CONSOLE_RING_SIZE;
+    Ring.aIsValid[Index].store(0, std::memory_order_release);
+    return true;
+}
+
+U64 ConsoleDropCount() { return _Ring().NumDropped; }

@@ -1,0 +1,297 @@
+#include "elf/Elf.h"
+#include "elf/ElfInternal.h"
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr U32 NUM_FILE_SLOTS = 3;
+constexpr U32 ELF_MAGIC = 0x464C457F;
+constexpr U32 EHDR_SIZE = 52;
+constexpr long MAX_FILE_SIZE = 0x7FFFFFFF; ///< offsets are signed 32-bit values in places
+
+ELF_FILE* aFile[NUM_FILE_SLOTS];
+ELF_FILE* pCurrentFile;
+bool IsOpening;
+bool IsClosing;
+ELF_MSG_HANDLER pfMsgHandler;
+
+struct FILE_CLOSER {
+    void operator()(std::FILE* p) const { std::fclose(p); }
+};
+
+bool _IsRegistered(const ELF_FILE* pFile) {
+    for (const ELF_FILE* p : aFile) {
+        if (p != nullptr && p == pFile) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::nullptr_t _Fail(const char* sText) {
+    ELF_Report(ELF_MSG_READER, sText);
+    IsOpening = false;
+    return nullptr;
+}
+
+/// Reads the disk file. Null with the text reported on failure.
+std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
+    const std::unique_ptr<std::FILE, FILE_CLOSER> pDisk(std::fopen(sPath, "rb"));
+    if (pDisk == nullptr) {
+        return _Fail("failed to open file.");
+    }
+    std::fseek(pDisk.get(), 0, SEEK_END);
+    const long Size = std::ftell(pDisk.get());
+    std::fseek(pDisk.get(), 0, SEEK_SET);
+    if (Size < 1 || Size > MAX_FILE_SIZE) {
+        return _Fail("invalid file size detected. Could not parse file.");
+    }
+    auto pFile = std::unique_ptr<ELF_FILE>(new (std::nothrow) ELF_FILE);
+    if (pFile == nullptr) {
+        return _Fail("could not allocate file structure.");
+    }
+    pFile->FileSize = static_cast<U32>(Size);
+    try {
+        pFile->pData.resize(pFile->FileSize);
+    } catch (const std::bad_alloc&) {
+        return _Fail("could not allocate file data buffer.");
+    }
+    if (std::fread(pFile->pData.data(), 1, pFile->FileSize, pDisk.get()) != pFile->FileSize) {
+        return _Fail("could not read file data.");
+    }
+    return pFile;
+}
+
+int _HeaderError(const char* sText) {
+    ELF_Report(ELF_MSG_READER, sText);
+    return -1;
+}
+
+void _SwapHeader(Elf32_Ehdr* p) {
+    for (U16* pField : {&p->e_type, &p->e_machine, &p->e_ehsize, &p->e_phentsize, &p->e_phnum, &p->e_shentsize,
+                        &p->e_shnum, &p->e_shstrndx}) {
+        *pField = ELF_Swap16(*pField);
+    }
+    for (U32* pField : {&p->e_version, &p->e_entry, &p->e_phoff, &p->e_shoff, &p->e_flags}) {
+        *pField = ELF_Swap32(*pField);
+    }
+}
+
+int _ParseHeader(ELF_FILE* pFile) {
+    if (!_IsRegistered(pFile)) {
+        return _HeaderError("Invalid ELF file handle.");
+    }
+    U32 Magic = 0;
+    std::memcpy(&Magic, pFile->pData.data(), pFile->FileSize < 4 ? pFile->FileSize : 4);
+    if (Magic != ELF_MAGIC || pFile->FileSize < EHDR_SIZE) {
+        return _HeaderError("Not a valid elf object file.");
+    }
+    Elf32_Ehdr& Header = pFile->pEhdr;
+    std::memcpy(&Header, pFile->pData.data(), EHDR_SIZE);
+    if (Header.e_ident[4] != 1) {
+        return _HeaderError("Invalid ELF file. Invalid file class");
+    }
+    if (Header.e_ident[5] != 1 && Header.e_ident[5] != 2) {
+        return _HeaderError("Invalid ELF file. Invalid data encoding");
+    }
+    if (Header.e_ident[6] != 1) {
+        return _HeaderError("Invalid ELF file. Invalid ELF header version number.");
+    }
+    if (Header.e_version == 0) {
+        return _HeaderError("Invalid ELF file. Invalid file version number.");
+    }
+    if (Header.e_ident[5] == 2) {
+        _SwapHeader(&Header);
+    }
+    if (Header.e_machine != EM_ARM) {
+        return _HeaderError("Not a valid elf object file.");
+    }
+    return 0;
+}
+
+/// A table of 32-bit words with a record size of its own: each record is cut or zero-filled to T.
+template <typename T>
+int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector<T>* pOut) {
+    if (Num == 0) {
+        return 0;
+    }
+    if (EntSize == 0 || !ELF_IsInFile(pFile, Off, static_cast<U64>(EntSize) * Num)) {
+        return -1;
+    }
+    pOut->resize(Num);
+    const bool IsSwapped = ELF_IsFileDataSwapped(pFile) != 0;
+    for (U32 i = 0; i < Num; ++i) {
+        U32 aWord[sizeof(T) / 4] = {};
+        std::memcpy(aWord, pFile->pData.data() + Off + static_cast<size_t>(i) * EntSize,
+                    EntSize < sizeof(T) ? EntSize : sizeof(T));
+        for (U32& Word : aWord) {
+            Word = IsSwapped ? ELF_Swap32(Word) : Word;
+        }
+        std::memcpy(&(*pOut)[i], aWord, sizeof(T));
+    }
+    return 0;
+}
+
+int _LoadSections(ELF_FILE* pFile) {
+    const Elf32_Ehdr& Header = pFile->pEhdr;
+    const int Result = _LoadTable(pFile, Header.e_shoff, Header.e_shentsize, Header.e_shnum, &pFile->paShdr);
+    pFile->StrTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".strtab"));
+    pFile->SymTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".symtab"));
+    return Result;
+}
+
+const char* _EncodingText(int Encoding) {
+    switch (Encoding) {
+    case ELF_ENC_LITTLE:
+        return "Little Endian";
+    case ELF_ENC_BE8:
+        return "ARM BE8 (Big Endian byte invariant)";
+    case ELF_ENC_BE32:
+        return "ARM BE32 (Big Endian word invariant)";
+    default:
+        return "Unknown data encoding";
+    }
+}
+
+void _ReportNumber(const char* sText, long Value) {
+    ELF_Report(ELF_MSG_READER, (std::string(sText) + std::to_string(Value)).c_str());
+}
+
+void _ReportLoad(const ELF_FILE* pFile, long LineMs) {
+    _ReportNumber("parsed type unit tree in ms:   ", 0);
+    _ReportNumber("parsed debug info tree in ms:  ", 0);
+    _ReportNumber("parsed source file info in ms: ", 0);
+    _ReportNumber("parsed source line info in ms: ", LineMs);
+    _ReportNumber("parsed call frame info in ms:  ", 0);
+    _ReportNumber("File Size: ", static_cast<long>(pFile->FileSize));
+    _ReportNumber("Dwarf Symbol Count: ", 0);
+    _ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
+    ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + _EncodingText(ELF_GetDataEncoding(pFile))).c_str());
+    ELF_Report(ELF_MSG_READER, pFile->Lines.HasCpp ? "Source Language: C++" : "Source Language: C");
+    ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(LineMs) + " ms").c_str());
+    _ReportNumber("Dwarf Version: ", static_cast<long>(pFile->Lines.MaxVersion));
+}
+
+/// The steps behind the registration. Null, or the text of the step that failed.
+const char* _ParseFile(ELF_FILE* pFile, long* pLineMs) {
+    if (_ParseHeader(pFile) != 0) {
+        return "could not parse file header.";
+    }
+    const Elf32_Ehdr& Header = pFile->pEhdr;
+    if (_LoadTable(pFile, Header.e_phoff, Header.e_phentsize, Header.e_phnum, &pFile->paPhdr) != 0) {
+        return "could not parse segment headers.";
+    }
+    if (_LoadSections(pFile) != 0) {
+        return "could not section headers.";
+    }
+    if (ELF_LoadSymbols(pFile) != 0) {
+        return "could not parse symbols.";
+    }
+    const std::clock_t Start = std::clock();
+    if (ELF_LoadLines(pFile) != 0) {
+        ELF_Report(ELF_MSG_READER, "debug info could not be parsed.");
+    }
+    *pLineMs = static_cast<long>((std::clock() - Start) * 1000 / CLOCKS_PER_SEC);
+    return nullptr;
+}
+
+} // namespace
+
+void ELF_SetMsgHandler(ELF_MSG_HANDLER pfHandler) { pfMsgHandler = pfHandler; }
+
+void ELF_Report(U32 Level, const char* sText) {
+    if (pfMsgHandler != nullptr) {
+        pfMsgHandler(sText, Level);
+    }
+}
+
+U16 ELF_Swap16(U16 v) { return __builtin_bswap16(v); }
+U32 ELF_Swap32(U32 v) { return __builtin_bswap32(v); }
+
+bool ELF_IsInFile(const ELF_FILE* pFile, U64 Off, U64 Size) {
+    return Off <= pFile->FileSize && Size <= pFile->FileSize - Off;
+}
+
+ELF_FILE* ELF_Open(const char* sPath) {
+    IsOpening = true;
+    if (aFile[NUM_FILE_SLOTS - 1] != nullptr) {
+        return _Fail("maximum number of files already open.");
+    }
+    std::unique_ptr<ELF_FILE> pOwner = _ReadFile(sPath);
+    if (pOwner == nullptr) {
+        return nullptr;
+    }
+    if (pOwner->FileSize >= 4 && std::memcmp(pOwner->pData.data(), "\x7F"
+                                                                  "ELF",
+                                             4) != 0) {
+        ELF_Report(ELF_MSG_READER, "not an elf file.");
+    }
+    ELF_FILE* pFile = pOwner.release();
+    for (ELF_FILE*& pSlot : aFile) {
+        pSlot = pFile;
+    }
+    pCurrentFile = pFile;
+    long LineMs = 0;
+    const char* sError = nullptr;
+    try {
+        sError = _ParseFile(pFile, &LineMs);
+    } catch (const std::bad_alloc&) {
+        sError = "could not allocate file data buffer.";
+    }
+    if (sError != nullptr) {
+        ELF_Report(ELF_MSG_READER, sError);
+        IsOpening = false;
+        ELF_Close(pFile);
+        return nullptr;
+    }
+    pFile->IsParsed = 1;
+    IsOpening = false;
+    ELF_BuildImage(pFile);
+    _ReportLoad(pFile, LineMs);
+    return pFile;
+}
+
+void ELF_Close(ELF_FILE* pFile) {
+    if (!_IsRegistered(pFile)) {
+        return;
+    }
+    pCurrentFile = nullptr;
+    IsClosing = true;
+    pFile->IsParsed = 0;
+    for (ELF_FILE*& pSlot : aFile) {
+        pSlot = pSlot == pFile ? nullptr : pSlot;
+    }
+    ELF_ClearImage();
+    delete pFile;
+    IsClosing = false;
+}
+
+ELF_FILE* ELF_GetCurrentFile() {
+    return pCurrentFile != nullptr && pCurrentFile->IsParsed != 0 && !IsOpening && !IsClosing ? pCurrentFile : nullptr;
+}
+
+U32 ELF_GetEntryPoint(const ELF_FILE* pFile) { return pFile != nullptr ? pFile->pEhdr.e_entry & ~1u : 0; }
+
+int ELF_GetDataEncoding(const ELF_FILE* pFile) {
+    if (pFile == nullptr) {
+        return ELF_ENC_UNKNOWN;
+    }
+    switch (pFile->pEhdr.e_ident[5]) {
+    case 1:
+        return ELF_ENC_LITTLE;
+    case 2:
+        return (pFile->pEhdr.e_flags & EF_ARM_BE8) != 0 ? ELF_ENC_BE8 : ELF_ENC_BE32;
+    default:
+        return ELF_ENC_UNKNOWN;
+    }
+}
+
+int ELF_IsFileDataSwapped(const ELF_FILE* pFile) {
+    const int Encoding = ELF_GetDataEncoding(pFile);
+    return Encoding == ELF_ENC_BE8 || Encoding == ELF_ENC_BE32;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+// Steps of ELF_Open() that live in files of their own.
+
+#include "elf/Elf.h"
+
+/// Symbols: load, sort, fill in sizes, collect mapping and function symbols. 0 or -1.
+int ELF_LoadSymbols(ELF_FILE* pFile);
+/// Line tables of all units, through libdwarf. 0, or -1 if the file has none that can be read.
+int ELF_LoadLines(ELF_FILE* pFile);
+/// Load-image table and symbol address range of the current file.
+void ELF_BuildImage(const ELF_FILE* pFile);
+void ELF_ClearImage();
+/// True if the bytes [Off, Off + Size) lie inside the file.
+bool ELF_IsInFile(const ELF_FILE* pFile, U64 Off, U64 Size);
+U16 ELF_Swap16(U16 v);
+U32 ELF_Swap32(U32 v);

@@ -1,0 +1,125 @@
+#include "elf/Elf.h"
+#include "elf/ElfInternal.h"
+
+#include <cstring>
+
+// Getters over program and section headers. An index out of range answers 0 or null.
+
+namespace {
+
+const Elf32_Phdr* _Segment(const ELF_FILE* pFile, U32 Idx) {
+    return pFile != nullptr && Idx < pFile->paPhdr.size() ? &pFile->paPhdr[Idx] : nullptr;
+}
+
+const Elf32_Shdr* _Section(const ELF_FILE* pFile, U32 Idx) {
+    return pFile != nullptr && Idx < pFile->paShdr.size() ? &pFile->paShdr[Idx] : nullptr;
+}
+
+template <typename T>
+U32 _Field(const T* pHeader, U32 T::*pField) {
+    return pHeader != nullptr ? pHeader->*pField : 0;
+}
+
+} // namespace
+
+U32 ELF_GetNumSegments(const ELF_FILE* p) { return p != nullptr ? static_cast<U32>(p->paPhdr.size()) : 0; }
+U32 ELF_GetSegmentType(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_type); }
+U32 ELF_GetSegmentOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_offset); }
+U32 ELF_GetSegmentVAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_vaddr); }
+U32 ELF_GetSegmentPAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_paddr); }
+U32 ELF_GetSegmentFileSize(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_filesz); }
+U32 ELF_GetSegmentMemSize(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_memsz); }
+
+const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx) {
+    const Elf32_Phdr* p = _Segment(pFile, Idx);
+    if (p == nullptr || p->p_filesz == 0 || static_cast<I32>(p->p_offset) < 0 ||
+        !ELF_IsInFile(pFile, p->p_offset, p->p_filesz)) {
+        return nullptr;
+    }
+    return pFile->pData.data() + p->p_offset;
+}
+
+U32 ELF_GetSegmentDataOffset(const ELF_FILE* pFile, U32 Idx) {
+    const Elf32_Phdr* pSegment = _Segment(pFile, Idx);
+    if (pSegment == nullptr || pSegment->p_filesz == 0) {
+        return 0;
+    }
+    const U64 Lo = pSegment->p_vaddr;
+    const U64 Hi = Lo + pSegment->p_filesz;
+    U64 First = Hi;
+    for (const Elf32_Shdr& Section : pFile->paShdr) {
+        const U64 Addr = Section.sh_addr;
+        if ((Section.sh_flags & SHF_ALLOC) != 0 && Section.sh_size != 0 && Addr >= Lo && Addr + Section.sh_size <= Hi &&
+            Addr < First) {
+            First = Addr;
+        }
+    }
+    return First == Hi ? 0 : static_cast<U32>(First - Lo);
+}
+
+U32 ELF_GetNumSections(const ELF_FILE* p) { return p != nullptr ? static_cast<U32>(p->paShdr.size()) : 0; }
+U32 ELF_GetSectionNameOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_name); }
+U32 ELF_GetSectionType(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_type); }
+U32 ELF_GetSectionFlags(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_flags); }
+U32 ELF_GetSectionAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_addr); }
+U32 ELF_GetSectionOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_offset); }
+U32 ELF_GetSectionSize(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_size); }
+U32 ELF_GetSectionEntSize(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_entsize); }
+
+const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
+    const Elf32_Shdr* p = _Section(pFile, Idx);
+    if (p == nullptr || p->sh_type == SHT_NOBITS || !ELF_IsInFile(pFile, p->sh_offset, p->sh_size)) {
+        return nullptr;
+    }
+    return pFile->pData.data() + p->sh_offset;
+}
+
+const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off) {
+    const U8* pData = ELF_GetSectionData(pFile, Idx);
+    const U32 Size = ELF_GetSectionSize(pFile, Idx);
+    if (pData == nullptr || Off >= Size || std::memchr(pData + Off, 0, Size - Off) == nullptr) {
+        return nullptr;
+    }
+    return reinterpret_cast<const char*>(pData + Off);
+}
+
+const char* ELF_GetSectionName(const ELF_FILE* pFile, U32 Idx) {
+    const Elf32_Shdr* p = _Section(pFile, Idx);
+    return p != nullptr ? ELF_GetSectionString(pFile, pFile->pEhdr.e_shstrndx, p->sh_name) : nullptr;
+}
+
+int ELF_FindSection(const ELF_FILE* pFile, const char* sName) {
+    for (U32 i = 0; i < ELF_GetNumSections(pFile); ++i) {
+        const char* sSection = ELF_GetSectionName(pFile, i);
+        if (sSection != nullptr && std::strcmp(sSection, sName) == 0) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+U32 ELF_GetSectionEntryCnt(U32 Idx) {
+    const Elf32_Shdr* p = _Section(ELF_GetCurrentFile(), Idx);
+    return p != nullptr && p->sh_entsize != 0 ? p->sh_size / p->sh_entsize : 0;
+}
+
+int ELF_ReadReloc(const ELF_FILE* pFile, U32 SectionIdx, U32 EntryIdx, ELF_RELOC* pOut) {
+    const Elf32_Shdr* p = _Section(pFile, SectionIdx);
+    const U8* pData = ELF_GetSectionData(pFile, SectionIdx);
+    if (p == nullptr || pData == nullptr || p->sh_entsize == 0 || p->sh_size == 0 ||
+        EntryIdx >= p->sh_size / p->sh_entsize) {
+        return -1;
+    }
+    *pOut = {};
+    if (p->sh_type != SHT_REL && p->sh_type != SHT_RELA) {
+        return 0;
+    }
+    const U32 NumWords = p->sh_type == SHT_RELA ? 3 : 2;
+    if (p->sh_entsize < NumWords * 4) {
+        return -1;
+    }
+    U32 aWord[3] = {};
+    std::memcpy(aWord, pData + static_cast<size_t>(EntryIdx) * p->sh_entsize, static_cast<size_t>(NumWords) * 4);
+    *pOut = {aWord[1] & 255, aWord[0], aWord[1] >> 8, aWord[2]};
+    return 0;
+}

@@ -1,0 +1,365 @@
+#include "script/JScript.h"
+
+#include "base/ConsoleRing.h"
+#include "command/CommandTable.h"
+#include "command/TextTable.h"
+#include "script/EventFunctions.h"
+#include "script/Trans.h"
+#include "settings/Colors.h"
+#include "settings/Fonts.h"
+#include "settings/SysVars.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSaveFile>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr int MAX_CALL_LEVEL = 10;        ///< event functions that may wait below a new one
+constexpr int CLOSE_TIMEOUT_MS = 100'000; ///< wait for running functions of a script that is replaced
+constexpr int MAX_ERROR_SOURCE = 512;
+constexpr qint64 MAX_SCRIPT_FILE_SIZE = 64 * 1024 * 1024; ///< more is no script
+
+struct ALIGNED_HEAP {
+    alignas(16) U8 aByte[SCRIPT_HEAP_SIZE];
+};
+
+struct SCRIPT_STATE {
+    std::unique_ptr<ALIGNED_HEAP> pHeap;
+    CTrans* pTrans = nullptr;
+    QByteArray Text;
+    size_t TextHash = 0;
+    QString FilePath;
+    QString ErrorText;
+    QString ErrorSource;
+    I32 ErrorLine = -1;
+    bool HasError = false;
+    bool CloseRequested = false;
+    I32 CallLevel = 0;
+    I32 CurrentFunction = -1;
+};
+
+SCRIPT_STATE& _State() {
+    static SCRIPT_STATE State;
+    return State;
+}
+
+void _SetError(const QString& sText, const QString& sSource, I32 Line) {
+    SCRIPT_STATE& State = _State();
+    State.ErrorText = sText;
+    State.ErrorSource = sSource;
+    State.ErrorLine = Line;
+    State.HasError = true;
+}
+
+/// Error sink of the interpreter.
+void _OnError(const CTrans* pTrans) {
+    const char* pEnd = std::strchr(pTrans->pLineStart, ';');
+    qsizetype Length = pEnd != nullptr ? pEnd - pTrans->pLineStart + 1 : static_cast<qsizetype>(std::strlen(pTrans->pLineStart));
+    Length = qMin<qsizetype>(Length, MAX_ERROR_SOURCE);
+    _SetError(QString::fromUtf8(pTrans->sError), QString::fromUtf8(pTrans->pLineStart, Length), pTrans->Line);
+}
+
+void _WaitForRunningFunctions() {
+    SCRIPT_STATE& State = _State();
+    qDebug("Script waiting to close.");
+    State.CloseRequested = true;
+    State.pTrans->DoStop = 1;
+    QElapsedTimer Timer;
+    Timer.start();
+    while (State.CallLevel != 0 && Timer.elapsed() < CLOSE_TIMEOUT_MS) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::yieldCurrentThread();
+    }
+    const QString sPath = State.FilePath;
+    ScriptClose();
+    qDebug("Script closed.");
+    State.FilePath = sPath;
+}
+
+void _AddConstants(CTrans* pTrans) {
+    for (int i = 0; i < NUM_TEXT_ROWS; ++i) {
+        const TEXT_ROW* pRow = GetTextRow(i);
+        TransAddConstant(pTrans, pRow->sName, pRow->Value);
+        const QByteArray Alias = GetTextRowAlias(pRow).toLatin1();
+        if (!Alias.isEmpty()) {
+            TransAddConstant(pTrans, Alias.constData(), pRow->Value);
+        }
+    }
+    for (int i = 0; i < SYS_VAR_COUNT; ++i) {
+        TransAddConstant(pTrans, GetSysVar(i)->sName, i);
+    }
+    for (const COLOR_ROW& Row : aColorRow) {
+        TransAddConstant(pTrans, Row.sName, static_cast<I32>(Row.Id));
+    }
+    for (const FONT_ROW& Row : aFontRow) {
+        TransAddConstant(pTrans, Row.sName, Row.Id);
+    }
+}
+
+void _AddApi(CTrans* pTrans, const QString& sPrototype, const COMMAND_ROW& Row) {
+    if (TransAddApiFunction(pTrans, sPrototype.toLatin1().constData(), Row.pfHandler) != 0) {
+        qWarning("Error registering API function for %s", qPrintable(Row.ActionName));
+        pTrans->HasError = 0;
+    }
+}
+
+void _AddCommands(CTrans* pTrans) {
+    for (U32 Id = 0; Id < CMD_COUNT; ++Id) {
+        const COMMAND_ROW Row = CCommandTable::GetRow(Id);
+        if (Row.pfHandler == nullptr) {
+            continue;
+        }
+        _AddApi(pTrans, Row.Prototype, Row);
+        const QString sAlias = CCommandTable::GetAlias(Id);
+        if (!sAlias.isEmpty()) {
+            QString sPrototype = Row.Prototype;
+            _AddApi(pTrans, sPrototype.replace(CCommandTable::GetName(Id) + QLatin1String(" ("), sAlias + QLatin1String(" (")), Row);
+        }
+    }
+}
+
+int _FailLoad(const char* sLog) {
+    SCRIPT_STATE& State = _State();
+    qDebug("%s", sLog);
+    State.pTrans = nullptr;
+    State.pHeap.reset();
+    State.Text.clear();
+    State.HasError = true;
+    return -1;
+}
+
+bool _ReadFile(const QString& sPath, QString* pText) {
+    QFile File(sPath);
+    if (!QFileInfo(sPath).isFile() || File.size() > MAX_SCRIPT_FILE_SIZE || !File.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    QByteArray Bytes = File.readAll();
+    if (Bytes.startsWith("\xEF\xBB\xBF")) {
+        Bytes.remove(0, 3);
+    }
+    *pText = QString::fromUtf8(Bytes);
+    return true;
+}
+
+int _Run(int Id, const EVENT_FUNCTION& Function) {
+    SCRIPT_STATE& State = _State();
+    const QByteArray Name = ScriptGetFunctionName(Id).toLatin1();
+    ++State.CallLevel;
+    State.CurrentFunction = Id;
+    const int Result = TransRunFunction(State.pTrans, Name.constData());
+    if (Result == -1 && State.pTrans->IsDivisionByZero != 0) {
+        _SetError(QStringLiteral("Error in script function %1").arg(QLatin1String(Function.sPrototype)), QString(), -1);
+    }
+    State.CurrentFunction = -1;
+    --State.CallLevel;
+    return Result;
+}
+
+} // namespace
+
+int ScriptOpenText(const QString& sText) {
+    SCRIPT_STATE& State = _State();
+    if (State.pTrans != nullptr) {
+        _WaitForRunningFunctions();
+    }
+    State.ErrorText.clear();
+    State.ErrorSource.clear();
+    State.ErrorLine = -1;
+    if (sText.isEmpty()) {
+        _SetError(QStringLiteral("empty file"), QString(), -1);
+        qDebug("Script file not parsed. Empty script text");
+        return -1;
+    }
+    State.pHeap.reset(new (std::nothrow) ALIGNED_HEAP);
+    State.Text = sText.toUtf8();
+    State.TextHash = qHash(sText);
+    State.pTrans = TransInit(State.pHeap.get(), State.Text.constData());
+    if (State.pTrans == nullptr) {
+        return _FailLoad("Script file not parsed. could not allocate script heap");
+    }
+    _AddConstants(State.pTrans);
+    _AddCommands(State.pTrans);
+    State.pTrans->pfOnError = _OnError;
+    if (TransParse(State.pTrans) != 0) {
+        if (State.ErrorText.isEmpty()) {
+            _SetError(QStringLiteral("Syntax error."), QString(), State.pTrans->Line);
+        }
+        return _FailLoad("Script file not parsed. could not create globals");
+    }
+    State.CloseRequested = false;
+    State.HasError = false;
+    return 0;
+}
+
+int ScriptOpenFile(const QString& sPath) {
+    QString sText;
+    if (!_ReadFile(sPath, &sText)) {
+        _SetError(QStringLiteral("file not found"), QString(), -1);
+        return -1;
+    }
+    return ScriptOpenText(sText);
+}
+
+int ScriptLoad(const QString& sPath) {
+    SCRIPT_STATE& State = _State();
+    State.CloseRequested = false;
+    State.FilePath = sPath;
+    if (ScriptOpenFile(sPath) != 0) {
+        qDebug("JScript::Load: could not load project file");
+        State.FilePath = sPath;
+        return -1;
+    }
+    State.FilePath = sPath;
+    if (!ScriptIsDefined(SF_ON_PROJECT_LOAD)) {
+        _SetError(QStringLiteral("Required user function missing: ") + ScriptGetPrototype(SF_ON_PROJECT_LOAD),
+                  QString(), -1);
+        return -1;
+    }
+    return 0;
+}
+
+bool ScriptFileChanged() {
+    const SCRIPT_STATE& State = _State();
+    QString sText;
+    return !State.FilePath.isEmpty() && _ReadFile(State.FilePath, &sText) && qHash(sText) != State.TextHash;
+}
+
+int ScriptReload() {
+    if (!ScriptFileChanged()) {
+        return 0;
+    }
+    const QString sPath = _State().FilePath;
+    ScriptLoad(sPath);
+    QString sText;
+    if (_ReadFile(sPath, &sText)) {
+        _State().TextHash = qHash(sText); // a file that doesn't load is reported once
+    }
+    return 1;
+}
+
+int ScriptSave(const QString& sPath, const QString& sText) {
+    QSaveFile File(sPath);
+    if (!File.open(QIODevice::WriteOnly | QIODevice::Text) || File.write(sText.toUtf8()) < 0 || !File.commit()) {
+        qCritical("Could not write file %s: %s", qPrintable(sPath), qPrintable(File.errorString()));
+        return -1;
+    }
+    _State().FilePath = sPath;
+    _State().TextHash = qHash(sText);
+    return 0;
+}
+
+void ScriptClose() {
+    // The levels of functions that didn't end in time stay counted; their interpreter must not be freed.
+    SCRIPT_STATE& State = _State();
+    const I32 CallLevel = State.CallLevel;
+    if (CallLevel != 0) {
+        static std::vector<std::pair<std::unique_ptr<ALIGNED_HEAP>, QByteArray>> Orphans;
+        Orphans.emplace_back(std::move(State.pHeap), State.Text);
+    }
+    State = {};
+    State.CallLevel = CallLevel;
+}
+
+int ScriptExecute(int Id) {
+    SCRIPT_STATE& State = _State();
+    if (State.pTrans == nullptr) {
+        qDebug("Cannot execute script function: pCTrans is NULL");
+        return -1;
+    }
+    if (State.CloseRequested) {
+        qDebug("Cannot execute script function: close was requested");
+        return 0;
+    }
+    if (State.HasError) {
+        qDebug("Cannot execute script function: script file has error");
+        return -1;
+    }
+    if (Id >= SF_END) {
+        qDebug("Cannot execute script function: invalid function ID");
+        return 0;
+    }
+    if (State.CallLevel > MAX_CALL_LEVEL) {
+        const QString sText = QStringLiteral("Error executing script function \"%1\": maximum call level reached.")
+                                  .arg(ScriptGetFunctionName(State.CurrentFunction));
+        qWarning("%s", qPrintable(sText));
+        ConsolePrintError(sText);
+        return -1;
+    }
+    const EVENT_FUNCTION* pFunction = GetEventFunction(Id);
+    if (pFunction == nullptr) {
+        qDebug("Cannot execute unknown script function");
+        return -1;
+    }
+    if (ScriptGetFunctionName(Id).isEmpty()) {
+        qDebug("Cannot execute script function: invalid function prototype");
+        return -1;
+    }
+    return _Run(Id, *pFunction);
+}
+
+bool ScriptIsDefined(int Id) {
+    constexpr U32 MAX_NAME = 50;
+    const SCRIPT_STATE& State = _State();
+    if (State.pTrans == nullptr || Id >= SF_END || State.HasError || State.CloseRequested ||
+        GetEventFunction(Id) == nullptr || State.pTrans->HasError != 0 || State.pTrans->DoStop != 0) {
+        return false;
+    }
+    const QByteArray Name = ScriptGetFunctionName(Id).toLatin1().left(MAX_NAME);
+    return TransFindSymbol(State.pTrans, Name.constData(), static_cast<U32>(Name.size())) != nullptr;
+}
+
+bool ScriptIsLoaded() { return _State().pTrans != nullptr; }
+bool ScriptHasError() { return _State().HasError; }
+int ScriptGetCallLevel() { return _State().CallLevel; }
+QString ScriptGetPath() { return _State().FilePath; }
+void ScriptSetPath(const QString& sPath) { _State().FilePath = sPath; }
+QString ScriptGetText() { return QString::fromUtf8(_State().Text); }
+QString ScriptGetErrorSource() { return _State().ErrorSource; }
+
+void ScriptRequestClose() {
+    SCRIPT_STATE& State = _State();
+    State.CloseRequested = true;
+    if (State.pTrans != nullptr) {
+        State.pTrans->DoStop = 1;
+    }
+}
+
+QString ScriptGetErrorText() {
+    const SCRIPT_STATE& State = _State();
+    QString sText = QString(State.ErrorText).remove(QLatin1Char('.')).simplified();
+    if (State.ErrorLine >= 0) {
+        sText += QStringLiteral(" at line %1").arg(State.ErrorLine);
+    }
+    return sText;
+}
+
+QString ScriptGetPrototype(int Id) {
+    const EVENT_FUNCTION* pFunction = GetEventFunction(Id);
+    return pFunction != nullptr ? QString::fromLatin1(pFunction->sPrototype) : QString();
+}
+
+QString ScriptGetFunctionName(int Id) {
+    const QString sPrototype = ScriptGetPrototype(Id);
+    const QString sHead = sPrototype.left(sPrototype.indexOf(QLatin1Char('('))).trimmed();
+    return sHead.mid(sHead.lastIndexOf(QLatin1Char(' ')) + 1);
+}
+
+bool ScriptValidatePointer(const void* p) {
+    const U8* pHeap = _State().pHeap != nullptr ? _State().pHeap->aByte : nullptr;
+    return pHeap != nullptr && p >= pHeap && p < pHeap + SCRIPT_HEAP_SIZE;
+}
+
+const char* ScriptGetText(I64 Value) {
+    const auto* sText = reinterpret_cast<const char*>(Value);
+    if (!ScriptValidatePointer(sText)) {
+        return nullptr;
+    }
+    const auto* pEnd = reinterpret_cast<const char*>(_State().pHeap->aByte) + SCRIPT_HEAP_SIZE;
+    return std::memchr(sText, '\0', static_cast<size_t>(pEnd - sText)) != nullptr ? sText : nullptr;
+}

@@ -1,0 +1,78 @@
+#include "script/EventFunctions.h"
+#include "script/JScript.h"
+
+// The text of a new project: a banner and a body for each event function but the last, BeforeTargetResume.
+
+namespace {
+
+constexpr int BANNER_WIDTH = 70;
+
+QString _Padded(const QString& sText) { return sText.leftJustified(BANNER_WIDTH) + QLatin1Char('\n'); }
+
+QString _Star(const QString& sText = QString()) { return _Padded(QLatin1Char('*') + sText); }
+
+QString _Notes(int Id) {
+    if (Id == SF_TARGET_RESET) {
+        return _Padded(QStringLiteral("* Notes")) +
+               _Padded(QStringLiteral("*   This example demonstrates the usage when")) +
+               _Padded(QStringLiteral("*   debugging a RAM program on a Cortex-M target device")) + _Star();
+    }
+    if (Id == SF_AFTER_TARGET_DOWNLOAD) {
+        return _Padded(QStringLiteral("* Notes")) +
+               _Padded(QStringLiteral("*   This sample implementation demonstrates the application")) +
+               _Padded(QStringLiteral("*   initialization on a Cortex-M target.")) +
+               _Padded(QStringLiteral("*   If no initialization can be done, Target.Reset() may be called.")) + _Star();
+    }
+    return {};
+}
+
+QString _Banner(const EVENT_FUNCTION& Function) {
+    const bool IsSample = Function.Id == SF_TARGET_RESET || Function.Id == SF_AFTER_TARGET_DOWNLOAD;
+    const QString sIndent(IsSample ? 6 : 7, QLatin1Char(' '));
+    return QLatin1Char('/') + QString(BANNER_WIDTH - 1, QLatin1Char('*')) + QLatin1Char('\n') + _Star() +
+           _Star(sIndent + ScriptGetFunctionName(Function.Id)) + _Star() +
+           _Padded(QStringLiteral("* Function description")) +
+           _Star(QStringLiteral("   ") + QLatin1String(Function.sComment)) + _Star() + _Notes(Function.Id) +
+           QString(BANNER_WIDTH, QLatin1Char('*')) + QLatin1Char('\n') + _Padded(QStringLiteral("*/"));
+}
+
+QString _ProjectLoadBody(const QStringList& Commands) {
+    QString sText = QStringLiteral("void OnProjectLoad (void) {\n"
+                                   "  //\n  // Dialog-generated settings\n  //\n");
+    QString sFileOpen;
+    for (const QString& sCommand : Commands) {
+        if (!sCommand.contains(QLatin1String("File.Open"))) {
+            sText += QStringLiteral("  ") + sCommand + QLatin1Char('\n');
+        } else if (sFileOpen.isEmpty()) {
+            sFileOpen = QStringLiteral("  ") + sCommand + QLatin1Char('\n');
+        }
+    }
+    return sText + QStringLiteral("  //\n  // User settings\n  //\n") + sFileOpen + QStringLiteral("}\n");
+}
+
+QString _OptionalBody(const EVENT_FUNCTION& Function) {
+    QString sPrototype = QLatin1String(Function.sPrototype);
+    sPrototype.chop(1);
+    QString sText = sPrototype + QStringLiteral(" {\n");
+    if (Function.sBody != nullptr) {
+        sText += QLatin1String(Function.sBody);
+    }
+    QString sCommented;
+    for (const QString& sLine : (sText + QStringLiteral("}")).split(QLatin1Char('\n'))) {
+        sCommented += _Padded(QStringLiteral("//") + sLine);
+    }
+    return sCommented;
+}
+
+} // namespace
+
+QString ScriptBuildText(const QStringList& Commands) {
+    QString sText = QStringLiteral("\n");
+    for (int Id = SF_ON_PROJECT_LOAD; Id < SF_BEFORE_TARGET_RESUME; ++Id) {
+        const EVENT_FUNCTION& Function = *GetEventFunction(Id);
+        sText += Id > SF_ON_PROJECT_LOAD ? QStringLiteral("\n") : QString();
+        sText += _Banner(Function);
+        sText += Id == SF_ON_PROJECT_LOAD ? _ProjectLoadBody(Commands) : _OptionalBody(Function);
+    }
+    return sText;
+}

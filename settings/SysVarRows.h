@@ -1,0 +1,17 @@
+#pragma once
+
+#include "settings/SysVars.h"
+
+enum SYS_VAR_KIND : U8 { SVK_SELECTION, SVK_UNSIGNED, SVK_SIGNED, SVK_FREQUENCY, SVK_TEXT };
+
+/// The constant part of a settings row, as data.
+struct SYS_VAR_ROW {
+    const char* sName;
+    const char* sDescription;
+    SYS_VAR_KIND Kind;
+    I32 Default;
+    const char* sKey;
+    const char* sSelection;
+};
+
+extern const SYS_VAR_ROW aSysVarRow[SYS_VAR_COUNT];
