@@ -22,12 +22,20 @@ class CDeviceEventListener;
 class CSemiHostHook;
 struct NOVIK_FUNCS;
 
-class CDevice : public QThread, public CDeviceJobs {
+/// The rings come first, so that what refers to them finds them built.
+struct CDeviceRings {
+    std::unique_ptr<CJobQueue> pQueue = std::make_unique<CJobQueue>();
+    CDeviceEvents Events;
+};
+
+class CDevice : public QThread, private CDeviceRings, public CDeviceJobs {
     Q_OBJECT
 
 public:
     /// The device of this process, with the probe library beside the program; made and started at first use.
     static CDevice& Get();
+    /// The device whose events are being delivered, else the one of Get(). Main thread.
+    static CDevice& Current();
 
     /// A device of its own on the given functions, not started. Functions and clock must outlive it.
     CDevice(const NOVIK_FUNCS& Funcs, CDeviceClock& Clock);
@@ -88,7 +96,7 @@ public:
     BPEntry GetBreakpoint(U32 Addr) const { return m_Target.BPs.GetEntry(Addr); }
     /// A halt at Addr is referred to OnDeviceEvalBPCondition() from now on, or no longer. Any thread.
     void SetBPHasCondition(U32 Addr, bool HasCondition) { m_Target.BPs.List().SetHasCondition(Addr, HasCondition); }
-    /// Answers OnDeviceEvalBPCondition(): the halt is reported, or the target goes on. Main thread.
+    /// Answers OnDeviceEvalBPCondition(): the device thread reports the halt, or lets the target go on. Main thread.
     void FinishConditionalHalt(U32 PC, bool IsConditionTrue);
 
     /// A non-zero byte for a type: its jobs finish without an event. Main thread.
@@ -128,7 +136,7 @@ public:
 
     CTarget& Target() { return m_Target; }
     CJobQueue& Queue() { return m_Queue; }
-    CDeviceEvents& Events() { return m_Events; }
+    CDeviceEvents& EventRing() { return m_Events; }
     CDeviceClock& Clock() { return m_Clock; }
 
 protected:
@@ -139,9 +147,8 @@ private:
     bool IsJobEventOutdated(const Job& J) const;
 
     CDeviceClock& m_Clock;
-    std::unique_ptr<CJobQueue> m_pQueue;
     CJobQueue& m_Queue;
-    CDeviceEvents m_Events;
+    CDeviceEvents& m_Events;
     CTarget m_Target;
     CJobRunner m_Runner;
     std::recursive_mutex m_SchedulerMutex;

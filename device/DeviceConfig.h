@@ -7,10 +7,9 @@
 #include "device/DeviceTypes.h"
 
 #include <QByteArray>
+#include <QList>
 #include <array>
 #include <mutex>
-
-constexpr int CONFIG_XML_SIZE = 2049; ///< with the terminating zero
 
 struct DEV_CONFIG_PAIR {
     DEV_CONFIG_PARAMS Param;

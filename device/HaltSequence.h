@@ -1,8 +1,8 @@
 #pragma once
 
 // What happens between two jobs: a halt of the target is seen, judged and reported, or the target goes on silently.
-// Device thread, except that the main thread finishes a halt whose condition it was asked to evaluate; HaltSeqActive
-// keeps the device thread out meanwhile.
+// A halt at a breakpoint with a condition waits for the main thread's answer; HaltSeqActive holds the sequence
+// meanwhile. Device thread.
 
 #include "base/Types.h"
 
@@ -16,8 +16,6 @@ public:
     void CheckHandleHalt();
     void CheckHandleResume();
 
-    /// The answer to a breakpoint condition.
-    void FinishConditionalHalt(U32 PC, bool IsConditionTrue);
     void CompleteSrcStepAndContHaltSeq(U32 PC);
 
     /// All halt conditions were passed: the halt is reported to whom it concerns.
@@ -26,11 +24,14 @@ public:
     void OnStepped();
 
 private:
-    void BeginHaltSequence();
+    bool BeginHaltSequence();
+    void CheckHandleConditionAnswer();
+    void FinishDeferredConnect();
+    void FinishDeferredReset();
+    void FinishDeferredInit();
     bool ResumeWhenSHIRQIsDiscarded(U32 PC);
     bool CheckHandleSemihostingIRQ(U32 PC);
     void EvalBPCondAndContinueHaltSeq(U32 PC);
-    void RemoveHiddenBreakpoint();
     void ReportHiddenBPHalt(I64 PC);
     bool IsStopWanted(U32 PC) const;
 

@@ -1,8 +1,8 @@
 #pragma once
 
 // A job: one request to the target, a plain record in a ring. Any thread builds one on its stack and schedules it;
-// the device thread runs it; the main thread reads its results while it delivers the event. Type, Flags and SeqNo
-// are looked at by other threads while a job waits or runs and are accessed atomically in the rings.
+// the device thread runs it; the main thread reads its results while it delivers the event. While it lies in a ring,
+// Flags belong to the queue and its lock.
 
 #include "base/Types.h"
 

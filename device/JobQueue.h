@@ -75,22 +75,22 @@ public:
 private:
     struct RING {
         std::array<Job, JOB_RING_SIZE> aJobs;
-        std::atomic<U32> Head{0}; ///< next to run
-        std::atomic<U32> Tail{0}; ///< next free
+        U32 Head = 0;       ///< next to run
+        U32 Tail = 0;       ///< next free
+        U32 NumWaiting = 0; ///< from Head on; the slots behind them, up to Tail, still await their delivery
     };
-    template <class FN> void WalkWaiting(U32 Ring, FN&& Fn) const;
-    int CancelRing(U32 Ring, U32 Type, bool AlsoProtected);
+    const Job* FindWaiting(U32 Ring, U32 Type, U32* pIdx) const;
+    int TakePending(U32 Ring, U32 Type, bool AlsoProtected);
 
     std::array<RING, NUM_JOB_RINGS> m_aRings;
     std::array<Job, JOB_RING_SIZE> m_aCompletions;
     U32 m_CompletionIdx = 0;
     U64 m_NextSeqNo = 1;
     std::array<std::atomic<U8>, JT_LAST> m_aSuppressed{};
-    std::atomic<const Job*> m_pRunning{nullptr};
+    const Job* m_pRunning = nullptr;
     COUNTERS m_Counters;
 
-    std::mutex m_ScheduleMutex;
-    std::mutex m_CompletionMutex;
+    mutable std::mutex m_Mutex; ///< guards the rings: indices, free slots and the Pending flags
     std::mutex m_WakeMutex;
     std::condition_variable m_Wake;
     bool m_HasWork = false;

@@ -56,7 +56,6 @@ private:
     int JudgeStepOver(U32 PC, U32 SP, U32 MaxSingleSteps);
     void StepOutSimple();
     I64 FindRunTarget() const;
-    bool IsStraight(U32 Start, U32 End) const;
     I64 NextLineAddr(U32 PC) const;
     int RunForStep(U32 Job, U32 Addr);
     int LeaveCall();

@@ -28,6 +28,8 @@ public:
     /// One more stop here; the entry after that.
     BPEntry CountHit(U32 Addr);
     void SetHasCondition(U32 Addr, bool HasCondition);
+    /// Gives a listed entry the hit count and condition flag of a copy taken earlier.
+    void RestoreCounters(const BPEntry& Entry);
 
 private:
     int FindLocked(U32 Addr) const;
@@ -50,6 +52,8 @@ public:
     U32 ClearAllBreakpoints(BP_STATES State);
     int ResetBreakpoints();
 
+    /// Sets a breakpoint again as it was before something else took its address.
+    void RestoreEntry(const BPEntry& Entry);
     /// Sets all listed breakpoints in the library after a connect.
     void RestoreAll();
 

@@ -46,7 +46,6 @@ public:
 private:
     bool BeginHaltForAccess(U32* pFlags);
     void EndHaltForAccess(bool WasHalted);
-    int FinishDownload(bool OnlyIfConnected);
     void StartProgress(const char* sText, U32 NumBytes, U32 NumChunks);
     void SetProgress(U32 NumBytes, U32 NumChunks, U32 Chunk);
 

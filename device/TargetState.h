@@ -35,6 +35,8 @@ struct CTargetState {
     CSharedValue<int> DeferredConnectMode{-1};
     CSharedValue<int> DeferredResetMode{-1};
     CSharedValue<U8> InitSPandPCWanted;
+    CSharedValue<int> ConditionAnswer{-1}; ///< of the main thread to a breakpoint condition: 0 false, 1 true, -1 none
+    CSharedValue<U32> ConditionPC;
 
     U64 CurFunc = 0;       ///< function at the PC; device thread
     ELF_SRC_LOC CurSrcLoc; ///< source line of the PC; device thread

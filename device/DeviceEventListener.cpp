@@ -1,0 +1,118 @@
+#include "device/DeviceEventListener.h"
+
+#include "device/Device.h"
+#include "device/JobTable.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+// All listeners in order of construction. While somebody walks the list a listener that goes away leaves a null
+// behind; the last walk closes the gaps.
+struct LISTENER_LIST {
+    std::vector<CDeviceEventListener*> aListeners;
+    int NumWalks = 0;
+    bool HasGaps = false;
+};
+
+LISTENER_LIST& _List() {
+    static LISTENER_LIST List;
+    return List;
+}
+
+bool _IsTargetWrite(U32 Type) {
+    switch (Type) {
+    case JT_WRITE_REG:
+    case JT_WRITE_CP_REG:
+    case JT_WRITE_MEM:
+    case JT_WRITE_MEM_MULTIPLE:
+    case JT_WRITE_BYTE:
+    case JT_WRITE_LOCATION:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+CDeviceEventListener::CDeviceEventListener() {
+    _List().aListeners.push_back(this);
+}
+
+CDeviceEventListener::~CDeviceEventListener() {
+    LISTENER_LIST& List = _List();
+    const auto It = std::find(List.aListeners.begin(), List.aListeners.end(), this);
+    if (List.NumWalks) {
+        *It = nullptr;
+        List.HasGaps = true;
+    } else {
+        List.aListeners.erase(It);
+    }
+}
+
+void CDeviceEventListener::Lock() {
+    _List().NumWalks++;
+}
+
+void CDeviceEventListener::Unlock() {
+    LISTENER_LIST& List = _List();
+    if (--List.NumWalks == 0 && List.HasGaps) {
+        std::erase(List.aListeners, nullptr);
+        List.HasGaps = false;
+    }
+}
+
+int CDeviceEventListener::Count() {
+    return int(_List().aListeners.size());
+}
+
+CDeviceEventListener* CDeviceEventListener::At(int Index) {
+    return _List().aListeners[size_t(Index)];
+}
+
+void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
+    const CDevice& Device = CDevice::Current();
+    const JOB_TYPE_ROW& Row = GetJobTypeRow(pJob->Type);
+    const bool IsDone = pJob->Status == JOB_STATUS_DONE;
+    if (IsDone && _IsTargetWrite(pJob->Type) && Device.IsSessionReady()) {
+        OnDeviceWriteAccess();
+    }
+    if (JOB_DELIVERY* pfDeliver = IsDone ? Row.pfDone : Row.pfFailed) {
+        pfDeliver(*this, *pJob);
+    }
+    switch (pJob->Type) {
+    case JT_RESET:
+        OnDeviceHaltDone(U32(pJob->Result[0]), HR_USER);
+        break;
+    case JT_STEP_INST:
+    case JT_STEP_INTO:
+    case JT_STEP_OVER:
+    case JT_STEP_OUT:
+        OnDeviceStepped(U32(pJob->Result[0]));
+        break;
+    case JT_SET_BP:
+    case JT_SET_BPS:
+    case JT_CLEAR_BP:
+    case JT_CLEAR_BPS:
+    case JT_CLEAR_ALL_BPS:
+        OnDeviceBPStateChanged();
+        break;
+    case JT_SET_WPS:
+    case JT_CLEAR_WPS:
+    case JT_CLEAR_ALL_WPS:
+        OnDeviceWPStateChanged();
+        break;
+    case JT_SET_TARGET_EXEC_STATE:
+        OnDeviceResetDone(U32(Device.GetPC()), RM_STATE_RESTORED);
+        break;
+    case JT_WRITE_REG:
+        if (I32(pJob->Param[0]) == Device.GetNovikRegIdx(REG_IDX_PC)) {
+            OnDeviceHaltDone(U32(pJob->Param[1]), HR_INIT);
+        }
+        break;
+    default:
+        break;
+    }
+}

@@ -1,0 +1,71 @@
+#include "device/Target.h"
+
+#include "device/DeviceClock.h"
+#include "device/DeviceEvents.h"
+#include "device/JobQueue.h"
+#include "device/JobTable.h"
+#include "device/NovikFuncs.h"
+#include "device/SemiHostHook.h"
+
+CTarget::CTarget(const NOVIK_FUNCS& Funcs, CDeviceClock& TheClock, CJobQueue& TheQueue, CDeviceEvents& TheEvents)
+    : Novik(Funcs), Clock(TheClock), Queue(TheQueue), Events(TheEvents), Info(*this), Connection(*this), Run(*this),
+      HaltSeq(*this), Regs(*this), Memory(*this), BPs(*this), WPs(*this), Stepper(*this), Disass(*this), Streams(*this),
+      m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {}
+
+CTarget::~CTarget() = default;
+
+void CTarget::SetSemiHost(CSemiHostHook* pHook) {
+    m_pSemiHost.store(pHook ? pHook : m_pNoSemiHost.get(), std::memory_order_release);
+}
+
+int CTarget::PostJob(Job& J) {
+    const int Result = Queue.Schedule(J);
+    if (Result == JOB_RING_FULL) {
+        Events.Log(DEV_LOG_WARN, "Job %s not scheduled. Queue is full.", GetJobTypeName(J.Type));
+    }
+    return Result == JOB_SCHEDULED ? 0 : -1;
+}
+
+int CTarget::PostContinue(RESUME_MODES Mode) {
+    Events.Raise(DEV_EVENT_ABOUT_TO_RESUME);
+    Job J;
+    J.Type = JT_CONTINUE;
+    J.Param[0] = U64(Mode);
+    return PostJob(J);
+}
+
+void CTarget::PostCompletion(U32 Type, U32 Status, I64 Result0, I64 Result1, U64 Param0) {
+    Job* pJob = Queue.NewCompletion(Type);
+    pJob->Status = Status;
+    pJob->Result[0] = Result0;
+    pJob->Result[1] = Result1;
+    pJob->Param[0] = Param0;
+    PostJobEvent(pJob);
+}
+
+void CTarget::PostJobEvent(Job* pJob) {
+    if (Queue.GetSuppressed(pJob->Type) || Events.Post(DEV_EVENT_JOB, reinterpret_cast<U64>(pJob)) != 0) {
+        Queue.Release(pJob);
+        return;
+    }
+    Queue.Counters().NumPosted++;
+}
+
+void CTarget::LogDebug(const char* sText) {
+    Events.LogText(DEV_LOG_DEBUG, sText);
+}
+void CTarget::LogWarn(const char* sText) {
+    Events.LogText(DEV_LOG_WARN, sText);
+}
+void CTarget::LogError(const char* sText) {
+    Events.LogText(DEV_LOG_ERROR, sText);
+}
+
+void CTarget::EnterDeviceThread() {
+    m_ThreadId = std::this_thread::get_id();
+}
+
+bool CTarget::IsDeviceThread() const {
+    const std::thread::id Id = m_ThreadId;
+    return Id == std::thread::id() || Id == std::this_thread::get_id();
+}
