@@ -97,8 +97,8 @@ typedef struct NOVIKARM_DEVICE_INFO {
     uint32_t MemAddr; // first memory region (flash), address
     uint32_t RAMAddr; // work area for NOVIKARM_MeasureCPUSpeedEx
     uint32_t Reserved2;
-    uint32_t MemSize; // first memory region, bytes
-    uint32_t RAMSize; // bytes
+    uint32_t MemSize;  // first memory region, bytes
+    uint32_t RAMSize;  // bytes
     const char* sManu; // manufacturer name, owned by the library
     uint8_t Reserved3[512];
     uint32_t Core; // core identifier, NOVIK_CORE_*
@@ -260,24 +260,24 @@ enum { // NOVIK_HSS_Start
     NOVIK_HSS_MAX_BLOCKS = 511
 };
 
-enum { NOVIK_CAP_SWO = 0x17 }; // NOVIKARM_EMU_HasCapEx
+enum { NOVIK_CAP_SWO = 0x17 };                     // NOVIKARM_EMU_HasCapEx
 enum { NOVIK_DEBUGINFO_HAS_SECURITY_EXT = 0x10F }; // NOVIKARM_GetDebugInfo
-enum { NOVIK_RAWTRACE_CMD_GET_CAPS = 4 };     // NOVIKARM_RAWTRACE_Control
+enum { NOVIK_RAWTRACE_CMD_GET_CAPS = 4 };          // NOVIKARM_RAWTRACE_Control
 #define NOVIK_RAWTRACE_CAP_STREAMING 0x20u
 enum { NOVIK_RTT_CMD_START = 0, NOVIK_RTT_CMD_STOP = 1 };
 enum { NOVIK_SWO_CMD_FLUSH = 2 };
 
 // Names of the text commands of NOVIKARM_ExecCommand; the comment gives the form in which each is sent.
 // "PortWidth" goes to NOVIK_STRACE_Config. The simulator's own commands are described in docs/simulator.md.
-#define NOVIK_EXEC_SET_RTT_ADDR "SetRTTAddr"                     // "%s 0x%x": address of the control block
-#define NOVIK_EXEC_SET_RTT_SEARCH_RANGES "SetRTTSearchRanges"    // "%s 0x%X 0x%X", each further ", 0x%X 0x%X"
-#define NOVIK_EXEC_READ_INTO_TRACE_CACHE "ReadIntoTraceCache"    // "%s 0x%X 0x%X": address and size
-#define NOVIK_EXEC_TRACE_SAMPLE_ADJUST "TraceSampleAdjust"       // "TD = %d" or "TD0 = %d TD1 = %d ...", picoseconds
-#define NOVIK_EXEC_PORT_WIDTH "PortWidth"                        // "%s=%d": 1, 2, 4
-#define NOVIK_EXEC_SELECT_TRACE_SOURCE "SelectTraceSource"       // "%s=%d": 1 for trace pins, else 0
-#define NOVIK_EXEC_SCRIPT_FILE "ScriptFile"                      // "%s=%s": path of a file of text commands
-#define NOVIK_EXEC_DEVICE "device"                               // "%s=%s": device name
-#define NOVIK_EXEC_HIDE_DEVICE_SELECTION "HideDeviceSelection"   // "%s=%s": "1" or "0"
+#define NOVIK_EXEC_SET_RTT_ADDR "SetRTTAddr"                   // "%s 0x%x": address of the control block
+#define NOVIK_EXEC_SET_RTT_SEARCH_RANGES "SetRTTSearchRanges"  // "%s 0x%X 0x%X", each further ", 0x%X 0x%X"
+#define NOVIK_EXEC_READ_INTO_TRACE_CACHE "ReadIntoTraceCache"  // "%s 0x%X 0x%X": address and size
+#define NOVIK_EXEC_TRACE_SAMPLE_ADJUST "TraceSampleAdjust"     // "TD = %d" or "TD0 = %d TD1 = %d ...", picoseconds
+#define NOVIK_EXEC_PORT_WIDTH "PortWidth"                      // "%s=%d": 1, 2, 4
+#define NOVIK_EXEC_SELECT_TRACE_SOURCE "SelectTraceSource"     // "%s=%d": 1 for trace pins, else 0
+#define NOVIK_EXEC_SCRIPT_FILE "ScriptFile"                    // "%s=%s": path of a file of text commands
+#define NOVIK_EXEC_DEVICE "device"                             // "%s=%s": device name
+#define NOVIK_EXEC_HIDE_DEVICE_SELECTION "HideDeviceSelection" // "%s=%s": "1" or "0"
 enum { NOVIK_EXEC_MAX_LEN = 1024 };
 
 // Ids of the optional entry points, NOVIK_GetpFunc.

@@ -1,0 +1,593 @@
+// The private peripherals at 0xE0000000: ITM, DWT, FPB, SysTick, NVIC, system control block, MPU, FPU, debug.
+// ARMv7-M Architecture Reference Manual, chapters B3 and C1.
+#include "probe/sim/Cpu.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Sim {
+
+using namespace Thumb;
+
+namespace {
+
+constexpr uint32_t DEMCR_TRCENA = 0x01000000;
+
+// The 32 bits of the NVIC bit arrays that belong to word Index.
+uint32_t IrqWord(const std::bitset<CCpu::NUM_EXC>& Set, uint32_t Index) {
+    uint32_t Word = 0;
+    for (uint32_t Bit = 0; Bit < 32; Bit++) {
+        const uint32_t Exception = EXC_IRQ0 + Index * 32 + Bit;
+        Word |= Exception < CCpu::NUM_EXC && Set.test(Exception) ? 1u << Bit : 0;
+    }
+    return Word;
+}
+
+void ChangeIrqWord(std::bitset<CCpu::NUM_EXC>& Set, uint32_t Index, uint32_t Bits, bool Value, uint32_t NumIrqs) {
+    for (uint32_t Bit = 0; Bit < 32; Bit++) {
+        const uint32_t Irq = Index * 32 + Bit;
+        if ((Bits >> Bit & 1) && Irq < NumIrqs) {
+            Set.set(EXC_IRQ0 + Irq, Value);
+        }
+    }
+}
+
+bool IsIn(uint32_t Addr, uint32_t First, uint32_t NumWords) {
+    return Addr - First < NumWords * 4;
+}
+
+uint32_t ReadPriorities(const CCpu& C, uint32_t FirstException) {
+    uint32_t Word = 0;
+    for (uint32_t Byte = 0; Byte < 4; Byte++) {
+        Word |= FirstException + Byte < CCpu::NUM_EXC ? uint32_t(C.Priority[FirstException + Byte]) << Byte * 8 : 0;
+    }
+    return Word;
+}
+
+void WritePriorities(CCpu& C, uint32_t FirstException, uint32_t Value, uint32_t Mask) {
+    const uint32_t PrioMask = 0xFFu << (8 - C.Traits.PrioBits) & 0xFF;
+    const uint32_t Limit = EXC_IRQ0 + uint32_t(C.Traits.NumIrqs);
+    for (uint32_t Byte = 0; Byte < 4; Byte++) {
+        if ((Mask >> Byte * 8 & 0xFF) && FirstException + Byte < Limit) {
+            C.Priority[FirstException + Byte] = static_cast<uint8_t>(Value >> Byte * 8 & PrioMask);
+        }
+    }
+}
+
+// SHCSR: active and pending bits of the system exceptions, enable bits of three faults.
+constexpr struct {
+    uint8_t Bit, Exception;
+} ShcsrActive[] = {{0, EXC_MEM_MANAGE}, {1, EXC_BUS_FAULT}, {3, EXC_USAGE_FAULT}, {7, EXC_SVCALL},
+                   {8, EXC_DEBUG_MON},  {10, EXC_PENDSV},   {11, EXC_SYSTICK}},
+  ShcsrPending[] = {{12, EXC_USAGE_FAULT}, {13, EXC_MEM_MANAGE}, {14, EXC_BUS_FAULT}, {15, EXC_SVCALL}},
+  ShcsrEnabled[] = {{16, EXC_MEM_MANAGE}, {17, EXC_BUS_FAULT}, {18, EXC_USAGE_FAULT}};
+
+uint32_t ReadShcsr(const CCpu& C) {
+    uint32_t Value = 0;
+    for (const auto& Row : ShcsrActive) {
+        Value |= uint32_t(C.Active.test(Row.Exception)) << Row.Bit;
+    }
+    for (const auto& Row : ShcsrPending) {
+        Value |= uint32_t(C.Pending.test(Row.Exception)) << Row.Bit;
+    }
+    for (const auto& Row : ShcsrEnabled) {
+        Value |= uint32_t(C.Enabled.test(Row.Exception)) << Row.Bit;
+    }
+    return Value;
+}
+
+void WriteShcsr(CCpu& C, uint32_t Value) {
+    for (const auto& Row : ShcsrActive) {
+        C.Active.set(Row.Exception, Value >> Row.Bit & 1);
+    }
+    for (const auto& Row : ShcsrPending) {
+        C.Pending.set(Row.Exception, Value >> Row.Bit & 1);
+    }
+    for (const auto& Row : ShcsrEnabled) {
+        C.Enabled.set(Row.Exception, !C.IsV6() && (Value >> Row.Bit & 1));
+    }
+}
+
+uint32_t ReadIcsr(CCpu& C) {
+    uint32_t Best = 0;
+    for (uint32_t Exception = CCpu::NUM_EXC - 1; Exception >= 2; Exception--) {
+        const bool Counts = C.Pending.test(Exception) && (Exception < EXC_IRQ0 || C.Enabled.test(Exception));
+        if (Counts && (!Best || C.Priority[Exception] <= C.Priority[Best])) {
+            Best = Exception;
+        }
+    }
+    bool AnyIrq = false;
+    for (uint32_t Exception = EXC_IRQ0; Exception < CCpu::NUM_EXC; Exception++) {
+        AnyIrq |= C.Pending.test(Exception);
+    }
+    return C.Ipsr | (C.Active.count() <= 1 ? 0x800u : 0) | Best << 12 | (AnyIrq ? 0x400000u : 0) |
+           uint32_t(C.Pending.test(EXC_SYSTICK)) << 26 | uint32_t(C.Pending.test(EXC_PENDSV)) << 28 |
+           uint32_t(C.Pending.test(EXC_NMI)) << 31;
+}
+
+void WriteIcsr(CCpu& C, uint32_t Value) {
+    constexpr struct {
+        uint8_t Bit, Exception;
+        bool Set;
+    } Rows[] = {{31, EXC_NMI, true},
+                {28, EXC_PENDSV, true},
+                {27, EXC_PENDSV, false},
+                {26, EXC_SYSTICK, true},
+                {25, EXC_SYSTICK, false}};
+    for (const auto& Row : Rows) {
+        if (Value >> Row.Bit & 1) {
+            C.Pending.set(Row.Exception, Row.Set);
+        }
+    }
+}
+
+// Configuration and status registers of the system control block whose reads are plain values.
+uint32_t ReadScb(CCpu& C, uint32_t Addr) {
+    switch (Addr) {
+    case 0xE000ED00:
+        return C.Traits.CpuId;
+    case 0xE000ED04:
+        return ReadIcsr(C);
+    case 0xE000ED08:
+        return C.Vtor;
+    case 0xE000ED0C:
+        return 0xFA050000 | C.AircrGroup << 8;
+    case 0xE000ED10:
+        return C.Scr;
+    case 0xE000ED14:
+        return C.Ccr;
+    case 0xE000ED18:
+    case 0xE000ED1C:
+    case 0xE000ED20:
+        return ReadPriorities(C, Addr - 0xE000ED18 + 4);
+    case 0xE000ED24:
+        return ReadShcsr(C);
+    case 0xE000ED28:
+        return C.Cfsr;
+    case 0xE000ED2C:
+        return C.Hfsr;
+    case 0xE000ED30:
+        return C.Dfsr;
+    case 0xE000ED34:
+        return C.Mmfar;
+    case 0xE000ED38:
+        return C.Bfar;
+    case 0xE000ED88:
+        return C.Cpacr;
+    case 0xE000EF34:
+        return C.Fpccr;
+    case 0xE000EF38:
+        return C.Fpcar;
+    case 0xE000EF3C:
+        return C.Fpdscr;
+    case 0xE000EF40: // MVFR0: single precision
+        return C.Traits.HasFpu ? 0x10110021 : 0;
+    case 0xE000EF44: // MVFR1
+        return C.Traits.HasFpu ? 0x11000011 : 0;
+    default:
+        return 0;
+    }
+}
+
+void WriteAircr(CCpu& C, uint32_t Value) {
+    if (Value >> 16 != 0x05FA) {
+        return;
+    }
+    C.AircrGroup = C.IsV6() ? 0 : Value >> 8 & 7;
+    if (Value & 4) { // SYSRESETREQ
+        C.Events |= EVENT_RESET;
+    }
+}
+
+void WriteScb(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Mask) {
+    const bool V6 = C.IsV6();
+    switch (Addr) {
+    case 0xE000ED04:
+        WriteIcsr(C, Value);
+        break;
+    case 0xE000ED08:
+        C.Vtor = C.Traits.CpuId == 0x410CC200 ? C.Vtor : Value & ~0x7Fu; // Cortex-M0 has none
+        break;
+    case 0xE000ED0C:
+        WriteAircr(C, Value);
+        break;
+    case 0xE000ED10:
+        C.Scr = Value & 0x16;
+        break;
+    case 0xE000ED14:
+        C.Ccr = V6 ? C.Ccr : (C.Ccr & ~(0x31Bu & Mask)) | (Value & 0x31B & Mask);
+        break;
+    case 0xE000ED18:
+    case 0xE000ED1C:
+    case 0xE000ED20:
+        WritePriorities(C, Addr - 0xE000ED18 + 4, Value, Mask);
+        break;
+    case 0xE000ED24:
+        WriteShcsr(C, Value);
+        break;
+    case 0xE000ED28: // cleared by writing ones
+        C.Cfsr &= ~(Value & Mask);
+        break;
+    case 0xE000ED2C:
+        C.Hfsr &= ~Value;
+        break;
+    case 0xE000ED30:
+        C.Dfsr &= ~Value;
+        break;
+    case 0xE000ED34:
+        C.Mmfar = Value;
+        break;
+    case 0xE000ED38:
+        C.Bfar = Value;
+        break;
+    case 0xE000ED88:
+        C.Cpacr = C.Traits.HasFpu ? Value & 0x00F00000 : 0;
+        break;
+    case 0xE000EF00:
+        if ((Value & 0x1FF) < C.Traits.NumIrqs) {
+            C.SetPending(EXC_IRQ0 + (Value & 0x1FF));
+        }
+        break;
+    case 0xE000EF34:
+        C.Fpccr = C.Traits.HasFpu ? (C.Fpccr & 0x3FFFFFFE) | (Value & 0xC0000001) : 0;
+        break;
+    case 0xE000EF38:
+        C.Fpcar = C.Traits.HasFpu ? Value & ~7u : 0;
+        break;
+    case 0xE000EF3C:
+        C.Fpdscr = C.Traits.HasFpu ? Value & 0x07C00000 : 0;
+        break;
+    default:
+        break;
+    }
+}
+
+uint32_t ReadSysTick(CCpu& C, uint32_t Addr) {
+    switch (Addr) {
+    case 0xE000E010: {
+        const uint32_t Value = C.SystCsr | (C.SystCountFlag ? 0x10000u : 0);
+        C.SystCountFlag = false;
+        return Value;
+    }
+    case 0xE000E014:
+        return C.SystRvr;
+    case 0xE000E018:
+        return C.SystCvr;
+    case 0xE000E01C:
+        return 0xC0000000; // no reference clock
+    default:
+        return 0;
+    }
+}
+
+void WriteSysTick(CCpu& C, uint32_t Addr, uint32_t Value) {
+    switch (Addr) {
+    case 0xE000E010:
+        C.SystCsr = (Value & 3) | 4;
+        break;
+    case 0xE000E014:
+        C.SystRvr = Value & 0xFFFFFF;
+        break;
+    case 0xE000E018:
+        C.SystCvr = 0;
+        C.SystCountFlag = false;
+        break;
+    default:
+        break;
+    }
+}
+
+uint32_t ReadMpu(const CCpu& C, uint32_t Addr) {
+    const uint32_t Index = C.MpuRnr & 15;
+    switch (Addr) {
+    case 0xE000ED90:
+        return uint32_t(C.Traits.NumMpuRegions) << 8;
+    case 0xE000ED94:
+        return C.MpuCtrl;
+    case 0xE000ED98:
+        return C.MpuRnr;
+    case 0xE000ED9C:
+        return C.IsV8() ? C.MpuRegions[Index].Rbar : (C.MpuRegions[Index].Rbar & ~31u) | Index;
+    case 0xE000EDA0:
+        return C.MpuRegions[Index].Rasr;
+    case 0xE000EDC0:
+        return C.Mair0;
+    case 0xE000EDC4:
+        return C.Mair1;
+    default:
+        return 0;
+    }
+}
+
+void WriteMpu(CCpu& C, uint32_t Addr, uint32_t Value) {
+    if (C.Traits.NumMpuRegions == 0) {
+        return;
+    }
+    const bool IsAlias = IsIn(Addr, 0xE000EDA4, 6); // RBAR_A1 to RASR_A3
+    const uint32_t Register = IsAlias ? 0xE000ED9C + (Addr & 7 ? 0 : 4) : Addr;
+    switch (Register) {
+    case 0xE000ED94:
+        C.MpuCtrl = Value & 7;
+        break;
+    case 0xE000ED98:
+        C.MpuRnr = Value & 15;
+        break;
+    case 0xE000ED9C:
+        if (!C.IsV8() && (Value & 0x10)) { // VALID: the region number comes with the address
+            C.MpuRnr = Value & 15;
+        }
+        C.MpuRegions[C.MpuRnr].Rbar = C.IsV8() ? Value : Value & ~31u;
+        break;
+    case 0xE000EDA0:
+        C.MpuRegions[C.MpuRnr].Rasr = Value;
+        break;
+    case 0xE000EDC0:
+        C.Mair0 = Value;
+        break;
+    case 0xE000EDC4:
+        C.Mair1 = Value;
+        break;
+    default:
+        break;
+    }
+    C.CodeSize = 0;
+    C.UpdateSlots();
+}
+
+uint32_t ReadNvic(const CCpu& C, uint32_t Addr) {
+    if (IsIn(Addr, 0xE000E100, 8) || IsIn(Addr, 0xE000E180, 8)) {
+        return IrqWord(C.Enabled, (Addr & 0x7F) / 4);
+    }
+    if (IsIn(Addr, 0xE000E200, 8) || IsIn(Addr, 0xE000E280, 8)) {
+        return IrqWord(C.Pending, (Addr & 0x7F) / 4);
+    }
+    if (IsIn(Addr, 0xE000E300, 8)) {
+        return IrqWord(C.Active, (Addr & 0x7F) / 4);
+    }
+    if (IsIn(Addr, 0xE000E400, 60)) {
+        return ReadPriorities(C, Addr - 0xE000E400 + EXC_IRQ0);
+    }
+    return Addr == 0xE000E004 ? (C.Traits.NumIrqs + 31u) / 32 - 1 : 0;
+}
+
+void WriteNvic(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Mask) {
+    const uint32_t Index = (Addr & 0x7F) / 4;
+    const bool Set = !(Addr & 0x80);
+    if (IsIn(Addr, 0xE000E100, 8) || IsIn(Addr, 0xE000E180, 8)) {
+        ChangeIrqWord(C.Enabled, Index, Value, Set, C.Traits.NumIrqs);
+    } else if (IsIn(Addr, 0xE000E200, 8) || IsIn(Addr, 0xE000E280, 8)) {
+        ChangeIrqWord(C.Pending, Index, Value, Set, C.Traits.NumIrqs);
+    } else if (IsIn(Addr, 0xE000E400, 60)) {
+        WritePriorities(C, Addr - 0xE000E400 + EXC_IRQ0, Value, Mask);
+    }
+}
+
+uint32_t ReadDwt(const CCpu& C, uint32_t Addr) {
+    if (Addr == 0xE0001000) {
+        return uint32_t(C.Traits.NumWatchpoints) << 28 | C.DwtCtrl;
+    }
+    if (Addr == 0xE0001004) {
+        return static_cast<uint32_t>(C.Now() - C.CyccntBase);
+    }
+    if (Addr == 0xE000101C) {
+        return C.Pc;
+    }
+    if (IsIn(Addr, 0xE0001020, 16)) {
+        const auto& Comp = C.DwtComp[(Addr - 0xE0001020) / 16];
+        const uint32_t Values[4] = {Comp.Comp, Comp.Mask, Comp.Function, 0};
+        return Values[(Addr >> 2) & 3];
+    }
+    return 0;
+}
+
+void WriteDwt(CCpu& C, uint32_t Addr, uint32_t Value) {
+    if (Addr == 0xE0001000) {
+        C.DwtCtrl = Value & 0x0FFFFFFF;
+    } else if (Addr == 0xE0001004) {
+        C.CyccntBase = C.Now() - Value;
+    } else if (IsIn(Addr, 0xE0001020, 16)) {
+        const uint32_t Index = (Addr - 0xE0001020) / 16;
+        auto& Comp = C.DwtComp[Index];
+        if (Index < C.Traits.NumWatchpoints) {
+            uint32_t* const pFields[4] = {&Comp.Comp, &Comp.Mask, &Comp.Function, nullptr};
+            if (uint32_t* pField = pFields[(Addr >> 2) & 3]) {
+                *pField = Value;
+            }
+        }
+        C.UpdateSlots();
+    }
+}
+
+uint32_t ReadDebug(const CCpu& C, uint32_t Addr) {
+    switch (Addr) {
+    case 0xE000EDF0: // S_REGRDY, S_HALT, S_SLEEP, S_LOCKUP
+        return (C.Dhcsr & 0xF) | 0x10000 | (C.Dhcsr & 2 ? 0x20000u : 0) | (C.Sleeping ? 0x40000u : 0) |
+               (C.LockedUp ? 0x80000u : 0);
+    case 0xE000EDF8:
+        return C.Dcrdr;
+    case 0xE000EDFC:
+        return C.Demcr;
+    default:
+        return 0;
+    }
+}
+
+// Which register DCRSR selects.
+uint32_t* CoreRegister(CCpu& C, uint32_t Select) {
+    return Select < 15 ? &C.R[Select] : Select == 15 ? &C.Pc : nullptr;
+}
+
+void WriteDcrsr(CCpu& C, uint32_t Value) {
+    const uint32_t Select = Value & 0x7F;
+    const bool IsWrite = Value & 0x10000;
+    if (uint32_t* pReg = CoreRegister(C, Select)) {
+        if (IsWrite) {
+            *pReg = Select == 13 ? C.Dcrdr & ~3u : Select == 15 ? C.Dcrdr & ~1u : C.Dcrdr;
+        } else {
+            C.Dcrdr = *pReg;
+        }
+        return;
+    }
+    switch (Select) {
+    case 16:
+        IsWrite ? C.SetXpsr(C.Dcrdr, ~0x1FFu) : void(C.Dcrdr = C.Xpsr());
+        break;
+    case 17:
+        IsWrite ? C.SetMsp(C.Dcrdr) : void(C.Dcrdr = C.Msp());
+        break;
+    case 18:
+        IsWrite ? C.SetPsp(C.Dcrdr) : void(C.Dcrdr = C.Psp());
+        break;
+    case 20:
+        if (IsWrite) {
+            C.Primask = C.Dcrdr & 1, C.Basepri = C.Dcrdr >> 8 & 0xFF, C.Faultmask = C.Dcrdr >> 16 & 1;
+            C.SetControl(C.Dcrdr >> 24);
+        } else {
+            C.Dcrdr = C.Control << 24 | C.Faultmask << 16 | C.Basepri << 8 | C.Primask;
+        }
+        break;
+    case 33:
+        (IsWrite ? C.Fpscr : C.Dcrdr) = IsWrite ? C.Dcrdr : C.Fpscr;
+        break;
+    default:
+        if (Select >= 64 && Select < 96) {
+            (IsWrite ? C.S[Select - 64] : C.Dcrdr) = IsWrite ? C.Dcrdr : C.S[Select - 64];
+        }
+        break;
+    }
+}
+
+void WriteDebug(CCpu& C, uint32_t Addr, uint32_t Value) {
+    switch (Addr) {
+    case 0xE000EDF0:
+        if (Value >> 16 == 0xA05F) {
+            // C_HALT belongs to the run control of the target; a program that halts itself sets the request.
+            C.Dhcsr = (C.Dhcsr & 2) | (Value & 0xD) | 1;
+            C.Events |= (Value & 2) && !(C.Dhcsr & 2) ? uint32_t(EVENT_REQUEST) : 0;
+        }
+        break;
+    case 0xE000EDF4:
+        if (C.Dhcsr & 2) {
+            WriteDcrsr(C, Value);
+        }
+        break;
+    case 0xE000EDF8:
+        C.Dcrdr = Value;
+        break;
+    case 0xE000EDFC:
+        C.Demcr = Value & 0x010F07F1;
+        break;
+    default:
+        break;
+    }
+}
+
+uint32_t ReadItm(const CCpu& C, uint32_t Addr) {
+    switch (Addr) {
+    case 0xE0000E00:
+        return C.ItmTer;
+    case 0xE0000E40:
+        return C.ItmTpr;
+    case 0xE0000E80:
+        return C.ItmTcr;
+    default:
+        return Addr < 0xE0000080 ? 1 : 0; // a stimulus port is always ready
+    }
+}
+
+void WriteStimulus(CCpu& C, uint32_t Port, uint32_t Value, uint32_t Size) {
+    constexpr size_t MAX_PENDING = 4u << 20; // bytes a port holds for the debugger, older ones go
+    const bool IsOn = (C.Demcr & DEMCR_TRCENA) && (C.ItmTcr & 1) && (C.ItmTer >> Port & 1);
+    std::string& Out = C.ItmOut[Port];
+    if (!IsOn || !C.ItmCapture) {
+        return;
+    }
+    for (uint32_t Byte = 0; Byte < Size; Byte++) {
+        Out.push_back(static_cast<char>(Value >> Byte * 8));
+    }
+    if (Out.size() > MAX_PENDING) {
+        Out.erase(0, Out.size() - MAX_PENDING / 2);
+    }
+}
+
+void WriteItm(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Size) {
+    if (Addr < 0xE0000080) {
+        WriteStimulus(C, (Addr - 0xE0000000) / 4, Value, Size);
+    } else if (Addr == 0xE0000E00) {
+        C.ItmTer = Value;
+    } else if (Addr == 0xE0000E40) {
+        C.ItmTpr = Value & 15;
+    } else if (Addr == 0xE0000E80) {
+        C.ItmTcr = Value & 0x7FFFFF;
+    }
+}
+
+// The breakpoint unit shows what the debugger set in it.
+uint32_t ReadFpb(const CCpu& C, uint32_t Addr) {
+    if (Addr == 0xE0002000) {
+        const uint32_t Num = C.Traits.NumBreakpoints;
+        return (C.Traits.FpbVersion == 2 ? 0x10000000u : 0) | (Num & 0x70) << 8 | (Num & 15) << 4 | 1;
+    }
+    const uint32_t Index = (Addr - 0xE0002008) / 4;
+    if (Index < C.Traits.NumBreakpoints && Index < C.Breakpoints.size()) {
+        const uint32_t Break = C.Breakpoints[Index];
+        return C.Traits.FpbVersion == 2 ? Break | 1 : (Break & 0x1FFFFFFC) | (Break & 2 ? 0x80000000 : 0x40000000) | 1;
+    }
+    return 0;
+}
+
+} // namespace
+
+uint32_t CCpu::ReadSystem(uint32_t Addr) {
+    SettleTime();
+    switch (Addr >> 12 & 0xFF) {
+    case 0x00:
+        return ReadItm(*this, Addr);
+    case 0x01:
+        return ReadDwt(*this, Addr);
+    case 0x02:
+        return ReadFpb(*this, Addr);
+    case 0x0E:
+        break;
+    default:
+        return 0;
+    }
+    if (IsIn(Addr, 0xE000E010, 4)) {
+        return ReadSysTick(*this, Addr);
+    }
+    if (IsIn(Addr, 0xE000ED90, 14)) {
+        return ReadMpu(*this, Addr);
+    }
+    if (IsIn(Addr, 0xE000EDF0, 4)) {
+        return ReadDebug(*this, Addr);
+    }
+    return Addr < 0xE000ED00 ? ReadNvic(*this, Addr) : ReadScb(*this, Addr);
+}
+
+void CCpu::WriteSystem(uint32_t Addr, uint32_t Value, uint32_t Size, uint32_t WordMask) {
+    SettleTime();
+    EndSlice(); // what follows may change what runs next
+    switch (Addr >> 12 & 0xFF) {
+    case 0x00:
+        return WriteItm(*this, Addr, Value, Size);
+    case 0x01:
+        return WriteDwt(*this, Addr, Value);
+    case 0x0E:
+        break;
+    default:
+        return;
+    }
+    if (IsIn(Addr, 0xE000E010, 4)) {
+        WriteSysTick(*this, Addr, Value);
+    } else if (IsIn(Addr, 0xE000ED90, 14)) {
+        WriteMpu(*this, Addr, Value);
+    } else if (IsIn(Addr, 0xE000EDF0, 4)) {
+        WriteDebug(*this, Addr, Value);
+    } else if (Addr < 0xE000ED00) {
+        WriteNvic(*this, Addr, Value, WordMask);
+    } else {
+        WriteScb(*this, Addr, Value, WordMask);
+    }
+}
+
+} // namespace Sim

@@ -1,0 +1,146 @@
+#include "probe/sim/Target.h"
+
+#include <algorithm>
+
+namespace Sim {
+
+CTarget::CAccess::CAccess(CTarget& Target) : m_Target(Target) {
+    m_Target.m_Requests.fetch_add(1);
+    m_Target.m_Mutex.lock();
+}
+
+CTarget::CAccess::~CAccess() {
+    m_Target.m_Requests.fetch_sub(1);
+    m_Target.m_Idle = false; // what was done may have woken the processor
+    m_Target.m_Mutex.unlock();
+    m_Target.m_Wake.notify_all();
+}
+
+CTarget::CTarget(const Novik::CDevice& Device) : m_Device(Device), m_Cpu(Device.Traits) {
+    for (const Novik::CMemRange& Range : Device.Memories) {
+        m_Good = m_Good && m_Cpu.Mem.AddRegion(Range.Kind, Range.Addr, Range.Size);
+    }
+    m_Good = m_Good && m_Cpu.pRingBase;
+    if (!m_Good) {
+        return;
+    }
+    if (const Novik::CMemRange* pFlash = Device.FirstOf(ERegion::Flash)) {
+        m_Cpu.ResetVtor = pFlash->Addr;
+    }
+    m_Cpu.Reset();
+    m_Running = true; // a device that gets power runs
+    m_Thread = std::thread(&CTarget::ThreadMain, this);
+}
+
+CTarget::~CTarget() {
+    if (!m_Thread.joinable()) {
+        return;
+    }
+    {
+        CAccess Access(*this);
+        m_Quit = true;
+    }
+    m_Thread.join();
+}
+
+void CTarget::ThreadMain() {
+    std::unique_lock Lock(m_Mutex);
+    for (;;) {
+        m_Wake.wait(
+            Lock, [this] { return m_Quit || (m_Connected && m_Running.load() && !m_Idle && m_Requests.load() == 0); });
+        if (m_Quit) {
+            return;
+        }
+        RunPiece();
+    }
+}
+
+void CTarget::RunPiece() {
+    uint32_t Events = 0;
+    if (m_StepFirst) {
+        m_StepFirst = false;
+        Events = m_Cpu.Step(true);
+    }
+    if (!Events) {
+        const uint64_t Start = m_Cpu.Cycles;
+        uint64_t Count = PIECE;
+        if (Sampler.PeriodCycles) {
+            Count = std::clamp<uint64_t>(Sampler.NextCycle > Start ? Sampler.NextCycle - Start : 1, 1, PIECE);
+        }
+        Events = m_Cpu.Run(Count);
+        m_Idle = !Events && m_Cpu.Sleeping && m_Cpu.Cycles == Start;
+        if (Sampler.PeriodCycles && m_Cpu.Cycles >= Sampler.NextCycle) {
+            TakeSample();
+        }
+    }
+    if (Events) {
+        EnterHalt(Events);
+    }
+}
+
+void CTarget::EnterHalt(uint32_t Events) {
+    m_Cpu.Dhcsr |= 2;
+    m_Cpu.Dfsr |= (Events & (EVENT_BKPT | EVENT_BREAKPOINT)) ? uint32_t(DFSR_BKPT) : 0;
+    m_Cpu.Dfsr |= (Events & (EVENT_REQUEST | EVENT_STEP_DONE)) ? uint32_t(DFSR_HALTED) : 0;
+    m_Running.store(false, std::memory_order_release);
+}
+
+void CTarget::Halt() {
+    CAccess Access(*this);
+    if (m_Running) {
+        EnterHalt(EVENT_REQUEST);
+    }
+}
+
+void CTarget::Go() {
+    CAccess Access(*this);
+    if (m_Running) {
+        return;
+    }
+    m_Cpu.Dhcsr &= ~2u;
+    m_Cpu.LockedUp = false;
+    m_Cpu.Sleeping = false;
+    m_StepFirst = true;
+    m_Running = true;
+}
+
+bool CTarget::Step() {
+    CAccess Access(*this);
+    if (m_Running) {
+        return false;
+    }
+    m_Cpu.LockedUp = false;
+    EnterHalt(m_Cpu.Step(StepInterrupts) | EVENT_STEP_DONE);
+    return true;
+}
+
+void CTarget::Reset() {
+    CAccess Access(*this);
+    m_Cpu.Reset();
+    m_Cpu.Events = 0;
+    m_StepFirst = false;
+    EnterHalt(EVENT_REQUEST);
+}
+
+void CTarget::SetConnected(bool Connected) {
+    CAccess Access(*this);
+    m_Connected = Connected;
+}
+
+// A time stamp in microseconds of simulated time, then the blocks; bytes that can't be read are 0.
+void CTarget::TakeSample() {
+    Sampler.NextCycle = std::max(Sampler.NextCycle + Sampler.PeriodCycles, m_Cpu.Cycles);
+    if (Sampler.Data.size() - Sampler.ReadPos + Sampler.SampleSize > CSampler::MAX_BYTES) {
+        return;
+    }
+    const uint32_t Time =
+        static_cast<uint32_t>(static_cast<unsigned __int128>(m_Cpu.Cycles) * 1000000 / m_Device.ClockHz);
+    Sampler.Data.append(reinterpret_cast<const char*>(&Time), 4);
+    for (const CSampler::CBlock& Block : Sampler.Blocks) {
+        const size_t Pos = Sampler.Data.size();
+        Sampler.Data.resize(Pos + Block.NumBytes);
+        m_Cpu.Mem.Read(Block.Addr, &Sampler.Data[Pos], Block.NumBytes);
+    }
+}
+
+} // namespace Sim

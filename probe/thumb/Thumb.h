@@ -1,0 +1,164 @@
+#pragma once
+// Thumb instruction decoder: one table of bit patterns (ThumbTable.cpp) that the simulator executes from and that the
+// library's instruction decoder classifies by. Pure functions; any thread.
+
+#include <cstdint>
+
+namespace Thumb {
+
+// Architecture versions as a bit set: a pattern exists in the versions whose bits it has.
+enum EArch : uint8_t {
+    ARCH_V6M = 1,  // ARMv6-M
+    ARCH_V8B = 2,  // ARMv8-M baseline
+    ARCH_V7M = 4,  // ARMv7-M
+    ARCH_V7EM = 8, // ARMv7-M with the DSP extension
+    ARCH_V8M = 16, // ARMv8-M mainline with DSP
+};
+
+enum EAlu : uint8_t {
+    ALU_AND,
+    ALU_BIC,
+    ALU_ORR,
+    ALU_ORN,
+    ALU_EOR,
+    ALU_ADD,
+    ALU_ADC,
+    ALU_SBC,
+    ALU_SUB,
+    ALU_RSB,
+    ALU_MOV,
+    ALU_MVN,
+    ALU_TST,
+    ALU_TEQ,
+    ALU_CMN,
+    ALU_CMP,
+};
+// Second operand of a data processing instruction: constant, register, shifted register.
+enum EOperand : uint8_t { OPERAND_IMM, OPERAND_REG, OPERAND_SHIFT };
+enum EShift : uint8_t { SHIFT_LSL, SHIFT_LSR, SHIFT_ASR, SHIFT_ROR, SHIFT_RRX };
+enum ESize : uint8_t { SIZE_W, SIZE_H, SIZE_B, SIZE_SH, SIZE_SB };
+enum EAddrMode : uint8_t { ADDR_OFFSET, ADDR_PRE, ADDR_POST, ADDR_REG, ADDR_LITERAL };
+
+// What an instruction does; each code has one handler in the simulator. Codes from OP_ALU on are computed.
+enum EOp : uint16_t {
+    OP_NOT_DECODED, // value of a fresh cache entry
+    OP_BREAKPOINT,  // set by the simulator in place of the instruction
+    OP_REGION_END,  // stands behind the last halfword of a memory region
+    OP_FETCH_FAULT, // set by the simulator: the instruction reaches out of its memory
+    OP_UNDEFINED,
+    OP_NO_COPROC,
+    OP_NOP,
+    OP_ALU_TO_SP, // data processing into SP, any operand: Flags holds the ALU operation and operand kind
+    OP_MOV_TO_PC,
+    OP_ADD_TO_PC,
+    OP_SHIFT_BY_REG, // ShType, Rn by Rm; FLAG_SETS_FLAGS
+    OP_MOVT,
+    OP_MUL,
+    OP_MLA,
+    OP_MLS,
+    OP_UMULL,
+    OP_SMULL,
+    OP_UMLAL,
+    OP_SMLAL,
+    OP_UMAAL,
+    OP_SDIV,
+    OP_UDIV,
+    OP_BFI,
+    OP_SBFX,
+    OP_UBFX,
+    OP_SSAT,
+    OP_USAT,
+    OP_SXTB,
+    OP_SXTH,
+    OP_UXTB,
+    OP_UXTH,
+    OP_CLZ,
+    OP_RBIT,
+    OP_REV,
+    OP_REV16,
+    OP_REVSH,
+    OP_LOAD_GENERIC, // LDR of PC or SP; Ra: EAddrMode
+    OP_LDRD,
+    OP_STRD,
+    OP_LDM,
+    OP_STM,
+    OP_PUSH,
+    OP_POP,
+    OP_LDREX,
+    OP_STREX,
+    OP_LDA,
+    OP_STL,
+    OP_LDAEX,
+    OP_STLEX,
+    OP_CLREX,
+    OP_TBB,
+    OP_TBH,
+    OP_B,
+    OP_BL,
+    OP_BX,
+    OP_BLX_REG,
+    OP_CBZ,
+    OP_CBNZ,
+    OP_IT,
+    OP_SVC,
+    OP_BKPT,
+    OP_CPS,
+    OP_MRS,
+    OP_MSR,
+    OP_WFI,
+    OP_WFE,
+    OP_SEV,
+    OP_BARRIER,
+    OP_DSP,                   // DSP extension; Imm holds the instruction
+    OP_VFP,                   // floating point data processing and moves; Imm holds the instruction
+    OP_B_COND,                // 14 codes, one a condition
+    OP_LOAD = OP_B_COND + 14, // ESize * 5 + EAddrMode
+    OP_STORE = OP_LOAD + 25,  // ESize * 4 + EAddrMode, sizes W, H, B
+    OP_ALU = OP_STORE + 12,   // (EAlu * 2 + sets flags) * 3 + EOperand
+    OP_COUNT = OP_ALU + 96,
+};
+
+constexpr uint16_t AluOp(EAlu Alu, bool SetFlags, EOperand Operand) {
+    return static_cast<uint16_t>(OP_ALU + (Alu * 2 + (SetFlags ? 1 : 0)) * 3 + Operand);
+}
+constexpr uint16_t LoadOp(ESize Size, EAddrMode Mode) {
+    return static_cast<uint16_t>(OP_LOAD + Size * 5 + Mode);
+}
+constexpr uint16_t StoreOp(ESize Size, EAddrMode Mode) {
+    return static_cast<uint16_t>(OP_STORE + Size * 4 + Mode);
+}
+
+enum EFlags : uint8_t {
+    FLAG_SETS_FLAGS = 1,
+    FLAG_WRITEBACK = 2,
+    FLAG_DECREMENT = 4, // LDM, STM: decrement before
+    FLAG_POST = 8,      // LDRD, STRD, LDR of PC: index after the access
+    FLAG_LITERAL = 16,  // LDRD: Imm is the address
+    FLAG_UNPRIV = 32,   // LDRT, STRT
+};
+
+// A decoded instruction. Field use by code: see the forms in ThumbTable.cpp.
+struct CInst {
+    uint16_t Code = OP_NOT_DECODED;
+    uint16_t CodeInIT = OP_NOT_DECODED; // inside an IT block, where most 16-bit instructions leave the flags alone
+    uint32_t Imm = 0;                   // constant, offset, register list, or absolute address of a branch or literal
+    uint8_t Rd = 0;
+    uint8_t Rn = 0;
+    uint8_t Rm = 0;
+    uint8_t Ra = 0;
+    uint8_t ShType = 0;
+    uint8_t ShAmt = 0;
+    uint8_t Len = 0; // bytes, 2 or 4
+    uint8_t Flags = 0;
+};
+
+// True if Half is the first halfword of a 32-bit instruction.
+constexpr bool Is32Bit(uint16_t Half) {
+    return (Half & 0xE000) == 0xE000 && (Half & 0x1800) != 0;
+}
+
+// Decodes the instruction at Addr. Second is read only for 32-bit instructions. UNDEFINED bit patterns, and the
+// UNPREDICTABLE ones that would need a choice, give OP_UNDEFINED.
+CInst Decode(uint32_t Addr, uint16_t First, uint16_t Second, EArch Arch);
+
+} // namespace Thumb
