@@ -6,13 +6,16 @@
 #include "device/JobTable.h"
 #include "device/NovikFuncs.h"
 #include "device/SemiHostHook.h"
+#include "icache/InstStore.h"
 
 CTarget::CTarget(const NOVIK_FUNCS& Funcs, CDeviceClock& TheClock, CJobQueue& TheQueue, CDeviceEvents& TheEvents)
     : Novik(Funcs), Clock(TheClock), Queue(TheQueue), Events(TheEvents), Info(*this), Connection(*this), Run(*this),
       HaltSeq(*this), Regs(*this), Memory(*this), BPs(*this), WPs(*this), Stepper(*this), Disass(*this), Streams(*this),
       m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {}
 
-CTarget::~CTarget() = default;
+CTarget::~CTarget() {
+    ICACHE_Reset(ICACHE_HOOKS());
+}
 
 void CTarget::SetSemiHost(CSemiHostHook* pHook) {
     m_pSemiHost.store(pHook ? pHook : m_pNoSemiHost.get(), std::memory_order_release);
@@ -59,6 +62,30 @@ void CTarget::LogWarn(const char* sText) {
 }
 void CTarget::LogError(const char* sText) {
     Events.LogText(DEV_LOG_ERROR, sText);
+}
+
+void CTarget::ResetInstStore() {
+    ICACHE_HOOKS Hooks;
+    Hooks.fReadMem = [this](U32 Addr, U32 NumBytes, void* pBuf) {
+        U8 aStatus[4] = {};
+        if (!IsDeviceThread() || NumBytes > sizeof(aStatus) || !State.Connected) {
+            return -1;
+        }
+        return Memory.ReadMemSimple(Addr, NumBytes, 0, 0, static_cast<U8*>(pBuf), aStatus) == NumBytes ? 0 : -1;
+    };
+    Hooks.fModeRange = [this] {
+        ICACHE_MODE_RANGE Range;
+        Range.Mode = U32(ARM_EXEC_MODES(State.ExecMode));
+        if (const I64 PC = State.Regs[REG_IDX_PC]; PC >= 0) {
+            ElfApi_GetFuncRange(ElfApi_GetFuncAtAddr(U32(PC)), &Range.Start, &Range.End);
+        }
+        return Range;
+    };
+    Hooks.fConfig = [this] { return ICACHE_CONFIG{Facts.InstSet, State.DataEndian, State.InstEndian}; };
+    ICACHE_Reset(Hooks);
+    if (!Info.pfDecode) {
+        LogWarn("ICACHE Init: Novik API disassembly function pointer is missing!");
+    }
 }
 
 void CTarget::EnterDeviceThread() {

@@ -71,6 +71,10 @@ public:
     CSemiHostHook& SemiHost() const { return *m_pSemiHost.load(std::memory_order_acquire); }
     void SetSemiHost(CSemiHostHook* pHook);
 
+    /// Empties the instruction store and gives it this target to read from; whenever a program is loaded or the device
+    /// changes. Other threads get instructions from the program image alone. Any thread.
+    void ResetInstStore();
+
     /// The thread that the object is on from now on is the device thread. Until then any thread counts as it.
     void EnterDeviceThread();
     bool IsDeviceThread() const;

@@ -74,6 +74,7 @@ void CTargetInfo::UpdateNovikFuncPtrs() {
     pfDisassemble = pfGetDisass && pfGetDisass(m_T.Facts.Core, &pFunc) >= 0
                         ? reinterpret_cast<NOVIK_DISASSEMBLER*>(pFunc)
                         : nullptr;
+    m_T.ResetInstStore();
 }
 
 void CTargetInfo::ReadProbeFacts() {

@@ -3,6 +3,7 @@
 // What is known of the selected device and what the connected hardware can do. Device thread.
 
 #include "base/Types.h"
+#include "device/SharedValue.h"
 #include "probe/novik.h"
 
 #include <QByteArray>
@@ -32,7 +33,7 @@ public:
 
     NOVIK_BMA_FUNC* pfBackgroundAccess = nullptr;
     NOVIK_ENDIAN_FUNC* pfEndian = nullptr;
-    NOVIK_DECODER* pfDecode = nullptr;
+    CSharedValue<NOVIK_DECODER*> pfDecode{nullptr}; ///< looked at by any thread
     NOVIK_DISASSEMBLER* pfDisassemble = nullptr;
     NOVIK_WEB_INFO_FUNC* pfWebInfo = nullptr;
 

@@ -1,0 +1,313 @@
+#include "tests/device/FakeProbe.h"
+
+#include <cstring>
+
+namespace {
+
+CFakeProbe* _pFake = nullptr;
+
+using LOCK = std::lock_guard<std::mutex>;
+
+// The scripted answer, else the given one.
+int _Answer(const char* sName, int Normal, const QString& sArgs = QString()) {
+    int Result = Normal;
+    _pFake->Call(sName, sArgs, &Result);
+    return Result;
+}
+
+QString _Hex(U32 Value) {
+    return QString::number(Value, 16);
+}
+QString _Hex(U32 A, U32 B) {
+    return _Hex(A) + ' ' + _Hex(B);
+}
+
+template <class T> int _ReadItems(const char* sName, U32 Addr, U32 Count, T* pData, U8* pStatus) {
+    LOCK Lock(_pFake->Mutex);
+    int Result = 0;
+    if (_pFake->Call(sName, _Hex(Addr), &Result)) {
+        return Result;
+    }
+    auto* pBytes = reinterpret_cast<U8*>(pData);
+    for (U32 i = 0; i < Count * sizeof(T); i++) {
+        if (!_pFake->Mem.contains(Addr + i)) {
+            pStatus[i / sizeof(T)] = 1;
+            return Result;
+        }
+        pBytes[i] = _pFake->Mem[Addr + i];
+        Result = int((i + 1) / sizeof(T));
+    }
+    return Result;
+}
+
+template <class T> int _WriteItem(const char* sName, U32 Addr, T Value) {
+    LOCK Lock(_pFake->Mutex);
+    int Result = 0;
+    if (_pFake->Call(sName, _Hex(Addr), &Result)) {
+        return Result;
+    }
+    _pFake->Poke(Addr, QByteArray(reinterpret_cast<const char*>(&Value), sizeof(Value)));
+    return 0;
+}
+
+int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
+    LOCK Lock(_pFake->Mutex);
+    int Result = 0;
+    if (_pFake->Call("ReadMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
+        return Result;
+    }
+    U32 Count = 0;
+    for (; Count < NumBytes && _pFake->Mem.contains(Addr + Count); Count++) {
+        static_cast<U8*>(pData)[Count] = _pFake->Mem[Addr + Count];
+    }
+    return int(Count);
+}
+
+int32_t _WriteMemEx(U32 Addr, U32 NumBytes, const void* pData, I32 Width) {
+    LOCK Lock(_pFake->Mutex);
+    int Result = int(NumBytes);
+    if (!_pFake->Call("WriteMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
+        _pFake->Poke(Addr, QByteArray(static_cast<const char*>(pData), qsizetype(NumBytes)));
+    }
+    return Result;
+}
+
+int32_t _DeviceInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
+    if (Index == -1) {
+        return 3;
+    }
+    if (Index < 0 || Index > 2) {
+        return -1;
+    }
+    pInfo->sName = Index == 2 ? "Fake Device 2" : "Fake1";
+    pInfo->Core = _pFake->Core;
+    pInfo->RAMAddr = 0x20000000;
+    return 0;
+}
+
+int32_t _DeviceIndex(const char* sName) {
+    return std::strcmp(sName, "Fake1") == 0 ? 1 : std::strcmp(sName, "Fake Device 2") == 0 ? 2 : -1;
+}
+
+int32_t _ExecCommand(const char* sCommand, char* sError, int32_t Size) {
+    LOCK Lock(_pFake->Mutex);
+    qstrncpy(sError, _pFake->sExecError.constData(), size_t(Size));
+    return _Answer("ExecCommand", 0, QString::fromUtf8(sCommand));
+}
+
+int _Step() {
+    LOCK Lock(_pFake->Mutex);
+    U32& PC = _pFake->Regs[NOVIK_REG_PC];
+    PC = _pFake->StepPCs.isEmpty() ? PC + 2 : _pFake->StepPCs.takeFirst();
+    return _Answer("Step", 0);
+}
+
+uint32_t _SetBP(uint32_t Addr, uint32_t Flags) {
+    LOCK Lock(_pFake->Mutex);
+    static U32 NextHandle = 100;
+    const U32 Handle = U32(_Answer("SetBPEx", int(NextHandle++), _Hex(Addr, Flags)));
+    if (Handle) {
+        _pFake->BPs.append({Handle, Addr, Flags});
+    }
+    return Handle;
+}
+
+int32_t _ClrBP(uint32_t Handle) {
+    LOCK Lock(_pFake->Mutex);
+    const int Result = _Answer("ClrBPEx", 0, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+    if (Result == 0) {
+        _pFake->BPs.removeIf([Handle](const FAKE_BP& BP) { return Handle == NOVIK_HANDLE_ALL || BP.Handle == Handle; });
+    }
+    return Result;
+}
+
+int32_t _GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
+    LOCK Lock(_pFake->Mutex);
+    const auto& BPs = _pFake->BPs;
+    for (qsizetype i = 0; i < BPs.size(); i++) {
+        if (Index == i || (Index == -1 && pInfo->Handle == BPs[i].Handle)) {
+            pInfo->Handle = BPs[i].Handle;
+            pInfo->Addr = BPs[i].Addr;
+            pInfo->ImplFlags = NOVIK_BP_IMPL_HARD;
+        }
+    }
+    return int32_t(BPs.size());
+}
+
+int32_t _SetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
+    LOCK Lock(_pFake->Mutex);
+    const int Result = _Answer("SetDataEvent", 0, _Hex(pEvent->Addr));
+    if (Result >= 0) {
+        *pHandle = 500 + U32(_pFake->WPs.size());
+        _pFake->WPs.append({*pHandle, *pEvent});
+    }
+    return Result;
+}
+
+int32_t _ClrDataEvent(uint32_t Handle) {
+    LOCK Lock(_pFake->Mutex);
+    const int Result = _Answer("ClrDataEvent", 0, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+    if (Result == 0) {
+        _pFake->WPs.removeIf([Handle](const FAKE_WP& WP) { return Handle == NOVIK_HANDLE_ALL || WP.Handle == Handle; });
+    }
+    return Result;
+}
+
+int32_t _GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
+    LOCK Lock(_pFake->Mutex);
+    if (Index >= 0 && Index < _pFake->WPs.size()) {
+        const FAKE_WP& WP = _pFake->WPs[Index];
+        pInfo->Handle = WP.Handle;
+        pInfo->Addr = WP.Event.Addr;
+        pInfo->AddrMask = WP.Event.AddrMask ? WP.Event.AddrMask : 3;
+        pInfo->Data = WP.Event.Data;
+        pInfo->DataMask = WP.Event.DataMask;
+        pInfo->Access = WP.Event.Access;
+        pInfo->AccessMask = WP.Event.AccessMask;
+    }
+    return int32_t(_pFake->WPs.size());
+}
+
+int32_t _ReadRegs(const uint32_t* pIdxs, uint32_t* pValues, uint8_t* pStatus, uint32_t Count) {
+    LOCK Lock(_pFake->Mutex);
+    for (U32 i = 0; i < Count; i++) {
+        pValues[i] = _pFake->Regs[pIdxs[i]];
+        pStatus[i] = 0;
+    }
+    return _Answer("ReadRegs", 0);
+}
+
+int _BackgroundAccess() {
+    return 0;
+}
+
+// Functions whose work is their result.
+#define FAKE_CALL(Member, Short, Normal, ...)                                                                          \
+    Funcs.Member = [](auto... Args) -> decltype(std::declval<NOVIK_FUNCS>().Member(Args...)) {                         \
+        LOCK Lock(_pFake->Mutex);                                                                                      \
+        QString sArgs;                                                                                                 \
+        ((sArgs += QString::number(qint64(Args), 16) + ' '), ...);                                                     \
+        return decltype(std::declval<NOVIK_FUNCS>().Member(Args...))(_Answer(Short, Normal, sArgs.trimmed()));         \
+    }
+
+} // namespace
+
+CFakeProbe* CFakeProbe::Current() {
+    return _pFake;
+}
+
+CFakeProbe::~CFakeProbe() {
+    _pFake = nullptr;
+}
+
+bool CFakeProbe::Call(const char* sName, const QString& sArgs, int* pResult) {
+    m_Calls.append(sArgs.isEmpty() ? QString::fromLatin1(sName) : QString::fromLatin1(sName) + ' ' + sArgs);
+    auto It = Answers.find(QString::fromLatin1(sName));
+    if (It == Answers.end() || It->empty()) {
+        return false;
+    }
+    *pResult = It->front();
+    It->pop_front();
+    return true;
+}
+
+QStringList CFakeProbe::TakeCalls() {
+    LOCK Lock(Mutex);
+    return std::exchange(m_Calls, QStringList());
+}
+
+int CFakeProbe::CountCalls(const QString& sPrefix) const {
+    LOCK Lock(Mutex);
+    return int(std::count_if(m_Calls.begin(), m_Calls.end(), [&](const QString& s) { return s.startsWith(sPrefix); }));
+}
+
+void CFakeProbe::Poke(U32 Addr, const QByteArray& Bytes) {
+    for (qsizetype i = 0; i < Bytes.size(); i++) {
+        Mem[Addr + U32(i)] = U8(Bytes[i]);
+    }
+}
+
+CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/libnovik.so"))) {
+    _pFake = this;
+    Funcs.sError.clear();
+    Funcs.NOVIKARM_GetDLLVersion = [] { return _pFake->LibVersion; };
+    Funcs.NOVIKARM_DEVICE_GetInfo = _DeviceInfo;
+    Funcs.NOVIKARM_DEVICE_GetIndex = _DeviceIndex;
+    Funcs.NOVIKARM_Core2CoreName = [](uint32_t, char* s, uint32_t Size) { qstrncpy(s, "FakeCore", Size); };
+    Funcs.NOVIK_GetpFunc = [](uint32_t Id) -> void* {
+        return _pFake->HasEntryPoints && Id == NOVIK_FUNC_BACKGROUND_MEM_ACCESS
+                   ? reinterpret_cast<void*>(_BackgroundAccess)
+                   : nullptr;
+    };
+    Funcs.NOVIKARM_GetFirmwareString = [](char* s, uint32_t Size) { qstrncpy(s, "Fake V1  compiled today", Size); };
+    Funcs.NOVIKARM_Open = []() -> const char* {
+        LOCK Lock(_pFake->Mutex);
+        return _Answer("Open", 0) ? "no probe" : nullptr;
+    };
+    Funcs.NOVIKARM_SelectIP = [](const char* sHost, int32_t) {
+        LOCK Lock(_pFake->Mutex);
+        return U8(_Answer("SelectIP", 0, QString::fromLatin1(sHost)));
+    };
+    Funcs.NOVIKARM_ExecCommand = _ExecCommand;
+    Funcs.NOVIKARM_GetSpeed = [] { return _pFake->SpeedKHz; };
+    Funcs.NOVIKARM_IsHalted = [] {
+        LOCK Lock(_pFake->Mutex);
+        return int8_t(_Answer("IsHalted", _pFake->HaltStatus));
+    };
+    Funcs.NOVIKARM_Halt = [] {
+        LOCK Lock(_pFake->Mutex);
+        const int Result = _Answer("Halt", 0);
+        _pFake->HaltStatus = Result == 0 ? 1 : _pFake->HaltStatus;
+        return Result;
+    };
+    Funcs.NOVIKARM_GoEx = [](uint32_t, uint32_t) {
+        LOCK Lock(_pFake->Mutex);
+        _Answer("GoEx", 0);
+        _pFake->HaltStatus = 0;
+    };
+    Funcs.NOVIKARM_Step = _Step;
+    Funcs.NOVIKARM_ReadMemU8 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU8", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU16 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU16", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU32 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU32", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU64 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU64", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemHW = [](uint32_t Addr, uint32_t NumBytes, void*) {
+        LOCK Lock(_pFake->Mutex);
+        return _Answer("ReadMemHW", 0, _Hex(Addr, NumBytes));
+    };
+    Funcs.NOVIKARM_ReadMemEx = _ReadMemEx;
+    Funcs.NOVIKARM_WriteU8 = [](auto a, auto v) { return _WriteItem("WriteU8", a, v); };
+    Funcs.NOVIKARM_WriteU16 = [](auto a, auto v) { return _WriteItem("WriteU16", a, v); };
+    Funcs.NOVIKARM_WriteU32 = [](auto a, auto v) { return _WriteItem("WriteU32", a, v); };
+    Funcs.NOVIKARM_WriteU64 = [](auto a, auto v) { return _WriteItem("WriteU64", a, v); };
+    Funcs.NOVIKARM_WriteMemEx = _WriteMemEx;
+    Funcs.NOVIKARM_ReadReg = [](uint32_t Idx) {
+        LOCK Lock(_pFake->Mutex);
+        return _pFake->Regs[Idx];
+    };
+    Funcs.NOVIKARM_ReadRegs = _ReadRegs;
+    Funcs.NOVIKARM_WriteReg = [](uint32_t Idx, uint32_t Value) {
+        LOCK Lock(_pFake->Mutex);
+        _pFake->Regs[Idx] = Value;
+        return U8(_Answer("WriteReg", 0, _Hex(Idx, Value)));
+    };
+    Funcs.NOVIKARM_SetBPEx = _SetBP;
+    Funcs.NOVIKARM_ClrBPEx = _ClrBP;
+    Funcs.NOVIKARM_GetBPInfoEx = _GetBPInfo;
+    Funcs.NOVIKARM_SetDataEvent = _SetDataEvent;
+    Funcs.NOVIKARM_ClrDataEvent = _ClrDataEvent;
+    Funcs.NOVIKARM_GetWPInfoEx = _GetWPInfo;
+    FAKE_CALL(NOVIKARM_SelectUSB, "SelectUSB", 0);
+    FAKE_CALL(NOVIKARM_EMU_SelectByUSBSN, "SelectByUSBSN", 0);
+    FAKE_CALL(NOVIKARM_IsOpen, "IsOpen", 1);
+    FAKE_CALL(NOVIKARM_Connect, "Connect", 0);
+    FAKE_CALL(NOVIKARM_IsConnected, "IsConnected", 1);
+    FAKE_CALL(NOVIKARM_Close, "Close", 0);
+    FAKE_CALL(NOVIKARM_Reset, "Reset", 0);
+    FAKE_CALL(NOVIKARM_SetEndian, "SetEndian", 0);
+    FAKE_CALL(NOVIKARM_TIF_Select, "TIF_Select", 0);
+    FAKE_CALL(NOVIKARM_ConfigJTAG, "ConfigJTAG", 0);
+    FAKE_CALL(NOVIKARM_SetSpeed, "SetSpeed", 0);
+    FAKE_CALL(NOVIKARM_EMU_HasCapEx, "HasCapEx", 1);
+    FAKE_CALL(NOVIKARM_BeginDownload, "BeginDownload", 0);
+    FAKE_CALL(NOVIKARM_EndDownload, "EndDownload", 0);
+}
