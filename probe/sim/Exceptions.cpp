@@ -11,7 +11,7 @@ using namespace Thumb;
 namespace {
 constexpr int LOWEST_PRIORITY = 256; // thread mode
 constexpr uint32_t HFSR_VECTTBL = 1u << 1, HFSR_FORCED = 1u << 30;
-constexpr uint32_t CCR_NONBASETHRDENA = 1, CCR_BFHFNMIGN = 0x100, CCR_STKALIGN = 0x200;
+constexpr uint32_t CCR_NONBASETHRDENA = 1, CCR_STKALIGN = 0x200;
 constexpr uint32_t SCR_SLEEPONEXIT = 2, SCR_SEVONPEND = 16;
 } // namespace
 
