@@ -104,7 +104,7 @@ void CHaltSequence::CheckHandleHalt() {
     // A halt request beats breakpoints and semihosting.
     if (m_T.State.HaltRequested.Exchange(0)) {
         m_T.Regs.UpdateTargetExecState();
-        OnHalted();
+        OnHalted(true);
         return;
     }
     U32 PC = 0;
@@ -167,7 +167,7 @@ void CHaltSequence::CompleteSrcStepAndContHaltSeq(U32 PC) {
     OnHalted();
 }
 
-void CHaltSequence::OnHalted() {
+void CHaltSequence::OnHalted(bool WasRequested) {
     const I64 PC = m_T.State.Regs[REG_IDX_PC];
     const BP_STATES BPState = PC >= 0 ? m_T.BPs.GetEntry(U32(PC)).State : BP_STATE_OFF;
     m_T.State.Halted = 1;
@@ -179,7 +179,8 @@ void CHaltSequence::OnHalted() {
     if (IsAtHiddenBP) {
         ReportHiddenBPHalt(PC);
     } else if (m_T.State.SessionReady) {
-        m_T.PostCompletion(JT_HALT, JOB_STATUS_DONE, PC, BPState == BP_STATE_ON ? HR_BREAKPOINT : HR_USER);
+        const bool IsBreakpoint = BPState == BP_STATE_ON && !WasRequested;
+        m_T.PostCompletion(JT_HALT, JOB_STATUS_DONE, PC, IsBreakpoint ? HR_BREAKPOINT : HR_USER);
     }
     m_T.State.HiddenBPJob = JT_NONE;
     m_T.State.HaltSeqActive = 0;

@@ -18,8 +18,9 @@ public:
 
     void CompleteSrcStepAndContHaltSeq(U32 PC);
 
-    /// All halt conditions were passed: the halt is reported to whom it concerns.
-    void OnHalted();
+    /// All halt conditions were passed: the halt is reported to whom it concerns. A halt that was asked for is the
+    /// user's, whatever breakpoint lies there.
+    void OnHalted(bool WasRequested = false);
     /// After a step that the user sees.
     void OnStepped();
 

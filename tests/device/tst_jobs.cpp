@@ -18,7 +18,7 @@ Job _Job(U32 Type, U64 Param0 = 0) {
 
 Job _JobWithBuf(U32 Type) {
     Job J = _Job(Type);
-    U8 aBytes[16] = {};
+    U8 aBytes[64] = {}; // as large as the largest record in a buffer
     for (int i = 0; i < 3; i++) {
         JobAttachBuf(&J, i, aBytes, sizeof(aBytes));
     }
