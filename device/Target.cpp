@@ -11,7 +11,10 @@
 CTarget::CTarget(const NOVIK_FUNCS& Funcs, CDeviceClock& TheClock, CJobQueue& TheQueue, CDeviceEvents& TheEvents)
     : Novik(Funcs), Clock(TheClock), Queue(TheQueue), Events(TheEvents), Info(*this), Connection(*this), Run(*this),
       HaltSeq(*this), Regs(*this), Memory(*this), BPs(*this), WPs(*this), Stepper(*this), Disass(*this), Streams(*this),
-      m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {}
+      m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {
+    // Made before this object is complete, the store's statics outlive a device that is a static itself.
+    ICACHE_Reset(ICACHE_HOOKS());
+}
 
 CTarget::~CTarget() {
     ICACHE_Reset(ICACHE_HOOKS());

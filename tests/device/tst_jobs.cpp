@@ -181,15 +181,24 @@ TEST(DeviceEvents, RingAndTextsHaveTheirLimits) {
 }
 
 TEST_F(CDispatchTest, EveryJobReachesAListenerOfItsOwn) {
-    // Whatever a type's operation does with its buffers must work on a full record, done or failed.
-    for (U32 Type = JT_CONNECT; Type < JT_ANY; Type++) {
-        for (U32 Status : {JOB_STATUS_DONE, JOB_STATUS_FAILED}) {
-            Job J = _JobWithBuf(Type);
-            J.Status = Status;
-            Listener.OnDeviceJobDone(&J);
-            JobFreeBufs(&J);
+    // Whatever a type's operation does with its buffers must work on a full record, done or failed. The jobs come
+    // from within a delivery, as they do in life.
+    struct CFeeder : CDeviceEventListener {
+        explicit CFeeder(CRecorder* pRecorder) : pTarget(pRecorder) {}
+        void OnDeviceConnectionLost() override {
+            for (U32 Type = JT_CONNECT; Type < JT_ANY; Type++) {
+                for (U32 Status : {JOB_STATUS_DONE, JOB_STATUS_FAILED}) {
+                    Job J = _JobWithBuf(Type);
+                    J.Status = Status;
+                    pTarget->OnDeviceJobDone(&J);
+                    JobFreeBufs(&J);
+                }
+            }
         }
-    }
+        CRecorder* pTarget;
+    } Feeder(&Listener);
+    pDevice->EventRing().Post(DEV_EVENT_CONNECTION_LOST);
+    pDevice->DeliverEvents(1);
     EXPECT_TRUE(Listener.Heard.contains("ConnectDone 0"));
     EXPECT_TRUE(Listener.Heard.contains("ResetFailed 0 0"));
     EXPECT_EQ(Listener.Heard.count("Stepped 0"), 8);
