@@ -128,6 +128,28 @@ constexpr uint16_t StoreOp(ESize Size, EAddrMode Mode) {
     return static_cast<uint16_t>(OP_STORE + Size * 4 + Mode);
 }
 
+// DSP extension: what OP_DSP does, in ShType. Flags holds the variant bits of the encoding.
+enum EDsp : uint8_t {
+    DSP_PKH,
+    DSP_SSAT16,
+    DSP_USAT16,
+    DSP_EXTEND_ADD,
+    DSP_PARALLEL,
+    DSP_SATURATING,
+    DSP_SEL,
+    DSP_SMLA_XY,
+    DSP_SMLAD,
+    DSP_SMLAW,
+    DSP_SMLSD,
+    DSP_SMMLA,
+    DSP_SMMLS,
+    DSP_USADA8,
+    DSP_SMLAL_XY,
+    DSP_SMLALD,
+    DSP_SMLSLD,
+    DSP_NONE,
+};
+
 enum EFlags : uint8_t {
     FLAG_SETS_FLAGS = 1,
     FLAG_WRITEBACK = 2,

@@ -394,7 +394,8 @@ void Saturate(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rn = I.Rm = Bits(w, 19, 16);
     I.Imm = (w & 31) + (Op == OP_SSAT ? 1 : 0);
     SetShift(I, (w & 0x00200000) ? SHIFT_ASR : SHIFT_LSL, Bits(w, 14, 12) << 2 | Bits(w, 7, 6));
-    if (IsBadReg(I.Rd) || IsBadReg(I.Rn)) {
+    // ASR #0 is the place of the 16-bit forms.
+    if (IsBadReg(I.Rd) || IsBadReg(I.Rn) || ((w & 0x00200000) && I.ShAmt == 32)) {
         Undefined(I);
     }
 }
@@ -461,14 +462,64 @@ void LongMultiply(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     }
 }
 
+// Kind of a 16-bit, dual or most significant word multiply: op1 and op2 of the encoding.
+EDsp DspMultiply(uint32_t w) {
+    const uint32_t Op2 = Bits(w, 7, 4);
+    static constexpr EDsp Kinds[8] = {DSP_NONE,  DSP_SMLA_XY, DSP_SMLAD, DSP_SMLAW,
+                                      DSP_SMLSD, DSP_SMMLA,   DSP_SMMLS, DSP_USADA8};
+    if (w & 0x00800000) {
+        const uint32_t Op1 = Bits(w, 22, 20);
+        return Op1 == 4 && (Op2 & 12) == 8    ? DSP_SMLAL_XY
+               : Op1 == 4 && (Op2 & 14) == 12 ? DSP_SMLALD
+               : Op1 == 5 && (Op2 & 14) == 12 ? DSP_SMLSLD
+                                              : DSP_NONE;
+    }
+    const EDsp Kind = Kinds[Bits(w, 22, 20)];
+    const uint32_t MaxOp2 = Kind == DSP_SMLA_XY ? 3 : Kind == DSP_USADA8 ? 0 : 1;
+    return Op2 <= MaxOp2 ? Kind : DSP_NONE;
+}
+
+EDsp DspKind(uint32_t w) {
+    const uint32_t Op1 = Bits(w, 22, 20), Op2 = Bits(w, 7, 4);
+    switch (w >> 24) {
+    case 0xEA:
+        return DSP_PKH;
+    case 0xF3:
+        return (w & 0x00800000) ? DSP_USAT16 : DSP_SSAT16;
+    case 0xFA:
+        break;
+    default:
+        return DspMultiply(w);
+    }
+    if (!(w & 0x00800000)) {
+        const bool IsDual = Op1 == 2 || Op1 == 3;
+        return Op1 <= 5 && (IsDual || Bits(w, 19, 16) != 15) && (Op2 & 12) == 8 ? DSP_EXTEND_ADD : DSP_NONE;
+    }
+    if (Op2 < 8) {
+        return Op1 != 3 && Op1 != 7 && (Op2 & 3) != 3 ? DSP_PARALLEL : DSP_NONE;
+    }
+    return Op1 == 0 && Op2 < 12 ? DSP_SATURATING : Op1 == 2 && Op2 == 8 ? DSP_SEL : DSP_NONE;
+}
+
+// Flags: op1 in the high nibble (bits 22 to 20), op2 in the low one.
 void Dsp(CInst& I, uint32_t w, uint32_t, uint32_t) {
+    const EDsp Kind = DspKind(w);
     I.Code = OP_DSP;
-    I.Imm = w;
+    I.ShType = Kind;
     I.Rd = Bits(w, 11, 8);
     I.Rn = Bits(w, 19, 16);
     I.Rm = w & 15;
     I.Ra = Bits(w, 15, 12);
-    if (IsBadReg(I.Rd) || I.Rn == 13 || IsBadReg(I.Rm)) {
+    I.Flags = static_cast<uint8_t>(Bits(w, 22, 20) << 4 | Bits(w, 7, 4));
+    I.ShAmt = static_cast<uint8_t>(Kind == DSP_PKH ? Bits(w, 14, 12) << 2 | Bits(w, 7, 6) : Bits(w, 5, 4) * 8);
+    I.Imm = w & 31;
+    const bool Saturates16 = Kind == DSP_SSAT16 || Kind == DSP_USAT16;
+    const bool IsLong = Kind >= DSP_SMLAL_XY;
+    const bool Multiplies = Kind >= DSP_SMLA_XY && !IsLong;
+    const bool BadN = I.Rn == 13 || (I.Rn == 15 && Kind != DSP_EXTEND_ADD);
+    const bool BadA =
+        (Multiplies && I.Ra == 13) || (IsLong && (IsBadReg(I.Ra) || I.Ra == I.Rd)) || (Kind == DSP_SMMLS && I.Ra == 15);
+    if (Kind == DSP_NONE || IsBadReg(I.Rd) || BadN || BadA || (!Saturates16 && IsBadReg(I.Rm))) {
         Undefined(I);
     }
 }

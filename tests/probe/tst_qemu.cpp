@@ -153,6 +153,7 @@ bool IsComparable(const CInst& I, uint16_t First) {
     case OP_REV:
     case OP_REV16:
     case OP_REVSH:
+    case OP_DSP:
         return true;
     case OP_PUSH:
     case OP_POP:
