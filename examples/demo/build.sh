@@ -8,7 +8,8 @@ Objects="$(mktemp -d)"
 trap 'rm -rf "$Objects"' EXIT
 for Source in src/*.c; do
     "${Prefix}gcc" -mcpu=cortex-m4 -mthumb -mfloat-abi=soft -std=c11 -ffreestanding -Wall -Wextra \
-        -g -gdwarf-4 -O0 -fno-builtin "-ffile-prefix-map=$(pwd)=." "-ffile-prefix-map=$("${Prefix}gcc" -print-file-name=include)=gcc" \
+        -g -gdwarf-4 -O0 -fno-builtin "-ffile-prefix-map=$(pwd)=." \
+        "-ffile-prefix-map=$("${Prefix}gcc" -print-file-name=include)=gcc" \
         -gno-record-gcc-switches \
         -c "$Source" -o "$Objects/$(basename "$Source" .c).o"
 done
