@@ -74,6 +74,7 @@ int CDevice::WaitForJob(U32 Type, bool ProcessEvents, int TimeoutMs) {
     const U64 Start = m_Clock.NowMs();
     bool HasSeenStep = false;
     for (;;) {
+        const U64 NumFinished = m_Queue.NumFinished();
         if (!m_Queue.IsPending(pJob, SeqNo)) {
             return 0;
         }
@@ -90,7 +91,7 @@ int CDevice::WaitForJob(U32 Type, bool ProcessEvents, int TimeoutMs) {
         if (ProcessEvents) {
             QCoreApplication::processEvents();
         }
-        m_Queue.WaitForFinished(WAIT_ROUND_MS);
+        m_Queue.WaitForFinished(NumFinished, WAIT_ROUND_MS);
     }
 }
 

@@ -119,6 +119,8 @@ public:
     int GetConfigParam(DEV_CONFIG_PARAMS Param) const { return m_Target.Config.GetNumber(Param); }
     QByteArray GetConfigText(DEV_CONFIG_PARAMS Param) const { return m_Target.Config.GetText(Param); }
     I32* GetConfigParamPtr(DEV_CONFIG_PARAMS Param) { return m_Target.Config.NumberPtr(Param); }
+    /// Stores a number without any of its consequences and without an event. Any thread.
+    bool StoreConfigParam(DEV_CONFIG_PARAMS Param, int Value) { return m_Target.Config.SetNumber(Param, Value); }
     QByteArray GetConfigXml() const { return m_Target.Config.GetXml(); }
 
     /// Hooks of folders above. Null takes one away. Main thread, before the device is asked for anything.

@@ -57,6 +57,7 @@ bool CDeviceDataProvider::Wait(U64 SeqNo, REQUEST* pRequest, U32 JobType) {
     m_Pending.insert(SeqNo, pRequest);
     const U64 Start = m_Device.Clock().NowMs();
     while (!pRequest->IsDone) {
+        const U64 NumFinished = m_Device.Queue().NumFinished();
         if (m_Device.DeliverEvents(EVENTS_PER_ROUND) != 0) {
             continue;
         }
@@ -65,7 +66,7 @@ bool CDeviceDataProvider::Wait(U64 SeqNo, REQUEST* pRequest, U32 JobType) {
             m_Device.EventRing().Log(DEV_LOG_WARN, "Timeout while waiting for Job %s", GetJobTypeName(JobType));
             break;
         }
-        m_Device.Queue().WaitForFinished(WAIT_ROUND_MS);
+        m_Device.Queue().WaitForFinished(NumFinished, WAIT_ROUND_MS);
     }
     m_Pending.remove(SeqNo);
     return pRequest->IsOk;

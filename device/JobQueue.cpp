@@ -58,11 +58,12 @@ Job* CJobQueue::Pick() {
 }
 
 void CJobQueue::Finish(Job* pJob) {
-    {
-        std::lock_guard Lock(m_Mutex);
-        pJob->Flags &= ~JOB_FLAG_PENDING;
-        m_pRunning = nullptr;
-    }
+    std::lock_guard Lock(m_Mutex);
+    pJob->Flags &= ~JOB_FLAG_PENDING;
+    m_pRunning = nullptr;
+}
+
+void CJobQueue::NotifyFinished() {
     {
         std::lock_guard Lock(m_FinishMutex);
         m_NumFinished++;
@@ -205,8 +206,12 @@ void CJobQueue::Wake() {
     m_Wake.notify_one();
 }
 
-void CJobQueue::WaitForFinished(U32 TimeoutMs) {
+U64 CJobQueue::NumFinished() {
+    std::lock_guard Lock(m_FinishMutex);
+    return m_NumFinished;
+}
+
+void CJobQueue::WaitForFinished(U64 NumSeen, U32 TimeoutMs) {
     std::unique_lock Lock(m_FinishMutex);
-    const U64 NumBefore = m_NumFinished;
-    m_Finished.wait_for(Lock, std::chrono::milliseconds(TimeoutMs), [&] { return m_NumFinished != NumBefore; });
+    m_Finished.wait_for(Lock, std::chrono::milliseconds(TimeoutMs), [&] { return m_NumFinished != NumSeen; });
 }

@@ -33,8 +33,10 @@ public:
     int Schedule(Job& J);
     /// Next record to run, by ring and then by age; null if there is none. Device thread.
     Job* Pick();
-    /// Ends the run of a picked record: it no longer counts as pending. Device thread.
+    /// Ends the run of a picked record: it no longer counts as pending. Device thread; NotifyFinished() follows when
+    /// its event is on its way.
     void Finish(Job* pJob);
+    void NotifyFinished();
     /// Frees the record's buffers and its slot.
     void Release(Job* pJob);
     /// A record for an event without a job behind it, all zero but for its type. Device thread and main thread.
@@ -61,8 +63,10 @@ public:
     /// Auto-reset event, set by Schedule() and Wake(). False when the time has gone by.
     bool WaitForWork(U32 TimeoutMs);
     void Wake();
-    /// Waits until some job finishes, at most TimeoutMs.
-    void WaitForFinished(U32 TimeoutMs);
+    /// Number of jobs finished so far, and a wait for more than that, at most TimeoutMs. Taking the number before
+    /// looking for a result makes sure that none is missed.
+    U64 NumFinished();
+    void WaitForFinished(U64 NumSeen, U32 TimeoutMs);
 
     struct COUNTERS {
         std::atomic<U64> NumStarted{0};

@@ -40,6 +40,7 @@ void CJobRunner::RunJob(Job* pJob) {
     if (!m_T.Queue.IsPending(pJob, pJob->SeqNo)) {
         m_T.Queue.Finish(pJob);
         m_T.Queue.Release(pJob);
+        m_T.Queue.NotifyFinished();
         return;
     }
     CancelOutdatedReads(pJob->Type);
@@ -79,4 +80,5 @@ void CJobRunner::Complete(Job* pJob, int Result) {
     } else {
         m_T.Queue.Release(pJob);
     }
+    m_T.Queue.NotifyFinished();
 }
