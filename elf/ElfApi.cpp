@@ -49,6 +49,11 @@ const ELF_LINE* _FindLine(U32 Addr) {
     return nullptr;
 }
 
+const std::vector<ELF_LINE>& _Rows() {
+    static const std::vector<ELF_LINE> Nothing;
+    return _File() != nullptr ? _File()->Lines.Lines : Nothing;
+}
+
 bool _IsNameOf(const char* sSym, const QByteArray& Name) { return sSym != nullptr && Name == sSym; }
 
 } // namespace
@@ -207,15 +212,25 @@ bool ElfApi_IsStmtStart(U32 Addr) {
 
 I64 ElfApi_GetAddrOfLine(I32 File, U32 Line, bool IsExact) {
     const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
     const ELF_LINE* pBest = nullptr;
-    for (const ELF_LINE& Row : pFile != nullptr ? pFile->Lines.Lines : std::vector<ELF_LINE>()) {
+    for (const ELF_LINE& Row : _Rows()) {
         if (static_cast<I32>(Row.File) == File && Row.IsStmt != 0 && Row.Line >= Line &&
             (!IsExact || Row.Line == Line) && (pBest == nullptr || Row.Line < pBest->Line)) {
             pBest = &Row; // rows come by address: the first of a line is its lowest
         }
     }
     return pBest != nullptr ? static_cast<I64>(pBest->AddrLo) : -1;
+}
+
+QSet<int> ElfApi_GetCodeLines(I32 File) {
+    const std::lock_guard Lock(Mutex);
+    QSet<int> Lines;
+    for (const ELF_LINE& Row : _Rows()) {
+        if (static_cast<I32>(Row.File) == File && Row.IsStmt != 0) {
+            Lines.insert(static_cast<int>(Row.Line));
+        }
+    }
+    return Lines;
 }
 
 QString ElfApi_GetSrcFile(I32 File) {

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QSet>
 #include <QString>
 
 /// A run of code with one source line. File is an index for ElfApi_GetSrcFile().
@@ -64,6 +65,8 @@ bool ElfApi_GetSrcLoc(U32 Addr, ELF_SRC_LOC* pLoc);
 bool ElfApi_IsStmtStart(U32 Addr);
 /// Lowest address of a statement at the line, or at the next line with code within the same file; -1 if none.
 I64 ElfApi_GetAddrOfLine(I32 File, U32 Line, bool IsExact);
+/// Lines of the file that a statement begins on.
+QSet<int> ElfApi_GetCodeLines(I32 File);
 /// Path as recorded by the compiler, made absolute with the compilation directory where that is absolute.
 QString ElfApi_GetSrcFile(I32 File);
 QList<QString> ElfApi_GetSrcFiles();

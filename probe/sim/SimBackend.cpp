@@ -180,10 +180,18 @@ void CSimBackend::BeginDownload() {
 }
 
 int CSimBackend::EndDownload(int FailPhase) {
-    if (!m_pTarget || !m_Downloading) {
+    if (!m_pTarget) {
         return NOVIK_DL_ERR_UNSPECIFIED;
     }
-    m_Downloading = false;
+    // With nothing held back there is nothing to do, and the last download's outcome stands.
+    if (m_Downloading) {
+        m_Downloading = false;
+        m_LastDownload = ProgramPages(FailPhase);
+    }
+    return m_LastDownload;
+}
+
+int CSimBackend::ProgramPages(int FailPhase) {
     CTarget::CAccess Cpu(*m_pTarget);
     const std::map<uint32_t, CPage> Pages = std::move(m_Pages);
     m_Pages.clear();

@@ -69,6 +69,8 @@ private:
     };
 
     bool HoldBack(uint32_t Addr, const uint8_t* pData, uint32_t NumBytes);
+    /// Compares, programs and verifies what was held back; the phase that is to fail, or 0.
+    int ProgramPages(int FailPhase);
     uint32_t ChooseImplementation(uint32_t Addr, uint32_t TypeFlags);
     bool FindRttBlock(CCpu& Cpu);
     bool GetRttRing(CCpu& Cpu, bool Up, uint32_t Index, CRttRing& Ring);
@@ -78,6 +80,7 @@ private:
 
     CTarget* m_pTarget = nullptr; // the one target of the process, while connected
     bool m_Downloading = false;
+    int m_LastDownload = NOVIK_DL_OK; ///< outcome of the last download of this connection
     std::map<uint32_t, CPage> m_Pages; // key: address / 256
     std::vector<NOVIKARM_BP_INFO> m_Breakpoints;
     uint32_t m_NextHandle = 1;

@@ -1,0 +1,85 @@
+#include "app/Application.h"
+
+#include "app/Ask.h"
+#include "app/CommandLine.h"
+#include "app/ConsoleWindow.h"
+#include "app/Location.h"
+#include "app/MainWindow.h"
+#include "app/ScriptWaits.h"
+#include "base/Application.h"
+#include "base/Log.h"
+#include "command/CommandTable.h"
+#include "device/Device.h"
+#include "device/DeviceDataProvider.h"
+#include "elf/ElfApi.h"
+#include "script/JScript.h"
+#include "settings/Fonts.h"
+#include "settings/SettingsMap.h"
+
+#include <QApplication>
+#include <QTimer>
+
+namespace {
+
+constexpr int DRAG_DISTANCE = 30;
+
+void _OnElfMessage(const char* sText, U32 Level) {
+    constexpr U32 LEVEL_ALWAYS = 65;
+    if (Level == LEVEL_ALWAYS || IsVerboseLogging()) {
+        LogMessage(sText, Level | MSG_FROM_ELF);
+    }
+}
+
+void _ReportDisabled(const QString& sName) { CMainWindow::Get().GetConsole().PrintCommandDisabled(sName); }
+
+/// Saves a picture of the main window at exit, where the session has no screen.
+void _SaveScreenshotAtExit(CMainWindow* pWindow, const QString& sPath) {
+    QObject::connect(qApp, &QApplication::lastWindowClosed, pWindow, [pWindow, sPath] { pWindow->grab().save(sPath); });
+}
+
+} // namespace
+
+void InstallHooks() {
+    CCommandTable::SetHost({.pfScriptText = ScriptGetText,
+                            .pfMayCall = MayScriptCall,
+                            .pfWaitForDevice = WaitForCommandJobs,
+                            .pfCanonicalLocation = CanonicalLocation,
+                            .pfEvaluate = EvaluateText,
+                            .pfReportDisabled = _ReportDisabled,
+                            .pfMayTakeKey = nullptr});
+    ElfApi_SetMsgHandler(_OnElfMessage);
+}
+
+int RunApplication(int argc, char** argv) {
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication App(argc, argv);
+    QApplication::setOrganizationName(QLatin1String(ORGANISATION_NAME));
+    QApplication::setApplicationName(QLatin1String(APPLICATION_NAME));
+    QApplication::setStartDragDistance(DRAG_DISTANCE);
+    const QStringList Args = QApplication::arguments().mid(1);
+    SetCmdLine(ParseCommandLine(Args), Args);
+    const CMD_LINE_PARAMS& Params = GetCmdLine();
+    if (!Params.LogFile.isEmpty()) {
+        OpenProgramLog(Params.LogFile, Params.LogInterval.toInt());
+    }
+    SetLogDebugMode(Params.DebugMode);
+    QApplication::setFont(GetFont(FONT_APP));
+    InstallQtMessageHandler();
+    InstallHooks();
+    int Result = 0;
+    {
+        CDeviceDataProvider::Get();
+        CMainWindow MainWindow;
+        const qsizetype Shot = Args.indexOf(QStringLiteral("--screenshot"));
+        if (Shot >= 0 && Shot + 1 < Args.size()) {
+            _SaveScreenshotAtExit(&MainWindow, Args[Shot + 1]);
+        }
+        MainWindow.GetConsole().SetEchoToStdout(IsUnattended());
+        MainWindow.show();
+        Result = QApplication::exec();
+    }
+    SaveSettingsMap();
+    CloseConsoleLog();
+    CloseProgramLog();
+    return Result;
+}

@@ -1,0 +1,110 @@
+#include "app/MainWindow.h"
+#include "app/Slots.h"
+#include "command/CommandTable.h"
+#include "settings/Colors.h"
+#include "settings/Fonts.h"
+#include "settings/SysVars.h"
+
+// Edit.*
+
+namespace {
+
+QString _Arg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
+void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
+
+/// Value of a numeric row. False with "invalid parameter".
+bool _ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
+    bool Ok = false;
+    *pValue = ParseSysVar(pVar, _Arg(Id, 1), &Ok);
+    if (!Ok) {
+        _Fail(Id, "invalid parameter");
+    }
+    return Ok;
+}
+
+void _EditSysVar(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_EDIT_SYS_VAR;
+    constexpr int NUM_VARS_WITH_SLOT = 20;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const SYS_VAR* pVar = FindSysVar(_Arg(Id, 0));
+    if (pVar == nullptr) {
+        _Fail(Id, "unknown system variable");
+        return;
+    }
+    I32 Value = 0;
+    if (IsTextSysVar(pVar)) {
+        SetSysVarText(pVar, _Arg(Id, 1));
+    } else if (_ReadValue(Id, pVar, &Value)) {
+        SetSysVar(pVar, Value, false);
+    } else {
+        return;
+    }
+    CCommandTable::SetResult(Id, 0);
+    if (SysVarIndex(pVar) < NUM_VARS_WITH_SLOT) {
+        MainWindow.OnSysVarChanged(SysVarIndex(pVar), Value);
+    }
+}
+
+void _EditPreference(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_EDIT_PREFERENCE;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const SYS_VAR* pVar = FindSysVar(_Arg(Id, 0));
+    if (pVar == nullptr) {
+        _Fail(Id, "unknown preference");
+        return;
+    }
+    I32 Value = 0;
+    if (_ReadValue(Id, pVar, &Value)) {
+        SetSysVar(pVar, Value, true);
+        MainWindow.OnUserPreferenceChanged(SysVarIndex(pVar), Value);
+    }
+}
+
+void _EditColor(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_EDIT_COLOR;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const int ColorId = FindColor(_Arg(Id, 0));
+    U32 Argb = 0;
+    if (ColorId < 0) {
+        _Fail(Id, "unknown color");
+    } else if (!ParseColor(_Arg(Id, 1), &Argb)) {
+        _Fail(Id, "invalid parameter");
+    } else {
+        SetColorValue(ColorId, Argb);
+        MainWindow.OnColorChanged(ColorId);
+    }
+}
+
+void _EditFont(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_EDIT_FONT;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const int FontId = FindFont(_Arg(Id, 0));
+    QFont Font;
+    if (FontId < 0) {
+        _Fail(Id, "unknown font");
+    } else if (!ParseFont(_Arg(Id, 1), &Font)) {
+        _Fail(Id, "invalid parameter");
+    } else {
+        SetFont(FontId, Font, false);
+        MainWindow.OnFontChanged(FontId);
+    }
+}
+
+constexpr ACTION_SLOT aSlot[] = {
+    {CMD_EDIT_SYS_VAR, _EditSysVar},
+    {CMD_EDIT_PREFERENCE, _EditPreference},
+    {CMD_EDIT_COLOR, _EditColor},
+    {CMD_EDIT_FONT, _EditFont},
+};
+
+} // namespace
+
+std::span<const ACTION_SLOT> GetEditSlots() { return aSlot; }

@@ -1,0 +1,203 @@
+#include "app/Ask.h"
+#include "app/MainWindow.h"
+#include "app/Session.h"
+#include "app/Slots.h"
+#include "command/CommandTable.h"
+#include "project/FileFinder.h"
+#include "project/Project.h"
+#include "settings/SettingsMap.h"
+#include "views/SourceWindow.h"
+
+#include <QFileDialog>
+#include <QFileInfo>
+
+// File.*
+
+namespace {
+
+constexpr int RESULT_CANCELLED = 2;
+constexpr const char* KEY_DIR_OPEN = "AppData/MainWindow/DefaultDirOpen";
+constexpr const char* KEY_DIR_SAVE = "AppData/MainWindow/DefaultDirSave";
+
+void _Fail(COMMAND_ID Id, const QString& sText) { CCommandTable::SetError(Id, sText); }
+
+bool _IsProgramFile(const QString& sPath) {
+    static const QStringList Suffixes = {"elf", "axf", "out", "bin", "o"};
+    if (Suffixes.contains(QFileInfo(sPath).suffix().toLower())) {
+        return true;
+    }
+    QFile File(sPath);
+    return File.open(QIODevice::ReadOnly) && File.read(4) == QByteArray("\x7F"
+                                                                       "ELF");
+}
+
+QString _AskForFile(CMainWindow& MainWindow) {
+    const QString sPath = QFileDialog::getOpenFileName(
+        &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
+        QStringLiteral("Projects and programs (*.dbgprj *.elf *.axf *.out *.bin);;Source files (*.c *.h *.cpp *.hpp *.s *.S);;All files (*)"));
+    if (!sPath.isEmpty()) {
+        WriteSetting(QLatin1String(KEY_DIR_OPEN), QFileInfo(sPath).absolutePath());
+    }
+    return sPath;
+}
+
+/// The file argument, or the file a person chooses. Empty, with the cancel mark, if there is none.
+QString _GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
+    const QStringList Args = CCommandTable::GetArgs(Id);
+    if (!Args.isEmpty() && !Args[0].isEmpty()) {
+        return Args[0];
+    }
+    const QString sPath = IsUnattended() ? QString() : _AskForFile(MainWindow);
+    if (sPath.isEmpty()) {
+        CCommandTable::Cancel(Id);
+    } else {
+        CCommandTable::PrepareArgs(Id, {sPath});
+    }
+    return sPath;
+}
+
+void _FileOpen(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_FILE_OPEN;
+    if (!CCommandTable::CheckArgs(Id, 0)) {
+        return;
+    }
+    const QString sArg = _GetFileArg(Id, MainWindow);
+    if (sArg.isEmpty()) {
+        return;
+    }
+    const QString sPath = CFileFinder::Get().FindFile(sArg);
+    if (!FileExists(sPath)) {
+        _Fail(Id, QStringLiteral("file not found"));
+        return;
+    }
+    const QString sFile = QFileInfo(sPath).absoluteFilePath();
+    if (QFileInfo(sFile).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0) {
+        MainWindow.OpenProject(sFile);
+    } else if (_IsProgramFile(sFile)) {
+        const QString sError = MainWindow.GetSession().OpenDataFile(sFile);
+        if (!sError.isEmpty()) {
+            _Fail(Id, sError);
+        }
+    } else {
+        QString sError;
+        if (!MainWindow.GetSourceWindow().OpenFile(sFile, &sError)) {
+            _Fail(Id, sError);
+        }
+    }
+}
+
+void _FileLoad(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_FILE_LOAD;
+    unsigned Addr = 0;
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
+        return;
+    }
+    const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
+    if (!FileExists(sPath)) {
+        _Fail(Id, QStringLiteral("file not found"));
+        return;
+    }
+    MainWindow.GetSession().DownloadProgram(sPath, DL_LOAD, Addr);
+}
+
+void _FileClose(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_FILE_CLOSE;
+    if (CCommandTable::CheckArgs(Id, 0) && !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
+        _Fail(Id, QStringLiteral("file is not open"));
+    }
+}
+
+void _FileCloseAll(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL)) {
+        MainWindow.GetSourceWindow().CloseAll();
+    }
+}
+
+void _FileNewProject(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT) && !MainWindow.CreateProject(QString(), {})) {
+        CCommandTable::Cancel(CMD_FILE_NEW_PROJECT);
+    }
+}
+
+/// A name that can be written, with its extension; empty with the error set.
+QString _CheckProjectName(COMMAND_ID Id, QString sName) {
+    if (QFileInfo(sName).suffix().isEmpty()) {
+        sName += QStringLiteral(".dbgprj");
+    }
+    bool IsValid = QFileInfo(sName).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0;
+    if (IsValid && !QFileInfo::exists(sName)) {
+        QFile Test(sName);
+        IsValid = Test.open(QIODevice::WriteOnly);
+        Test.remove();
+    }
+    if (!IsValid) {
+        _Fail(Id, QStringLiteral("invalid project filename"));
+        return {};
+    }
+    return sName;
+}
+
+void _FileSaveProjectAs(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_FILE_SAVE_PROJECT_AS;
+    CCommandTable::SetResult(Id, RESULT_CANCELLED);
+    if (!CCommandTable::CheckArgs(Id, 0)) {
+        return;
+    }
+    QString sName = CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0));
+    if (sName.isEmpty() && !IsUnattended()) {
+        sName = QFileDialog::getSaveFileName(&MainWindow, QStringLiteral("Save Project as..."),
+                                             ReadSetting(QLatin1String(KEY_DIR_SAVE)).toString(),
+                                             QStringLiteral("Projects (*.dbgprj)"));
+    }
+    if (sName.isEmpty()) {
+        CCommandTable::Cancel(Id);
+        return;
+    }
+    const QString sOldPath = CProject::Get().GetPath();
+    sName = _CheckProjectName(Id, QFileInfo(sName).absoluteFilePath());
+    if (sName.isEmpty()) {
+        return;
+    }
+    WriteSetting(QLatin1String(KEY_DIR_SAVE), QFileInfo(sName).absolutePath());
+    CCommandTable::SetArgs(Id, {sName});
+    if (CProject::Get().Save(sName, MainWindow.CollectProjectSettings()) != 0) {
+        _Fail(Id, QStringLiteral("invalid project filename"));
+        return;
+    }
+    CCommandTable::SetResult(Id, 0);
+    MainWindow.AddRecentProject(sName, sOldPath);
+}
+
+void _FileSaveAll(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_FILE_SAVE_ALL;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const QString sPath = CProject::Get().GetPath();
+    if (!FileExists(sPath)) {
+        CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS);
+    } else if (CProject::Get().Save(sPath, MainWindow.CollectProjectSettings()) != 0) {
+        _Fail(Id, QStringLiteral("invalid filename"));
+    }
+}
+
+void _FileExit(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_FILE_EXIT)) {
+        MainWindow.CloseLater();
+    }
+}
+
+constexpr ACTION_SLOT aSlot[] = {
+    {CMD_FILE_NEW_PROJECT, _FileNewProject},
+    {CMD_FILE_OPEN, _FileOpen},
+    {CMD_FILE_LOAD, _FileLoad},
+    {CMD_FILE_CLOSE, _FileClose},
+    {CMD_FILE_CLOSE_ALL, _FileCloseAll},
+    {CMD_FILE_SAVE_PROJECT_AS, _FileSaveProjectAs},
+    {CMD_FILE_SAVE_ALL, _FileSaveAll},
+    {CMD_FILE_EXIT, _FileExit},
+};
+
+} // namespace
+
+std::span<const ACTION_SLOT> GetFileSlots() { return aSlot; }

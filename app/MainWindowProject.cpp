@@ -1,0 +1,185 @@
+#include "app/Ask.h"
+#include "app/CommandLine.h"
+#include "app/ConsoleWindow.h"
+#include "app/MainWindow.h"
+#include "app/Session.h"
+#include "base/ConsoleRing.h"
+#include "command/CommandTable.h"
+#include "device/Device.h"
+#include "project/FileFinder.h"
+#include "project/Project.h"
+#include "script/JScript.h"
+#include "settings/SysVars.h"
+#include "views/SourceWindow.h"
+
+#include <QFileInfo>
+#include <QMenu>
+
+// What the main window does with projects, from the first show on.
+
+namespace {
+
+constexpr int MAX_RECENT_PROJECTS = 4;
+
+/// A command line as the echo would show it; empty if the first argument is.
+void _Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
+    if (Args.first().toString().isEmpty()) {
+        return;
+    }
+    CCommandTable::PrepareArgs(Id, Args);
+    pCommands->append(CCommandTable::RenderCommand(Id));
+    CCommandTable::ClearArgs(Id);
+}
+
+} // namespace
+
+void CMainWindow::OnWindowShown() {
+    const QString sFound = QStringLiteral("Novik software found at: ") + CDevice::Get().Facts().LibPath.Get();
+    ConsolePrint(sFound);
+    qDebug("%s", qPrintable(sFound));
+    const QString sFirst = GetCmdLineArgs().value(0);
+    if (QFileInfo(sFirst).suffix() == QLatin1String("dbgprj") && !sFirst.startsWith(QLatin1Char('-'))) {
+        CCommandTable::Execute(CMD_FILE_OPEN, {sFirst});
+    } else if (!GetCmdLine().Device.isEmpty()) {
+        CreateProjectFromCmdLine();
+    } else if (m_RecentProjects.isEmpty()) {
+        CreateProject(QString(), {});
+        CProject::Get().SetModified(false);
+    } else if (SysVarValue(PREF_START_WITH_MOST_RECENT_PROJ) != 0) {
+        CCommandTable::Execute(CMD_FILE_OPEN, {m_RecentProjects.first()});
+    }
+    UpdateActions();
+    for (const QString& sName : CCommandTable::GetUnknownActionNames()) {
+        qWarning("Unknown GUI action could not be linked: %s", qPrintable(sName));
+    }
+}
+
+bool CMainWindow::CreateProjectFromCmdLine() {
+    const CMD_LINE_PARAMS Params = GetCmdLine();
+    if (Params.Device.isEmpty() || Params.HostIF.isEmpty() || Params.TargetIF.isEmpty()) {
+        return false;
+    }
+    QStringList Commands;
+    _Collect(&Commands, CMD_PROJECT_SET_DEVICE, {Params.Device});
+    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF, {Params.HostIF, Params.HostIdent});
+    _Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Params.TargetIF});
+    _Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED, {Params.Speed});
+    _Collect(&Commands, CMD_PROJECT_SET_NOVIK_SCRIPT, {Params.ScriptFile});
+    const QStringList Chain = Params.JTAGConfig.split(QLatin1Char(','));
+    if (Chain.size() == 2) {
+        _Collect(&Commands, CMD_PROJECT_SET_JTAG_CONFIG, {Chain[0].trimmed(), Chain[1].trimmed()});
+    }
+    _Collect(&Commands, CMD_FILE_OPEN, {Params.DataFile});
+    Commands.removeAll(QString());
+    if (QFileInfo(Params.ProjectFile).isFile()) {
+        if (CProject::Get().UpdateSettings(Params.ProjectFile, Commands) != 0) {
+            qCritical("Could not write Novik settings to the project file. See the log file for details.");
+        }
+        OpenProject(Params.ProjectFile);
+    } else {
+        CreateProject(Params.ProjectFile, Commands);
+    }
+    return true;
+}
+
+bool CMainWindow::AskCloseSession() {
+    if (!CDevice::Get().IsConnected()) {
+        return true;
+    }
+    if (AskUser(QStringLiteral("Stop Debugging"), QStringLiteral("Close this Session?"), QMessageBox::Yes | QMessageBox::No,
+                QMessageBox::Yes, "control-power-red.svg") != QMessageBox::Yes) {
+        return false;
+    }
+    m_pSession->DisconnectTarget();
+    CDevice::Get().WaitForJob(JT_DISCONNECT);
+    return true;
+}
+
+bool CMainWindow::CreateProject(const QString& sFilePath, const QStringList& Commands) {
+    if (!AskCloseSession() || !AskSaveProject()) {
+        return false;
+    }
+    CProject::Get().Close();
+    ScriptSetPath(sFilePath);
+    ResetProjectSysVars();
+    m_pSession->OpenDataFile(QString());
+    CProject::Get().Create(Commands);
+    UpdateModePanels();
+    UpdateTitle();
+    return true;
+}
+
+void CMainWindow::OpenProject(const QString& sFileName) {
+    if (!FileExists(sFileName) || !AskCloseSession() || !AskSaveProject()) {
+        return;
+    }
+    const QString sProbeSettings = CProject::Get().GetProbeSettingsPath();
+    if (!sProbeSettings.isEmpty()) {
+        CDevice::Get().PostSetConfigParam(DEV_CFG_SCRIPT_FILE, sProbeSettings.toUtf8());
+    }
+    m_pSession->OpenDataFile(QString());
+    ScriptRequestClose();
+    CProject::Get().OpenDeferred(sFileName);
+}
+
+void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
+    AddRecentProject(sFileName);
+    UpdateActions();
+    UpdateTitle();
+    if (ScriptHasError()) {
+        qWarning("Project file is not valid");
+        CCommandTable::PrepareArgs(CMD_FILE_OPEN, {sFileName});
+        m_pConsole->PrintCommandError(CCommandTable::RenderCommand(CMD_FILE_OPEN), ScriptGetErrorText());
+        CCommandTable::ClearArgs(CMD_FILE_OPEN);
+        ShowConsole();
+        return;
+    }
+    ResetProjectSysVars();
+    m_pSession->SetProjectLoading(true);
+    m_pSession->ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
+    m_pSession->SetProjectLoading(false);
+    UpdateModePanels();
+    UpdateTitle();
+}
+
+void CMainWindow::OnProjectModifiedChanged() {
+    UpdateTitle();
+    UpdateActions();
+}
+
+QStringList CMainWindow::CollectProjectSettings() const {
+    const CDevice& Device = CDevice::Get();
+    const int Speed = Device.GetConfigParam(DEV_CFG_SPEED);
+    QStringList Commands;
+    _Collect(&Commands, CMD_PROJECT_SET_DEVICE, {QString::fromUtf8(Device.GetConfigText(DEV_CFG_DEVICE_NAME))});
+    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF, {Device.GetConfigParam(DEV_CFG_HOST_IF) == 2 ? "IP" : "USB", QString()});
+    _Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Device.GetConfigParam(DEV_CFG_TARGET_IF) == 1 ? "SWD" : "JTAG"});
+    _Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED,
+             {Speed == 65535 ? QStringLiteral("adaptive") : SpeedText(static_cast<U32>(Speed))});
+    for (const QString& sFile : CProject::Get().GetSvdFiles()) {
+        _Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
+    }
+    _Collect(&Commands, CMD_FILE_OPEN, {CProject::Get().GetProgramFile()});
+    return Commands;
+}
+
+void CMainWindow::AddRecentProject(const QString& sPath, const QString& sOldPath) {
+    if (!sOldPath.isEmpty() && m_RecentProjects.contains(sOldPath)) {
+        m_RecentProjects.replace(m_RecentProjects.indexOf(sOldPath), sPath);
+    } else if (m_RecentProjects.size() >= MAX_RECENT_PROJECTS && !m_RecentProjects.contains(sPath)) {
+        m_RecentProjects.removeLast();
+    }
+    m_RecentProjects.removeAll(sPath);
+    if (QFileInfo(sPath).isFile()) {
+        m_RecentProjects.prepend(sPath);
+    }
+    UpdateRecentMenu();
+}
+
+void CMainWindow::UpdateRecentMenu() {
+    m_pRecentMenu->clear();
+    m_pRecentMenu->setEnabled(!m_RecentProjects.isEmpty());
+    for (const QString& sPath : std::as_const(m_RecentProjects)) {
+        m_pRecentMenu->addAction(sPath, this, [sPath] { CCommandTable::Execute(CMD_FILE_OPEN, {sPath}); });
+    }
+}

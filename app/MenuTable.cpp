@@ -1,0 +1,48 @@
+#include "app/MenuTable.h"
+
+namespace {
+
+constexpr unsigned aFile[] = {CMD_FILE_NEW_PROJECT, CMD_FILE_OPEN, MENU_SEPARATOR, CMD_FILE_SAVE_PROJECT_AS, CMD_FILE_SAVE_ALL,
+                              MENU_SEPARATOR, CMD_FILE_CLOSE, CMD_FILE_CLOSE_ALL, MENU_SEPARATOR, MENU_RECENT_PROJECTS,
+                              MENU_SEPARATOR, CMD_FILE_EXIT};
+constexpr unsigned aView[] = {CMD_VIEW_PC_LINE, MENU_SEPARATOR, CMD_WINDOW_SHOW_CONSOLE, MENU_SEPARATOR,
+                              CMD_TOOLBAR_SHOW_FILE, CMD_TOOLBAR_SHOW_DEBUG};
+constexpr unsigned aDebug[] = {CMD_DEBUG_START, CMD_DEBUG_STOP, MENU_SEPARATOR, CMD_DEBUG_CONTINUE, CMD_DEBUG_HALT,
+                               CMD_DEBUG_RESET, MENU_SEPARATOR, CMD_DEBUG_STEP_INTO, CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT,
+                               MENU_SEPARATOR, CMD_DEBUG_DOWNLOAD, CMD_DEBUG_CONNECT, CMD_DEBUG_DISCONNECT, MENU_SEPARATOR,
+                               CMD_BREAK_CLEAR_ALL, CMD_BREAK_CLEAR_ALL_ON_DATA};
+constexpr unsigned aHelp[] = {CMD_HELP_COMMANDS, MENU_SEPARATOR, CMD_HELP_ABOUT};
+constexpr unsigned aFileBar[] = {CMD_FILE_NEW_PROJECT, CMD_FILE_OPEN, CMD_FILE_SAVE_ALL};
+constexpr unsigned aDebugBar[] = {CMD_DEBUG_START, CMD_DEBUG_STOP, MENU_SEPARATOR, CMD_DEBUG_CONTINUE, CMD_DEBUG_HALT,
+                                  CMD_DEBUG_RESET, MENU_SEPARATOR, CMD_DEBUG_STEP_INTO, CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT};
+
+constexpr MENU_ROW aMenu[] = {{"&File", aFile}, {"&View", aView}, {"&Debug", aDebug}, {"&Help", aHelp}};
+constexpr MENU_ROW aToolbar[] = {{"File", aFileBar}, {"Debug", aDebugBar}};
+
+struct ICON_ROW {
+    unsigned Id;
+    const char* sFile;
+};
+
+constexpr ICON_ROW aIcon[] = {
+    {CMD_FILE_NEW_PROJECT, "new-project.svg"}, {CMD_FILE_OPEN, "open.svg"},
+    {CMD_FILE_SAVE_ALL, "save.svg"},           {CMD_DEBUG_START, "start.svg"},
+    {CMD_DEBUG_STOP, "stop.svg"},              {CMD_DEBUG_CONTINUE, "continue.svg"},
+    {CMD_DEBUG_HALT, "halt.svg"},              {CMD_DEBUG_RESET, "reset.svg"},
+    {CMD_DEBUG_STEP_INTO, "step-into.svg"},    {CMD_DEBUG_STEP_OVER, "step-over.svg"},
+    {CMD_DEBUG_STEP_OUT, "step-out.svg"},
+};
+
+} // namespace
+
+std::span<const MENU_ROW> GetMenus() { return aMenu; }
+std::span<const MENU_ROW> GetToolbars() { return aToolbar; }
+
+const char* GetCommandIcon(unsigned CommandId) {
+    for (const ICON_ROW& Row : aIcon) {
+        if (Row.Id == CommandId) {
+            return Row.sFile;
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,233 @@
+#include "app/ConsoleWindow.h"
+#include "app/MainWindow.h"
+#include "app/Slots.h"
+#include "command/CommandTable.h"
+#include "command/TextTable.h"
+#include "device/Device.h"
+#include "probe/novik.h"
+#include "project/FileFinder.h"
+#include "project/Project.h"
+#include "settings/SysVars.h"
+
+// Project.*
+
+namespace {
+
+void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
+QString _Arg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
+
+void _ProjectSetDevice(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_DEVICE;
+    if (CCommandTable::CheckArgs(Id, 0)) {
+        CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, _Arg(Id, 0).toUtf8());
+    }
+}
+
+void _SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
+    if (CCommandTable::CheckArgs(Id, 0)) {
+        const QString sPath = CFileFinder::Get().ExpandMacros(_Arg(Id, 0));
+        const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
+        if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
+            _Fail(Id, "file not found");
+            return;
+        }
+        CDevice::Get().PostSetConfigParam(Param, sFound.toUtf8());
+    }
+}
+
+void _ProjectSetNovikScript(CMainWindow&) { _SetFileParam(CMD_PROJECT_SET_NOVIK_SCRIPT, DEV_CFG_SCRIPT_FILE); }
+void _ProjectSetNovikLogFile(CMainWindow&) { _SetFileParam(CMD_PROJECT_SET_NOVIK_LOG_FILE, DEV_CFG_LOG_FILE); }
+
+void _ProjectAddSvdFile(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_ADD_SVD_FILE;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    CProject::Get().AddSvdFile(_Arg(Id, 0));
+    if (!FileExists(CFileFinder::Get().FindFile(_Arg(Id, 0)))) {
+        _Fail(Id, "file not found");
+    }
+}
+
+void _ProjectSetHostIF(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_HOST_IF;
+    if (!CCommandTable::CheckArgs(Id, 1)) {
+        return;
+    }
+    const TEXT_ROW* pRow = FindTextRow(_Arg(Id, 0));
+    const QString sName = pRow != nullptr ? QString::fromLatin1(pRow->sName) : QString();
+    if (sName != QLatin1String("USB") && sName != QLatin1String("IP")) {
+        _Fail(Id, "unknown host interface");
+        return;
+    }
+    CDevice& Device = CDevice::Get();
+    const QString sIdent = _Arg(Id, 1);
+    if (sName == QLatin1String("IP")) {
+        if (!sIdent.isEmpty()) {
+            Device.PostSetConfigParam(DEV_CFG_HOST_NAME, sIdent.toUtf8());
+        }
+    } else {
+        bool IsNumber = false;
+        const U32 SerialNo = sIdent.toUInt(&IsNumber, 0);
+        if (!sIdent.isEmpty() && !IsNumber) {
+            _Fail(Id, "invalid number");
+            return;
+        }
+        Device.PostSetConfigParam(DEV_CFG_USB_SN, static_cast<int>(SerialNo));
+        Device.PostSetConfigParam(DEV_CFG_USE_SN, sIdent.isEmpty() ? 0 : 1);
+    }
+    Device.PostSetConfigParam(DEV_CFG_HOST_IF, pRow->Value);
+}
+
+void _ProjectSetTargetIF(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_TARGET_IF;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const QString sName = _Arg(Id, 0).toUpper();
+    if (sName != QLatin1String("JTAG") && sName != QLatin1String("SWD")) {
+        _Fail(Id, "unknown target interface");
+        return;
+    }
+    CDevice::Get().PostSetConfigParam(DEV_CFG_TARGET_IF, FindTextRow(sName)->Value);
+}
+
+void _ProjectSetTIFSpeed(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_TIF_SPEED;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const QString sText = _Arg(Id, 0);
+    const TEXT_ROW* pRow = sText.startsWith(QLatin1String("FREQ_"), Qt::CaseInsensitive) ? FindTextRow(sText) : nullptr;
+    bool IsNumber = false;
+    const int Number = sText.toInt(&IsNumber, 0); // a bare number is in kHz
+    I32 Speed = pRow != nullptr ? pRow->Value : ParseSpeed(sText);
+    if (pRow == nullptr && IsNumber && Number >= 0 && Number <= 2'000'000) {
+        Speed = Number == 65535 ? 65535 : Number * 1000;
+    }
+    if (Speed < 0) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    SetSysVar(GetSysVar(VAR_TIF_SPEED), Speed, false);
+    CDevice::Get().PostSetConfigParam(DEV_CFG_SPEED, Speed);
+    MainWindow.UpdateConnectionInfo();
+}
+
+void _ProjectSetJTAGConfig(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_JTAG_CONFIG;
+    unsigned DRPre = 0;
+    unsigned IRLen = 0;
+    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &DRPre) && ReadNumberArg(Id, 1, &IRLen)) {
+        CDevice::Get().PostSetConfigParam(DEV_CFG_DR_PRE, static_cast<int>(DRPre));
+        CDevice::Get().PostSetConfigParam(DEV_CFG_IR_PRE, static_cast<int>(IRLen));
+        CDevice::Get().PostSetConfigParam(DEV_CFG_MULTI_TARGET, DRPre != 0 || IRLen != 0 ? 1 : 0);
+    }
+}
+
+/// A setting that is one system variable: yes and no words, or a value of the variable's kind.
+void _SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const QString sText = _Arg(Id, 0);
+    bool Ok = false;
+    I32 Value = ParseSysVar(GetSysVar(Index), sText, &Ok);
+    if (!Ok && ParseOnOff(sText) >= 0 && SysVarNames(GetSysVar(Index)).contains(QStringLiteral("yes"))) {
+        Value = ParseOnOff(sText);
+        Ok = true;
+    }
+    const TEXT_ROW* pRow = Ok ? nullptr : FindTextRow(sText);
+    if (pRow != nullptr && SysVarValues(GetSysVar(Index)).contains(pRow->Value)) {
+        Value = pRow->Value;
+        Ok = true;
+    }
+    if (!Ok) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    SetSysVar(GetSysVar(Index), Value, false);
+    MainWindow.OnSysVarChanged(Index, Value);
+}
+
+void _ProjectSetSemihosting(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_SEMIHOSTING, VAR_SEMIHOSTING_ENABLED, w); }
+void _ProjectSetRTT(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_RTT, VAR_RTT_ENABLED, w); }
+void _ProjectSetBPType(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_BP_TYPE, VAR_BREAKPOINT_TYPE, w); }
+void _ProjectSetTraceSource(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_TRACE_SOURCE, VAR_TRACE_SOURCE, w); }
+void _ProjectSetTracePortWidth(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_TRACE_PORT_WIDTH, VAR_TRACE_PORT_WIDTH, w); }
+
+void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_TRACE_TIMING;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    for (int i = 0; i < 4; ++i) {
+        bool Ok = false;
+        const I32 Delay = ParseSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), _Arg(Id, i), &Ok);
+        if (!Ok) {
+            _Fail(Id, "invalid parameter");
+            return;
+        }
+        SetSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), Delay, false);
+        MainWindow.OnSysVarChanged(VAR_TRACE_PORT_DELAY_0 + i, Delay);
+    }
+}
+
+void _ProjectAddRootPath(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_ROOT_PATH)) {
+        CFileFinder::Get().AddRootPath(_Arg(CMD_PROJECT_ADD_ROOT_PATH, 0));
+    }
+}
+
+void _ProjectAddSearchPath(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_SEARCH_PATH)) {
+        CFileFinder::Get().AddSearchPath(_Arg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
+    }
+}
+
+void _ProjectAddFileAlias(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_ADD_FILE_ALIAS;
+    if (CCommandTable::CheckArgs(Id)) {
+        CFileFinder::Get().AddFileAlias(_Arg(Id, 0), _Arg(Id, 1));
+    }
+}
+
+void _ProjectAddPathSubstitute(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_ADD_PATH_SUBSTITUTE;
+    if (CCommandTable::CheckArgs(Id)) {
+        CFileFinder::Get().AddPathSubstitute(_Arg(Id, 0), _Arg(Id, 1));
+    }
+}
+
+void _ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
+    if (CCommandTable::CheckArgs(Id)) {
+        MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(_Arg(Id, 0)));
+    }
+}
+
+constexpr ACTION_SLOT aSlot[] = {
+    {CMD_PROJECT_SET_DEVICE, _ProjectSetDevice},
+    {CMD_PROJECT_SET_NOVIK_SCRIPT, _ProjectSetNovikScript},
+    {CMD_PROJECT_SET_NOVIK_LOG_FILE, _ProjectSetNovikLogFile},
+    {CMD_PROJECT_ADD_SVD_FILE, _ProjectAddSvdFile},
+    {CMD_PROJECT_SET_HOST_IF, _ProjectSetHostIF},
+    {CMD_PROJECT_SET_TARGET_IF, _ProjectSetTargetIF},
+    {CMD_PROJECT_SET_TIF_SPEED, _ProjectSetTIFSpeed},
+    {CMD_PROJECT_SET_JTAG_CONFIG, _ProjectSetJTAGConfig},
+    {CMD_PROJECT_SET_SEMIHOSTING, _ProjectSetSemihosting},
+    {CMD_PROJECT_SET_RTT, _ProjectSetRTT},
+    {CMD_PROJECT_SET_BP_TYPE, _ProjectSetBPType},
+    {CMD_PROJECT_SET_TRACE_SOURCE, _ProjectSetTraceSource},
+    {CMD_PROJECT_SET_TRACE_PORT_WIDTH, _ProjectSetTracePortWidth},
+    {CMD_PROJECT_SET_TRACE_TIMING, _ProjectSetTraceTiming},
+    {CMD_PROJECT_ADD_ROOT_PATH, _ProjectAddRootPath},
+    {CMD_PROJECT_ADD_SEARCH_PATH, _ProjectAddSearchPath},
+    {CMD_PROJECT_ADD_FILE_ALIAS, _ProjectAddFileAlias},
+    {CMD_PROJECT_ADD_PATH_SUBSTITUTE, _ProjectAddPathSubstitute},
+    {CMD_PROJECT_SET_CONSOLE_LOG_FILE, _ProjectSetConsoleLogFile},
+};
+
+} // namespace
+
+std::span<const ACTION_SLOT> GetProjectSlots() { return aSlot; }

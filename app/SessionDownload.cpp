@@ -1,0 +1,317 @@
+#include "app/Ask.h"
+#include "app/MainWindow.h"
+#include "app/Session.h"
+#include "base/ConsoleRing.h"
+#include "device/Device.h"
+#include "elf/ElfApi.h"
+#include "project/FileFinder.h"
+#include "project/Project.h"
+#include "script/JScript.h"
+#include "settings/SysVars.h"
+#include "views/SourceWindow.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QThread>
+
+// Program files and how they reach the target.
+
+namespace {
+
+constexpr int INIT_SP_PC_PAUSE_MS = 25; ///< time for the device thread to take up the set-up of SP and PC
+
+struct CHUNK_ROW {
+    U32 MaxSpeedHz;
+    U32 ChunkSize;
+};
+
+constexpr CHUNK_ROW aChunk[] = {{50'000, 8'000}, {100'000, 16'000}, {500'000, 32'000}};
+constexpr U32 CHUNK_SIZE_ADAPTIVE = 16'000;
+constexpr U32 NO_CHUNKING = 0xFFFFFFFF;
+constexpr int SPEED_ADAPTIVE = 65535;
+
+struct CODE_TEXT {
+    int Code;
+    const char* sText;
+};
+
+constexpr CODE_TEXT aDownloadError[] = {
+    {-1, "Novik reports an unspecified error"},
+    {-2, "error during compare phase"},
+    {-3, "error during program/erase phase"},
+    {-4, "error during verification phase"},
+};
+
+QString _DownloadErrorText(int Code) {
+    for (const CODE_TEXT& Row : aDownloadError) {
+        if (Row.Code == Code) {
+            return QString::fromLatin1(Row.sText);
+        }
+    }
+    return QString::fromLatin1(aDownloadError[0].sText);
+}
+
+bool _IsElfFile(const QString& sPath) {
+    const QString sSuffix = QFileInfo(sPath).suffix().toLower();
+    return sSuffix != QLatin1String("bin");
+}
+
+QList<CMemBlock> _ElfBlocks() {
+    QList<CMemBlock> Blocks;
+    for (const ELF_SEGMENT& Segment : ElfApi_GetLoadSegments()) {
+        Blocks.append({Segment.PAddr, Segment.Data});
+    }
+    return Blocks;
+}
+
+} // namespace
+
+U32 CSession::GetChunkSize() const {
+    const CDevice& Device = CDevice::Get();
+    if (Device.GetConfigParam(DEV_CFG_SPEED) == SPEED_ADAPTIVE) {
+        return CHUNK_SIZE_ADAPTIVE;
+    }
+    for (const CHUNK_ROW& Row : aChunk) {
+        if (Device.GetInterfaceSpeed() <= Row.MaxSpeedHz) {
+            return Row.ChunkSize;
+        }
+    }
+    return NO_CHUNKING;
+}
+
+void CSession::DownloadProgram(const QString& sPath, DOWNLOAD_KIND Kind, I64 Address) {
+    if ((Kind != DL_PROGRAM && sPath.isEmpty()) || !CDevice::Get().IsConnected()) {
+        return;
+    }
+    m_DownloadKind = Kind;
+    SetStatus(QStringLiteral("Writing Memory..."));
+    if (Kind == DL_EXEC) {
+        WriteDownload(sPath, Address);
+        return;
+    }
+    ExecuteScriptFunction(SF_BEFORE_TARGET_DOWNLOAD);
+    if (Kind == DL_LOAD) {
+        WriteDownload(sPath, Address);
+    } else if (ScriptIsDefined(SF_TARGET_DOWNLOAD)) {
+        CDevice::Get().SetSuppressByte(JT_END_DOWNLOAD, 1);
+        ExecuteScriptFunction(SF_TARGET_DOWNLOAD);
+        CDevice::Get().SetSuppressByte(JT_END_DOWNLOAD, 0);
+        const int Result = CDevice::Get().GetLastDownloadResult();
+        if (Result < 0) {
+            OnDeviceEndDownloadFailed(sPath.toUtf8().constData(), Result);
+        } else {
+            FinishDownload();
+        }
+    } else if (!sPath.isEmpty()) {
+        WriteDownload(sPath, Address);
+    } else {
+        FinishDownload();
+    }
+}
+
+void CSession::WriteDownload(const QString& sPath, I64 Address) {
+    CDevice& Device = CDevice::Get();
+    if (!Device.IsConnected() || sPath.isEmpty()) {
+        return;
+    }
+    const bool IsProgramFile = sPath == CProject::Get().GetProgramFile();
+    QList<CMemBlock> Blocks;
+    if (IsProgramFile) {
+        Blocks = _IsElfFile(sPath) ? _ElfBlocks() : CProject::Get().GetProgramData();
+    } else {
+        QString sError;
+        if (Address < 0 || !ReadBinaryFile(sPath, static_cast<U32>(Address), &Blocks, &sError)) {
+            ConsolePrintError(sPath + QStringLiteral(": ") + (Address < 0 ? QStringLiteral("invalid parameter") : sError));
+            return;
+        }
+    }
+    QList<MEM_RANGE> Ranges;
+    QByteArray Data;
+    for (const CMemBlock& Block : std::as_const(Blocks)) {
+        Ranges.append({Block.Addr, Block.Addr + Block.GetSize()});
+        Data.append(Block.Data);
+    }
+    if (Ranges.isEmpty()) {
+        return;
+    }
+    const U32 Flags = MEM_FLAG_DOWNLOAD | (Device.IsHalted() ? 0 : MEM_FLAG_HALT);
+    Device.PostWriteMemMultiple(Ranges, Data, GetChunkSize(), MEM_ACCESS_WIDTH_DEFAULT, Flags);
+    Device.PostEndDownload(false, sPath.toUtf8());
+}
+
+void CSession::OnDeviceEndDownloadDone(const char*) {
+    SetStatus(QStringLiteral("Download Complete."));
+    EndOfDownload();
+}
+
+void CSession::ReportDownloadError(int Code) {
+    const QString sText = _DownloadErrorText(Code);
+    SetStatus(QStringLiteral("Download Failed."));
+    ConsolePrint(sText);
+    ShowWarnings(QStringLiteral("Unsuccessfull Data Download"), QStringLiteral("The data file was not downloaded correctly."),
+                 {sText},
+                 QStringLiteral("It is recommended to restart the debug session or to download\nthe program file manually "
+                                "using command File.Download"),
+                 QMessageBox::Ok, QMessageBox::Ok);
+}
+
+void CSession::OnDeviceEndDownloadFailed(const char*, int Result) {
+    if (SysVarValue(VAR_VERIFY_DOWNLOAD) != 0) {
+        ReportDownloadError(Result);
+    }
+    EndOfDownload();
+}
+
+void CSession::EndOfDownload() {
+    if (m_DownloadKind == DL_LOAD) {
+        ExecuteScriptFunction(SF_AFTER_TARGET_DOWNLOAD);
+    } else if (m_DownloadKind == DL_PROGRAM) {
+        FinishDownload();
+    }
+}
+
+void CSession::FinishDownload() {
+    CDevice& Device = CDevice::Get();
+    if (ScriptIsDefined(SF_AFTER_TARGET_DOWNLOAD)) {
+        ExecuteScriptFunction(SF_AFTER_TARGET_DOWNLOAD);
+    } else {
+        Device.RequestInitTargetSPandPC();
+        QThread::msleep(INIT_SP_PC_PAUSE_MS);
+    }
+    Device.PostStartInstTrace();
+    if (SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET) {
+        switch (SysVarValue(VAR_RESET_MODE)) {
+        case RM_BREAK_AT_SYMBOL:
+            if (RunToBreakSymbol() == 0) {
+                Device.MarkSessionReady();
+            } else {
+                m_MessageBoxTimer.start();
+                Device.MarkSessionReady();
+                Device.PostHalt();
+            }
+            break;
+        case RM_RESET_AND_RUN:
+            Device.MarkSessionReady();
+            ResumeTarget();
+            break;
+        default:
+            Device.MarkSessionReady();
+            Device.PostHalt();
+            break;
+        }
+    }
+    m_MainWindow.InvalidateViews();
+}
+
+QString CSession::OpenBinary(const QString& sPath) {
+    if (m_LoadAddress < 0) {
+        bool IsAccepted = false;
+        const QString sText = IsUnattended() ? QString()
+                                             : QInputDialog::getText(&m_MainWindow, QStringLiteral("Load Address"),
+                                                                     QStringLiteral("Address of the first byte:"),
+                                                                     QLineEdit::Normal, QStringLiteral("0x00000000"), &IsAccepted);
+        bool IsNumber = false;
+        m_LoadAddress = sText.toUInt(&IsNumber, 0);
+        if (!IsAccepted || !IsNumber) {
+            m_LoadAddress = -1;
+            return QStringLiteral("invalid parameter");
+        }
+    }
+    QList<CMemBlock> Blocks;
+    QString sError;
+    if (!ReadBinaryFile(sPath, static_cast<U32>(m_LoadAddress), &Blocks, &sError)) {
+        return sError;
+    }
+    CProject::Get().SetBinLoadAddr(m_LoadAddress);
+    CProject::Get().SetProgramData(Blocks);
+    m_LoadAddress = -1;
+    return {};
+}
+
+QString CSession::OpenDataFile(const QString& sPath) {
+    QElapsedTimer Timer;
+    Timer.start();
+    m_SavedBreakpoints.insert(qHash(m_sCurrentProgramFile.toLower()), CDevice::Get().GetBreakpoints());
+    const bool IsElf = !sPath.isEmpty() && _IsElfFile(sPath);
+    QString sError;
+    if (sPath.isEmpty()) {
+        const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
+        ElfApi_Exit();
+        m_MainWindow.ClearWindows();
+    } else if (IsElf) {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        SetStatus(QStringLiteral("Opening File..."));
+        const bool WasOpen = ElfApi_IsOpen();
+        CProject::Get().SetProgramFile(sPath);
+        if (!WasOpen) {
+            CDevice::Get().PostResetTargetExecState();
+        }
+        {
+            const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
+            sError = ElfApi_Init(sPath) == 0 ? QString() : ElfApi_GetErrorText();
+        }
+        QApplication::restoreOverrideCursor();
+    } else {
+        sError = OpenBinary(sPath);
+        if (sError.isEmpty()) {
+            CProject::Get().SetProgramFile(sPath);
+        }
+    }
+    if (!sError.isEmpty()) {
+        SetStatus(QStringLiteral("Ready"));
+        m_MainWindow.UpdateTitle();
+        return sError;
+    }
+    OnDataFileOpened(sPath, IsElf, Timer.elapsed());
+    return {};
+}
+
+void CSession::RestoreBreakpoints(bool IsSameFile) {
+    if (IsSameFile) {
+        return; // the device kept them
+    }
+    CDevice& Device = CDevice::Get();
+    Device.PostClearAllBreakpoints();
+    Device.PostClearAllWatchpoints();
+    for (const BPEntry& Entry : m_SavedBreakpoints.value(qHash(m_sCurrentProgramFile.toLower()))) {
+        Device.PostSetBreakpoint(Entry.Addr, Entry.State, Entry.Type);
+    }
+}
+
+void CSession::OnDataFileOpened(const QString& sPath, bool IsElf, qint64 ElapsedMs) {
+    CDevice& Device = CDevice::Get();
+    const bool IsSameFile = sPath == m_sCurrentProgramFile;
+    if (!sPath.isEmpty()) {
+        Device.PostSetConfigParam(DEV_CFG_ENDIAN, IsElf && ElfApi_GetDataEncoding() != 0 ? ENDIAN_BIG : ENDIAN_LITTLE);
+    }
+    m_sCurrentProgramFile = sPath;
+    if (!sPath.isEmpty()) {
+        RestoreBreakpoints(IsSameFile);
+    }
+    if (IsSameFile) {
+        m_MainWindow.GetSourceWindow().ReloadChanged();
+    }
+    EvaluateBreakSymbol();
+    m_MainWindow.UpdateActions();
+    m_MainWindow.UpdateTitle();
+    if (!Device.IsConnected() || sPath.isEmpty()) {
+        SetStatus(QStringLiteral("Ready"));
+    } else if (m_DownloadKind == DL_LOAD) {
+        SetStatus(QStringLiteral("Writing Memory..."));
+        ExecuteScriptFunction(SF_BEFORE_TARGET_DOWNLOAD);
+        WriteDownload(sPath, m_LoadAddress);
+    } else if (!Device.IsSessionReady() || IsSameFile || !IsElf) {
+        ResetTarget(RM_PRE_DOWNLOAD);
+    }
+    if (IsElf) {
+        ConsolePrint(QStringLiteral("File.Open: completed in %1 ms").arg(ElapsedMs));
+    }
+    if (!IsSameFile && !sPath.isEmpty()) {
+        ShowMainFunc();
+    }
+    m_MainWindow.GetSourceWindow().UpdateMarks();
+    emit DataFileOpened(sPath);
+}

@@ -1,0 +1,261 @@
+#include "app/Location.h"
+#include "app/Slots.h"
+#include "command/CommandTable.h"
+#include "command/TextTable.h"
+#include "device/Device.h"
+#include "elf/ElfApi.h"
+#include "project/FileFinder.h"
+#include "settings/SysVars.h"
+
+#include <QSaveFile>
+#include <cstring>
+
+// Target.* and Elf.*
+
+namespace {
+
+constexpr U32 MAX_TRANSFER = 0x10000000; ///< bytes of one fill, save or load
+
+void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
+
+/// Logical index of a register by its name: R0 to R15, SP, LR, PC, CPSR, XPSR; -1 if it is none.
+I32 _FindRegister(const QString& sName) {
+    struct REG_NAME {
+        const char* sName;
+        I32 Idx;
+    };
+    static constexpr REG_NAME aName[] = {{"SP", 13}, {"LR", 14}, {"PC", 15}, {"CPSR", 16}, {"XPSR", 16}, {"SPSR", 17}};
+    const QString sUpper = sName.trimmed().toUpper();
+    for (const REG_NAME& Row : aName) {
+        if (sUpper == QLatin1String(Row.sName)) {
+            return Row.Idx;
+        }
+    }
+    bool IsNumber = false;
+    const int Idx = sUpper.startsWith(QLatin1Char('R')) ? sUpper.mid(1).toInt(&IsNumber) : -1;
+    return IsNumber && Idx >= 0 && Idx <= 15 ? Idx : -1;
+}
+
+void _TargetSetReg(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_SET_REG;
+    unsigned Value = 0;
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id) || !ReadNumberArg(Id, 1, &Value)) {
+        return;
+    }
+    const I32 Logical = _FindRegister(CCommandTable::GetArgs(Id).value(0));
+    const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
+    if (Idx < 0) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    CDevice::Get().PostWriteReg(static_cast<U32>(Idx), Value);
+}
+
+void _TargetGetReg(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_GET_REG;
+    CCommandTable::SetResult(Id, -1);
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
+        return;
+    }
+    const I32 Logical = _FindRegister(CCommandTable::GetArgs(Id).value(0));
+    const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
+    I64 Value = -1;
+    if (Idx < 0 || CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    CCommandTable::SetResult(Id, static_cast<I32>(Value));
+    CCommandTable::SetArgs(Id, CCommandTable::GetArgs(Id));
+    ReportCommandValue(static_cast<U32>(Value));
+}
+
+template <typename T>
+void _Write(COMMAND_ID Id) {
+    unsigned Addr = 0;
+    unsigned Value = 0;
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr) || !ReadNumberArg(Id, 1, &Value)) {
+        return;
+    }
+    if (!CDevice::Get().IsMemoryAccessible()) {
+        _Fail(Id, "program is running");
+        return;
+    }
+    const T Item = static_cast<T>(Value);
+    CDevice::Get().PostWriteMem(Addr, QByteArray(reinterpret_cast<const char*>(&Item), sizeof(Item)), 0,
+                                MEM_ACCESS_WIDTH_DEFAULT, 0);
+}
+
+template <typename T>
+void _Read(COMMAND_ID Id) {
+    unsigned Addr = 0;
+    CCommandTable::SetResult(Id, -1);
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr)) {
+        return;
+    }
+    T Item = 0;
+    if (CDevice::Get().ReadMemBlocking(Addr, sizeof(Item), &Item) != 0) {
+        _Fail(Id, "could not read MCU memory");
+        return;
+    }
+    CCommandTable::SetResult(Id, static_cast<I32>(Item));
+    ReportCommandValue(Item);
+}
+
+void _TargetWriteU32(CMainWindow&) { _Write<U32>(CMD_TARGET_WRITE_U32); }
+void _TargetWriteU16(CMainWindow&) { _Write<U16>(CMD_TARGET_WRITE_U16); }
+void _TargetWriteU8(CMainWindow&) { _Write<U8>(CMD_TARGET_WRITE_U8); }
+void _TargetReadU32(CMainWindow&) { _Read<U32>(CMD_TARGET_READ_U32); }
+void _TargetReadU16(CMainWindow&) { _Read<U16>(CMD_TARGET_READ_U16); }
+void _TargetReadU8(CMainWindow&) { _Read<U8>(CMD_TARGET_READ_U8); }
+
+bool _ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, First, pAddr) ||
+        !ReadNumberArg(Id, First + 1, pSize)) {
+        return false;
+    }
+    if (*pSize == 0 || *pSize > MAX_TRANSFER || *pSize > 0xFFFFFFFFu - *pAddr) {
+        _Fail(Id, "invalid parameter");
+        return false;
+    }
+    return true;
+}
+
+void _TargetFillMemory(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_FILL_MEMORY;
+    unsigned Addr = 0;
+    unsigned Size = 0;
+    unsigned Value = 0;
+    if (_ReadRange(Id, 0, &Addr, &Size) && ReadNumberArg(Id, 2, &Value)) {
+        CDevice::Get().PostWriteMem(Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)), 0,
+                                    MEM_ACCESS_WIDTH_DEFAULT, 0);
+    }
+}
+
+void _TargetSaveMemory(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_SAVE_MEMORY;
+    unsigned Addr = 0;
+    unsigned Size = 0;
+    if (!_ReadRange(Id, 1, &Addr, &Size)) {
+        return;
+    }
+    QByteArray Data(static_cast<qsizetype>(Size), '\0');
+    if (CDevice::Get().ReadMemBlocking(Addr, Size, Data.data()) != 0) {
+        _Fail(Id, "could not read MCU memory");
+        return;
+    }
+    QSaveFile File(CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0)));
+    if (!File.open(QIODevice::WriteOnly) || File.write(Data) != Data.size() || !File.commit()) {
+        _Fail(Id, "invalid filename");
+    }
+}
+
+void _TargetLoadMemory(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_LOAD_MEMORY;
+    unsigned Addr = 0;
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
+        return;
+    }
+    QFile File(CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0)));
+    if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_TRANSFER) {
+        _Fail(Id, "file not found");
+        return;
+    }
+    CDevice::Get().PostWriteMem(Addr, File.readAll(), 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
+}
+
+void _TargetSetAccessWidth(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_SET_ACCESS_WIDTH;
+    I32 Width = 0;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    if (!ParseTextValue("AW_", CCommandTable::GetArg0(Id), &Width)) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    SetSysVar(GetSysVar(VAR_ACCESS_WIDTH), Width, false);
+}
+
+void _TargetSetEndianess(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_TARGET_SET_ENDIANESS;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const int IsBig = ParseOnOff(CCommandTable::GetArg0(Id));
+    if (IsBig < 0) {
+        _Fail(Id, "invalid parameter");
+        return;
+    }
+    CDevice::Get().PostSetConfigParam(DEV_CFG_ENDIAN, IsBig);
+}
+
+void _ReportElfValue(COMMAND_ID Id, I64 Value) {
+    CCommandTable::SetResult(Id, static_cast<I32>(Value));
+    if (Value >= 0) {
+        ReportCommandValue(static_cast<U32>(Value));
+    }
+}
+
+void _ElfGetBaseAddr(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_ELF_GET_BASE_ADDR)) {
+        _ReportElfValue(CMD_ELF_GET_BASE_ADDR, ElfApi_GetBaseAddr());
+    }
+}
+
+void _ElfGetEntryPointPC(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_POINT_PC)) {
+        _ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPoint());
+    }
+}
+
+void _ElfGetEntryFuncPC(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_FUNC_PC)) {
+        _ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetSymbolAddr(QStringLiteral("main")));
+    }
+}
+
+void _ElfGetExprValue(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_ELF_GET_EXPR_VALUE;
+    I64 Value = -1;
+    CCommandTable::SetResult(Id, -1);
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    if (!EvaluateText(CCommandTable::GetArg0(Id), &Value)) {
+        _Fail(Id, "unknown symbol");
+        return;
+    }
+    _ReportElfValue(Id, Value);
+}
+
+void _ElfGetEndianess(CMainWindow&) {
+    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENDIANESS)) {
+        const int Encoding = ElfApi_GetDataEncoding();
+        _ReportElfValue(CMD_ELF_GET_ENDIANESS, Encoding == 4 ? -1 : (Encoding != 0 ? 1 : 0));
+    }
+}
+
+constexpr ACTION_SLOT aSlot[] = {
+    {CMD_TARGET_SET_REG, _TargetSetReg},
+    {CMD_TARGET_GET_REG, _TargetGetReg},
+    {CMD_TARGET_WRITE_U32, _TargetWriteU32},
+    {CMD_TARGET_WRITE_U16, _TargetWriteU16},
+    {CMD_TARGET_WRITE_U8, _TargetWriteU8},
+    {CMD_TARGET_READ_U32, _TargetReadU32},
+    {CMD_TARGET_READ_U16, _TargetReadU16},
+    {CMD_TARGET_READ_U8, _TargetReadU8},
+    {CMD_TARGET_FILL_MEMORY, _TargetFillMemory},
+    {CMD_TARGET_SAVE_MEMORY, _TargetSaveMemory},
+    {CMD_TARGET_LOAD_MEMORY, _TargetLoadMemory},
+    {CMD_TARGET_SET_ACCESS_WIDTH, _TargetSetAccessWidth},
+    {CMD_TARGET_SET_ENDIANESS, _TargetSetEndianess},
+    {CMD_ELF_GET_BASE_ADDR, _ElfGetBaseAddr},
+    {CMD_ELF_GET_ENTRY_POINT_PC, _ElfGetEntryPointPC},
+    {CMD_ELF_GET_ENTRY_FUNC_PC, _ElfGetEntryFuncPC},
+    {CMD_ELF_GET_EXPR_VALUE, _ElfGetExprValue},
+    {CMD_ELF_GET_ENDIANESS, _ElfGetEndianess},
+};
+
+} // namespace
+
+std::span<const ACTION_SLOT> GetTargetSlots() { return aSlot; }

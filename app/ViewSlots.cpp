@@ -1,0 +1,188 @@
+#include "app/ConsoleWindow.h"
+#include "app/Location.h"
+#include "app/MainWindow.h"
+#include "app/Session.h"
+#include "app/Slots.h"
+#include "base/Application.h"
+#include "base/ConsoleRing.h"
+#include "command/CommandTable.h"
+#include "device/Device.h"
+#include "elf/ElfApi.h"
+#include "project/FileFinder.h"
+#include "settings/Colors.h"
+#include "views/SourceWindow.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QThread>
+
+// View.*, Window.*, Toolbar.*, Util.*, Help.*
+
+namespace {
+
+constexpr int MAX_SLEEP_MS = 360'000;
+
+void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
+
+/// Shows the source line of an address. False if it has none that can be shown.
+bool _ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
+    ELF_SRC_LOC Loc;
+    return ElfApi_GetSrcLoc(Addr, &Loc) &&
+           MainWindow.GetSourceWindow().ShowLocation(CFileFinder::Get().FindFile(ElfApi_GetSrcFile(Loc.File)),
+                                                     static_cast<int>(Loc.Line));
+}
+
+void _ViewSource(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_VIEW_SOURCE;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    const I64 Addr = ResolveLocation(CCommandTable::GetArg0(Id));
+    if (Addr < 0 || !_ShowSourceOf(MainWindow, static_cast<U32>(Addr))) {
+        _Fail(Id, "invalid parameter");
+    }
+}
+
+void _ViewLine(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_VIEW_LINE;
+    unsigned Line = 0;
+    if (!CCommandTable::CheckArgs(Id) || !ReadNumberArg(Id, 0, &Line)) {
+        return;
+    }
+    CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
+    if (pView == nullptr || Line < 1 || static_cast<int>(Line) > pView->GetDocument().GetNumLines()) {
+        _Fail(Id, pView == nullptr ? "file is not open" : "invalid parameter");
+        return;
+    }
+    pView->SetCursorLine(static_cast<int>(Line));
+    pView->EnsureLineVisible(static_cast<int>(Line));
+}
+
+void _ViewPCLine(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_VIEW_PC_LINE;
+    if (CCommandTable::CheckArgs(Id) && CheckConnectedAndHalted(Id)) {
+        MainWindow.GetSourceWindow().ShowPC(static_cast<U32>(CDevice::Get().GetPC()));
+    }
+}
+
+void _WindowShow(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) && !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
+        _Fail(CMD_WINDOW_SHOW, "unknown window");
+    }
+}
+
+void _WindowClose(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_WINDOW_CLOSE;
+    if (!CCommandTable::CheckArgs(Id, 0)) {
+        return;
+    }
+    QString sName = CCommandTable::GetArgs(Id).value(0);
+    if (sName.isEmpty()) {
+        sName = MainWindow.GetFocusedDockName();
+        if (sName.isEmpty()) {
+            CCommandTable::Cancel(Id);
+            return;
+        }
+        CCommandTable::PrepareArgs(Id, {sName});
+    }
+    if (!MainWindow.ShowWindow(sName, false)) {
+        _Fail(Id, "unknown window");
+    }
+}
+
+void _WindowClear(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_WINDOW_CLEAR;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    CWindow* pWindow = MainWindow.FindWindow(CCommandTable::GetArg0(Id));
+    if (pWindow == nullptr) {
+        _Fail(Id, "unknown window");
+    } else {
+        pWindow->Clear();
+    }
+}
+
+void _WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QStringLiteral("Console"), true); }
+
+void _ShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(Id) && !MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
+        _Fail(Id, "unknown toolbar");
+    }
+}
+
+void _ToolbarShow(CMainWindow& MainWindow) { _ShowToolbar(CMD_TOOLBAR_SHOW, true, MainWindow); }
+void _ToolbarClose(CMainWindow& MainWindow) { _ShowToolbar(CMD_TOOLBAR_CLOSE, false, MainWindow); }
+
+void _ToggleToolbar(CMainWindow& MainWindow, const char* sName) {
+    const QString sToolbar = QString::fromLatin1(sName);
+    CCommandTable::Execute(MainWindow.IsToolbarShown(sToolbar) ? CMD_TOOLBAR_CLOSE : CMD_TOOLBAR_SHOW, {sToolbar});
+}
+
+void _ToggleFileToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "File"); }
+void _ToggleDebugToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Debug"); }
+
+void _UtilSleep(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_UTIL_SLEEP;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    bool IsNumber = false;
+    const qlonglong Asked = CCommandTable::GetArg0(Id).toLongLong(&IsNumber, 0);
+    if (!IsNumber) {
+        _Fail(Id, "not a number");
+        return;
+    }
+    QElapsedTimer Timer;
+    Timer.start();
+    const qlonglong Ms = qMin<qlonglong>(Asked, MAX_SLEEP_MS);
+    while (Timer.elapsed() < Ms && !MainWindow.GetSession().IsClosing()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::usleep(500);
+    }
+}
+
+void _UtilLog(CMainWindow&) {
+    constexpr COMMAND_ID Id = CMD_UTIL_LOG;
+    if (CCommandTable::CheckArgs(Id)) {
+        ConsolePrintColorId(CCommandTable::GetArg0(Id), COLOR_LOGGING_SCRIPT);
+        CCommandTable::Cancel(Id);
+    }
+}
+
+void _HelpAbout(CMainWindow& MainWindow) {
+    QMessageBox Box(QMessageBox::NoIcon, QStringLiteral("About Brask"), GetAppTitle(true, true), QMessageBox::Ok, &MainWindow);
+    Box.setInformativeText(QStringLiteral("A source-level debugger for embedded ARM targets.\nMIT licence."));
+    Box.setIconPixmap(QIcon(QStringLiteral(":/icons/magnifier.svg")).pixmap(48, 48));
+    Box.exec();
+}
+
+void _HelpCommands(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_HELP_COMMANDS)) {
+        MainWindow.ShowConsole();
+        MainWindow.GetConsole().PrintCommandHelp();
+    }
+}
+
+constexpr ACTION_SLOT aSlot[] = {
+    {CMD_VIEW_SOURCE, _ViewSource},
+    {CMD_VIEW_LINE, _ViewLine},
+    {CMD_VIEW_PC_LINE, _ViewPCLine},
+    {CMD_WINDOW_SHOW, _WindowShow},
+    {CMD_WINDOW_CLOSE, _WindowClose},
+    {CMD_WINDOW_CLEAR, _WindowClear},
+    {CMD_WINDOW_SHOW_CONSOLE, _WindowShowConsole},
+    {CMD_TOOLBAR_SHOW, _ToolbarShow},
+    {CMD_TOOLBAR_CLOSE, _ToolbarClose},
+    {CMD_TOOLBAR_SHOW_FILE, _ToggleFileToolbar},
+    {CMD_TOOLBAR_SHOW_DEBUG, _ToggleDebugToolbar},
+    {CMD_UTIL_SLEEP, _UtilSleep},
+    {CMD_UTIL_LOG, _UtilLog},
+    {CMD_HELP_ABOUT, _HelpAbout},
+    {CMD_HELP_COMMANDS, _HelpCommands},
+};
+
+} // namespace
+
+std::span<const ACTION_SLOT> GetViewSlots() { return aSlot; }

@@ -1,0 +1,187 @@
+#include "project/Project.h"
+
+#include "project/FileFinder.h"
+#include "project/ProjectText.h"
+#include "script/JScript.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+constexpr int OPEN_POLL_MS = 10;
+constexpr const char* DIALOG_MARKER = "  //\n  // Dialog-generated settings\n  //\n";
+constexpr const char* TRACE_MARKER = "Project.SetTIFSpeed";
+const QStringList ProbeSettingNames = {"Project.SetDevice",   "Project.SetHostIF",     "Project.SetTargetIF",
+                                       "Project.SetTIFSpeed", "Project.SetJTAGConfig", "Target.SetEndianess"};
+const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTraceTiming",
+                                       "Project.SetTracePortWidth", "Project.ConfigSWO"};
+
+QString _ReadText(const QString& sPath) {
+    QFile File(sPath);
+    return File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
+}
+
+int _Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands) {
+    QString sText = _ReadText(sPath);
+    if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
+        return -1;
+    }
+    QSaveFile File(sPath);
+    return File.open(QIODevice::WriteOnly) && File.write(sText.toUtf8()) >= 0 && File.commit() ? 0 : -1;
+}
+
+} // namespace
+
+CProject& CProject::Get() {
+    static CProject Project;
+    return Project;
+}
+
+CProject::CProject() : m_pOpenTimer(new QTimer(this)) {
+    m_pOpenTimer->setInterval(OPEN_POLL_MS);
+    connect(m_pOpenTimer, &QTimer::timeout, this, &CProject::OnOpenTimeout);
+}
+
+QString CProject::GetPath() const { return ScriptGetPath(); }
+
+void CProject::SetModified(bool IsModified) {
+    m_IsModified = IsModified;
+    emit ModifiedChanged(IsModified);
+}
+
+void CProject::Open(const QString& sPath) {
+    if (!FileExists(sPath)) {
+        qWarning("file not found");
+        m_IsOpen = false;
+    } else {
+        Close();
+        CFileFinder::Get().SetProjectPath(sPath);
+        ScriptLoad(sPath);
+        m_IsOpen = true;
+    }
+    SetModified(false);
+    emit Opened(sPath);
+}
+
+void CProject::OpenDeferred(const QString& sPath) {
+    m_sPendingPath = sPath;
+    m_pOpenTimer->start();
+}
+
+void CProject::OnOpenTimeout() {
+    if (m_sPendingPath.isEmpty() || ScriptGetCallLevel() != 0) {
+        return;
+    }
+    m_pOpenTimer->stop();
+    const QString sPath = m_sPendingPath;
+    m_sPendingPath.clear();
+    Open(sPath);
+}
+
+void CProject::Close() {
+    const QString sPath = GetPath();
+    ScriptRequestClose();
+    ScriptSetPath(QString());
+    CFileFinder::Get().Reset();
+    CFileFinder::Get().SetProjectPath(QString());
+    m_Warnings.clear();
+    m_sProgramFile.clear();
+    m_ProgramFileTime = {};
+    m_BinLoadAddr = 0;
+    m_ProgramData.clear();
+    m_SvdFiles.clear();
+    SetModified(false);
+    m_IsOpen = true;
+    emit Closed(sPath);
+}
+
+int CProject::Create(const QStringList& Commands) {
+    const QString sPath = GetPath();
+    const int Result = ScriptOpenText(ScriptBuildText(Commands));
+    ScriptSetPath(sPath);
+    CFileFinder::Get().SetProjectPath(sPath);
+    if (Result == 0) {
+        ScriptExecute(SF_ON_PROJECT_LOAD);
+    }
+    m_IsOpen = true;
+    SetModified(true);
+    return Result;
+}
+
+int CProject::Save(const QString& sPath, const QStringList& Settings) {
+    QString sText = ScriptGetText();
+    if (sText.isEmpty()) {
+        sText = ScriptBuildText(Settings);
+        ScriptOpenText(sText);
+    }
+    if (ScriptSave(sPath, sText) != 0) {
+        return -1;
+    }
+    CFileFinder::Get().SetProjectPath(sPath);
+    SetModified(false);
+    return 0;
+}
+
+QString CProject::GetUserFilePath(const QString& sPath) const {
+    return sPath.left(sPath.lastIndexOf(QLatin1Char('.')) + 1) + QStringLiteral("dbgprj.user");
+}
+
+QString CProject::GetProbeSettingsPath() const {
+    const QString sPath = GetPath().replace(QLatin1String("dbgprj"), QLatin1String("novik"));
+    return FileExists(sPath) ? sPath : QString();
+}
+
+void CProject::SetProgramFile(const QString& sPath) {
+    m_sProgramFile = sPath;
+    m_ProgramFileTime = QFileInfo(sPath).lastModified();
+    CFileFinder::Get().SetAppPath(sPath);
+}
+
+bool CProject::TakeProgramFileChanged() {
+    const QDateTime Time = QFileInfo(m_sProgramFile).lastModified();
+    if (m_sProgramFile.isEmpty() || !Time.isValid() || Time == m_ProgramFileTime) {
+        return false;
+    }
+    m_ProgramFileTime = Time;
+    return true;
+}
+
+void CProject::AddSvdFile(const QString& sPath) { m_SvdFiles.append(sPath); }
+
+QStringList CProject::CheckFiles() const {
+    QStringList Problems = m_Warnings;
+    for (const QString& sFile : m_SvdFiles) {
+        if (!FileExists(CFileFinder::Get().FindFile(sFile))) {
+            Problems.append(QStringLiteral("file not found: ") + sFile);
+        }
+    }
+    if (!m_sProgramFile.isEmpty() && !FileExists(m_sProgramFile)) {
+        Problems.append(QStringLiteral("file not found: ") + m_sProgramFile);
+    }
+    return Problems;
+}
+
+int CProject::UpdateProbeSettings(const QString& sPath, const QStringList& Commands) {
+    return _Rewrite(sPath, ProbeSettingNames, DIALOG_MARKER, Commands);
+}
+
+int CProject::UpdateTraceSettings(const QString& sPath, const QStringList& Commands) {
+    return _Rewrite(sPath, TraceSettingNames, TRACE_MARKER, Commands);
+}
+
+int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) {
+    QStringList Names;
+    for (const QString& sCommand : Commands) {
+        Names.append(CommandNameOfLine(sCommand));
+    }
+    return _Rewrite(sPath, Names, DIALOG_MARKER, Commands);
+}
+
+bool CProject::HasCommand(const QString& sName) const {
+    const QString sText = _ReadText(GetPath());
+    qsizetype Start = 0;
+    qsizetype End = 0;
+    return FindProjectLoadBody(sText, &Start, &End) && sText.mid(Start, End - Start).contains(sName);
+}

@@ -1,0 +1,231 @@
+#include "views/SourceWindow.h"
+
+#include "device/Device.h"
+#include "elf/ElfApi.h"
+#include "project/FileFinder.h"
+#include "settings/Fonts.h"
+#include "settings/SysVars.h"
+
+#include <QFileInfo>
+#include <QLabel>
+#include <QStackedWidget>
+#include <QTabWidget>
+
+namespace {
+
+/// Index of the program's source file that a path on this machine stands for; -1 if it is none of them.
+I32 _ProgramFileOf(const QString& sPath) {
+    const QString sWanted = QFileInfo(sPath).canonicalFilePath();
+    const QList<QString> Files = ElfApi_GetSrcFiles();
+    for (qsizetype i = 0; i < Files.size(); ++i) {
+        if (QFileInfo(Files[i]).fileName().compare(QFileInfo(sPath).fileName(), Qt::CaseInsensitive) == 0 &&
+            QFileInfo(CFileFinder::Get().FindFile(Files[i])).canonicalFilePath() == sWanted) {
+            return static_cast<I32>(i);
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+CSourceWindow::CSourceWindow(QWidget* pParent) : CWindow(QStringLiteral("Source"), pParent) {
+    auto* pStack = new QStackedWidget(this);
+    m_pTabs = new QTabWidget(pStack);
+    m_pTabs->setDocumentMode(true);
+    m_pTabs->setTabsClosable(true);
+    m_pTabs->setMovable(true);
+    auto* pLabel = new QLabel(QStringLiteral("No document open.\n\nOpen a project or program with File > Open (Ctrl+O)."), pStack);
+    pLabel->setAlignment(Qt::AlignCenter);
+    pLabel->setEnabled(false);
+    m_pEmpty = pLabel;
+    pStack->addWidget(m_pEmpty);
+    pStack->addWidget(m_pTabs);
+    setCentralWidget(pStack);
+    connect(m_pTabs, &QTabWidget::tabCloseRequested, this, [this](int Index) {
+        delete m_pTabs->widget(Index);
+        UpdateEmptyText();
+    });
+    connect(m_pTabs, &QTabWidget::currentChanged, this, &CWindow::StatusTextChanged);
+}
+
+CSourceView* CSourceWindow::ViewAt(int Index) const { return qobject_cast<CSourceView*>(m_pTabs->widget(Index)); }
+CSourceView* CSourceWindow::GetActiveView() const { return qobject_cast<CSourceView*>(m_pTabs->currentWidget()); }
+
+CSourceView* CSourceWindow::FindView(const QString& sPath) const {
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        if (ViewAt(i)->GetPath().compare(sPath, Qt::CaseInsensitive) == 0) {
+            return ViewAt(i);
+        }
+    }
+    return nullptr;
+}
+
+QStringList CSourceWindow::GetOpenFiles() const {
+    QStringList Files;
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        Files.append(ViewAt(i)->GetPath());
+    }
+    return Files;
+}
+
+void CSourceWindow::UpdateEmptyText() {
+    qobject_cast<QStackedWidget*>(centralWidget())->setCurrentWidget(m_pTabs->count() > 0 ? static_cast<QWidget*>(m_pTabs) : m_pEmpty);
+    emit StatusTextChanged();
+}
+
+bool CSourceWindow::OpenFile(const QString& sPath, QString* pError) {
+    const QString sFile = QFileInfo(sPath).absoluteFilePath();
+    CSourceView* pView = FindView(sFile);
+    if (pView == nullptr) {
+        auto pNew = std::make_unique<CSourceView>();
+        if (!pNew->LoadFile(sFile, pError)) {
+            return false;
+        }
+        pView = pNew.release();
+        m_pTabs->addTab(pView, pView->GetDocument().GetName());
+        m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), sFile);
+        connect(pView, &CSourceView::CursorMoved, this, &CWindow::StatusTextChanged);
+        connect(pView, &CSourceView::BreakpointToggled, this, [this, pView](int Line) { ToggleBreakpoint(pView, Line); });
+        connect(pView, &CSourceView::ContextMenuRequested, this, [this, pView](int Line, QPoint Pos) {
+            emit ContextMenuRequested(QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(Line), Pos);
+        });
+        UpdateMarksOf(pView);
+    }
+    m_pTabs->setCurrentWidget(pView);
+    setFocusProxy(pView);
+    UpdateEmptyText();
+    return true;
+}
+
+bool CSourceWindow::ShowLocation(const QString& sPath, int Line) {
+    QString sError;
+    if (!OpenFile(sPath, &sError)) {
+        return false;
+    }
+    if (Line > 0) {
+        GetActiveView()->SetCursorLine(Line);
+        GetActiveView()->EnsureLineVisible(Line);
+    }
+    return true;
+}
+
+bool CSourceWindow::CloseFile(const QString& sPath) {
+    CSourceView* pView = sPath.isEmpty() ? GetActiveView() : FindView(sPath);
+    for (int i = 0; i < m_pTabs->count() && pView == nullptr; ++i) {
+        pView = ViewAt(i)->GetDocument().GetName() == sPath ? ViewAt(i) : nullptr;
+    }
+    delete pView;
+    UpdateEmptyText();
+    return pView != nullptr;
+}
+
+void CSourceWindow::CloseAll() {
+    while (m_pTabs->count() > 0) {
+        delete m_pTabs->widget(0);
+    }
+    UpdateEmptyText();
+}
+
+void CSourceWindow::ReloadChanged() {
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        ViewAt(i)->ReloadIfChanged();
+    }
+}
+
+bool CSourceWindow::ShowPC(U32 PC) {
+    ELF_SRC_LOC Loc;
+    ClearPC();
+    if (!ElfApi_GetSrcLoc(PC, &Loc)) {
+        return false;
+    }
+    const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetSrcFile(Loc.File));
+    if (!FileExists(sPath) || !ShowLocation(sPath, static_cast<int>(Loc.Line))) {
+        return false;
+    }
+    m_sPcFile = QFileInfo(sPath).absoluteFilePath();
+    m_PcLine = static_cast<int>(Loc.Line);
+    GetActiveView()->SetPcLine(m_PcLine, true);
+    return true;
+}
+
+void CSourceWindow::ClearPC() {
+    m_PcLine = 0;
+    m_sPcFile.clear();
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        ViewAt(i)->SetPcLine(0, false);
+    }
+}
+
+void CSourceWindow::UpdateMarksOf(CSourceView* pView) const {
+    const I32 File = _ProgramFileOf(pView->GetPath());
+    QMap<int, BP_STATES> Breakpoints;
+    for (const BPEntry& Entry : CDevice::Get().GetBreakpoints()) {
+        ELF_SRC_LOC Loc;
+        if (File >= 0 && ElfApi_GetSrcLoc(Entry.Addr, &Loc) && Loc.File == File) {
+            Breakpoints.insert(static_cast<int>(Loc.Line), Entry.State);
+        }
+    }
+    pView->SetBreakpoints(Breakpoints);
+    pView->SetCodeLines(ElfApi_GetCodeLines(File));
+}
+
+void CSourceWindow::UpdateMarks() {
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        UpdateMarksOf(ViewAt(i));
+    }
+}
+
+void CSourceWindow::ToggleBreakpoint(CSourceView* pView, int Line) {
+    const I32 File = _ProgramFileOf(pView->GetPath());
+    const I64 Addr = File >= 0 ? ElfApi_GetAddrOfLine(File, static_cast<U32>(Line), false) : -1;
+    if (Addr >= 0) {
+        const bool IsSet = CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).Valid != 0;
+        emit BreakpointToggleRequested(QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(Line), !IsSet);
+    }
+}
+
+void CSourceWindow::Clear() {
+    CloseAll();
+    ClearPC();
+}
+
+void CSourceWindow::Repaint() {
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        ViewAt(i)->viewport()->update();
+    }
+}
+
+void CSourceWindow::SetActive(bool Active) {
+    CWindow::SetActive(Active);
+    if (m_PcLine > 0 && FindView(m_sPcFile) != nullptr) {
+        FindView(m_sPcFile)->SetPcLine(m_PcLine, Active);
+    }
+}
+
+void CSourceWindow::ApplyFont(int, const QFont&) {
+    for (int i = 0; i < m_pTabs->count(); ++i) {
+        ViewAt(i)->ApplyFonts();
+    }
+}
+
+void CSourceWindow::SetPreference(int, int) { ApplyFont(FONT_SRC_CODE, QFont()); }
+
+QString CSourceWindow::GetStatusText() const {
+    const int Line = GetActiveView() != nullptr ? GetActiveView()->GetCursorLine() : 0;
+    return QStringLiteral("Ln %1  Ch %2").arg(Line).arg(Line > 0 ? 1 : 0);
+}
+
+QString CSourceWindow::GetUserConfigStr() const {
+    return SysVarValue(PREF_SHOW_SRC_CODE_PROFILE) != 0
+               ? QStringLiteral("OpenWindow=\"%1\", ExecCountersShown=1").arg(GetName())
+               : QString();
+}
+
+void CSourceWindow::OnDeviceResumeDone(RESUME_MODES) {
+    if (m_PcLine > 0 && FindView(m_sPcFile) != nullptr) {
+        FindView(m_sPcFile)->SetPcLine(m_PcLine, false);
+    }
+}
+
+void CSourceWindow::OnDeviceDisconnectDone() { ClearPC(); }
+void CSourceWindow::OnDeviceBPStateChanged() { UpdateMarks(); }
