@@ -187,7 +187,7 @@ void CConsoleWindow::AddCommandListener(CWindow* pWindow) {
     m_Listened.append(pWindow);
     connect(pWindow, &CWindow::ActionTriggered, this, &CConsoleWindow::OnActionTriggered);
     connect(pWindow, &CWindow::ActionPerformed, this, &CConsoleWindow::OnActionPerformed);
-    connect(pWindow, &QObject::destroyed, this, [this, pWindow] { m_Listened.removeAll(pWindow); });
+
 }
 
 void CConsoleWindow::RemoveCommandListener(CWindow* pWindow) {

@@ -6,6 +6,7 @@
 #include "framework/Window.h"
 
 #include <QColor>
+#include <QPointer>
 
 class QLineEdit;
 class QTextEdit;
@@ -58,6 +59,6 @@ private:
     QLineEdit* m_pInput;
     QStringList m_History; ///< newest first
     int m_HistoryPos = -1; ///< -1: not browsing
-    QList<CWindow*> m_Listened;
+    QList<QPointer<CWindow>> m_Listened;
     bool m_IsEchoedToStdout = false;
 };

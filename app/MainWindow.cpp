@@ -103,7 +103,7 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
     });
     qApp->installEventFilter(this);
     RestoreState();
-    UpdateModePanels();
+    ResetProjectState();
     UpdateTitle();
     UpdateActions();
 }
@@ -111,6 +111,10 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
 CMainWindow::~CMainWindow() {
     qApp->removeEventFilter(this);
     CCommandTable::UnlinkActions(this);
+    // The windows go while everything that they report to is still there.
+    disconnect(m_pSource, nullptr, this, nullptr);
+    delete takeCentralWidget();
+    qDeleteAll(m_Docks);
     pInstance = nullptr;
 }
 

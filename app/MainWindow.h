@@ -96,6 +96,8 @@ private:
     void SaveState();
     bool AskSaveProject();
     bool AskCloseSession();
+    /// System variables and session modes as a project finds them.
+    void ResetProjectState();
     void UpdateRecentMenu();
     bool TakeAlternativeKey(QEvent* pEvent);
     void OnActivated();

@@ -101,7 +101,7 @@ bool CMainWindow::CreateProject(const QString& sFilePath, const QStringList& Com
     }
     CProject::Get().Close();
     ScriptSetPath(sFilePath);
-    ResetProjectSysVars();
+    ResetProjectState();
     m_pSession->OpenDataFile(QString());
     CProject::Get().Create(Commands);
     UpdateModePanels();
@@ -134,7 +134,7 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
         ShowConsole();
         return;
     }
-    ResetProjectSysVars();
+    ResetProjectState();
     m_pSession->SetProjectLoading(true);
     m_pSession->ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
     m_pSession->SetProjectLoading(false);
@@ -145,6 +145,14 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
 void CMainWindow::OnProjectModifiedChanged() {
     UpdateTitle();
     UpdateActions();
+}
+
+void CMainWindow::ResetProjectState() {
+    ResetProjectSysVars();
+    // A session runs to the break symbol unless the project says otherwise.
+    SetSysVar(GetSysVar(VAR_RESET_MODE), RM_BREAK_AT_SYMBOL, false);
+    SetSysVar(GetSysVar(VAR_CONNECT_MODE), CM_DOWNLOAD_RESET, false);
+    UpdateModePanels();
 }
 
 QStringList CMainWindow::CollectProjectSettings() const {

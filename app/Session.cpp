@@ -218,7 +218,7 @@ void CSession::ReadIntoTraceCache(U32 Addr, U32 Size) {
 bool CSession::EvaluateBreakSymbol() {
     const I64 Addr = ElfApi_GetSymbolAddr(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL));
     // Stored at once as well: the chain asks for it in the same turn of the event loop.
-    *CDevice::Get().GetConfigParamPtr(DEV_CFG_BREAK_ADDR) = static_cast<I32>(Addr);
+    CDevice::Get().StoreConfigParam(DEV_CFG_BREAK_ADDR, static_cast<I32>(Addr));
     return Addr >= 0;
 }
 

@@ -186,7 +186,7 @@ void CSession::FinishDownload() {
         switch (SysVarValue(VAR_RESET_MODE)) {
         case RM_BREAK_AT_SYMBOL:
             if (RunToBreakSymbol() == 0) {
-                Device.MarkSessionReady();
+                Device.SetSessionReady();
             } else {
                 m_MessageBoxTimer.start();
                 Device.MarkSessionReady();
@@ -194,7 +194,7 @@ void CSession::FinishDownload() {
             }
             break;
         case RM_RESET_AND_RUN:
-            Device.MarkSessionReady();
+            Device.SetSessionReady();
             ResumeTarget();
             break;
         default:
@@ -252,6 +252,7 @@ QString CSession::OpenDataFile(const QString& sPath) {
         {
             const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
             sError = ElfApi_Init(sPath) == 0 ? QString() : ElfApi_GetErrorText();
+            CDevice::Get().Target().ResetInstStore();
         }
         QApplication::restoreOverrideCursor();
     } else {

@@ -149,7 +149,7 @@ I64 ElfApi_GetBaseAddr() {
 
 I64 ElfApi_GetEntryPoint() {
     const std::lock_guard Lock(Mutex);
-    return _File() != nullptr ? ELF_GetEntryPoint(_File()) : -1;
+    return _File() != nullptr ? static_cast<I64>(ELF_GetEntryPoint(_File())) : -1;
 }
 
 int ElfApi_GetDataEncoding() {
