@@ -1,6 +1,6 @@
 # Each source folder is one object library; all of them are gathered into the shared library `brask`, which
 # the program and every test link. The order is bottom to top: a folder includes only folders before it.
-set(BRASK_FOLDERS base command settings elf datafile icache device script project expr framework analysis views app)
+set(BRASK_FOLDERS base command settings elf datafile icache device script project framework views app)
 
 # brask_folder(name sources...): the folder's object library, with the shared precompiled header.
 function(brask_folder Name)
@@ -26,7 +26,5 @@ function(brask_link_folders)
     target_include_directories(brask PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(brask PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS}
         dwarf elf)
-    if(TARGET novik)
-        add_dependencies(brask novik)
-    endif()
+    add_dependencies(brask novik)
 endfunction()
