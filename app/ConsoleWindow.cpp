@@ -106,6 +106,7 @@ bool CConsoleWindow::DrainRing() {
 
 void CConsoleWindow::OnUpdateTimerTimeout() {
     if (DrainRing()) {
+        m_pOutput->moveCursor(QTextCursor::End);
         m_pOutput->verticalScrollBar()->setValue(m_pOutput->verticalScrollBar()->maximum());
         m_pOutput->horizontalScrollBar()->setValue(0);
     }

@@ -5,6 +5,7 @@
 
 #include "framework/Window.h"
 
+#include <QTimer>
 #include <memory>
 
 class CConsoleWindow;

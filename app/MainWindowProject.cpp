@@ -34,6 +34,9 @@ void _Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
 } // namespace
 
 void CMainWindow::OnWindowShown() {
+    constexpr int SEPARATOR_LIGHTER_PERCENT = 115;
+    setStyleSheet(QStringLiteral("QMainWindow::separator:vertical {background: %1; width: 1px; height: 1px;}")
+                      .arg(palette().color(QPalette::Button).lighter(SEPARATOR_LIGHTER_PERCENT).name()));
     const QString sFound = QStringLiteral("Novik software found at: ") + CDevice::Get().Facts().LibPath.Get();
     ConsolePrint(sFound);
     qDebug("%s", qPrintable(sFound));

@@ -8,6 +8,7 @@
 #include "datafile/MemBlock.h"
 #include "device/DeviceEventListener.h"
 
+#include <QHash>
 #include <QObject>
 #include <QTimer>
 

@@ -292,6 +292,7 @@ void CSession::OnDataFileOpened(const QString& sPath, bool IsElf, qint64 Elapsed
     if (!sPath.isEmpty()) {
         RestoreBreakpoints(IsSameFile);
     }
+    m_MainWindow.GetSourceWindow().setFocus();
     if (IsSameFile) {
         m_MainWindow.GetSourceWindow().ReloadChanged();
     }

@@ -43,7 +43,7 @@ CStatusBar::CStatusBar(QWidget* pParent) : QStatusBar(pParent) {
     for (QWidget* pWidget : std::initializer_list<QWidget*>{m_pProgress, m_pCancel, m_pConnection, m_pWindowStatus}) {
         pLayout->addWidget(pWidget);
     }
-    addWidget(pRow, 1);
+    addPermanentWidget(pRow, 1); // Qt hides ordinary widgets while a transient text is shown
     setSizeGripEnabled(false);
     connect(m_pCancel, &QToolButton::clicked, this, &CStatusBar::CancelRequested);
     connect(this, &QStatusBar::messageChanged, this, [this](const QString& sText) {
