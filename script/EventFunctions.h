@@ -5,7 +5,8 @@ struct EVENT_FUNCTION {
     int Id;
     const char* sPrototype;
     const char* sComment; ///< sentence in the template's banner
-    const char* sBody;    ///< template body behind the "{" line; null for an empty one
+    const char* sPrologue; ///< sample body: what stands in front of the set-up of SP and PC; null for an empty body
+    const char* sLogText;  ///< sample body: what the set-up logs
 };
 
 /// Row of an id; null if there is none.

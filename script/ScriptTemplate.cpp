@@ -7,6 +7,25 @@ namespace {
 
 constexpr int BANNER_WIDTH = 70;
 
+/// Sets SP and PC from the program's vector table. %1: what comes first, %2: what is logged.
+constexpr const char* SAMPLE_BODY = "  unsigned int SP;\n"
+                                    "  unsigned int PC;\n"
+                                    "  unsigned int VectorTableAddr;\n"
+                                    "\n"
+                                    "%1"
+                                    "  VectorTableAddr = Elf.GetBaseAddr();\n"
+                                    "\n"
+                                    "  if (VectorTableAddr != 0xFFFFFFFF) {\n"
+                                    "\n"
+                                    "    Util.Log(\"%2\");\n"
+                                    "\n"
+                                    "    SP = Target.ReadU32(VectorTableAddr);\n"
+                                    "    Target.SetReg(\"SP\", SP);\n"
+                                    "\n"
+                                    "    PC = Target.ReadU32(VectorTableAddr + 4);\n"
+                                    "    Target.SetReg(\"PC\", PC);\n"
+                                    "  }\n";
+
 QString _Padded(const QString& sText) { return sText.leftJustified(BANNER_WIDTH) + QLatin1Char('\n'); }
 
 QString _Star(const QString& sText = QString()) { return _Padded(QLatin1Char('*') + sText); }
@@ -54,8 +73,9 @@ QString _OptionalBody(const EVENT_FUNCTION& Function) {
     QString sPrototype = QLatin1String(Function.sPrototype);
     sPrototype.chop(1);
     QString sText = sPrototype + QStringLiteral(" {\n");
-    if (Function.sBody != nullptr) {
-        sText += QLatin1String(Function.sBody);
+    if (Function.sPrologue != nullptr) {
+        sText += QString::fromLatin1(SAMPLE_BODY)
+                     .arg(QLatin1String(Function.sPrologue), QLatin1String(Function.sLogText));
     }
     QString sCommented;
     for (const QString& sLine : (sText + QStringLiteral("}")).split(QLatin1Char('\n'))) {
