@@ -42,7 +42,7 @@ CConsoleWindow::CConsoleWindow(QWidget* pParent) : CWindow(QStringLiteral("Conso
     pLayout->addWidget(m_pInput);
     setCentralWidget(pCentral);
     setFocusProxy(m_pInput);
-    ApplyFont(FONT_CONSOLE, GetFont(FONT_CONSOLE));
+    CConsoleWindow::ApplyFont(FONT_CONSOLE, GetFont(FONT_CONSOLE));
     connect(m_pOutput, &QTextEdit::customContextMenuRequested, this, &CConsoleWindow::OnContextMenuRequested);
 
     auto* pHelp = new QAction(QStringLiteral("Help"), this);

@@ -32,7 +32,7 @@ bool _IsProgramFile(const QString& sPath) {
 }
 
 QString _AskForFile(CMainWindow& MainWindow) {
-    const QString sPath = QFileDialog::getOpenFileName(
+    QString sPath = QFileDialog::getOpenFileName(
         &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
         QStringLiteral("Projects and programs (*.dbgprj *.elf *.axf *.out *.bin);;Source files (*.c *.h *.cpp *.hpp *.s *.S);;All files (*)"));
     if (!sPath.isEmpty()) {
@@ -47,7 +47,7 @@ QString _GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
     if (!Args.isEmpty() && !Args[0].isEmpty()) {
         return Args[0];
     }
-    const QString sPath = IsUnattended() ? QString() : _AskForFile(MainWindow);
+    QString sPath = IsUnattended() ? QString() : _AskForFile(MainWindow);
     if (sPath.isEmpty()) {
         CCommandTable::Cancel(Id);
     } else {

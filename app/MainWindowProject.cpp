@@ -58,7 +58,7 @@ void CMainWindow::OnWindowShown() {
 }
 
 bool CMainWindow::CreateProjectFromCmdLine() {
-    const CMD_LINE_PARAMS Params = GetCmdLine();
+    const CMD_LINE_PARAMS& Params = GetCmdLine();
     if (Params.Device.isEmpty() || Params.HostIF.isEmpty() || Params.TargetIF.isEmpty()) {
         return false;
     }

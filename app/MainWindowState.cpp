@@ -53,7 +53,7 @@ void CMainWindow::UpdateActions() {
     const bool IsHalted = IsConnected && Device.IsHalted();
     _SetState(CMD_DEBUG_START, true, !IsConnected);
     _SetState(CMD_DEBUG_STOP, IsConnected, IsConnected);
-    _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted || !IsConnected);
+    _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
     _SetState(CMD_DEBUG_HALT, IsConnected && !IsHalted, !IsHalted);
     for (const COMMAND_ID Id : {CMD_DEBUG_STEP_INTO, CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT}) {
         _SetState(Id, IsHalted, true);
@@ -80,7 +80,7 @@ void CMainWindow::OnToolbarUpdateTimerTimeout() {
     const CDevice& Device = CDevice::Get();
     if (Device.isRunning()) {
         const bool IsHalted = Device.IsConnected() && Device.IsHalted();
-        _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted || !Device.IsConnected());
+        _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
         _SetState(CMD_DEBUG_HALT, Device.IsConnected() && !IsHalted, !IsHalted);
     }
 }

@@ -101,4 +101,5 @@ private:
     QHash<size_t, QList<BPEntry>> m_SavedBreakpoints; ///< by program file
     bool m_IsClosing = false;
     bool m_IsProjectLoading = false;
+    bool m_IsHaltPassing = false; ///< the chain goes on after a reset: the halt reported with it isn't the session's
 };

@@ -10,6 +10,8 @@
 #include "settings/SysVars.h"
 #include "views/SourceWindow.h"
 
+#include <utility>
+
 // What the device reports, and the step of the session that follows.
 
 namespace {
@@ -94,7 +96,9 @@ void CSession::OnDeviceHaltDone(U32 PC, HALT_REASONS Reason) {
     SetStatus(QStringLiteral("CPU halted"));
     m_MainWindow.GetStatusBar().EndProgress();
     m_MainWindow.UpdateActions();
-    if (Reason == HR_USER || Reason == HR_BREAKPOINT) {
+    if (std::exchange(m_IsHaltPassing, false)) {
+        m_HaltTimer.stop();
+    } else if (Reason == HR_USER || Reason == HR_BREAKPOINT) {
         m_HaltTimer.start(0);
     } else if (Reason == HR_RUN_TO) {
         m_HaltTimer.start(100);
@@ -114,6 +118,7 @@ void CSession::OnDeviceResetDone(U32 PC, RESET_MODES Mode) {
         if (SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET) {
             ExecuteScriptFunction(SF_AFTER_TARGET_RESET);
             DownloadProgram(m_sCurrentProgramFile, DL_PROGRAM, -1);
+            m_IsHaltPassing = true;
         }
         return;
     }
@@ -128,9 +133,11 @@ void CSession::OnDeviceResetDone(U32 PC, RESET_MODES Mode) {
         break;
     case RM_RESET_AND_RUN:
         ResumeTarget();
+        m_IsHaltPassing = true;
         break;
     case RM_BREAK_AT_SYMBOL:
-        if (RunToBreakSymbol() != 0) {
+        m_IsHaltPassing = RunToBreakSymbol() == 0;
+        if (!m_IsHaltPassing) {
             m_MessageBoxTimer.start();
         }
         break;

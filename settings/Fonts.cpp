@@ -8,18 +8,18 @@
 
 // clang-format off
 const FONT_ROW aFontRow[NUM_FONTS] = {
-    {FONT_APP, "FONT_APP", "Text", "Default Font used to display text", -1},
-    {FONT_APP_MONO, "FONT_APP_MONO", "Value", "Default Font used to display text", FONT_APP},
-    {FONT_ITEM_NAME, "FONT_ITEM_NAME", "Text", "Table text font", FONT_APP},
-    {FONT_ITEM_VALUE, "FONT_ITEM_VALUE", "Value", "Table value text font", FONT_APP_MONO},
-    {FONT_TABLE_HEADER, "FONT_TABLE_HEADER", "Text", "Table header font", FONT_ITEM_NAME},
-    {FONT_SRC_CODE, "FONT_SRC_CODE", "Text", "Source code font as used by the source viewer", FONT_APP_MONO},
-    {FONT_SRC_ASM_CODE, "FONT_SRC_ASM_CODE", "Assembly Code", "Font used for inline disassembly", FONT_SRC_CODE},
-    {FONT_ASM_CODE, "FONT_ASM_CODE", "Text",
-     "Assembler code font as used by the disassembly and instruction trace windows", FONT_APP_MONO},
-    {FONT_CONSOLE, "FONT_CONSOLE", "Text", "Console window font", FONT_APP},
-    {FONT_LINE_NUMBERS, "FONT_LINE_NUMBERS", "Line Numbers", "Font used for line numbers", -1},
-    {FONT_EXEC_COUNTERS, "FONT_EXEC_COUNTERS", "Execution Counters", "Font used for execution counters", -1},
+    {"FONT_APP", "Text", "Default Font used to display text", FONT_APP, -1},
+    {"FONT_APP_MONO", "Value", "Default Font used to display text", FONT_APP_MONO, FONT_APP},
+    {"FONT_ITEM_NAME", "Text", "Table text font", FONT_ITEM_NAME, FONT_APP},
+    {"FONT_ITEM_VALUE", "Value", "Table value text font", FONT_ITEM_VALUE, FONT_APP_MONO},
+    {"FONT_TABLE_HEADER", "Text", "Table header font", FONT_TABLE_HEADER, FONT_ITEM_NAME},
+    {"FONT_SRC_CODE", "Text", "Source code font as used by the source viewer", FONT_SRC_CODE, FONT_APP_MONO},
+    {"FONT_SRC_ASM_CODE", "Assembly Code", "Font used for inline disassembly", FONT_SRC_ASM_CODE, FONT_SRC_CODE},
+    {"FONT_ASM_CODE", "Text",
+     "Assembler code font as used by the disassembly and instruction trace windows", FONT_ASM_CODE, FONT_APP_MONO},
+    {"FONT_CONSOLE", "Text", "Console window font", FONT_CONSOLE, FONT_APP},
+    {"FONT_LINE_NUMBERS", "Line Numbers", "Font used for line numbers", FONT_LINE_NUMBERS, -1},
+    {"FONT_EXEC_COUNTERS", "Execution Counters", "Font used for execution counters", FONT_EXEC_COUNTERS, -1},
 };
 
 namespace {

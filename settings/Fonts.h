@@ -22,10 +22,10 @@ enum FONT_ID : int {
 };
 
 struct FONT_ROW {
-    int Id;
     const char* sName;
     const char* sLabel;
     const char* sToolTip;
+    int Id;
     int DefaultId; ///< font that this one follows; -1: the application font as built at start
 };
 
