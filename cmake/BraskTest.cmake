@@ -11,5 +11,6 @@ function(brask_add_test Name)
         BRASK_BINARY_DIR="${CMAKE_BINARY_DIR}")
     target_precompile_headers(${Name} REUSE_FROM base)
     gtest_discover_tests(${Name} DISCOVERY_MODE PRE_TEST PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen" TIMEOUT 300)
+        ENVIRONMENT "TSAN_OPTIONS=ignore_noninstrumented_modules=1 suppressions=${CMAKE_SOURCE_DIR}/tools/tsan.supp"
+        TIMEOUT 300)
 endfunction()
