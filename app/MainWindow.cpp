@@ -75,9 +75,11 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
     setStatusBar(m_pStatusBar);
     m_pSource = new CSourceWindow(this);
     setCentralWidget(m_pSource);
+    CreateSourceActions();
     CreateDocks();
     CCommandTable::LinkActions(this);
     m_pConsole->AddCommandListener(this);
+    m_pConsole->AddCommandListener(m_pSource);
     CreateMenus();
     CreateToolbars();
     setLocale(QLocale(QLocale::English));
@@ -94,11 +96,14 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
     connect(m_pSource, &CSourceWindow::BreakpointToggleRequested, this, [](const QString& sLocation, bool DoSet) {
         CCommandTable::Execute(DoSet ? CMD_BREAK_SET_ON_SRC : CMD_BREAK_CLEAR_ON_SRC, {sLocation});
     });
-    connect(m_pSource, &CSourceWindow::ContextMenuRequested, this, [this](const QString& sLocation, QPoint Pos) {
+    connect(m_pSource, &CSourceWindow::ContextMenuRequested, this, [this](QPoint Pos) {
         QMenu Menu(this);
-        for (const COMMAND_ID Id : {CMD_DEBUG_RUN_TO, CMD_DEBUG_SET_NEXT_STATEMENT, CMD_BREAK_SET_ON_SRC, CMD_BREAK_CLEAR_ON_SRC}) {
-            Menu.addAction(_ActionText(CCommandTable::GetRow(Id)), this, [Id, sLocation] { CCommandTable::Execute(Id, {sLocation}); });
+        for (const unsigned Id : {CMD_BP_SET, CMD_SRC_RUN_TO_CURSOR, CMD_SRC_SET_NEXT_STMNT}) {
+            Menu.addAction(CCommandTable::GetAction(Id));
         }
+        Menu.addSeparator();
+        Menu.addAction(CCommandTable::GetAction(CMD_SRC_VIEW_PC));
+        Menu.addAction(CCommandTable::GetAction(CMD_SRC_VIEW_LINE));
         Menu.exec(Pos);
     });
     qApp->installEventFilter(this);
@@ -127,6 +132,17 @@ void CMainWindow::CreateActions() {
             addAction(pAction);
             Connect(pAction, this, [this, pfSlot = Slot.pfSlot] { pfSlot(*this); });
         }
+    }
+}
+
+void CMainWindow::CreateSourceActions() {
+    for (const ACTION_SLOT& Slot : GetSourceSlots()) {
+        const COMMAND_ROW Row = CCommandTable::GetRow(Slot.Id);
+        auto* pAction = new QAction(_ActionText(Row), m_pSource);
+        pAction->setObjectName(Row.ActionName);
+        pAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        m_pSource->addAction(pAction);
+        m_pSource->Connect(pAction, this, [this, pfSlot = Slot.pfSlot] { pfSlot(*this); });
     }
 }
 

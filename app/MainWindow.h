@@ -89,6 +89,7 @@ private slots:
 
 private:
     void CreateActions();
+    void CreateSourceActions();
     void CreateMenus();
     void CreateToolbars();
     void CreateDocks();

@@ -4,7 +4,6 @@
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "device/Device.h"
-#include "probe/novik.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "settings/SysVars.h"
@@ -19,7 +18,11 @@ QString _Arg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value
 void _ProjectSetDevice(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_DEVICE;
     if (CCommandTable::CheckArgs(Id, 0)) {
-        CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, _Arg(Id, 0).toUtf8());
+        const QByteArray sName = _Arg(Id, 0).toUtf8();
+        CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, sName);
+        if (!sName.isEmpty() && !CDevice::Get().IsKnownDevice(sName)) {
+            _Fail(Id, "invalid parameter");
+        }
     }
 }
 

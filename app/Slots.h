@@ -21,6 +21,7 @@ std::span<const ACTION_SLOT> GetBreakSlots();
 std::span<const ACTION_SLOT> GetProjectSlots();
 std::span<const ACTION_SLOT> GetEditSlots();
 std::span<const ACTION_SLOT> GetViewSlots();
+std::span<const ACTION_SLOT> GetSourceSlots(); ///< actions local to the source viewer
 
 // Checks that many slots begin with. False, with the error set, if one fails.
 bool CheckConnected(COMMAND_ID Id);

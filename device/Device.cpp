@@ -146,6 +146,11 @@ void CDevice::NotifyAboutToDisconnect() {
     m_Events.Raise(DEV_EVENT_ABOUT_TO_DISCONNECT);
 }
 
+bool CDevice::IsKnownDevice(const QByteArray& sDeviceName) const {
+    return m_Target.Novik.NOVIKARM_DEVICE_GetIndex != nullptr &&
+           m_Target.Novik.NOVIKARM_DEVICE_GetIndex(sDeviceName.constData()) >= 0;
+}
+
 bool CDevice::IsJobEventOutdated(const Job& J) const {
     const bool IsStateOutdated = !IsStateValid() || J.Result[0] != GetPC();
     switch (J.Type) {

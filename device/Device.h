@@ -89,6 +89,9 @@ public:
     /// Index of a register in the probe library for a CPU mode (MODE_CURRENT: the one in force), -1 if none.
     I32 GetNovikRegIdx(I32 Logical, int Mode = MODE_CURRENT) const { return m_Target.Regs.GetNovikRegIdx(Logical, Mode); }
 
+    /// True if the probe library's device table has the name. Any thread.
+    bool IsKnownDevice(const QByteArray& sDeviceName) const;
+
     /// Copies of the lists for display. Any thread.
     QList<BPEntry> GetBreakpoints() const { return m_Target.BPs.List().Copy(); }
     QList<WP> GetWatchpoints() const { return m_Target.WPs.List().Copy(); }

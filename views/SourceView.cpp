@@ -263,5 +263,5 @@ void CSourceView::mousePressEvent(QMouseEvent* pEvent) {
 }
 
 void CSourceView::contextMenuEvent(QContextMenuEvent* pEvent) {
-    emit ContextMenuRequested(m_CursorLine, pEvent->globalPos());
+    emit ContextMenuRequested(pEvent->globalPos());
 }

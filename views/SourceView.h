@@ -51,7 +51,7 @@ public:
 signals:
     void CursorMoved(int Line);
     void BreakpointToggled(int Line);
-    void ContextMenuRequested(int Line, QPoint ScreenPos);
+    void ContextMenuRequested(QPoint ScreenPos);
 
 protected:
     void paintEvent(QPaintEvent* pEvent) override;

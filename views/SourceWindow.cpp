@@ -86,9 +86,7 @@ bool CSourceWindow::OpenFile(const QString& sPath, QString* pError) {
         m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), sFile);
         connect(pView, &CSourceView::CursorMoved, this, &CWindow::StatusTextChanged);
         connect(pView, &CSourceView::BreakpointToggled, this, [this, pView](int Line) { ToggleBreakpoint(pView, Line); });
-        connect(pView, &CSourceView::ContextMenuRequested, this, [this, pView](int Line, QPoint Pos) {
-            emit ContextMenuRequested(QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(Line), Pos);
-        });
+        connect(pView, &CSourceView::ContextMenuRequested, this, &CSourceWindow::ContextMenuRequested);
         UpdateMarksOf(pView);
     }
     m_pTabs->setCurrentWidget(pView);

@@ -46,7 +46,7 @@ public:
 signals:
     /// The user asked for a breakpoint to be set or cleared on a line: "file:line".
     void BreakpointToggleRequested(QString sLocation, bool DoSet);
-    void ContextMenuRequested(QString sLocation, QPoint ScreenPos);
+    void ContextMenuRequested(QPoint ScreenPos);
 
 private:
     CSourceView* FindView(const QString& sPath) const;
