@@ -1,5 +1,7 @@
 #include "base/ConsoleRing.h"
 
+#include "base/Utf8.h"
+
 #include <atomic>
 #include <cstring>
 #include <mutex>
@@ -22,19 +24,6 @@ CONSOLE_RING& _Ring() {
     return Ring;
 }
 
-/// Bytes of a UTF-8 text that fit into a record without splitting a character.
-U32 _FittingLength(const QByteArray& Text) {
-    U32 Length = static_cast<U32>(Text.size());
-    if (Length <= CONSOLE_TEXT_SIZE) {
-        return Length;
-    }
-    Length = CONSOLE_TEXT_SIZE;
-    while (Length > 0 && (static_cast<U8>(Text[Length]) & 0xC0) == 0x80) {
-        --Length;
-    }
-    return Length;
-}
-
 void _Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
     if (sText.isEmpty()) {
         return;
@@ -48,8 +37,8 @@ void _Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool I
         return;
     }
     CONSOLE_MSG& Msg = Ring.aSlot[Index];
-    const U32 Length = _FittingLength(Text);
-    std::memcpy(Msg.sText, Text.constData(), Length);
+    const qsizetype Length = FittingUtf8Length(Text, CONSOLE_TEXT_SIZE);
+    std::memcpy(Msg.sText, Text.constData(), static_cast<size_t>(Length));
     Msg.sText[Length] = '\0';
     Msg.IsValid = 1;
     Msg.IsNewLine = IsNewLine;

@@ -1,7 +1,7 @@
 #include "settings/SettingsMap.h"
 
 #include "base/Application.h"
-#include "settings/SysVars.h"
+#include "settings/SysVarText.h"
 
 #include <QMap>
 #include <QSettings>
@@ -52,11 +52,10 @@ void SaveUserPrefs() {
 void LoadUserPrefs() {
     for (int i = PREF_SHOW_LINE_NUMBERS; i < SYS_VAR_COUNT; ++i) {
         const SYS_VAR* pVar = GetSysVar(i);
-        const QVariant Value = ReadSetting(_PrefKey(pVar));
-        bool IsNumber = false;
-        const int Number = Value.toInt(&IsNumber);
-        if (Value.isValid() && IsNumber) {
-            SetSysVar(pVar, Number, true);
+        bool IsAllowed = false;
+        const I32 Value = ParseSysVarText(pVar, ReadSetting(_PrefKey(pVar)).toString(), &IsAllowed);
+        if (IsAllowed) { // the store may have been edited, and is older than the table
+            SetSysVar(pVar, Value, true);
         }
     }
 }

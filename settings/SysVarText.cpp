@@ -1,5 +1,7 @@
 #include "settings/SysVarText.h"
 
+#include "base/Utf8.h"
+
 #include <cstring>
 
 namespace {
@@ -92,7 +94,9 @@ int _SelectionFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
 }
 
 int _TextFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
-    qstrncpy(reinterpret_cast<char*>(pVar->pValue), sText.toUtf8().constData(), TEXT_SIZE);
+    QByteArray Text = sText.toUtf8();
+    Text.truncate(FittingUtf8Length(Text, TEXT_SIZE - 1));
+    qstrncpy(reinterpret_cast<char*>(pVar->pValue), Text.constData(), TEXT_SIZE);
     return 0;
 }
 
@@ -201,7 +205,7 @@ I32 ParseSpeed(const QString& sText) {
     }
     bool IsNumber = false;
     const double Value = sSpeed.trimmed().toDouble(&IsNumber) * Factor;
-    if (!IsNumber || Factor == 0 || Value < 0 || Value > 0x7FFFFFFF) {
+    if (!IsNumber || Factor == 0 || !(Value >= 0 && Value <= 0x7FFFFFFF)) { // no "nan" either
         return -1;
     }
     return static_cast<I32>(Value + 0.5);
