@@ -45,8 +45,7 @@ void InstallHooks() {
                             .pfWaitForDevice = WaitForCommandJobs,
                             .pfCanonicalLocation = CanonicalLocation,
                             .pfEvaluate = EvaluateText,
-                            .pfReportDisabled = _ReportDisabled,
-                            .pfMayTakeKey = nullptr});
+                            .pfReportDisabled = _ReportDisabled});
     ElfApi_SetMsgHandler(_OnElfMessage);
 }
 

@@ -23,10 +23,13 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QTextEdit>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -53,6 +56,23 @@ std::array<std::span<const ACTION_SLOT>, 7> _AllSlots() {
 
 /// Text of a menu entry: the short help, or the command's last word.
 QString _ActionText(const COMMAND_ROW& Row) { return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")); }
+
+bool _HasSelectedText(const QWidget* pWidget) {
+    const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
+    const auto* pText = qobject_cast<const QTextEdit*>(pWidget);
+    return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->textCursor().hasSelection());
+}
+
+/// True if the nearest window above the action is the main window, the source viewer, or one that holds the focus.
+bool _MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWindow* pSource) {
+    const QObject* pObject = pAction;
+    while (pObject != nullptr && qobject_cast<const QMainWindow*>(pObject) == nullptr) {
+        pObject = pObject->parent();
+    }
+    const auto* pWindow = qobject_cast<const QMainWindow*>(pObject);
+    return pWindow != nullptr &&
+           (pWindow == pMain || pWindow == pSource || pWindow->isAncestorOf(QApplication::focusWidget()));
+}
 
 } // namespace
 
@@ -217,6 +237,9 @@ void CMainWindow::RestoreState() {
         resize(1100, 760);
     }
     restoreState(ReadSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState")).toByteArray());
+    for (const QString& sKey : {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
+        WriteSetting(sKey, ReadSetting(sKey, QDir::homePath()));
+    }
     for (const QString& sPath : ReadSetting(QStringLiteral("AppData/MainWindow/RecentProjects")).toStringList()) {
         if (sPath.endsWith(QLatin1String(".dbgprj"), Qt::CaseInsensitive) && QFileInfo(sPath).isFile()) {
             m_RecentProjects.append(sPath);
@@ -325,12 +348,12 @@ bool CMainWindow::TakeAlternativeKey(QEvent* pEvent) {
     const QString sKey = QKeySequence(pKey->keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
         (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
-         QApplication::activeModalWidget() == nullptr)) {
+         QApplication::activeModalWidget() == nullptr && !_HasSelectedText(QApplication::focusWidget()))) {
         m_pSource->setFocus();
         return true;
     }
     for (const U32 Id : CCommandTable::FindByAlternativeKey(sKey)) {
-        if (CCommandTable::GetAction(Id) != nullptr) {
+        if (_MayTakeKey(CCommandTable::GetAction(Id), this, m_pSource)) {
             CCommandTable::Trigger(Id);
             return true;
         }

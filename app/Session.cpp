@@ -51,7 +51,9 @@ CSession::CSession(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {
     m_HaltTimer.setSingleShot(true);
     m_HaltTimer.setInterval(HALT_DELAY_MS);
     connect(&m_HaltTimer, &QTimer::timeout, this, [this] {
-        if (CDevice::Get().IsSessionReady()) {
+        const CDevice& Device = CDevice::Get();
+        const bool IsLeaving = Device.IsJobQueued(JT_RUN_TO) || Device.IsJobQueued(JT_CONTINUE);
+        if (Device.IsSessionReady() && Device.IsHalted() && !IsLeaving) {
             ExecuteScriptFunction(SF_AFTER_TARGET_HALT);
         }
     });

@@ -46,8 +46,6 @@ struct COMMAND_HOST {
     bool (*pfEvaluate)(const QString& sText, I64* pValue) = nullptr;
     /// The console's line for a command that is disabled.
     void (*pfReportDisabled)(const QString& sName) = nullptr;
-    /// True if a key may run the action: its window holds the focus, or is the main window or the source viewer.
-    bool (*pfMayTakeKey)(const QAction* pAction) = nullptr;
 };
 
 namespace CCommandTable {
