@@ -176,7 +176,7 @@ U32 ELF_GetSectionSize(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionEntSize(const ELF_FILE* pFile, U32 Idx);
 /// Null if the section has no bytes in the file or they don't lie wholly inside it.
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx);
-/// Zero-terminated string at an offset of a section; null if it isn't terminated inside the section.
+/// Zero-terminated string at an offset of a section; null if it doesn't end inside the section within 64 KiB.
 const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off);
 const char* ELF_GetSectionName(const ELF_FILE* pFile, U32 Idx);
 int ELF_FindSection(const ELF_FILE* pFile, const char* sName);

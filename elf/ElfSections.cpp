@@ -1,11 +1,14 @@
 #include "elf/Elf.h"
 #include "elf/ElfInternal.h"
 
+#include <algorithm>
 #include <cstring>
 
 // Getters over program and section headers. An index out of range answers 0 or null.
 
 namespace {
+
+constexpr U32 MAX_STRING_SIZE = 65'536; ///< bounds the search for the end of a name in a damaged string table
 
 const Elf32_Phdr* _Segment(const ELF_FILE* pFile, U32 Idx) {
     return pFile != nullptr && Idx < pFile->paPhdr.size() ? &pFile->paPhdr[Idx] : nullptr;
@@ -77,7 +80,8 @@ const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
 const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off) {
     const U8* pData = ELF_GetSectionData(pFile, Idx);
     const U32 Size = ELF_GetSectionSize(pFile, Idx);
-    if (pData == nullptr || Off >= Size || std::memchr(pData + Off, 0, Size - Off) == nullptr) {
+    if (pData == nullptr || Off >= Size ||
+        std::memchr(pData + Off, 0, std::min(Size - Off, MAX_STRING_SIZE)) == nullptr) {
         return nullptr;
     }
     return reinterpret_cast<const char*>(pData + Off);

@@ -14,13 +14,16 @@ U32 _SectionEnd(const ELF_FILE* pFile, const Elf32_Sym& Sym) {
 }
 
 int _CopySymbols(ELF_FILE* pFile) {
+    U64 NumBytes = 0;
     for (U32 i = 0; i < ELF_GetNumSections(pFile); ++i) {
         const Elf32_Shdr& Section = pFile->paShdr[i];
         if ((Section.sh_type != SHT_SYMTAB && Section.sh_type != SHT_DYNSYM) || Section.sh_entsize == 0) {
             continue;
         }
         const U8* pData = ELF_GetSectionData(pFile, i);
-        if (pData == nullptr || Section.sh_entsize < sizeof(Elf32_Sym)) {
+        NumBytes += Section.sh_size;
+        // Sections that share their bytes would let a small file fill the memory.
+        if (pData == nullptr || Section.sh_entsize < sizeof(Elf32_Sym) || NumBytes > pFile->FileSize) {
             return -1;
         }
         for (U32 n = 0; n < Section.sh_size / Section.sh_entsize; ++n) {
