@@ -1,0 +1,108 @@
+#include "tests/app/AppFixture.h"
+
+#include <QLineEdit>
+#include <QRegularExpression>
+#include <QTest>
+
+class CConsoleTest : public CAppTest {
+protected:
+    static QLineEdit* Input() { return Window().GetConsole().findChild<QLineEdit*>(); }
+    static void Type(const QString& sLine) {
+        Input()->setText(sLine);
+        QTest::keyClick(Input(), Qt::Key_Return);
+    }
+    static std::string Browse(Qt::Key Key) {
+        QTest::keyClick(Input(), Key);
+        return Input()->text().toStdString();
+    }
+};
+
+TEST_F(CConsoleTest, HistoryGoesAroundInBothDirections) {
+    for (const char* sLine : {"history.one", "history.two", "history.three", "history.two"}) {
+        Type(sLine);
+        EXPECT_TRUE(Input()->text().isEmpty());
+    }
+    const std::string sNewest = Browse(Qt::Key_Up);
+    EXPECT_EQ(sNewest, "history.three"); // the repeated line keeps its place
+    EXPECT_EQ(Browse(Qt::Key_Up), "history.two");
+    EXPECT_EQ(Browse(Qt::Key_Up), "history.one");
+    EXPECT_EQ(Browse(Qt::Key_Down), "history.two");
+    EXPECT_EQ(Browse(Qt::Key_Down), "history.three");
+    const std::string sOldest = Browse(Qt::Key_Down);
+    EXPECT_EQ(Browse(Qt::Key_Up), sNewest); // behind the oldest the newest follows
+    Type("History.One"); // another letter case is another line
+    EXPECT_EQ(Browse(Qt::Key_Up), "History.One");
+    EXPECT_EQ(Browse(Qt::Key_Down), sOldest);
+    Input()->clear();
+}
+
+TEST_F(CConsoleTest, LinesGiveTheirEchoOrTheirError) {
+    const QString sHint = ": unknown command. Type ? or help for a list of available commands.";
+    struct {
+        const char* sLine;
+        int Result;
+        QStringList Output;
+    } const aCase[] = {
+        {"nonsense", 0, {"nonsense" + sHint}},
+        {"Debug.Nonsense (1, 2);", 0, {"Debug.Nonsense (1, 2)" + sHint}},
+        {"help me", 0, {"help me" + sHint}},
+        {"   ", 0, {"   " + sHint}},
+        {"Util.Log (\"a, b\")", 1, {"a, b"}},
+        {"util.log \"lower case\"", 1, {"lower case"}},
+        {"Debug.Continue", 1, {"Debug.Continue();", "Debug.Continue(): not connected"}},
+        {"debug.continue ();", 1, {"Debug.Continue();", "Debug.Continue(): not connected"}},
+        {"Debug.Continue (void)", 1, {"Debug.Continue();", "Debug.Continue(): not connected"}},
+        {"Debug.Continue (1)", 1, {"Debug.Continue (1);", "Debug.Continue (1): wrong parameter count"}},
+        {"Project.SetHostIF", 1, {"Project.SetHostIF();", "Project.SetHostIF(): wrong parameter count"}},
+        {"Project.SetTIFSpeed 4000", 1, {"Project.SetTIFSpeed (\"4000\");"}},
+        {"Project.SetRootPath (\"/nowhere\")", 1, {"Project.AddRootPath (\"/nowhere\");"}},
+        {"Debug.SetResetMode 0", 1, {"Debug.SetResetMode (0);"}},
+        {"Debug.SetResetMode (RM_BREAK_AT_MAIN)", 1, {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);"}},
+        {"Debug.SetResetMode (RM_NONSENSE)", 1,
+         {"Debug.SetResetMode (RM_NONSENSE);", "Debug.SetResetMode (RM_NONSENSE): invalid parameter"}},
+    };
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.sLine);
+        MarkConsole();
+        const int Result = Window().GetConsole().ExecuteCommand(Case.sLine);
+        EXPECT_EQ(Result, Case.Result);
+        EXPECT_EQ(NewLines(), Case.Output) << NewText();
+    }
+}
+
+TEST_F(CConsoleTest, HelpListsTheCommands) {
+    for (const char* sLine : {"?", "help", "HELP"}) {
+        MarkConsole();
+        EXPECT_EQ(Window().GetConsole().ExecuteCommand(sLine), 1);
+        const QStringList Lines = NewLines();
+        for (const char* sEntry : {"Break\\.Set +Address +", "Debug\\.Start +F5 +", "Debug\\.Stop +Shift\\+F5 +",
+                                   "Help\\.Commands +", "Project\\.SetDevice +", "Target\\.WriteU32 +Address, Value +"}) {
+            const QRegularExpression Entry(QLatin1Char('^') + QLatin1String(sEntry) + QLatin1String("\\S.*$"));
+            EXPECT_EQ(Lines.filter(Entry).size(), 1) << sLine << ": " << sEntry << "\n" << NewText();
+        }
+        EXPECT_TRUE(Lines.filter("Watch.Add").isEmpty()) << sLine;
+    }
+}
+
+TEST_F(CConsoleTest, AnEmptyLineIsNoError) {
+    MarkConsole();
+    Type("");
+    EXPECT_EQ(NewLines().size(), 1);
+    EXPECT_TRUE(NewLines()[0].trimmed().isEmpty());
+}
+
+TEST_F(CConsoleTest, ALongLineIsCutAtAThousandBytes) {
+    MarkConsole();
+    EXPECT_TRUE(Run("Util.Log (\"" + QString(5000, 'x') + "\")"));
+    EXPECT_EQ(NewLines(), QStringList{QString(1000, 'x')});
+}
+
+TEST_F(CConsoleTest, AHaltLeavesTheFocusToWhoTypes) {
+    ASSERT_TRUE(StartSession());
+    Input()->setFocus();
+    ASSERT_TRUE(WaitUntil([] { return Input()->hasFocus(); }));
+    Type("Debug.StepInto()");
+    ASSERT_TRUE(WaitUntil([] { return Device().IsHalted() && Device().GetPC() != AddressOf("main"); }));
+    ASSERT_TRUE(WaitUntil([] { return CCommandTable::IsAvailable(CMD_DEBUG_STEP_INTO, true); }));
+    EXPECT_TRUE(Input()->hasFocus());
+}

@@ -1,0 +1,160 @@
+#include "tests/app/AppFixture.h"
+
+#include "app/CommandLine.h"
+#include "project/Project.h"
+#include "script/JScript.h"
+#include "settings/SysVars.h"
+
+#include <QRegularExpression>
+
+class CProjectTest : public CAppTest {
+protected:
+    void TearDown() override {
+        SetCmdLine({}, {});
+        CProject::Get().SetModified(false);
+        CAppTest::TearDown();
+    }
+};
+
+TEST_F(CProjectTest, FaultyProjectsAreReportedAndLeaveTheProgramUsable) {
+    struct {
+        const char* sName;
+        const char* sText;
+        const char* sError; ///< behind the command, or behind "Error in project file: "
+    } const aCase[] = {
+        {"empty", "", "empty file"},
+        {"noload", "void AfterTargetHalt (void) {\n}\n",
+         "Required user function missing: void OnProjectLoad (void);"},
+        {"brace", "\n\nvoid OnProjectLoad (void) {\n  Debug.Halt();\n", "Unexpected end of file looking for '}' at line 5"},
+        {"header", "// first line\n\nnonsense OnProjectLoad (void) {\n}\n", "Syntax error at line 3"},
+        {"statement", "void OnProjectLoad (void) {\n  int i;\n\n  i = 1 + ;\n}\n",
+         "Expected a value or an identifier at line 4"},
+        {"command", "void OnProjectLoad (void) {\n  Foo.Bar();\n}\n", "Syntax error at line 2"},
+        {"count", "void OnProjectLoad (void) {\n\n\n\n  Debug.Halt (1);\n}\n", "Expected a ')' at line 5"},
+        {"zero", "void OnProjectLoad (void) {\n  int i;\n  i = 1 / 0;\n}\n",
+         "Error in script function void OnProjectLoad (void);"},
+    };
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.sName);
+        MarkConsole();
+        ASSERT_TRUE(OpenProject(QStringLiteral("%1.dbgprj").arg(Case.sName), Case.sText));
+        const QStringList Errors = NewLines().filter(QLatin1String(": ") + Case.sError);
+        EXPECT_EQ(Errors.size(), 1) << NewText();
+        EXPECT_TRUE(ScriptHasError());
+        MarkConsole();
+        EXPECT_TRUE(Run("Debug.Continue()"));
+        EXPECT_EQ(NewLines(), (QStringList{"Debug.Continue();", "Debug.Continue(): not connected"}));
+    }
+    // The built-in sequences serve a session without a sound project.
+    ASSERT_TRUE(Run("Project.SetDevice (\"Cortex-M4\")"));
+    ASSERT_TRUE(Run("Project.SetTargetIF (\"SWD\")"));
+    ASSERT_TRUE(Run("File.Open (\"" BRASK_SOURCE_DIR "/examples/demo/demo.elf\")"));
+    EXPECT_TRUE(StartSession());
+}
+
+TEST_F(CProjectTest, TheFourNewestProjectsAreKept) {
+    for (const char* sName : {"a", "b", "c", "d", "e"}) {
+        ASSERT_TRUE(OpenProject(QStringLiteral("%1.dbgprj").arg(sName), DemoProject()));
+    }
+    EXPECT_EQ(Window().GetRecentProjects(), (QStringList{Path("e.dbgprj"), Path("d.dbgprj"), Path("c.dbgprj"), Path("b.dbgprj")}));
+    ASSERT_TRUE(OpenProject("c.dbgprj", DemoProject()));
+    EXPECT_EQ(Window().GetRecentProjects(), (QStringList{Path("c.dbgprj"), Path("e.dbgprj"), Path("d.dbgprj"), Path("b.dbgprj")}));
+    const QStringList Before = Window().GetRecentProjects();
+    MarkConsole();
+    Run("File.Open (\"" + Path("missing.dbgprj") + "\")");
+    EXPECT_TRUE(NewText().ends_with("missing.dbgprj\"): file not found")) << NewText();
+    EXPECT_EQ(Window().GetRecentProjects(), Before);
+}
+
+TEST_F(CProjectTest, SavingAsGivesTheExtensionAndTheNewName) {
+    ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path("saved") + "\")"));
+    EXPECT_EQ(NewLines().filter("File.SaveProjectAs").size(), 1) << NewText();
+    QFile Saved(Path("saved.dbgprj"));
+    ASSERT_TRUE(Saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(Saved.readAll()), DemoProject());
+    EXPECT_EQ(CProject::Get().GetPath(), Path("saved.dbgprj"));
+    EXPECT_EQ(Window().GetRecentProjects().value(0), Path("saved.dbgprj"));
+    EXPECT_FALSE(Window().GetRecentProjects().contains(Path("demo.dbgprj")));
+    for (const char* sBad : {"saved.txt", "no/such/folder/p"}) {
+        MarkConsole();
+        ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path(sBad) + "\")"));
+        EXPECT_TRUE(NewText().ends_with(": invalid project filename")) << NewText();
+        EXPECT_FALSE(QFile::exists(Path(sBad)));
+    }
+}
+
+TEST_F(CProjectTest, AProjectOpenedInASessionEndsIt) {
+    ASSERT_TRUE(StartSession());
+    ASSERT_TRUE(OpenProject("next.dbgprj", DemoProject()));
+    EXPECT_TRUE(NewLines().contains("Stop Debugging: Close this Session?")) << NewText();
+    EXPECT_FALSE(Device().IsConnected());
+    EXPECT_TRUE(StartSession());
+}
+
+TEST_F(CProjectTest, AProjectFindsTheModesAtTheirDefaults) {
+    ASSERT_TRUE(Run("Debug.SetResetMode (RM_RESET_AND_RUN)"));
+    ASSERT_TRUE(Run("Debug.SetConnectMode (CM_ATTACH)"));
+    ASSERT_TRUE(Run("Edit.SysVar (VAR_BREAK_AT_THIS_SYMBOL, \"Calc_Sort\")"));
+    ASSERT_TRUE(OpenProject("next.dbgprj", DemoProject()));
+    EXPECT_EQ(SysVarValue(VAR_RESET_MODE), RM_BREAK_AT_SYMBOL);
+    EXPECT_EQ(SysVarValue(VAR_CONNECT_MODE), CM_DOWNLOAD_RESET);
+    EXPECT_EQ(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL), "main");
+    EXPECT_TRUE(StartSession());
+}
+
+TEST_F(CProjectTest, TheCommandLineMakesAProjectFromACompleteSet) {
+    struct {
+        QStringList Args;
+        QStringList Lines; ///< of OnProjectLoad; empty: no project is made
+    } const aCase[] = {
+        {{"-device", "Cortex-M7", "-if", "SWD"}, {}},
+        {{"-device", "Cortex-M7", "-usb"}, {}},
+        {{"-usb", "-if", "SWD"}, {}},
+        {{"-tarvik"}, {}},
+        {{"-device", "Cortex-M7", "-usb", "-if", "SWD"},
+         {"Project.SetDevice (\"Cortex-M7\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"SWD\");"}},
+        {{"-device", "Cortex-M3", "-ip", "host:1", "-if", "JTAG", "-speed", "100", "-jtagconfig", "1,2"},
+         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"IP\", \"host:1\");", "Project.SetTargetIF (\"JTAG\");",
+          "Project.SetTIFSpeed (\"100\");", "Project.SetJTAGConfig (1, 2);"}},
+        {{"-device", "Cortex-M3", "-usb", "-if", "JTAG", "-jtagconfig", "1,2,3"},
+         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"JTAG\");"}},
+        {{"-tarvik", "-usb"},
+         {"Project.SetDevice (\"MK66FN2M0XXX18\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"SWD\");",
+          "Project.SetTIFSpeed (\"2000\");"}},
+    };
+    static const QRegularExpression Command("^  (Project\\..*;|File\\.Open.*;)$", QRegularExpression::MultilineOption);
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.Args.join(' ').toStdString());
+        const QString sPath = Path("made.dbgprj");
+        SetCmdLine(ParseCommandLine(QStringList{"-project", sPath} + Case.Args), {});
+        CProject::Get().SetModified(false);
+        EXPECT_EQ(Window().CreateProjectFromCmdLine(), !Case.Lines.isEmpty());
+        if (Case.Lines.isEmpty()) {
+            continue;
+        }
+        QStringList Lines;
+        for (auto It = Command.globalMatch(ScriptGetText()); It.hasNext();) {
+            Lines.append(It.next().captured(1));
+        }
+        EXPECT_EQ(Lines, Case.Lines) << Lines.join('\n').toStdString();
+        EXPECT_EQ(CProject::Get().GetPath(), sPath);
+        EXPECT_TRUE(CProject::Get().IsModified());
+        EXPECT_FALSE(QFile::exists(sPath));
+    }
+}
+
+TEST_F(CProjectTest, TheCommandLineChangesAnExistingProject) {
+    const QString sPath = WriteFile("old.dbgprj", "void OnProjectLoad (void) {\n"
+                                                  "  Project.SetDevice (\"Cortex-M0\");\n"
+                                                  "  Util.Log (\"kept\");\n"
+                                                  "}\n");
+    SetCmdLine(ParseCommandLine({"-project", sPath, "-device", "Cortex-M4", "-usb", "-if", "SWD"}), {});
+    EXPECT_TRUE(Window().CreateProjectFromCmdLine());
+    EXPECT_TRUE(WaitUntil([this] { return NewLines().contains("kept"); })) << NewText();
+    QFile File(sPath);
+    ASSERT_TRUE(File.open(QIODevice::ReadOnly));
+    const QString sText = QString::fromUtf8(File.readAll());
+    EXPECT_EQ(sText.count("Project.SetDevice"), 1) << sText.toStdString();
+    EXPECT_TRUE(sText.contains("  Project.SetDevice (\"Cortex-M4\");\n")) << sText.toStdString();
+    EXPECT_TRUE(sText.contains("  Util.Log (\"kept\");\n")) << sText.toStdString();
+}
