@@ -5,7 +5,10 @@
 #include "script/JScript.h"
 #include "settings/SysVars.h"
 
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QTest>
+#include <QTimer>
 
 class CProjectTest : public CAppTest {
 protected:
@@ -13,6 +16,19 @@ protected:
         SetCmdLine({}, {});
         CProject::Get().SetModified(false);
         CAppTest::TearDown();
+    }
+
+    /// The user has been in another program and comes back.
+    static void LeaveAndReturn() {
+        QWidget Other;
+        Other.show();
+        Other.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&Other));
+        Window().activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&Window()));
+        bool IsLater = false; // zero timers fire in order: what the activation has put off is done by then
+        QTimer::singleShot(0, &Window(), [&] { IsLater = true; });
+        ASSERT_TRUE(WaitUntil([&] { return IsLater; }));
     }
 };
 
@@ -157,4 +173,38 @@ TEST_F(CProjectTest, TheCommandLineChangesAnExistingProject) {
     EXPECT_EQ(sText.count("Project.SetDevice"), 1) << sText.toStdString();
     EXPECT_TRUE(sText.contains("  Project.SetDevice (\"Cortex-M4\");\n")) << sText.toStdString();
     EXPECT_TRUE(sText.contains("  Util.Log (\"kept\");\n")) << sText.toStdString();
+}
+
+TEST_F(CProjectTest, AProjectChangedOutsideIsReadAgain) {
+    ASSERT_TRUE(StartSession());
+    WriteFile("demo.dbgprj", DemoProject({}, "void BeforeTargetResume (void) {\n  Util.Log (\"[new]\");\n}\n").toUtf8());
+    MarkConsole();
+    LeaveAndReturn();
+    ASSERT_TRUE(WaitUntil([] { return ScriptIsDefined(SF_BEFORE_TARGET_RESUME); }));
+    EXPECT_TRUE(NewLines().isEmpty()) << NewText();
+    ASSERT_TRUE(Run("Debug.Continue()"));
+    EXPECT_EQ(NewLines(), (QStringList{"Debug.Continue();", "[new]"}));
+
+    WriteFile("demo.dbgprj", "void OnProjectLoad (void) {\n}\n\nnonsense Again (void) {\n}\n");
+    LeaveAndReturn();
+    EXPECT_TRUE(WaitUntil([this] { return NewLines().contains("Error in project file: Syntax error at line 4"); })) << NewText();
+    EXPECT_TRUE(Device().IsConnected());
+}
+
+TEST_F(CProjectTest, AProgramFileChangedOutsideIsOpenedAgain) {
+    QFile Demo(BRASK_SOURCE_DIR "/examples/demo/demo.elf");
+    ASSERT_TRUE(Demo.open(QIODevice::ReadOnly));
+    const QString sProgram = WriteFile("program.elf", Demo.readAll());
+    ASSERT_TRUE(Run("File.Open (\"" + sProgram + "\")"));
+    QFile Program(sProgram);
+    ASSERT_TRUE(Program.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(Program.setFileTime(QFileInfo(sProgram).lastModified().addSecs(60), QFileDevice::FileModificationTime));
+    Program.close();
+    MarkConsole();
+    LeaveAndReturn();
+    EXPECT_TRUE(WaitUntil([&] { return NewLines().contains("File.Open (\"" + sProgram + "\");"); })) << NewText();
+    EXPECT_EQ(NewLines().filter("Reload Program File: ").size(), 1) << NewText();
+    MarkConsole();
+    LeaveAndReturn();
+    EXPECT_TRUE(NewLines().isEmpty()) << NewText();
 }

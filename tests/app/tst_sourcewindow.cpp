@@ -1,5 +1,6 @@
 #include "tests/app/AppFixture.h"
 
+#include "elf/ElfApi.h"
 #include "settings/Colors.h"
 #include "views/SourceWindow.h"
 
@@ -85,14 +86,18 @@ TEST_F(CSourceTest, AClickOnTheSideBarTogglesTheBreakpoint) {
     EXPECT_EQ(NewLines(), QStringList{"Break.ClearOnSrc (\"" + sLocation + "\");"});
 }
 
-TEST_F(CSourceTest, LinesWithoutCodeTakeNoBreakpoint) {
+TEST_F(CSourceTest, ALineWithoutCodeGivesItsBreakpointToTheCodeBelow) {
     ASSERT_TRUE(StartSession());
     ASSERT_TRUE(WaitForPcIn("main.c"));
     const int RowHeight = _FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight();
-    View()->EnsureLineVisible(1);
-    MarkConsole();
-    QTest::mouseClick(View()->viewport(), Qt::LeftButton, {}, SideBarPos(1, RowHeight));
-    EXPECT_TRUE(NewLines().isEmpty()) << NewText();
-    EXPECT_TRUE(Device().GetBreakpoints().isEmpty());
-    EXPECT_EQ(View()->GetCursorLine(), 1);
+    const int Line = DemoLineWith("main.c", "int32_t Values[NUM_VALUES];");
+    ASSERT_GT(Line, 0);
+    View()->EnsureLineVisible(Line);
+    QTest::mouseClick(View()->viewport(), Qt::LeftButton, {}, SideBarPos(Line, RowHeight));
+    ASSERT_TRUE(WaitUntil([] { return Device().GetBreakpoints().size() == 1; }));
+    ELF_SRC_LOC Loc;
+    ASSERT_TRUE(ElfApi_GetSrcLoc(Device().GetBreakpoints()[0].Addr, &Loc));
+    EXPECT_EQ(int(Loc.Line), DemoLineWith("main.c", "static void FillValues"));
+    QTest::mouseClick(View()->viewport(), Qt::LeftButton, {}, SideBarPos(Line, RowHeight));
+    EXPECT_TRUE(WaitUntil([] { return Device().GetBreakpoints().isEmpty(); }));
 }

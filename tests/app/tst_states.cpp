@@ -4,6 +4,8 @@
 #include "project/Project.h"
 #include "settings/SysVars.h"
 
+#include <QRegularExpression>
+
 // What the main window shows of a session: action states, title, status bar.
 
 namespace {
@@ -167,4 +169,31 @@ TEST_F(CStateTest, TheSameProgramFileIsDownloadedAgainANewOneIsNot) {
     ASSERT_TRUE(Run("Debug.Continue()")); // the reset of a download would have been queued in front of this
     ASSERT_TRUE(WaitForStatus("CPU running..."));
     EXPECT_FALSE(NewLines().contains("[BeforeTargetDownload]")) << NewText();
+}
+
+TEST_F(CStateTest, AResetRunsTheHaltFunctionOnlyWhereItStops) {
+    ASSERT_TRUE(OpenProject("halts.dbgprj", DemoProject({}, "void AfterTargetHalt (void) {\n"
+                                                            "  unsigned int PC;\n"
+                                                            "  PC = Target.GetReg (\"PC\");\n"
+                                                            "  if (PC == Elf.GetEntryFuncPC()) { Util.Log (\"[at main]\"); }\n"
+                                                            "  else if (PC == Elf.GetExprValue (\"Reset_Handler\")) { Util.Log (\"[at entry]\"); }\n"
+                                                            "  else { Util.Log (\"[elsewhere]\"); }\n"
+                                                            "}\n")));
+    MarkConsole();
+    ASSERT_TRUE(StartSession());
+    ASSERT_TRUE(WaitUntil([this] { return NewLines().contains("[at main]"); })) << NewText();
+    struct {
+        const char* sMode;
+        const char* sPlace;
+    } const aCase[] = {{"RM_RESET_HALT", "[at entry]"}, {"RM_BREAK_AT_SYMBOL", "[at main]"}, {"RM_RESET_HALT", "[at entry]"}};
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.sMode);
+        ASSERT_TRUE(Run(QStringLiteral("Debug.SetResetMode (%1)").arg(Case.sMode)));
+        ASSERT_TRUE(Run("Debug.Continue()"));
+        ASSERT_TRUE(WaitForStatus("CPU running..."));
+        MarkConsole();
+        ASSERT_TRUE(Run("Debug.Reset()"));
+        EXPECT_TRUE(WaitUntil([&] { return NewLines().contains(Case.sPlace); })) << NewText();
+        EXPECT_EQ(NewLines().filter(QRegularExpression("^\\[")), QStringList{Case.sPlace}) << NewText();
+    }
 }
