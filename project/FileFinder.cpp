@@ -1,6 +1,7 @@
 #include "project/FileFinder.h"
 
 #include "base/Application.h"
+#include "base/ConsoleRing.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -251,9 +252,12 @@ void CFileFinder::Report(const QString& sAsked, const QString& sFound) {
             m_MissingFiles.insert(sAsked);
         }
         m_DelayTimer.start();
-    } else if (!m_ReportedFiles.contains(sAsked)) {
+    } else if (!IsFound || (sFound != sAsked && !m_FoundInProjectDir)) {
+        if (!m_ReportedFiles.contains(sAsked)) {
+            ConsolePrint(IsFound ? QStringLiteral("File path resolved: \"%1\" was found at \"%2\"").arg(sAsked, sFound)
+                                 : QStringLiteral("File not found: %1").arg(sAsked));
+        }
         m_ReportedFiles.insert(sAsked, true);
-        qDebug("%s: %s", qPrintable(sAsked), IsFound ? qPrintable(sFound) : "file not found");
     }
 }
 

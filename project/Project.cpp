@@ -20,7 +20,7 @@ const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTra
 
 QString _ReadText(const QString& sPath) {
     QFile File(sPath);
-    return File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
+    return FileExists(sPath) && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
 }
 
 int _Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands) {
@@ -86,6 +86,7 @@ void CProject::Close() {
     ScriptSetPath(QString());
     CFileFinder::Get().Reset();
     CFileFinder::Get().SetProjectPath(QString());
+    CFileFinder::Get().SetAppPath(QString());
     m_Warnings.clear();
     m_sProgramFile.clear();
     m_ProgramFileTime = {};
