@@ -8,7 +8,7 @@
 bool CSourceDocument::Load(const QString& sPath, QString* pError) {
     constexpr qint64 MAX_FILE_SIZE = 64 * 1024 * 1024; // no source file; keeps a stray binary from filling memory
     QFile File(sPath);
-    if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_FILE_SIZE) {
+    if (!QFileInfo(sPath).isFile() || !File.open(QIODevice::ReadOnly) || File.size() > MAX_FILE_SIZE) {
         *pError = File.isOpen() ? QStringLiteral("file is too large") : QStringLiteral("file not found");
         return false;
     }

@@ -64,6 +64,7 @@ bool CSourceView::LoadFile(const QString& sPath, QString* pError) {
     if (!m_Document.Load(sPath, pError)) {
         return false;
     }
+    m_CursorLine = qBound(1, m_CursorLine, qMax(1, m_Document.GetNumLines()));
     UpdateScrollBars();
     viewport()->update();
     return true;
