@@ -139,6 +139,7 @@ void SetLogDebugMode(bool IsOn) { _State().IsDebugMode = IsOn; }
 bool OpenProgramLog(const QString& sPath, int FlushThreshold) {
     LOG_STATE& State = _State();
     const std::lock_guard Lock(State.Mutex);
+    _FlushLog(State); // of the log that was open
     State.FlushThreshold = FlushThreshold > 0 ? FlushThreshold : DEFAULT_FLUSH_THRESHOLD;
     State.pFile = _OpenSink(sPath);
     State.Buffer.clear();
