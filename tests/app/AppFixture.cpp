@@ -43,7 +43,9 @@ private:
 
 const ::testing::Environment* const pEnvironment = ::testing::AddGlobalTestEnvironment(new CAppEnvironment);
 
-QStringList _ConsoleLines() { return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n')); }
+QStringList _ConsoleLines() {
+    return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n'));
+}
 
 void _Drain() {
     while (CMainWindow::Get().GetConsole().DrainRing()) {
@@ -87,8 +89,8 @@ bool CAppTest::OpenProject(const QString& sName, const QString& sText) {
     bool IsOpened = false;
     const QMetaObject::Connection Connection =
         QObject::connect(&CProject::Get(), &CProject::Opened, [&](const QString& s) { IsOpened |= s == sPath; });
-    const bool Ok = Run("File.Open (\"" + sPath + "\")") &&
-                    WaitUntil([&] { return IsOpened && ScriptGetCallLevel() == 0; });
+    const bool Ok =
+        Run("File.Open (\"" + sPath + "\")") && WaitUntil([&] { return IsOpened && ScriptGetCallLevel() == 0; });
     QObject::disconnect(Connection);
     return Ok;
 }
@@ -103,13 +105,17 @@ QStringList CAppTest::NewLines() const {
     return _ConsoleLines().mid(m_NumOldLines);
 }
 
-I64 CAppTest::AddressOf(const char* sSymbol) { return ElfApi_GetSymbolAddr(QString::fromLatin1(sSymbol)) & ~1LL; }
+I64 CAppTest::AddressOf(const char* sSymbol) {
+    return ElfApi_GetSymbolAddr(QString::fromLatin1(sSymbol)) & ~1LL;
+}
 
 bool CAppTest::IsHaltedAt(I64 Addr) {
     return Device().IsConnected() && Device().IsHalted() && Device().IsSessionReady() && Device().GetPC() == Addr;
 }
 
-bool CAppTest::StartSession() { return Run("Debug.Start()") && WaitForHaltAt(AddressOf("main")); }
+bool CAppTest::StartSession() {
+    return Run("Debug.Start()") && WaitForHaltAt(AddressOf("main"));
+}
 
 bool CAppTest::StopSession() {
     if (Device().IsConnected()) {
@@ -120,7 +126,9 @@ bool CAppTest::StopSession() {
     });
 }
 
-QString DemoSource(const QString& sFile) { return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/src/") + sFile; }
+QString DemoSource(const QString& sFile) {
+    return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/src/") + sFile;
+}
 
 int DemoLineWith(const QString& sFile, const QString& sText) {
     QFile File(DemoSource(sFile));

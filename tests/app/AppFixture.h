@@ -39,7 +39,9 @@ protected:
     static bool StartSession();
     static bool StopSession();
     static bool IsHaltedAt(I64 Addr);
-    static bool WaitForHaltAt(I64 Addr) { return WaitUntil([=] { return IsHaltedAt(Addr); }); }
+    static bool WaitForHaltAt(I64 Addr) {
+        return WaitUntil([=] { return IsHaltedAt(Addr); });
+    }
     static I64 AddressOf(const char* sSymbol);
 
 private:

@@ -38,7 +38,8 @@ PROGRAM_RESULT CProgramRun::Run(const QString& sProject, const QStringList& More
     Program.setProcessEnvironment(Environment);
     Program.setWorkingDirectory(m_Dir.path());
     Program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    Program.start(QStringLiteral(BRASK_BINARY_DIR "/bin/brask"), QStringList{Path(QStringLiteral("test.dbgprj"))} + MoreArgs);
+    Program.start(QStringLiteral(BRASK_BINARY_DIR "/bin/brask"),
+                  QStringList{Path(QStringLiteral("test.dbgprj"))} + MoreArgs);
     PROGRAM_RESULT Result;
     Result.HasEnded = Program.waitForFinished(MAX_RUN_MS) && Program.exitStatus() == QProcess::NormalExit;
     if (Result.HasEnded) {
@@ -63,9 +64,13 @@ QString ProjectHead() {
                           "  Project.SetTIFSpeed (\"4 MHz\");\n");
 }
 
-QString DemoElf() { return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf"); }
+QString DemoElf() {
+    return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf");
+}
 
-QString OpenDemo() { return QStringLiteral("  File.Open (\"%1\");\n").arg(DemoElf()); }
+QString OpenDemo() {
+    return QStringLiteral("  File.Open (\"%1\");\n").arg(DemoElf());
+}
 
 QString LoggingFunctions(const QStringList& Names) {
     QString sText;

@@ -7,9 +7,9 @@ namespace {
 
 QString _Describe(const CMD_LINE_PARAMS& Params) {
     const std::pair<const char*, QString> aField[] = {
-        {"device", Params.Device},   {"host", Params.HostIF},       {"ident", Params.HostIdent},
-        {"if", Params.TargetIF},     {"speed", Params.Speed},       {"data", Params.DataFile},
-        {"project", Params.ProjectFile}, {"log", Params.LogFile},   {"interval", Params.LogInterval},
+        {"device", Params.Device},       {"host", Params.HostIF},     {"ident", Params.HostIdent},
+        {"if", Params.TargetIF},         {"speed", Params.Speed},     {"data", Params.DataFile},
+        {"project", Params.ProjectFile}, {"log", Params.LogFile},     {"interval", Params.LogInterval},
         {"script", Params.ScriptFile},   {"jtag", Params.JTAGConfig}, {"debug", Params.DebugMode ? "on" : ""}};
     QStringList Set;
     for (const auto& [sName, sValue] : aField) {

@@ -30,7 +30,7 @@ TEST_F(CConsoleTest, HistoryGoesAroundInBothDirections) {
     EXPECT_EQ(Browse(Qt::Key_Down), "history.three");
     const std::string sOldest = Browse(Qt::Key_Down);
     EXPECT_EQ(Browse(Qt::Key_Up), sNewest); // behind the oldest the newest follows
-    Type("History.One"); // another letter case is another line
+    Type("History.One");                    // another letter case is another line
     EXPECT_EQ(Browse(Qt::Key_Up), "History.One");
     EXPECT_EQ(Browse(Qt::Key_Down), sOldest);
     Input()->clear();
@@ -58,7 +58,8 @@ TEST_F(CConsoleTest, LinesGiveTheirEchoOrTheirError) {
         {"Project.SetRootPath (\"/nowhere\")", 1, {"Project.AddRootPath (\"/nowhere\");"}},
         {"Debug.SetResetMode 0", 1, {"Debug.SetResetMode (0);"}},
         {"Debug.SetResetMode (RM_BREAK_AT_MAIN)", 1, {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);"}},
-        {"Debug.SetResetMode (RM_NONSENSE)", 1,
+        {"Debug.SetResetMode (RM_NONSENSE)",
+         1,
          {"Debug.SetResetMode (RM_NONSENSE);", "Debug.SetResetMode (RM_NONSENSE): invalid parameter"}},
     };
     for (const auto& Case : aCase) {
@@ -75,8 +76,9 @@ TEST_F(CConsoleTest, HelpListsTheCommands) {
         MarkConsole();
         EXPECT_EQ(Window().GetConsole().ExecuteCommand(sLine), 1);
         const QStringList Lines = NewLines();
-        for (const char* sEntry : {"Break\\.Set +Address +", "Debug\\.Start +F5 +", "Debug\\.Stop +Shift\\+F5 +",
-                                   "Help\\.Commands +", "Project\\.SetDevice +", "Target\\.WriteU32 +Address, Value +"}) {
+        for (const char* sEntry :
+             {"Break\\.Set +Address +", "Debug\\.Start +F5 +", "Debug\\.Stop +Shift\\+F5 +", "Help\\.Commands +",
+              "Project\\.SetDevice +", "Target\\.WriteU32 +Address, Value +"}) {
             const QRegularExpression Entry(QLatin1Char('^') + QLatin1String(sEntry) + QLatin1String("\\S.*$"));
             EXPECT_EQ(Lines.filter(Entry).size(), 1) << sLine << ": " << sEntry << "\n" << NewText();
         }

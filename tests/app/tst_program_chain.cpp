@@ -7,8 +7,8 @@
 
 namespace {
 
-const QStringList Notifications = {"BeforeTargetConnect", "AfterTargetConnect", "BeforeTargetReset",
-                                   "AfterTargetReset", "BeforeTargetDownload", "BeforeTargetDisconnect",
+const QStringList Notifications = {"BeforeTargetConnect",   "AfterTargetConnect",   "BeforeTargetReset",
+                                   "AfterTargetReset",      "BeforeTargetDownload", "BeforeTargetDisconnect",
                                    "AfterTargetDisconnect", "BeforeTargetResume"};
 
 // Says where the target has stopped. At main it goes on to the breakpoint, there the session ends.
@@ -63,10 +63,22 @@ struct CHAIN_CASE {
 };
 
 QStringList _ExpectedChain(const QStringList& Replaced) {
-    QStringList Chain = {"connect start", "[BeforeTargetConnect]", "connect", "connected", "[AfterTargetConnect]",
-                         "[BeforeTargetReset]", "reset", "[AfterTargetReset]", "[BeforeTargetDownload]", "download",
-                         "prepared", "[AfterTargetHalt at main]", "[BeforeTargetResume]",
-                         "[AfterTargetHalt at Calc_Sort]", "[BeforeTargetDisconnect]", "disconnected",
+    QStringList Chain = {"connect start",
+                         "[BeforeTargetConnect]",
+                         "connect",
+                         "connected",
+                         "[AfterTargetConnect]",
+                         "[BeforeTargetReset]",
+                         "reset",
+                         "[AfterTargetReset]",
+                         "[BeforeTargetDownload]",
+                         "download",
+                         "prepared",
+                         "[AfterTargetHalt at main]",
+                         "[BeforeTargetResume]",
+                         "[AfterTargetHalt at Calc_Sort]",
+                         "[BeforeTargetDisconnect]",
+                         "disconnected",
                          "[AfterTargetDisconnect]"};
     Chain.replaceInStrings("disconnected", "Novik: disconnected from target device");
     Chain.replace(Chain.indexOf("connected"), "Novik: connected to target device");
@@ -90,7 +102,8 @@ std::vector<std::string> _Std(const QStringList& Lines) {
 } // namespace
 
 TEST(ProgramChain, EachStepRunsOnceAndInOrder) {
-    const QString sAll = QLatin1String(TARGET_CONNECT) + TARGET_RESET + DEBUG_START + AFTER_DOWNLOAD + _TargetDownload();
+    const QString sAll =
+        QLatin1String(TARGET_CONNECT) + TARGET_RESET + DEBUG_START + AFTER_DOWNLOAD + _TargetDownload();
     const CHAIN_CASE aCase[] = {
         {"built-in", {}, {}},
         {"TargetConnect", TARGET_CONNECT, {"connect=[TargetConnect]"}},
@@ -98,16 +111,17 @@ TEST(ProgramChain, EachStepRunsOnceAndInOrder) {
         {"TargetDownload", _TargetDownload(), {"download=[TargetDownload]"}},
         {"AfterTargetDownload", AFTER_DOWNLOAD, {"prepared=[AfterTargetDownload]"}},
         {"DebugStart", DEBUG_START, {"connect start=[DebugStart]"}},
-        {"all", sAll,
+        {"all",
+         sAll,
          {"connect start=[DebugStart]", "connect=[TargetConnect]", "reset=[TargetReset]", "download=[TargetDownload]",
           "prepared=[AfterTargetDownload]"}},
     };
     for (const CHAIN_CASE& Case : aCase) {
         SCOPED_TRACE(Case.sName);
         const CProgramRun Run;
-        const PROGRAM_RESULT Result = Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() +
-                                              "  Debug.Start();\n}\n" + LoggingFunctions(Notifications) + Case.sFunctions +
-                                              HALT_FUNCTION);
+        const PROGRAM_RESULT Result =
+            Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() + "  Debug.Start();\n}\n" +
+                    LoggingFunctions(Notifications) + Case.sFunctions + HALT_FUNCTION);
         EXPECT_TRUE(Result.HasEnded);
         EXPECT_EQ(Result.ExitCode, 0);
         EXPECT_EQ(_Std(Matching(Result.Lines, "^\\[|target device$")), _Std(_ExpectedChain(Case.Replaced)))
@@ -154,9 +168,10 @@ TEST(ProgramChain, ConsoleLogIsTheWholeSession) {
 
 TEST(ProgramChain, ManyLinesAllReachTheConsoleLog) {
     const CProgramRun Run;
-    const PROGRAM_RESULT Result = Run.Run("void OnProjectLoad (void) {\n  int i;\n" + ProjectHead() +
-                                          "  i = 600;\n  while (i > 0) {\n    Util.Log (\"a line of many\");\n    i -= 1;\n  }\n"
-                                          "  Util.Log (\"the last line\");\n  File.Exit();\n}\n");
+    const PROGRAM_RESULT Result =
+        Run.Run("void OnProjectLoad (void) {\n  int i;\n" + ProjectHead() +
+                "  i = 600;\n  while (i > 0) {\n    Util.Log (\"a line of many\");\n    i -= 1;\n  }\n"
+                "  Util.Log (\"the last line\");\n  File.Exit();\n}\n");
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_EQ(Matching(Result.Lines, "^a line of many$").size(), 600);
     EXPECT_EQ(Result.Lines.indexOf("the last line"), Result.Lines.size() - 2);
@@ -197,22 +212,24 @@ TEST(ProgramChain, AttachingLeavesTheTargetAlone) {
         SCOPED_TRACE(sMode.toStdString());
         const CProgramRun Run;
         // The first session leaves the program running; the second one must find it so.
-        const PROGRAM_RESULT Result = Run.Run(
-            "void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() + "  Debug.Start();\n}\n" +
-            LoggingFunctions({"BeforeTargetReset", "BeforeTargetDownload", "AfterTargetConnect"}) +
-            "void AfterTargetHalt (void) {\n"
-            "  if (Target.GetReg (\"PC\") == Elf.GetEntryFuncPC()) {\n"
-            "    Util.Log (\"[at main]\");\n"
-            "    Debug.Continue();\n"
-            "    Debug.Stop();\n"
-            "    Debug.SetConnectMode (" + sMode + ");\n"
-            "    Debug.Connect();\n" +
-            (sMode == "CM_ATTACH" ? "    Debug.Halt();\n" : "") +
-            "  } else {\n"
-            "    Util.Log (\"[halted]\");\n"
-            "    File.Exit();\n"
-            "  }\n"
-            "}\n");
+        const PROGRAM_RESULT Result =
+            Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() + "  Debug.Start();\n}\n" +
+                    LoggingFunctions({"BeforeTargetReset", "BeforeTargetDownload", "AfterTargetConnect"}) +
+                    "void AfterTargetHalt (void) {\n"
+                    "  if (Target.GetReg (\"PC\") == Elf.GetEntryFuncPC()) {\n"
+                    "    Util.Log (\"[at main]\");\n"
+                    "    Debug.Continue();\n"
+                    "    Debug.Stop();\n"
+                    "    Debug.SetConnectMode (" +
+                    sMode +
+                    ");\n"
+                    "    Debug.Connect();\n" +
+                    (sMode == "CM_ATTACH" ? "    Debug.Halt();\n" : "") +
+                    "  } else {\n"
+                    "    Util.Log (\"[halted]\");\n"
+                    "    File.Exit();\n"
+                    "  }\n"
+                    "}\n");
         EXPECT_EQ(Result.ExitCode, 0);
         EXPECT_EQ(_Std(Matching(Result.Lines, "^\\[")),
                   _Std({"[AfterTargetConnect]", "[BeforeTargetReset]", "[BeforeTargetDownload]", "[at main]",

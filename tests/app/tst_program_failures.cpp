@@ -66,7 +66,8 @@ TEST(ProgramFailures, FilesThatAreNoProgramAreRefusedByName) {
         const QString sCommand = QStringLiteral("File.Open (\"$(ProjectDir)/%1\")").arg(Case.sFile);
         const PROGRAM_RESULT Result = Run.Run(_Project("  " + sCommand + ";\n" + STILL_USABLE));
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_TRUE(_HasInOrder(Result.Lines, QStringList{sCommand + ";", sCommand + ": " + Case.sError} + StillUsable));
+        EXPECT_TRUE(
+            _HasInOrder(Result.Lines, QStringList{sCommand + ";", sCommand + ": " + Case.sError} + StillUsable));
     }
 }
 
@@ -108,16 +109,18 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
         for (const bool IsVerified : {false, true}) {
             SCOPED_TRACE(QStringLiteral("%1 %2").arg(Case.sPhase).arg(IsVerified).toStdString());
             const CProgramRun Run;
-            const PROGRAM_RESULT Result =
-                Run.Run(_Project(OpenDemo() + QStringLiteral("  Edit.SysVar (VAR_VERIFY_DOWNLOAD, %1);\n  Debug.Start();\n").arg(IsVerified),
-                                 QStringLiteral("void AfterTargetConnect (void) { Exec.Command (\"SimFailDownload %1\"); }\n"
-                                                "void AfterTargetHalt (void) { Util.Log (\"[halted]\"); Debug.Stop();\n%2}\n")
-                                     .arg(Case.sPhase, STILL_USABLE)));
+            const PROGRAM_RESULT Result = Run.Run(_Project(
+                OpenDemo() +
+                    QStringLiteral("  Edit.SysVar (VAR_VERIFY_DOWNLOAD, %1);\n  Debug.Start();\n").arg(IsVerified),
+                QStringLiteral("void AfterTargetConnect (void) { Exec.Command (\"SimFailDownload %1\"); }\n"
+                               "void AfterTargetHalt (void) { Util.Log (\"[halted]\"); Debug.Stop();\n%2}\n")
+                    .arg(Case.sPhase, STILL_USABLE)));
             EXPECT_EQ(Result.ExitCode, 0);
             const QStringList Report = {Case.sText,
                                         "Unsuccessfull Data Download: The data file was not downloaded correctly.",
                                         QLatin1String("  ") + Case.sText};
-            EXPECT_TRUE(_HasInOrder(Result.Lines, (IsVerified ? Report : QStringList()) + QStringList{"[halted]"} + StillUsable));
+            EXPECT_TRUE(_HasInOrder(Result.Lines,
+                                    (IsVerified ? Report : QStringList()) + QStringList{"[halted]"} + StillUsable));
             EXPECT_EQ(Result.Lines.contains(Case.sText), IsVerified);
         }
     }
@@ -125,20 +128,19 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
 
 TEST(ProgramFailures, ALostConnectionEndsTheSession) {
     const CProgramRun Run;
-    const PROGRAM_RESULT Result =
-        Run.Run(_Project(OpenDemo() + "  Debug.Start();\n",
-                         QLatin1String("void AfterTargetHalt (void) {\n"
-                                       "  Exec.Command (\"SimLoseAfterMs 50\");\n"
-                                       "  Debug.Continue();\n"
-                                       "}\n"
-                                       "void AfterTargetDisconnect (void) {\n"
-                                       "  Util.Log (\"[AfterTargetDisconnect]\");\n") +
-                             STILL_USABLE + "}\n"));
+    const PROGRAM_RESULT Result = Run.Run(
+        _Project(OpenDemo() + "  Debug.Start();\n", QLatin1String("void AfterTargetHalt (void) {\n"
+                                                                  "  Exec.Command (\"SimLoseAfterMs 50\");\n"
+                                                                  "  Debug.Continue();\n"
+                                                                  "}\n"
+                                                                  "void AfterTargetDisconnect (void) {\n"
+                                                                  "  Util.Log (\"[AfterTargetDisconnect]\");\n") +
+                                                        STILL_USABLE + "}\n"));
     EXPECT_EQ(Result.ExitCode, 0);
-    EXPECT_TRUE(_HasInOrder(Result.Lines, QStringList{"Novik: connection to target device lost.",
-                                                      "Novik: disconnected from target device",
-                                                      "[AfterTargetDisconnect]"} +
-                                              StillUsable));
+    EXPECT_TRUE(
+        _HasInOrder(Result.Lines, QStringList{"Novik: connection to target device lost.",
+                                              "Novik: disconnected from target device", "[AfterTargetDisconnect]"} +
+                                      StillUsable));
 }
 
 TEST(ProgramFailures, CommandErrorsFollowTheirEcho) {
@@ -182,18 +184,19 @@ TEST(ProgramFailures, CommandErrorsFollowTheirEcho) {
     const PROGRAM_RESULT Result = Run.Run(_Project(sCalls + STILL_USABLE));
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_TRUE(_HasInOrder(Result.Lines, Expected + StillUsable));
-    EXPECT_EQ(Matching(Result.Lines, "\\): "), Matching(Expected + StillUsable, "\\): ")) << Result.Lines.join('\n').toStdString();
+    EXPECT_EQ(Matching(Result.Lines, "\\): "), Matching(Expected + StillUsable, "\\): "))
+        << Result.Lines.join('\n').toStdString();
 }
 
 TEST(ProgramFailures, ClosingWhileTheTargetRunsWritesTheSettings) {
     const CProgramRun Run;
-    const PROGRAM_RESULT Result = Run.Run(_Project(OpenDemo() + "  Debug.Start();\n",
-                                                   "void AfterTargetHalt (void) {\n"
-                                                   "  Edit.Preference (PREF_TAB_SPACING, 7);\n"
-                                                   "  Toolbar.Close (\"File\");\n"
-                                                   "  Debug.Continue();\n"
-                                                   "  File.Exit();\n"
-                                                   "}\n"));
+    const PROGRAM_RESULT Result =
+        Run.Run(_Project(OpenDemo() + "  Debug.Start();\n", "void AfterTargetHalt (void) {\n"
+                                                            "  Edit.Preference (PREF_TAB_SPACING, 7);\n"
+                                                            "  Toolbar.Close (\"File\");\n"
+                                                            "  Debug.Continue();\n"
+                                                            "  File.Exit();\n"
+                                                            "}\n"));
     EXPECT_TRUE(Result.HasEnded);
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_EQ(Run.Setting("AppData/MainWindow/RecentProjects").toStringList(), QStringList{Run.Path("test.dbgprj")});
@@ -208,7 +211,8 @@ TEST(ProgramFailures, ClosingWhileTheTargetRunsWritesTheSettings) {
 
 TEST(ProgramFailures, TheProgramLogHoldsWhatTheConsoleDoesNot) {
     const CProgramRun Run;
-    const PROGRAM_RESULT Result = Run.Run(_Project("  File.Exit();\n"), {"-logfile", Run.Path("program.log"), "-loginterval", "1"});
+    const PROGRAM_RESULT Result =
+        Run.Run(_Project("  File.Exit();\n"), {"-logfile", Run.Path("program.log"), "-loginterval", "1"});
     EXPECT_EQ(Result.ExitCode, 0);
     QFile Log(Run.Path("program.log"));
     ASSERT_TRUE(Log.open(QIODevice::ReadOnly));

@@ -39,9 +39,9 @@ TEST_F(CProjectTest, FaultyProjectsAreReportedAndLeaveTheProgramUsable) {
         const char* sError; ///< behind the command, or behind "Error in project file: "
     } const aCase[] = {
         {"empty", "", "empty file"},
-        {"noload", "void AfterTargetHalt (void) {\n}\n",
-         "Required user function missing: void OnProjectLoad (void);"},
-        {"brace", "\n\nvoid OnProjectLoad (void) {\n  Debug.Halt();\n", "Unexpected end of file looking for '}' at line 5"},
+        {"noload", "void AfterTargetHalt (void) {\n}\n", "Required user function missing: void OnProjectLoad (void);"},
+        {"brace", "\n\nvoid OnProjectLoad (void) {\n  Debug.Halt();\n",
+         "Unexpected end of file looking for '}' at line 5"},
         {"header", "// first line\n\nnonsense OnProjectLoad (void) {\n}\n", "Syntax error at line 3"},
         {"statement", "void OnProjectLoad (void) {\n  int i;\n\n  i = 1 + ;\n}\n",
          "Expected a value or an identifier at line 4"},
@@ -72,9 +72,11 @@ TEST_F(CProjectTest, TheFourNewestProjectsAreKept) {
     for (const char* sName : {"a", "b", "c", "d", "e"}) {
         ASSERT_TRUE(OpenProject(QStringLiteral("%1.dbgprj").arg(sName), DemoProject()));
     }
-    EXPECT_EQ(Window().GetRecentProjects(), (QStringList{Path("e.dbgprj"), Path("d.dbgprj"), Path("c.dbgprj"), Path("b.dbgprj")}));
+    EXPECT_EQ(Window().GetRecentProjects(),
+              (QStringList{Path("e.dbgprj"), Path("d.dbgprj"), Path("c.dbgprj"), Path("b.dbgprj")}));
     ASSERT_TRUE(OpenProject("c.dbgprj", DemoProject()));
-    EXPECT_EQ(Window().GetRecentProjects(), (QStringList{Path("c.dbgprj"), Path("e.dbgprj"), Path("d.dbgprj"), Path("b.dbgprj")}));
+    EXPECT_EQ(Window().GetRecentProjects(),
+              (QStringList{Path("c.dbgprj"), Path("e.dbgprj"), Path("d.dbgprj"), Path("b.dbgprj")}));
     const QStringList Before = Window().GetRecentProjects();
     MarkConsole();
     Run("File.Open (\"" + Path("missing.dbgprj") + "\")");
@@ -128,15 +130,17 @@ TEST_F(CProjectTest, TheCommandLineMakesAProjectFromACompleteSet) {
         {{"-usb", "-if", "SWD"}, {}},
         {{"-tarvik"}, {}},
         {{"-device", "Cortex-M7", "-usb", "-if", "SWD"},
-         {"Project.SetDevice (\"Cortex-M7\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"SWD\");"}},
+         {"Project.SetDevice (\"Cortex-M7\");", "Project.SetHostIF (\"USB\", \"\");",
+          "Project.SetTargetIF (\"SWD\");"}},
         {{"-device", "Cortex-M3", "-ip", "host:1", "-if", "JTAG", "-speed", "100", "-jtagconfig", "1,2"},
-         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"IP\", \"host:1\");", "Project.SetTargetIF (\"JTAG\");",
-          "Project.SetTIFSpeed (\"100\");", "Project.SetJTAGConfig (1, 2);"}},
+         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"IP\", \"host:1\");",
+          "Project.SetTargetIF (\"JTAG\");", "Project.SetTIFSpeed (\"100\");", "Project.SetJTAGConfig (1, 2);"}},
         {{"-device", "Cortex-M3", "-usb", "-if", "JTAG", "-jtagconfig", "1,2,3"},
-         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"JTAG\");"}},
+         {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"USB\", \"\");",
+          "Project.SetTargetIF (\"JTAG\");"}},
         {{"-tarvik", "-usb"},
-         {"Project.SetDevice (\"MK66FN2M0XXX18\");", "Project.SetHostIF (\"USB\", \"\");", "Project.SetTargetIF (\"SWD\");",
-          "Project.SetTIFSpeed (\"2000\");"}},
+         {"Project.SetDevice (\"MK66FN2M0XXX18\");", "Project.SetHostIF (\"USB\", \"\");",
+          "Project.SetTargetIF (\"SWD\");", "Project.SetTIFSpeed (\"2000\");"}},
     };
     static const QRegularExpression Command("^  (Project\\..*;|File\\.Open.*;)$", QRegularExpression::MultilineOption);
     for (const auto& Case : aCase) {
@@ -177,7 +181,8 @@ TEST_F(CProjectTest, TheCommandLineChangesAnExistingProject) {
 
 TEST_F(CProjectTest, AProjectChangedOutsideIsReadAgain) {
     ASSERT_TRUE(StartSession());
-    WriteFile("demo.dbgprj", DemoProject({}, "void BeforeTargetResume (void) {\n  Util.Log (\"[new]\");\n}\n").toUtf8());
+    WriteFile("demo.dbgprj",
+              DemoProject({}, "void BeforeTargetResume (void) {\n  Util.Log (\"[new]\");\n}\n").toUtf8());
     MarkConsole();
     LeaveAndReturn();
     ASSERT_TRUE(WaitUntil([] { return ScriptIsDefined(SF_BEFORE_TARGET_RESUME); }));
@@ -187,7 +192,8 @@ TEST_F(CProjectTest, AProjectChangedOutsideIsReadAgain) {
 
     WriteFile("demo.dbgprj", "void OnProjectLoad (void) {\n}\n\nnonsense Again (void) {\n}\n");
     LeaveAndReturn();
-    EXPECT_TRUE(WaitUntil([this] { return NewLines().contains("Error in project file: Syntax error at line 4"); })) << NewText();
+    EXPECT_TRUE(WaitUntil([this] { return NewLines().contains("Error in project file: Syntax error at line 4"); }))
+        << NewText();
     EXPECT_TRUE(Device().IsConnected());
 }
 

@@ -39,9 +39,8 @@ protected:
             ASSERT_TRUE(WaitUntil([] { return !Device().IsHalted(); }));
         }
         // Keys and menus go by the actions' states, which follow the events.
-        ASSERT_TRUE(WaitUntil([=] {
-            return CCommandTable::IsAvailable(CMD_DEBUG_CONTINUE, true) == (State == STATE_HALTED);
-        }));
+        ASSERT_TRUE(
+            WaitUntil([=] { return CCommandTable::IsAvailable(CMD_DEBUG_CONTINUE, true) == (State == STATE_HALTED); }));
     }
 
     static void RunScript(const QString& sLine) {
@@ -105,42 +104,59 @@ TEST_F(CRoadTest, RunControl) {
     const I64 Main = AddressOf("main");
     const I64 Sort = AddressOf("Calc_Sort");
     CheckAllRoads({CMD_DEBUG_START, STATE_IDLE, "Debug.Start()", {}, {Qt::Key_F5}, [=] { return IsHaltedAt(Main); }});
-    CheckAllRoads({CMD_DEBUG_CONTINUE, STATE_HALTED, "Debug.Continue()", {}, {Qt::Key_F5},
-                   [] { return Device().IsConnected() && !Device().IsHalted(); }});
-    CheckAllRoads({CMD_DEBUG_HALT, STATE_RUNNING, "Debug.Halt()", {}, {Qt::CTRL | Qt::Key_F5, Qt::Key_F6},
-                   [] { return Device().IsHalted(); }});
-    CheckAllRoads({CMD_DEBUG_STEP_INTO, STATE_HALTED, "Debug.StepInto()", {}, {Qt::Key_F11},
-                   [=] { return Device().IsHalted() && Device().GetPC() != Main; }});
-    CheckAllRoads({CMD_DEBUG_RUN_TO, STATE_HALTED, "Debug.RunTo (\"Calc_Sort\")", {"Calc_Sort"}, {},
-                   [=] { return IsHaltedAt(Sort); }});
-    CheckAllRoads({CMD_DEBUG_STOP, STATE_HALTED, "Debug.Stop()", {}, {Qt::SHIFT | Qt::Key_F5},
-                   [] { return !Device().IsConnected(); }});
-    CheckAllRoads({CMD_DEBUG_STOP, STATE_RUNNING, "Debug.Stop()", {}, {Qt::SHIFT | Qt::Key_F5},
-                   [] { return !Device().IsConnected(); }});
+    CheckAllRoads({CMD_DEBUG_CONTINUE, STATE_HALTED, "Debug.Continue()", {}, {Qt::Key_F5}, [] {
+                       return Device().IsConnected() && !Device().IsHalted();
+                   }});
+    CheckAllRoads({CMD_DEBUG_HALT, STATE_RUNNING, "Debug.Halt()", {}, {Qt::CTRL | Qt::Key_F5, Qt::Key_F6}, [] {
+                       return Device().IsHalted();
+                   }});
+    CheckAllRoads({CMD_DEBUG_STEP_INTO, STATE_HALTED, "Debug.StepInto()", {}, {Qt::Key_F11}, [=] {
+                       return Device().IsHalted() && Device().GetPC() != Main;
+                   }});
+    CheckAllRoads({CMD_DEBUG_RUN_TO, STATE_HALTED, "Debug.RunTo (\"Calc_Sort\")", {"Calc_Sort"}, {}, [=] {
+                       return IsHaltedAt(Sort);
+                   }});
+    CheckAllRoads({CMD_DEBUG_STOP, STATE_HALTED, "Debug.Stop()", {}, {Qt::SHIFT | Qt::Key_F5}, [] {
+                       return !Device().IsConnected();
+                   }});
+    CheckAllRoads({CMD_DEBUG_STOP, STATE_RUNNING, "Debug.Stop()", {}, {Qt::SHIFT | Qt::Key_F5}, [] {
+                       return !Device().IsConnected();
+                   }});
 }
 
 TEST_F(CRoadTest, ResetFromElsewhereStopsAtMain) {
     const I64 Main = AddressOf("main");
-    CheckAllRoads({CMD_DEBUG_RESET, STATE_RUNNING, "Debug.Reset()", {}, {Qt::Key_F4}, [=] { return IsHaltedAt(Main); }});
+    CheckAllRoads(
+        {CMD_DEBUG_RESET, STATE_RUNNING, "Debug.Reset()", {}, {Qt::Key_F4}, [=] { return IsHaltedAt(Main); }});
 }
 
 TEST_F(CRoadTest, BreakpointsMemoryAndRegisters) {
     const auto SpareRam = 0x20000800u;
     const U32 Sort = static_cast<U32>(AddressOf("Calc_Sort"));
-    const QString sHex = QStringLiteral("0x%1").arg(QString::number(Sort, 16).toUpper().rightJustified(8, QLatin1Char('0')));
+    const QString sHex =
+        QStringLiteral("0x%1").arg(QString::number(Sort, 16).toUpper().rightJustified(8, QLatin1Char('0')));
     const QByteArray Set = "Break.Set (" + sHex.toLatin1() + ")";
-    CheckAllRoads({CMD_BREAK_SET, STATE_HALTED, Set.constData(), {sHex}, {},
-                   [=] { return Device().GetBreakpoint(Sort).State == BP_STATE_ON; }});
-    CheckAllRoads({CMD_BREAK_SET_ON_SRC, STATE_HALTED, "Break.SetOnSrc (\"Calc_Sort\")", {"Calc_Sort"}, {},
-                   [=] { return Device().GetBreakpoint(Sort).State == BP_STATE_ON; }});
-    CheckAllRoads({CMD_TARGET_WRITE_U32, STATE_HALTED, "Target.WriteU32 (0x20000800, 0x12345678)",
-                   {"0x20000800", "0x12345678"}, {}, [=] { return WasWritten(SpareRam, 0x12345678); }});
-    CheckAllRoads({CMD_TARGET_SET_REG, STATE_HALTED, "Target.SetReg (\"R5\", 0xCAFE)", {"R5", "0xCAFE"}, {},
-                   [] { return Device().GetCachedReg(5) == 0xCAFE; }});
-    CheckAllRoads({CMD_TARGET_GET_REG, STATE_HALTED, "Target.GetReg (\"PC\")", {"PC"}, {},
-                   [] { return CCommandTable::GetResult(CMD_TARGET_GET_REG) == AddressOf("main"); }});
-    CheckAllRoads({CMD_TARGET_READ_U32, STATE_HALTED, "Target.ReadU32 (0x00000004)", {"0x00000004"}, {},
-                   [] { return CCommandTable::GetResult(CMD_TARGET_READ_U32) == (AddressOf("Reset_Handler") | 1); }});
+    CheckAllRoads({CMD_BREAK_SET, STATE_HALTED, Set.constData(), {sHex}, {}, [=] {
+                       return Device().GetBreakpoint(Sort).State == BP_STATE_ON;
+                   }});
+    CheckAllRoads({CMD_BREAK_SET_ON_SRC, STATE_HALTED, "Break.SetOnSrc (\"Calc_Sort\")", {"Calc_Sort"}, {}, [=] {
+                       return Device().GetBreakpoint(Sort).State == BP_STATE_ON;
+                   }});
+    CheckAllRoads({CMD_TARGET_WRITE_U32,
+                   STATE_HALTED,
+                   "Target.WriteU32 (0x20000800, 0x12345678)",
+                   {"0x20000800", "0x12345678"},
+                   {},
+                   [=] { return WasWritten(SpareRam, 0x12345678); }});
+    CheckAllRoads({CMD_TARGET_SET_REG, STATE_HALTED, "Target.SetReg (\"R5\", 0xCAFE)", {"R5", "0xCAFE"}, {}, [] {
+                       return Device().GetCachedReg(5) == 0xCAFE;
+                   }});
+    CheckAllRoads({CMD_TARGET_GET_REG, STATE_HALTED, "Target.GetReg (\"PC\")", {"PC"}, {}, [] {
+                       return CCommandTable::GetResult(CMD_TARGET_GET_REG) == AddressOf("main");
+                   }});
+    CheckAllRoads({CMD_TARGET_READ_U32, STATE_HALTED, "Target.ReadU32 (0x00000004)", {"0x00000004"}, {}, [] {
+                       return CCommandTable::GetResult(CMD_TARGET_READ_U32) == (AddressOf("Reset_Handler") | 1);
+                   }});
 }
 
 TEST_F(CRoadTest, DropDownEntriesSetTheModeAndRun) {
@@ -150,17 +166,29 @@ TEST_F(CRoadTest, DropDownEntriesSetTheModeAndRun) {
         QStringList Echo;
         std::function<bool()> HasHappened;
     } const aCase[] = {
-        {CMD_DEBUG_DOWNLOAD_RESET, STATE_IDLE, {"Debug.SetConnectMode (CM_DOWNLOAD_RESET);", "Debug.Start();"},
+        {CMD_DEBUG_DOWNLOAD_RESET,
+         STATE_IDLE,
+         {"Debug.SetConnectMode (CM_DOWNLOAD_RESET);", "Debug.Start();"},
          [] { return IsHaltedAt(AddressOf("main")); }},
-        {CMD_DEBUG_RESET_HALT, STATE_RUNNING, {"Debug.SetResetMode (RM_RESET_HALT);", "Debug.Reset();"},
+        {CMD_DEBUG_RESET_HALT,
+         STATE_RUNNING,
+         {"Debug.SetResetMode (RM_RESET_HALT);", "Debug.Reset();"},
          [] { return IsHaltedAt(AddressOf("Reset_Handler")); }},
-        {CMD_DEBUG_RESET_RUN, STATE_HALTED, {"Debug.SetResetMode (RM_RESET_AND_RUN);", "Debug.Reset();"},
+        {CMD_DEBUG_RESET_RUN,
+         STATE_HALTED,
+         {"Debug.SetResetMode (RM_RESET_AND_RUN);", "Debug.Reset();"},
          [] { return Device().IsConnected() && !Device().IsHalted(); }},
-        {CMD_DEBUG_RESET_BREAK_AT_SYMBOL, STATE_RUNNING, {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);", "Debug.Reset();"},
+        {CMD_DEBUG_RESET_BREAK_AT_SYMBOL,
+         STATE_RUNNING,
+         {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);", "Debug.Reset();"},
          [] { return IsHaltedAt(AddressOf("main")); }},
-        {CMD_DEBUG_ATTACH_HALT, STATE_IDLE, {"Debug.SetConnectMode (CM_ATTACH_HALT);", "Debug.Start();"},
+        {CMD_DEBUG_ATTACH_HALT,
+         STATE_IDLE,
+         {"Debug.SetConnectMode (CM_ATTACH_HALT);", "Debug.Start();"},
          [] { return Device().IsConnected() && Device().IsHalted(); }},
-        {CMD_DEBUG_ATTACH, STATE_IDLE, {"Debug.SetConnectMode (CM_ATTACH);", "Debug.Start();"},
+        {CMD_DEBUG_ATTACH,
+         STATE_IDLE,
+         {"Debug.SetConnectMode (CM_ATTACH);", "Debug.Start();"},
          [] { return Device().IsConnected(); }},
     };
     for (const auto& Case : aCase) {

@@ -36,7 +36,8 @@ class CSourceTest : public CAppTest {
 protected:
     static CSourceView* View() { return Window().GetSourceWindow().GetActiveView(); }
     static bool WaitForPcIn(const QString& sFile) {
-        return WaitUntil([&] { return View() != nullptr && View()->GetPcLine() > 0 && View()->GetPath() == DemoSource(sFile); });
+        return WaitUntil(
+            [&] { return View() != nullptr && View()->GetPcLine() > 0 && View()->GetPath() == DemoSource(sFile); });
     }
     /// Middle of a line's row in the side bar. The height of a row is that of the mark of the program counter.
     static QPoint SideBarPos(int Line, int RowHeight) {

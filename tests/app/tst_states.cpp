@@ -18,10 +18,10 @@ struct ACTION_STATE {
 };
 
 constexpr ACTION_STATE aState[] = {
-    {CMD_DEBUG_START, "ev", "--", "--"},     {CMD_DEBUG_STOP, "--", "ev", "ev"},
-    {CMD_DEBUG_CONTINUE, "--", "ev", "--"},  {CMD_DEBUG_HALT, "-v", "--", "ev"},
-    {CMD_DEBUG_STEP_INTO, "-v", "ev", "-v"}, {CMD_DEBUG_STEP_OVER, "-v", "ev", "-v"},
-    {CMD_DEBUG_STEP_OUT, "-v", "ev", "-v"},  {CMD_DEBUG_RUN_TO, "-v", "-v", "-v"},
+    {CMD_DEBUG_START, "ev", "--", "--"},       {CMD_DEBUG_STOP, "--", "ev", "ev"},
+    {CMD_DEBUG_CONTINUE, "--", "ev", "--"},    {CMD_DEBUG_HALT, "-v", "--", "ev"},
+    {CMD_DEBUG_STEP_INTO, "-v", "ev", "-v"},   {CMD_DEBUG_STEP_OVER, "-v", "ev", "-v"},
+    {CMD_DEBUG_STEP_OUT, "-v", "ev", "-v"},    {CMD_DEBUG_RUN_TO, "-v", "-v", "-v"},
     {CMD_DEBUG_SET_NEXT_PC, "-v", "-v", "-v"}, {CMD_DEBUG_SET_NEXT_STATEMENT, "-v", "-v", "-v"},
 };
 
@@ -87,7 +87,8 @@ TEST_F(CStateTest, TitleNamesProjectThenProgramFile) {
     ASSERT_TRUE(OpenProject("bare.dbgprj", "void OnProjectLoad (void) {\n  Project.SetDevice (\"Cortex-M4\");\n"
                                            "  Project.SetTargetIF (\"SWD\");\n}\n"));
     ASSERT_TRUE(Run("Debug.Connect()"));
-    EXPECT_TRUE(WaitUntil([&] { return Window().windowTitle() == sHead + " - bare"; })) << Window().windowTitle().toStdString();
+    EXPECT_TRUE(WaitUntil([&] { return Window().windowTitle() == sHead + " - bare"; }))
+        << Window().windowTitle().toStdString();
     ASSERT_TRUE(StopSession());
 
     ASSERT_TRUE(Run("File.NewProject()"));
@@ -134,7 +135,8 @@ TEST_F(CStateTest, AnUnknownBreakSymbolHaltsAtTheFirstInstruction) {
     ASSERT_TRUE(Run("Debug.Start()"));
     EXPECT_TRUE(WaitForHaltAt(AddressOf("Reset_Handler")));
     EXPECT_TRUE(WaitUntil([this] {
-        return NewLines().contains("Break at Symbol: Symbol no_such_symbol is unknown. Program halts at first instruction.");
+        return NewLines().contains(
+            "Break at Symbol: Symbol no_such_symbol is unknown. Program halts at first instruction.");
     })) << NewText();
     MarkConsole();
     ASSERT_TRUE(Run("Debug.StepInto()"));
@@ -145,8 +147,9 @@ TEST_F(CStateTest, ABreakSymbolAtThePcNeedsNoRun) {
     ASSERT_TRUE(Run("Edit.SysVar (VAR_BREAK_AT_THIS_SYMBOL, \"Reset_Handler\")"));
     ASSERT_TRUE(Run("Debug.Start()"));
     EXPECT_TRUE(WaitForHaltAt(AddressOf("Reset_Handler")));
-    EXPECT_TRUE(WaitUntil([this] { return NewText().find("Break at Symbol: Symbol Reset_Handler is unknown.") != std::string::npos; }))
-        << NewText();
+    EXPECT_TRUE(WaitUntil([this] {
+        return NewText().find("Break at Symbol: Symbol Reset_Handler is unknown.") != std::string::npos;
+    })) << NewText();
 }
 
 TEST_F(CStateTest, TheSameProgramFileIsDownloadedAgainANewOneIsNot) {
@@ -172,20 +175,23 @@ TEST_F(CStateTest, TheSameProgramFileIsDownloadedAgainANewOneIsNot) {
 }
 
 TEST_F(CStateTest, AResetRunsTheHaltFunctionOnlyWhereItStops) {
-    ASSERT_TRUE(OpenProject("halts.dbgprj", DemoProject({}, "void AfterTargetHalt (void) {\n"
-                                                            "  unsigned int PC;\n"
-                                                            "  PC = Target.GetReg (\"PC\");\n"
-                                                            "  if (PC == Elf.GetEntryFuncPC()) { Util.Log (\"[at main]\"); }\n"
-                                                            "  else if (PC == Elf.GetExprValue (\"Reset_Handler\")) { Util.Log (\"[at entry]\"); }\n"
-                                                            "  else { Util.Log (\"[elsewhere]\"); }\n"
-                                                            "}\n")));
+    ASSERT_TRUE(OpenProject(
+        "halts.dbgprj",
+        DemoProject({}, "void AfterTargetHalt (void) {\n"
+                        "  unsigned int PC;\n"
+                        "  PC = Target.GetReg (\"PC\");\n"
+                        "  if (PC == Elf.GetEntryFuncPC()) { Util.Log (\"[at main]\"); }\n"
+                        "  else if (PC == Elf.GetExprValue (\"Reset_Handler\")) { Util.Log (\"[at entry]\"); }\n"
+                        "  else { Util.Log (\"[elsewhere]\"); }\n"
+                        "}\n")));
     MarkConsole();
     ASSERT_TRUE(StartSession());
     ASSERT_TRUE(WaitUntil([this] { return NewLines().contains("[at main]"); })) << NewText();
     struct {
         const char* sMode;
         const char* sPlace;
-    } const aCase[] = {{"RM_RESET_HALT", "[at entry]"}, {"RM_BREAK_AT_SYMBOL", "[at main]"}, {"RM_RESET_HALT", "[at entry]"}};
+    } const aCase[] = {
+        {"RM_RESET_HALT", "[at entry]"}, {"RM_BREAK_AT_SYMBOL", "[at main]"}, {"RM_RESET_HALT", "[at entry]"}};
     for (const auto& Case : aCase) {
         SCOPED_TRACE(Case.sMode);
         ASSERT_TRUE(Run(QStringLiteral("Debug.SetResetMode (%1)").arg(Case.sMode)));
