@@ -38,6 +38,7 @@ QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& s
         for (const QString& sItem : List) {
             ConsolePrint(QStringLiteral("  ") + sItem);
         }
+        ConsolePrint(QString(sClosing).replace(QLatin1Char('\n'), QLatin1Char(' ')));
         return Default;
     }
     QDialog Dialog(QApplication::activeWindow());

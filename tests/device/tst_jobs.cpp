@@ -332,7 +332,7 @@ TEST_F(CJobsTest, TheThreadServesBlockingReads) {
     pDevice->start();
     CDeviceDataProvider Provider(*pDevice);
     pDevice->PostConnect(CM_ATTACH_HALT);
-    EXPECT_EQ(pDevice->WaitForJob(JT_CONNECT), 0);
+    EXPECT_GE(pDevice->WaitForJob(JT_CONNECT), 0); // 1 if it was over before the wait began
     U8 aData[10] = {};
     U8 aStatus[10] = {};
     EXPECT_EQ(pDevice->ReadMemBlocking(0x20000000, 8, aData), 0);
@@ -351,7 +351,7 @@ TEST_F(CJobsTest, TheThreadServesBlockingReads) {
 TEST_F(CJobsTest, StopEndsTheThreadAndClosesTheProbe) {
     pDevice->start();
     pDevice->PostConnect(CM_ATTACH);
-    EXPECT_EQ(pDevice->WaitForJob(JT_CONNECT), 0);
+    EXPECT_GE(pDevice->WaitForJob(JT_CONNECT), 0); // 1 if it was over before the wait began
     pDevice->PostSetBreakpoint(0x100, BP_STATE_ON, BP_TYPE_ANY);
     pDevice->MarkAllPendingJobsDone();
     pDevice->RequestStop();
