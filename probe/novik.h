@@ -356,7 +356,7 @@ NOVIK_API void NOVIKARM_SetLogFile(const char* sPath);
 // Opens the selected probe. Null on success, else an error text owned by the library.
 NOVIK_API const char* NOVIKARM_Open(void);
 NOVIK_API uint8_t NOVIKARM_IsOpen(void);
-// Closes the probe; all library state is gone, the target included when it is simulated.
+// Closes the probe; all library state is gone. A simulated target keeps its memories and stands still until the next open.
 NOVIK_API void NOVIKARM_Close(void);
 // Runs a text command of at most NOVIK_EXEC_MAX_LEN characters. A non-empty error text means failure, whatever the
 // result is. sError (may be null) is zeroed by the caller.
