@@ -97,6 +97,7 @@ CDwarfSession::CDwarfSession(const ELF_FILE* pFile) {
         m_pDebug = nullptr;
         if (Result == DW_DLV_ERROR) {
             ELF_Report(ELF_MSG_LIBDWARF, dwarf_errmsg(pError));
+            dwarf_dealloc_error(nullptr, pError); // no session ends with it
         }
     }
 }
