@@ -10,7 +10,7 @@ TEST(Application, VersionTexts) {
         int Major, Minor, Revision;
         const char* sText;
     };
-    const ROW aRow[] = {{2, 52, 1, "V2.52a"},  {2, 5, 0, "V2.05"},    {0, 0, 26, "V0.00z"}, {3, 10, 2, "V3.10b"},
+    const ROW aRow[] = {{2, 52, 1, "V2.52a"},   {2, 5, 0, "V2.05"},     {0, 0, 26, "V0.00z"},    {3, 10, 2, "V3.10b"},
                         {2, 0, 27, "V2.00z01"}, {2, 0, 38, "V2.00z12"}, {12, 100, 3, "V12.100c"}};
     for (const ROW& Row : aRow) {
         EXPECT_EQ(FormatVersion(Row.Major, Row.Minor, Row.Revision), QString(Row.sText));
@@ -40,9 +40,18 @@ TEST(Utf8, TextsAreCutBetweenCharacters) {
         const char* sText;
         qsizetype MaxBytes, Length;
     };
-    const ROW aRow[] = {{"abc", 5, 3}, {"abc", 3, 3}, {"abc", 2, 2}, {"abc", 0, 0}, {"a\xC3\xA4", 2, 1},
-                        {"a\xC3\xA4", 3, 3}, {"\xE2\x82\xAC" "x", 3, 3}, {"\xE2\x82\xAC", 2, 0},
-                        {"\xF0\x9F\x98\x80", 3, 0}, {"\x80\x80\x80", 2, 0}};
+    const ROW aRow[] = {{"abc", 5, 3},
+                        {"abc", 3, 3},
+                        {"abc", 2, 2},
+                        {"abc", 0, 0},
+                        {"a\xC3\xA4", 2, 1},
+                        {"a\xC3\xA4", 3, 3},
+                        {"\xE2\x82\xAC"
+                         "x",
+                         3, 3},
+                        {"\xE2\x82\xAC", 2, 0},
+                        {"\xF0\x9F\x98\x80", 3, 0},
+                        {"\x80\x80\x80", 2, 0}};
     for (const ROW& Row : aRow) {
         EXPECT_EQ(FittingUtf8Length(Row.sText, Row.MaxBytes), Row.Length) << Row.sText << Row.MaxBytes;
     }

@@ -36,8 +36,8 @@ TEST_F(ConsoleRing, RecordsCarryTextColorAndFont) {
         I32 ColorId;
         U8 IsFixedFont, IsNewLine;
     };
-    const ROW aRow[] = {{"plain", 0, -1, 0, 1},       {"red", 0xFFFF0000, -1, 1, 1}, {"id", 0, 26, 1, 0},
-                        {"error", 0, 28, 0, 1},       {"a", 0xFF0000FF, -1, 1, 1},   {"b", 0xFF0000FF, -1, 1, 1}};
+    const ROW aRow[] = {{"plain", 0, -1, 0, 1}, {"red", 0xFFFF0000, -1, 1, 1}, {"id", 0, 26, 1, 0},
+                        {"error", 0, 28, 0, 1}, {"a", 0xFF0000FF, -1, 1, 1},   {"b", 0xFF0000FF, -1, 1, 1}};
     ASSERT_EQ(Msgs.size(), static_cast<qsizetype>(std::size(aRow))) << "an empty text puts nothing";
     for (int i = 0; i < Msgs.size(); ++i) {
         EXPECT_STREQ(Msgs[i].sText, aRow[i].sText);
@@ -56,12 +56,10 @@ TEST_F(ConsoleRing, TextsAreCutAt1000BytesBetweenCharacters) {
         QString sText, sShown;
     };
     const QString sUmlaut(QChar(0xE4));
-    const ROW aRow[] = {{QString(999, 'x'), QString(999, 'x')},
-                        {QString(1000, 'x'), QString(1000, 'x')},
-                        {QString(1001, 'x'), QString(1000, 'x')},
-                        {QString(100'000, 'x'), QString(1000, 'x')},
-                        {sUmlaut.repeated(501), sUmlaut.repeated(500)},
-                        {'x' + sUmlaut.repeated(501), 'x' + sUmlaut.repeated(499)}};
+    const ROW aRow[] = {
+        {QString(999, 'x'), QString(999, 'x')},         {QString(1000, 'x'), QString(1000, 'x')},
+        {QString(1001, 'x'), QString(1000, 'x')},       {QString(100'000, 'x'), QString(1000, 'x')},
+        {sUmlaut.repeated(501), sUmlaut.repeated(500)}, {'x' + sUmlaut.repeated(501), 'x' + sUmlaut.repeated(499)}};
     for (const ROW& Row : aRow) {
         ConsolePrint(Row.sText);
         const QList<CONSOLE_MSG> Msgs = Drain();

@@ -8,7 +8,9 @@ namespace {
 
 QStringList DisabledReports;
 
-void _ReportDisabled(const QString& sName) { DisabledReports.append(sName); }
+void _ReportDisabled(const QString& sName) {
+    DisabledReports.append(sName);
+}
 
 } // namespace
 
@@ -129,8 +131,10 @@ TEST_F(CommandDispatch, ExecuteHandsArgumentsOverAndGivesTheResult) {
 
 TEST_F(CommandDispatch, PreparedArgumentsLoseWhatOnlyTheEyeNeeds) {
     AddAction(CMD_FILE_LOAD);
-    CCommandTable::PrepareArgs(CMD_FILE_LOAD, {"\"a.bin\"", QString("0x2000") + QChar(0x2008) + "0000", QVariant(), "\""});
-    EXPECT_EQ(CCommandTable::GetAction(CMD_FILE_LOAD)->data().toStringList(), QStringList({"a.bin", "0x20000000", "\""}));
+    CCommandTable::PrepareArgs(CMD_FILE_LOAD,
+                               {"\"a.bin\"", QString("0x2000") + QChar(0x2008) + "0000", QVariant(), "\""});
+    EXPECT_EQ(CCommandTable::GetAction(CMD_FILE_LOAD)->data().toStringList(),
+              QStringList({"a.bin", "0x20000000", "\""}));
     CCommandTable::PrepareArgs(CMD_FILE_LOAD, {});
     EXPECT_EQ(CCommandTable::GetArgs(CMD_FILE_LOAD).size(), 3) << "no arguments leave those that are there";
 }
@@ -142,9 +146,9 @@ TEST_F(CommandDispatch, ArgumentCounts) {
         int Min;
         bool IsOk;
     };
-    const ROW aRow[] = {{2, 1, -1, true}, {2, 0, -1, false}, {2, 2, -1, false}, {2, 0, 0, true},  {2, 2, 0, false},
-                        {91, 1, 1, true}, {91, 2, 1, true},  {91, 0, 1, false}, {91, 3, 1, false}, {24, 0, -1, true},
-                        {24, 1, -1, false}};
+    const ROW aRow[] = {{2, 1, -1, true},  {2, 0, -1, false}, {2, 2, -1, false}, {2, 0, 0, true},
+                        {2, 2, 0, false},  {91, 1, 1, true},  {91, 2, 1, true},  {91, 0, 1, false},
+                        {91, 3, 1, false}, {24, 0, -1, true}, {24, 1, -1, false}};
     for (const ROW& Row : aRow) {
         AddAction(Row.Id);
         CCommandTable::SetArgs(Row.Id, QStringList(Row.NumArgs, "x"));

@@ -13,7 +13,9 @@
 
 namespace {
 
-I32 _NoHandler(const I64*, U32) { return 0; }
+I32 _NoHandler(const I64*, U32) {
+    return 0;
+}
 
 /// Registers prototypes with a fresh interpreter.
 class CPrototypes {
@@ -149,30 +151,48 @@ TEST(CommandRows, NumbersOfCommandsThatProjectsRelyOn) {
         const char* sHotKey;
     };
     const ROW aRow[] = {
-        {0, "File.NewProject", 0, "Ctrl+N"},   {2, "File.Open", 1, "Ctrl+O"},
-        {3, "File.Load", 2, "Ctrl+Shift+L"},   {11, "File.Exit", 0, "Alt+F4"},
-        {18, "Edit.SysVar", 2, ""},            {23, "Edit.DisplayFormat", 2, ""},
-        {24, "Debug.Start", 0, "F5"},          {29, "Debug.Continue", 0, "F5"},
-        {30, "Debug.Halt", 0, "Ctrl+F5"},      {36, "Debug.SetNextStatement", 1, ""},
-        {41, "Debug.ReadIntoTraceCache", 2, ""}, {50, "Help.Commands", 0, "Shift+F1"},
-        {52, "Util.Log", 1, ""},               {74, "Window.Close", 1, "Alt+X"},
-        {87, "Project.SetDevice", 1, ""},      {94, "Project.SetJTAGConfig", 2, ""},
-        {96, "Project.SetSWO", 3, ""},         {109, "Project.SetTraceTiming", 4, ""},
-        {110, "Project.SetConsoleLogFile", 1, ""}, {121, "View.PrevResult", 0, ""},
-        {122, "Watch.Add", 1, "Ctrl+W"},       {124, "Trace.Add", 1, "Ctrl+Shift+T"},
-        {130, "Break.SetOnData", 6, ""},       {137, "Break.DisableOnSymbol", 5, ""},
-        {145, "Break.Edit", 7, ""},            {161, "Target.SetEndianess", 1, ""},
-        {168, "Exec.Connect", 0, ""},          {176, "Elf.GetEndianess", 0, ""},
-        {261, "Profile.Export", 1, ""},        {266, "Coverage.Include", 1, ""},
+        {0, "File.NewProject", 0, "Ctrl+N"},
+        {2, "File.Open", 1, "Ctrl+O"},
+        {3, "File.Load", 2, "Ctrl+Shift+L"},
+        {11, "File.Exit", 0, "Alt+F4"},
+        {18, "Edit.SysVar", 2, ""},
+        {23, "Edit.DisplayFormat", 2, ""},
+        {24, "Debug.Start", 0, "F5"},
+        {29, "Debug.Continue", 0, "F5"},
+        {30, "Debug.Halt", 0, "Ctrl+F5"},
+        {36, "Debug.SetNextStatement", 1, ""},
+        {41, "Debug.ReadIntoTraceCache", 2, ""},
+        {50, "Help.Commands", 0, "Shift+F1"},
+        {52, "Util.Log", 1, ""},
+        {74, "Window.Close", 1, "Alt+X"},
+        {87, "Project.SetDevice", 1, ""},
+        {94, "Project.SetJTAGConfig", 2, ""},
+        {96, "Project.SetSWO", 3, ""},
+        {109, "Project.SetTraceTiming", 4, ""},
+        {110, "Project.SetConsoleLogFile", 1, ""},
+        {121, "View.PrevResult", 0, ""},
+        {122, "Watch.Add", 1, "Ctrl+W"},
+        {124, "Trace.Add", 1, "Ctrl+Shift+T"},
+        {130, "Break.SetOnData", 6, ""},
+        {137, "Break.DisableOnSymbol", 5, ""},
+        {145, "Break.Edit", 7, ""},
+        {161, "Target.SetEndianess", 1, ""},
+        {168, "Exec.Connect", 0, ""},
+        {176, "Elf.GetEndianess", 0, ""},
+        {261, "Profile.Export", 1, ""},
+        {266, "Coverage.Include", 1, ""},
     };
     for (const ROW& Row : aRow) {
         EXPECT_EQ(CCommandTable::GetName(Row.Id), QString(Row.sName));
         EXPECT_EQ(CCommandTable::GetParamCount(Row.Id), Row.NumParams) << Row.sName;
         EXPECT_EQ(CCommandTable::GetRow(Row.Id).HotKey, QString(Row.sHotKey)) << Row.sName;
     }
-    const std::pair<U32, const char*> aAction[] = {
-        {42, "actionDebugDownloadReset"}, {72, "actionWindowShowNovikWebControl"}, {123, "actionWatchDialog"},
-        {177, "actionExpandAll"},         {284, "actionBpSet"},                    {318, "actionWinSetDisplayFormatHex"}};
+    const std::pair<U32, const char*> aAction[] = {{42, "actionDebugDownloadReset"},
+                                                   {72, "actionWindowShowNovikWebControl"},
+                                                   {123, "actionWatchDialog"},
+                                                   {177, "actionExpandAll"},
+                                                   {284, "actionBpSet"},
+                                                   {318, "actionWinSetDisplayFormatHex"}};
     for (const auto& [Id, sName] : aAction) {
         EXPECT_EQ(CCommandTable::GetRow(Id).ActionName, QString(sName));
         EXPECT_TRUE(CCommandTable::GetRow(Id).Prototype.isEmpty());
@@ -239,15 +259,37 @@ TEST(TextRows, FrequencyNamesSayTheirValue) {
 }
 
 TEST(TextRows, ValuesOfTheGroups) {
-    const std::pair<const char*, I32> aRow[] = {
-        {"RM_RESET_AND_RUN", 2},   {"CM_ATTACH_HALT", 2},      {"GO_RUN_TO", 1},       {"NUMBER_BASE_DEC", 10},
-        {"DISPLAY_FORMAT_CHAR", 8}, {"AW_WORD", 4},            {"AT_NO_ACCESS", 3},    {"BP_STATE_UNKNOWN", 4},
-        {"BP_TYPE_SOFT", 2},       {"MODE_USR", 16},           {"MODE_ABT", 23},       {"MODE_SYS", 31},
-        {"FREQ_AUTO", 0},          {"FREQ_ADAPTIVE", 65535},   {"ENABLED", 1},         {"0x1", 1},
-        {"INACTIVE", 0},           {"0x0", 0},                 {"USB", 1},             {"IP", 2},
-        {"JTAG", 0},               {"SWD", 1},                 {"TRACE_SOURCE_SWO", 3}, {"EOL_FORMAT_NONE", 3},
-        {"ISR_SECURE_FAULT", 7},   {"ISR_SV_CALL", 11},        {"ISR_PEND_SV_CALL", 14}, {"ISR_EXTERNAL_IRQ", 16},
-        {"DF_CORTEX_M1", 1},       {"DF_CORTEX_R4", 12},       {"DF_POWER_PC", 16}};
+    const std::pair<const char*, I32> aRow[] = {{"RM_RESET_AND_RUN", 2},
+                                                {"CM_ATTACH_HALT", 2},
+                                                {"GO_RUN_TO", 1},
+                                                {"NUMBER_BASE_DEC", 10},
+                                                {"DISPLAY_FORMAT_CHAR", 8},
+                                                {"AW_WORD", 4},
+                                                {"AT_NO_ACCESS", 3},
+                                                {"BP_STATE_UNKNOWN", 4},
+                                                {"BP_TYPE_SOFT", 2},
+                                                {"MODE_USR", 16},
+                                                {"MODE_ABT", 23},
+                                                {"MODE_SYS", 31},
+                                                {"FREQ_AUTO", 0},
+                                                {"FREQ_ADAPTIVE", 65535},
+                                                {"ENABLED", 1},
+                                                {"0x1", 1},
+                                                {"INACTIVE", 0},
+                                                {"0x0", 0},
+                                                {"USB", 1},
+                                                {"IP", 2},
+                                                {"JTAG", 0},
+                                                {"SWD", 1},
+                                                {"TRACE_SOURCE_SWO", 3},
+                                                {"EOL_FORMAT_NONE", 3},
+                                                {"ISR_SECURE_FAULT", 7},
+                                                {"ISR_SV_CALL", 11},
+                                                {"ISR_PEND_SV_CALL", 14},
+                                                {"ISR_EXTERNAL_IRQ", 16},
+                                                {"DF_CORTEX_M1", 1},
+                                                {"DF_CORTEX_R4", 12},
+                                                {"DF_POWER_PC", 16}};
     for (const auto& [sName, Value] : aRow) {
         const TEXT_ROW* pRow = _FindRow(sName);
         ASSERT_NE(pRow, nullptr) << sName;
@@ -267,11 +309,16 @@ TEST(TextRows, ParsingTakesNamesAndNumbersOfTheGroupOnly) {
         bool IsOk;
         I32 Value;
     };
-    const ROW aRow[] = {{"RM_", "RM_RESET_AND_RUN", true, 2}, {"RM_", "rm_break_at_main", true, 1},
-                        {"RM_", "0x2", true, 2},              {"RM_", "3", false, 0},
-                        {"RM_", "CM_ATTACH", false, 0},       {"RM_", "", false, 0},
-                        {"AW_", "4", true, 4},                {"AW_", "3", false, 0},
-                        {"AW_", "-1", false, 0},              {"BP_TYPE_", "BP_STATE_ON", false, 0},
+    const ROW aRow[] = {{"RM_", "RM_RESET_AND_RUN", true, 2},
+                        {"RM_", "rm_break_at_main", true, 1},
+                        {"RM_", "0x2", true, 2},
+                        {"RM_", "3", false, 0},
+                        {"RM_", "CM_ATTACH", false, 0},
+                        {"RM_", "", false, 0},
+                        {"AW_", "4", true, 4},
+                        {"AW_", "3", false, 0},
+                        {"AW_", "-1", false, 0},
+                        {"BP_TYPE_", "BP_STATE_ON", false, 0},
                         {"RM_", "4294967296", false, 0}};
     for (const ROW& Row : aRow) {
         I32 Value = 77;

@@ -74,14 +74,14 @@ QByteArray CElfImageBuilder::Build() const {
     for (const U32 Word : {1u, Entry, m_Segments.isEmpty() ? 0u : 52u, Offset, Flags}) {
         Put32(&Out, Word);
     }
-    for (const qsizetype Half : {qsizetype(52), qsizetype(32), m_Segments.size(), qsizetype(40), Sections.size(),
-                                 Sections.size() - 1}) {
+    for (const qsizetype Half :
+         {qsizetype(52), qsizetype(32), m_Segments.size(), qsizetype(40), Sections.size(), Sections.size() - 1}) {
         Put16(&Out, static_cast<U32>(Half));
     }
     for (const SEGMENT& Segment : m_Segments) {
         const SECTION& Section = Sections[Segment.Section];
-        const U32 Size = Segment.FileSize >= 0 ? static_cast<U32>(Segment.FileSize)
-                                               : static_cast<U32>(Section.Data.size());
+        const U32 Size =
+            Segment.FileSize >= 0 ? static_cast<U32>(Segment.FileSize) : static_cast<U32>(Section.Data.size());
         for (const U32 Word : {Segment.Type, Section.Offset, Segment.VAddr, Segment.PAddr, Size, Size, 5u, 4u}) {
             Put32(&Out, Word);
         }

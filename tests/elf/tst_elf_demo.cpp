@@ -33,11 +33,14 @@ U32 _LineOf(const QString& sFile, const char* sMarker) {
 QString _Run(const QString& sProgram, const QStringList& Args) {
     QProcess Process;
     Process.start(sProgram, Args);
-    return Process.waitForFinished(60'000) && Process.exitCode() == 0 ? QString::fromUtf8(Process.readAllStandardOutput())
-                                                                     : QString();
+    return Process.waitForFinished(60'000) && Process.exitCode() == 0
+               ? QString::fromUtf8(Process.readAllStandardOutput())
+               : QString();
 }
 
-QString _Hex(I64 Value) { return QString::number(Value, 16).rightJustified(8, '0'); }
+QString _Hex(I64 Value) {
+    return QString::number(Value, 16).rightJustified(8, '0');
+}
 
 } // namespace
 
@@ -65,9 +68,9 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
     EXPECT_TRUE(ElfApi_IsStmtStart(static_cast<U32>(Main)));
     EXPECT_FALSE(ElfApi_IsStmtStart(static_cast<U32>(Main) + 1));
 
-    const std::pair<const char*, const char*> aMarker[] = {
-        {"main.c", "MARK: loop"}, {"main.c", "Tick_Init(10000u)"}, {"main.c", "Checksum = "},
-        {"calc.c", "MARK: recursion end"}, {"calc.c", "return ~Crc"}, {"shapes.c", "Square / 2u"}};
+    const std::pair<const char*, const char*> aMarker[] = {{"main.c", "MARK: loop"},  {"main.c", "Tick_Init(10000u)"},
+                                                           {"main.c", "Checksum = "}, {"calc.c", "MARK: recursion end"},
+                                                           {"calc.c", "return ~Crc"}, {"shapes.c", "Square / 2u"}};
     for (const auto& [sFile, sMarker] : aMarker) {
         const I32 File = ElfApi_FindSrcFile(sFile);
         const U32 Line = _LineOf(sFile, sMarker);
@@ -128,7 +131,8 @@ TEST_F(ElfDemo, LinesAgreeWithObjdump) {
                                         QRegularExpression::MultilineOption);
     int NumRows = 0;
     int NumStarts = 0;
-    for (auto It = Row.globalMatch(_Run(sTool, {"--dwarf=decodedline", sDemoDir + "demo.elf"})); It.hasNext(); ++NumRows) {
+    for (auto It = Row.globalMatch(_Run(sTool, {"--dwarf=decodedline", sDemoDir + "demo.elf"})); It.hasNext();
+         ++NumRows) {
         const QRegularExpressionMatch Match = It.next();
         const U32 Addr = Match.captured(3).toUInt(nullptr, 0);
         const I32 File = ElfApi_FindSrcFile(Match.captured(1));

@@ -52,7 +52,8 @@ TEST_F(ElfFile, RefusedFilesSayWhy) {
     };
     const ROW aRow[] = {
         {"empty", [](QByteArray* p) { p->clear(); }, {"invalid file size detected. Could not parse file."}},
-        {"text", [](QByteArray* p) { *p = QByteArray(100, 'x'); },
+        {"text",
+         [](QByteArray* p) { *p = QByteArray(100, 'x'); },
          {"not an elf file.", "Not a valid elf object file.", sHeader}},
         {"three bytes", [](QByteArray* p) { p->truncate(3); }, {"Not a valid elf object file.", sHeader}},
         {"magic only", [](QByteArray* p) { p->truncate(4); }, {"Not a valid elf object file.", sHeader}},
@@ -61,9 +62,11 @@ TEST_F(ElfFile, RefusedFilesSayWhy) {
         {"class 64", [](QByteArray* p) { (*p)[4] = 2; }, {"Invalid ELF file. Invalid file class", sHeader}},
         {"encoding 0", [](QByteArray* p) { (*p)[5] = 0; }, {"Invalid ELF file. Invalid data encoding", sHeader}},
         {"encoding 3", [](QByteArray* p) { (*p)[5] = 3; }, {"Invalid ELF file. Invalid data encoding", sHeader}},
-        {"header version", [](QByteArray* p) { (*p)[6] = 2; },
+        {"header version",
+         [](QByteArray* p) { (*p)[6] = 2; },
          {"Invalid ELF file. Invalid ELF header version number.", sHeader}},
-        {"file version", [](QByteArray* p) { _Poke32(p, 20, 0); },
+        {"file version",
+         [](QByteArray* p) { _Poke32(p, 20, 0); },
          {"Invalid ELF file. Invalid file version number.", sHeader}},
         {"x86", [](QByteArray* p) { (*p)[18] = 3; }, {"Not a valid elf object file.", sHeader}},
         {"segments cut", [](QByteArray* p) { p->truncate(60); }, {"could not parse segment headers."}},
@@ -73,11 +76,14 @@ TEST_F(ElfFile, RefusedFilesSayWhy) {
         {"sections cut", [](QByteArray* p) { p->chop(1); }, {"could not section headers."}},
         {"sections outside", [](QByteArray* p) { _Poke32(p, 32, 0x7FFFFFFF); }, {"could not section headers."}},
         {"65535 sections", [](QByteArray* p) { (*p)[48] = (*p)[49] = '\xFF'; }, {"could not section headers."}},
-        {"symbols outside", [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_OFFSET), 0xFFFFFFF0); },
+        {"symbols outside",
+         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_OFFSET), 0xFFFFFFF0); },
          {"could not parse symbols."}},
-        {"4 GB of symbols", [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_SIZE), 0xFFFFFFFF); },
+        {"4 GB of symbols",
+         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_SIZE), 0xFFFFFFFF); },
          {"could not parse symbols."}},
-        {"symbols of 1 byte", [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_ENTSIZE), 1); },
+        {"symbols of 1 byte",
+         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_ENTSIZE), 1); },
          {"could not parse symbols."}},
     };
     for (const ROW& Row : aRow) {
@@ -237,8 +243,13 @@ TEST_F(ElfFile, AStrippedFileOpensWithoutSymbols) {
 
 TEST_F(ElfFile, RelocationsAreGivenAsTheyStand) {
     CElfImageBuilder Builder;
-    const QByteArray Rel = QByteArray::fromHex("10000000" "02050000" "14000000" "FFFFFF00");
-    const QByteArray Rela = QByteArray::fromHex("20000000" "28070000" "FCFFFFFF");
+    const QByteArray Rel = QByteArray::fromHex("10000000"
+                                               "02050000"
+                                               "14000000"
+                                               "FFFFFF00");
+    const QByteArray Rela = QByteArray::fromHex("20000000"
+                                                "28070000"
+                                                "FCFFFFFF");
     Builder.AddSection(".rel", SHT_REL, 0, 0, Rel, 8);
     Builder.AddSection(".rela", SHT_RELA, 0, 0, Rela, 12);
     Builder.AddSection(".other", 1, 0, 0, Rel, 8);
@@ -250,9 +261,12 @@ TEST_F(ElfFile, RelocationsAreGivenAsTheyStand) {
         int Result;
         ELF_RELOC Reloc;
     };
-    const ROW aRow[] = {{1, 0, 0, {2, 0x10, 5, 0}},     {1, 1, 0, {255, 0x14, 0xFFFF, 0}},
-                        {2, 0, 0, {0x28, 0x20, 7, 0xFFFFFFFC}}, {3, 0, 0, {0, 0, 0, 0}},
-                        {1, 2, -1, {}},                 {4, 0, -1, {}}};
+    const ROW aRow[] = {{1, 0, 0, {2, 0x10, 5, 0}},
+                        {1, 1, 0, {255, 0x14, 0xFFFF, 0}},
+                        {2, 0, 0, {0x28, 0x20, 7, 0xFFFFFFFC}},
+                        {3, 0, 0, {0, 0, 0, 0}},
+                        {1, 2, -1, {}},
+                        {4, 0, -1, {}}};
     for (const ROW& Row : aRow) {
         ELF_RELOC Reloc = {9, 9, 9, 9};
         EXPECT_EQ(ELF_ReadReloc(pFile, Row.Section, Row.Entry, &Reloc), Row.Result) << Row.Section;

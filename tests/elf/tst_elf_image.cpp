@@ -19,13 +19,23 @@ TEST_F(ElfImage, ReadsNeedOneSegmentThatHoldsThemWhole) {
         U32 Addr, NumBytes;
         const char* sBytes; ///< null: refused
     };
-    const ROW aRow[] = {{0x1000, 8, "0102030405060708"}, {0x1001, 3, "020304"}, {0x1007, 1, "08"}, {0x1008, 2, "1112"},
-                        {0x1007, 2, nullptr}, {0x0FFF, 2, nullptr}, {0x1010, 1, nullptr}, {0x3000, 1, nullptr},
-                        {0x4000, 1, nullptr}, {0xFFFFFFFC, 4, nullptr}, {0xFFFFFFFF, 2, nullptr},
-                        {0x1000, 0xFFFFFFFF, nullptr}, {0x8000, 1, nullptr}};
+    const ROW aRow[] = {{0x1000, 8, "0102030405060708"},
+                        {0x1001, 3, "020304"},
+                        {0x1007, 1, "08"},
+                        {0x1008, 2, "1112"},
+                        {0x1007, 2, nullptr},
+                        {0x0FFF, 2, nullptr},
+                        {0x1010, 1, nullptr},
+                        {0x3000, 1, nullptr},
+                        {0x4000, 1, nullptr},
+                        {0xFFFFFFFC, 4, nullptr},
+                        {0xFFFFFFFF, 2, nullptr},
+                        {0x1000, 0xFFFFFFFF, nullptr},
+                        {0x8000, 1, nullptr}};
     for (const ROW& Row : aRow) {
         QByteArray Bytes(16, '\0');
-        EXPECT_EQ(ELF_ReadMem(Row.Addr, Row.NumBytes, Bytes.data()), Row.sBytes == nullptr ? -1 : 0) << std::hex << Row.Addr;
+        EXPECT_EQ(ELF_ReadMem(Row.Addr, Row.NumBytes, Bytes.data()), Row.sBytes == nullptr ? -1 : 0)
+            << std::hex << Row.Addr;
         if (Row.sBytes != nullptr) {
             EXPECT_EQ(Bytes.left(static_cast<qsizetype>(Row.NumBytes)).toHex(), Row.sBytes);
         }

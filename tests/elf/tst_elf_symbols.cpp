@@ -35,10 +35,14 @@ TEST_F(ElfSymbols, MissingSizesReachToTheNextSymbolOrTheSectionEnd) {
     m_Builder.AddSymbol("TooFar", 0x21000000 + 10'000'004, 0, STT_OBJECT, 1, 2);
     const ELF_FILE* pFile = Open(m_Builder.Build());
     ASSERT_NE(pFile, nullptr);
-    const std::pair<const char*, U32> aRow[] = {
-        {"Thumb", 0x10}, {"Alias", 0x30}, {"Alias2", 0x30}, {"Arm", 0x40}, {"Sized", 6}, {"LastFunc", 0x10},
-        {"Behind", 0}, {"NoSection", 0}, {"Word", 12}, {"Next", 4}, {"Gap", 0}, {"MaxGap", 10'000'000},
-        {"AfterMaxGap", 4}, {"TooFar", 0x22000000 - 0x21000000 - 10'000'004}, {"Label", 0}};
+    const std::pair<const char*, U32> aRow[] = {{"Thumb", 0x10},    {"Alias", 0x30},
+                                                {"Alias2", 0x30},   {"Arm", 0x40},
+                                                {"Sized", 6},       {"LastFunc", 0x10},
+                                                {"Behind", 0},      {"NoSection", 0},
+                                                {"Word", 12},       {"Next", 4},
+                                                {"Gap", 0},         {"MaxGap", 10'000'000},
+                                                {"AfterMaxGap", 4}, {"TooFar", 0x22000000 - 0x21000000 - 10'000'004},
+                                                {"Label", 0}};
     for (const auto& [sName, Size] : aRow) {
         EXPECT_EQ(SizeOf(pFile, sName), Size) << sName;
     }
@@ -76,10 +80,18 @@ TEST_F(ElfSymbols, FunctionsByAddress) {
         const char* sStrict;
         const char* sNearest;
     };
-    const ROW aRow[] = {{0x0, "", ""},           {0x100F, "", ""},           {0x1010, "Thumb", "Thumb"},
-                        {0x1011, "Thumb", "Thumb"}, {0x1012, "Thumb", "Thumb"}, {0x101F, "Thumb", "Thumb"},
-                        {0x1020, "", "Thumb"},   {0x103F, "", "Thumb"},      {0x1040, "Arm", "Arm"},
-                        {0x1047, "Arm", "Arm"},  {0x1048, "", "Arm"},        {0xFFFFFFFF, "", "Arm"}};
+    const ROW aRow[] = {{0x0, "", ""},
+                        {0x100F, "", ""},
+                        {0x1010, "Thumb", "Thumb"},
+                        {0x1011, "Thumb", "Thumb"},
+                        {0x1012, "Thumb", "Thumb"},
+                        {0x101F, "Thumb", "Thumb"},
+                        {0x1020, "", "Thumb"},
+                        {0x103F, "", "Thumb"},
+                        {0x1040, "Arm", "Arm"},
+                        {0x1047, "Arm", "Arm"},
+                        {0x1048, "", "Arm"},
+                        {0xFFFFFFFF, "", "Arm"}};
     const auto NameAt = [&](U32 Addr, int Strict) {
         const U32 Idx = ELF_FindFuncSym(pFile, Addr, Strict);
         return Idx == 0xFFFFFFFF ? QString() : QString(ELF_GetSymNameByIdx(pFile, Idx));
@@ -101,9 +113,15 @@ TEST_F(ElfSymbols, SymbolsByAddressTypeAndBinding) {
         int Type, Binding;
         const char* sName;
     };
-    const ROW aRow[] = {{0x1040, STT_NOTYPE, -1, "Local"}, {0x1040, STT_FUNC, 1, "Func"}, {0x1040, STT_FUNC, 2, "Weak"},
-                        {0x1040, -1, 2, "Weak"},           {0x1040, STT_OBJECT, -1, ""}, {0x1042, -1, -1, ""},
-                        {0x103F, -1, -1, ""},              {0x0FFF, STT_FUNC, -1, ""},   {0xFFFFFFFF, -1, -1, ""}};
+    const ROW aRow[] = {{0x1040, STT_NOTYPE, -1, "Local"},
+                        {0x1040, STT_FUNC, 1, "Func"},
+                        {0x1040, STT_FUNC, 2, "Weak"},
+                        {0x1040, -1, 2, "Weak"},
+                        {0x1040, STT_OBJECT, -1, ""},
+                        {0x1042, -1, -1, ""},
+                        {0x103F, -1, -1, ""},
+                        {0x0FFF, STT_FUNC, -1, ""},
+                        {0xFFFFFFFF, -1, -1, ""}};
     for (const ROW& Row : aRow) {
         const int Idx = ELF_FindSymByAddr(pFile, Row.Addr, Row.Type, Row.Binding);
         EXPECT_EQ(Idx < 0 ? QString() : QString(ELF_GetSymNameByIdx(pFile, static_cast<U32>(Idx))), QString(Row.sName))
@@ -149,7 +167,12 @@ TEST_F(ElfSymbols, MappingSymbolsTellArmThumbAndData) {
 TEST_F(ElfSymbols, SymbolsOfBothTablesInSectionOrder) {
     CElfImageBuilder Builder;
     QByteArray Dynamic(16, '\0');
-    Dynamic += QByteArray::fromHex("00000000" "00200000" "04000000" "12" "00" "0100");
+    Dynamic += QByteArray::fromHex("00000000"
+                                   "00200000"
+                                   "04000000"
+                                   "12"
+                                   "00"
+                                   "0100");
     Builder.AddSection(".dynsym", SHT_DYNSYM, 0, 0, Dynamic, 16);
     Builder.AddSection(".empty", SHT_SYMTAB, 0, 0, Dynamic, 0);
     Builder.AddSymbol("main", 0x1001, 2, STT_FUNC, 1, 1);

@@ -29,11 +29,12 @@ protected:
         m_Finder.Reset();
         m_Finder.SetProjectPath(P("proj/a.dbgprj"));
         m_Finder.SetAppPath(P("app/out.elf"));
-        for (const char* sFile : {"proj/a.dbgprj", "proj/inproj.c", "proj/lib.elf", "proj/both.c", "app/inapp.c",
-                                  "app/both.c", "root1/src/a.c", "root1/both.c", "root2/src/a.c", "root2/src/b.c",
-                                  "search/a.c", "search/found.h", "search/dev.svd", "search/dev2.xml", "search/plug.so",
-                                  "search/read.txt", "search/image.hex", "search/odd.xyz", "search/noext",
-                                  "proj/rel/inrel.c", "real/x/m.c"}) {
+        for (const char* sFile :
+             {"proj/a.dbgprj",   "proj/inproj.c",    "proj/lib.elf",   "proj/both.c",     "app/inapp.c",
+              "app/both.c",      "root1/src/a.c",    "root1/both.c",   "root2/src/a.c",   "root2/src/b.c",
+              "search/a.c",      "search/found.h",   "search/dev.svd", "search/dev2.xml", "search/plug.so",
+              "search/read.txt", "search/image.hex", "search/odd.xyz", "search/noext",    "proj/rel/inrel.c",
+              "real/x/m.c"}) {
             Touch(sFile);
         }
         _TakeConsole();
@@ -57,8 +58,9 @@ protected:
 };
 
 TEST_F(FileFinder, PathHelpers) {
-    const std::pair<const char*, const char*> aClean[] = {{"a\\b\\\\c", "a/b/c"}, {"a////b", "a/b"}, {"./a/../b", "b"},
-                                                          {"C:\\x\\..\\y", "C:/y"}, {"", ""}, {"a/b/", "a/b"}};
+    const std::pair<const char*, const char*> aClean[] = {
+        {"a\\b\\\\c", "a/b/c"},   {"a////b", "a/b"}, {"./a/../b", "b"},
+        {"C:\\x\\..\\y", "C:/y"}, {"", ""},          {"a/b/", "a/b"}};
     for (const auto& [sPath, sClean] : aClean) {
         EXPECT_EQ(CleanPath(sPath), QString(sClean)) << sPath;
     }
@@ -67,8 +69,8 @@ TEST_F(FileFinder, PathHelpers) {
         const char* sDrive;
         bool IsRelative;
     };
-    for (const ROW& Row : {ROW{"C:/x", "C", false}, ROW{"a/b.c", "", true}, ROW{"/a", "", false},
-                           ROW{"1:x", "", true}, ROW{"xd:y", "d", false}, ROW{"", "", true}}) {
+    for (const ROW& Row : {ROW{"C:/x", "C", false}, ROW{"a/b.c", "", true}, ROW{"/a", "", false}, ROW{"1:x", "", true},
+                           ROW{"xd:y", "d", false}, ROW{"", "", true}}) {
         EXPECT_EQ(DriveOfPath(Row.sPath), QString(Row.sDrive)) << Row.sPath;
         EXPECT_EQ(IsRelativePath(Row.sPath), Row.IsRelative) << Row.sPath;
     }
@@ -77,12 +79,20 @@ TEST_F(FileFinder, PathHelpers) {
 
 TEST_F(FileFinder, Macros) {
     const QString sExe = GetProgramDir();
-    const std::pair<const char*, QString> aRow[] = {
-        {"$(ProjectDir)/x", P("proj/x")}, {"$(projectdir)/x", P("proj/x")}, {"$(AppDir)/x", P("app/x")},
-        {"$(ExecutableDir)", sExe},       {"$(InstallDir)", sExe},          {"$(AppBundleDir)", sExe},
-        {"$(DocDir)", sExe + "/Doc/"},    {"$(ConfigDir)", sExe + "/Config/"}, {"$(LibraryDir)", sExe + "/Lib/"},
-        {"$(PluginDir)", sExe + "/Plugins/"}, {"$(ProjectDir)$(ProjectDir)", P("proj") + P("proj")},
-        {"$(Nothing)/x", "$(Nothing)/x"}, {"plain", "plain"},               {"$", "$"}};
+    const std::pair<const char*, QString> aRow[] = {{"$(ProjectDir)/x", P("proj/x")},
+                                                    {"$(projectdir)/x", P("proj/x")},
+                                                    {"$(AppDir)/x", P("app/x")},
+                                                    {"$(ExecutableDir)", sExe},
+                                                    {"$(InstallDir)", sExe},
+                                                    {"$(AppBundleDir)", sExe},
+                                                    {"$(DocDir)", sExe + "/Doc/"},
+                                                    {"$(ConfigDir)", sExe + "/Config/"},
+                                                    {"$(LibraryDir)", sExe + "/Lib/"},
+                                                    {"$(PluginDir)", sExe + "/Plugins/"},
+                                                    {"$(ProjectDir)$(ProjectDir)", P("proj") + P("proj")},
+                                                    {"$(Nothing)/x", "$(Nothing)/x"},
+                                                    {"plain", "plain"},
+                                                    {"$", "$"}};
     for (const auto& [sPath, sExpanded] : aRow) {
         EXPECT_EQ(m_Finder.ExpandMacros(sPath), sExpanded) << sPath;
     }
@@ -99,7 +109,7 @@ TEST_F(FileFinder, AliasesAndSubstitutes) {
         QString sPath, sFound;
     };
     const ROW aRow[] = {
-        {"Z:/old/m.c", P("proj/inproj.c")},   // an alias wins over substitutes
+        {"Z:/old/m.c", P("proj/inproj.c")}, // an alias wins over substitutes
         {"z:\\OLD\\.\\m.c", P("proj/inproj.c")},
         {"Z:/old/other.c", "Y:/mid/other.c"}, // absolute and missing: as it is
         {"Z:\\old\\\\other.c", "Y:/mid/other.c"},
@@ -128,15 +138,15 @@ TEST_F(FileFinder, PlacesInTheirOrder) {
     m_Finder.AddRootPath(P("root2"));
     m_Finder.AddSearchPath(P("search"));
     const std::pair<const char*, const char*> aRow[] = {
-        {"src/a.c", "root1/src/a.c"},      // roots in their order, the path as a whole
+        {"src/a.c", "root1/src/a.c"}, // roots in their order, the path as a whole
         {"src\\b.c", "root2/src/b.c"},
-        {"both.c", "root1/both.c"},        // a root before the project
+        {"both.c", "root1/both.c"}, // a root before the project
         {"inproj.c", "proj/inproj.c"},
         {"inapp.c", "app/inapp.c"},
         {"a.c", "search/a.c"},
         {"some/other/dir/found.h", "search/found.h"}, // search paths look for the name alone
         {"some/dev.svd", "search/dev.svd"},
-        {"dev.xml", "search/dev.svd"},     // a description in the other form will do
+        {"dev.xml", "search/dev.svd"}, // a description in the other form will do
         {"dev2.svd", "search/dev2.xml"},
         {"plug.so", "search/plug.so"},
         {"noext", "search/noext"},
@@ -194,8 +204,8 @@ TEST_F(FileFinder, OtherFilesAreReportedOnceOnTheConsole) {
         {"image.hex", {}},
         {"missing.elf", {"File not found: missing.elf"}},
         {"missing.elf", {}},
-        {"lib.elf", {}},                   // found in the project directory
-        {P("search/image.hex"), {}},       // found where it was looked for
+        {"lib.elf", {}},             // found in the project directory
+        {P("search/image.hex"), {}}, // found where it was looked for
         {"/no/such.elf", {"File not found: /no/such.elf"}},
     };
     for (const ROW& Row : aRow) {

@@ -141,9 +141,12 @@ TEST_F(Project, SavingWithoutATextWritesTheSettings) {
 TEST_F(Project, TheThreeRewritesDifferInNamesAndPlace) {
     const QString sHead = "void OnProjectLoad (void) {\n  First();\n" + sMarker;
     const QString sTail = "  Project.SetTraceSource (\"None\");\n  Other (1);\n}\n";
-    const QString sText = sHead + "  Project.SetDevice (\"A\");\n  Project.SetTIFSpeed (\"1 MHz\");\n  Project.SetJTAGConfig (0, 0);\n" + sTail;
+    const QString sText =
+        sHead + "  Project.SetDevice (\"A\");\n  Project.SetTIFSpeed (\"1 MHz\");\n  Project.SetJTAGConfig (0, 0);\n" +
+        sTail;
     Write(m_sPath, sText.toUtf8());
-    EXPECT_EQ(m_Project.UpdateProbeSettings(m_sPath, {"Project.SetDevice (\"B\");", "Project.SetTIFSpeed (\"4 MHz\");"}), 0);
+    EXPECT_EQ(
+        m_Project.UpdateProbeSettings(m_sPath, {"Project.SetDevice (\"B\");", "Project.SetTIFSpeed (\"4 MHz\");"}), 0);
     EXPECT_EQ(Read(m_sPath), sHead + "  Project.SetDevice (\"B\");\n  Project.SetTIFSpeed (\"4 MHz\");\n" + sTail);
 
     EXPECT_EQ(m_Project.UpdateTraceSettings(m_sPath, {"Project.SetTraceSource (\"SWO\");"}), 0);
@@ -175,8 +178,8 @@ TEST_F(Project, CommandsInTheFile) {
 
 TEST_F(Project, FilesBesideTheProject) {
     m_Project.Open(m_sPath);
-    const std::pair<const char*, const char*> aRow[] = {
-        {"/a/b.dbgprj", "/a/b.dbgprj.user"}, {"/a.b/c.d.dbgprj", "/a.b/c.d.dbgprj.user"}};
+    const std::pair<const char*, const char*> aRow[] = {{"/a/b.dbgprj", "/a/b.dbgprj.user"},
+                                                        {"/a.b/c.d.dbgprj", "/a.b/c.d.dbgprj.user"}};
     for (const auto& [sPath, sUser] : aRow) {
         EXPECT_EQ(m_Project.GetUserFilePath(sPath), QString(sUser));
     }
@@ -192,8 +195,8 @@ TEST_F(Project, WhatASessionWouldMiss) {
     m_Project.AddSvdFile("there.svd");
     m_Project.AddSvdFile("gone.svd");
     m_Project.SetProgramFile(m_Dir.filePath("gone.elf"));
-    EXPECT_EQ(m_Project.CheckFiles(), QStringList({"careful", "file not found: gone.svd",
-                                                   "file not found: " + m_Dir.filePath("gone.elf")}));
+    EXPECT_EQ(m_Project.CheckFiles(),
+              QStringList({"careful", "file not found: gone.svd", "file not found: " + m_Dir.filePath("gone.elf")}));
 }
 
 TEST_F(Project, AProgramFileThatChangedIsToldOnce) {

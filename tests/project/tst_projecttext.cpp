@@ -40,9 +40,11 @@ TEST(ProjectText, BodyOfOnProjectLoad) {
 }
 
 TEST(ProjectText, LinesGoBehindTheMarkerAndOldOnesGo) {
-    const QString sText = "void OnProjectLoad (void) {\n" + sMarker + "  A.Set (1);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n";
+    const QString sText = "void OnProjectLoad (void) {\n" + sMarker +
+                          "  A.Set (1);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n";
     EXPECT_EQ(_Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (3);", "C.Set (4);"}),
-              "void OnProjectLoad (void) {\n" + sMarker + "  A.Set (3);\n  C.Set (4);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n");
+              "void OnProjectLoad (void) {\n" + sMarker +
+                  "  A.Set (3);\n  C.Set (4);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n");
     EXPECT_EQ(_Rewrite(sText, {"Nothing.There", "C.Set"}, sMarker, {}), sText) << "names outside the body stay";
 }
 
@@ -69,20 +71,24 @@ TEST(ProjectText, TheFirstOccurrenceIsTheOneThatGoesEvenInAComment) {
 }
 
 TEST(ProjectText, ALineThatSharesItsLineWithTheBracesLeavesThem) {
-    EXPECT_EQ(_Rewrite("void OnProjectLoad (void) { A.Set (1); }", {"A.Set"}, sMarker, {}), "void OnProjectLoad (void) {\n}");
+    EXPECT_EQ(_Rewrite("void OnProjectLoad (void) { A.Set (1); }", {"A.Set"}, sMarker, {}),
+              "void OnProjectLoad (void) {\n}");
     EXPECT_EQ(_Rewrite("void OnProjectLoad (void) {\n  B();\n  A.Set (1); }\n", {"A.Set"}, sMarker, {"C();"}),
               "void OnProjectLoad (void) {\n  C();\n  B();}\n");
 }
 
 TEST(ProjectText, ATextWithoutTheFunctionStaysAsItIs) {
-    for (const char* sText : {"", "void Other (void) {\n  A.Set (1);\n}\n", "void OnProjectLoad (void) {\n  A.Set (1);\n"}) {
+    for (const char* sText :
+         {"", "void Other (void) {\n  A.Set (1);\n}\n", "void OnProjectLoad (void) {\n  A.Set (1);\n"}) {
         EXPECT_EQ(_Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}), QString("refused: ") + sText);
     }
 }
 
 TEST(ProjectText, CommandNames) {
-    const std::pair<const char*, const char*> aRow[] = {
-        {"Project.SetDevice (\"x\");", "Project.SetDevice"}, {"  A(1, \"(\");", "A"}, {"NoParens", "NoParens"}, {"", ""}};
+    const std::pair<const char*, const char*> aRow[] = {{"Project.SetDevice (\"x\");", "Project.SetDevice"},
+                                                        {"  A(1, \"(\");", "A"},
+                                                        {"NoParens", "NoParens"},
+                                                        {"", ""}};
     for (const auto& [sLine, sName] : aRow) {
         EXPECT_EQ(CommandNameOfLine(sLine), QString(sName)) << sLine;
     }

@@ -27,8 +27,8 @@ public:
         TransAddApiFunction(m_pTrans, "__api__ int Fail (void);", [](const I64*, U32) { return -1; });
         TransAddApiFunction(m_pTrans, "__api__ int Tick (void);", Tick);
         TransAddApiFunction(m_pTrans, "__api__ int Stop (void);", Stop);
-        TransAddApiFunction(m_pTrans, "__api__ int Nine (int a, int b, int c, int d, int e, int f, int g, int h, int i);",
-                            Out);
+        TransAddApiFunction(m_pTrans,
+                            "__api__ int Nine (int a, int b, int c, int d, int e, int f, int g, int h, int i);", Out);
         m_pTrans->pfOnError = [](const CTrans* pTrans) {
             ++s_pCurrent->NumErrors;
             s_pCurrent->sError = QString::fromUtf8(pTrans->sError);

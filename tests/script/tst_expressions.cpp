@@ -30,19 +30,54 @@ TEST(ScriptExpression, OperatorsAndGrouping) {
         {"1 + 1 << 2", 8},
         {"16 >> 1 + 1", 4},
         // Each operator alone.
-        {"3 >= 3", 1}, {"2 >= 3", 0}, {"3 <= 3", 1}, {"4 <= 3", 0}, {"2 && 4", 1}, {"2 && 0", 0}, {"0 || 4", 1},
-        {"0 || 0", 0}, {"5 == 5", 1}, {"5 == 6", 0}, {"5 != 5", 0}, {"5 != 6", 1}, {"5 << 65", 10}, {"-8 >> 1", -4},
-        {"-8 >> 65", -4}, {"6 * -7", -42}, {"-7 / 2", -3}, {"7 / -2", -3}, {"6 + -7", -1}, {"6 - 7", -1},
-        {"-1 > 0", 0}, {"1 > 0", 1}, {"-1 < 0", 1}, {"0 < 0", 0}, {"12 & 10", 8}, {"12 | 10", 14}, {"12 ^ 10", 6},
+        {"3 >= 3", 1},
+        {"2 >= 3", 0},
+        {"3 <= 3", 1},
+        {"4 <= 3", 0},
+        {"2 && 4", 1},
+        {"2 && 0", 0},
+        {"0 || 4", 1},
+        {"0 || 0", 0},
+        {"5 == 5", 1},
+        {"5 == 6", 0},
+        {"5 != 5", 0},
+        {"5 != 6", 1},
+        {"5 << 65", 10},
+        {"-8 >> 1", -4},
+        {"-8 >> 65", -4},
+        {"6 * -7", -42},
+        {"-7 / 2", -3},
+        {"7 / -2", -3},
+        {"6 + -7", -1},
+        {"6 - 7", -1},
+        {"-1 > 0", 0},
+        {"1 > 0", 1},
+        {"-1 < 0", 1},
+        {"0 < 0", 0},
+        {"12 & 10", 8},
+        {"12 | 10", 14},
+        {"12 ^ 10", 6},
         // Numbers, signs and constants.
-        {"0x1fF", 511}, {"-0x10", -16}, {"7-2", 5}, {"7 -2", 5}, {"7 - -2", 9}, {"TEN", 10}, {"MINUS", -5},
-        {"0xFFFFFFFFFFFFFFFF", -1}, {"18446744073709551615", -1}, {"010", 10},
+        {"0x1fF", 511},
+        {"-0x10", -16},
+        {"7-2", 5},
+        {"7 -2", 5},
+        {"7 - -2", 9},
+        {"TEN", 10},
+        {"MINUS", -5},
+        {"0xFFFFFFFFFFFFFFFF", -1},
+        {"18446744073709551615", -1},
+        {"010", 10},
         {"0x7FFFFFFFFFFFFFFF + 1", std::numeric_limits<I64>::min()},
         {"(0 - 0x7FFFFFFFFFFFFFFF - 0) / 1", -0x7FFFFFFFFFFFFFFF},
         {"0x8000000000000000 / -1", std::numeric_limits<I64>::min()},
-        {"((((1))))", 1}, {" 1/*a*/+//b\n2", 3},
+        {"((((1))))", 1},
+        {" 1/*a*/+//b\n2", 3},
         // Results of the host are signed until they are stored.
-        {"Fail()", -1}, {"Fail() < 0", 1}, {"Fail() + 1", 0}, {"Out(-3)", -3},
+        {"Fail()", -1},
+        {"Fail() < 0", 1},
+        {"Fail() + 1", 0},
+        {"Out(-3)", -3},
     };
     for (const auto& [sExpression, Value] : aRow) {
         const QList<I64> Values = ValuesOf(QByteArray("Out(") + sExpression + ");");
@@ -69,10 +104,11 @@ TEST(ScriptExpression, VariablesReadAsUnsignedOfTheirWidth) {
 }
 
 TEST(ScriptExpression, AssignmentOperators) {
-    const std::pair<const char*, I64> aRow[] = {{"+=", 15}, {"-=", 9},  {"*=", 36}, {"/=", 4},  {"&=", 0},
+    const std::pair<const char*, I64> aRow[] = {{"+=", 15}, {"-=", 9},  {"*=", 36},  {"/=", 4},  {"&=", 0},
                                                 {"|=", 15}, {"^=", 15}, {"<<=", 96}, {">>=", 1}, {"=", 3}};
     for (const auto& [sOperator, Value] : aRow) {
-        EXPECT_EQ(ValuesOf(QByteArray("int x; x = 12; x ") + sOperator + " 3; Out(x);"), QList<I64>{Value}) << sOperator;
+        EXPECT_EQ(ValuesOf(QByteArray("int x; x = 12; x ") + sOperator + " 3; Out(x);"), QList<I64>{Value})
+            << sOperator;
     }
     EXPECT_EQ(ValuesOf("int x; x = 20; x -= 3 - 2 - 1; Out(x);"), QList<I64>{18});
 }

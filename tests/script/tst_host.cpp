@@ -150,10 +150,11 @@ TEST_F(ScriptHost, ErrorsAtRunTimeCarryTheirSourceUpToTheSemicolon) {
 }
 
 TEST_F(ScriptHost, EventFunctionsByTheirIds) {
-    const char* asName[] = {"OnProjectLoad", "TargetReset", "BeforeTargetReset", "AfterTargetReset", "DebugStart",
-                            "TargetConnect", "BeforeTargetConnect", "AfterTargetConnect", "TargetDownload",
-                            "BeforeTargetDownload", "AfterTargetDownload", "BeforeTargetDisconnect",
-                            "AfterTargetDisconnect", "AfterTargetHalt", "BeforeTargetResume"};
+    const char* asName[] = {"OnProjectLoad",         "TargetReset",         "BeforeTargetReset",
+                            "AfterTargetReset",      "DebugStart",          "TargetConnect",
+                            "BeforeTargetConnect",   "AfterTargetConnect",  "TargetDownload",
+                            "BeforeTargetDownload",  "AfterTargetDownload", "BeforeTargetDisconnect",
+                            "AfterTargetDisconnect", "AfterTargetHalt",     "BeforeTargetResume"};
     static_assert(std::size(asName) == SF_END - 1);
     QStringList Log;
     OnCommand(52, [&](const QStringList& Args) { Log += Args; });
@@ -223,10 +224,13 @@ TEST_F(ScriptHost, ScriptsKnowTheProgramsConstantsAndCommands) {
     // The result of a command with a number as its argument shows the value of a constant.
     QStringList Seen;
     OnCommand(51, [&](const QStringList& Args) { Seen += Args; });
-    const std::pair<QString, int> aRow[] = {
-        {"RM_BREAK_AT_MAIN", 1}, {"FREQ_ADAPTIVE", 65535}, {"ISR_SYS_TICK", 15},
-        {"VAR_RESET_MODE", VAR_RESET_MODE}, {"PREF_TERMINAL_CLEAR_ON_RESET", 56},
-        {"COLOR_TABLE_FILTER_MATCH", 45}, {"FONT_EXEC_COUNTERS", 10}};
+    const std::pair<QString, int> aRow[] = {{"RM_BREAK_AT_MAIN", 1},
+                                            {"FREQ_ADAPTIVE", 65535},
+                                            {"ISR_SYS_TICK", 15},
+                                            {"VAR_RESET_MODE", VAR_RESET_MODE},
+                                            {"PREF_TERMINAL_CLEAR_ON_RESET", 56},
+                                            {"COLOR_TABLE_FILTER_MATCH", 45},
+                                            {"FONT_EXEC_COUNTERS", 10}};
     for (const auto& [sName, Value] : aRow) {
         ASSERT_EQ(ScriptOpenText(sLoad + "Util.Sleep(" + sName + "); }"), 0);
         EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0) << qPrintable(ScriptGetErrorText());

@@ -7,7 +7,9 @@
 
 namespace {
 
-QByteArray _Repeat(const char* sText, int Count) { return QByteArray(sText).repeated(Count); }
+QByteArray _Repeat(const char* sText, int Count) {
+    return QByteArray(sText).repeated(Count);
+}
 
 } // namespace
 
@@ -37,7 +39,8 @@ TEST(ScriptLimits, DeepNestingEndsWithAnError) {
 
 TEST(ScriptLimits, ReasonableNestingRuns) {
     EXPECT_EQ(ValuesOf("Out(" + _Repeat("(", 500) + "7" + _Repeat(")", 500) + ");"), QList<I64>{7});
-    CScriptRunner Runner("int g (int n) { if (n == 0) { return 0; } return 1 + g(n - 1); } void f (void) { Out(g(150)); }");
+    CScriptRunner Runner(
+        "int g (int n) { if (n == 0) { return 0; } return 1 + g(n - 1); } void f (void) { Out(g(150)); }");
     EXPECT_EQ(Runner.Run(), 0) << qPrintable(Runner.sError);
     EXPECT_EQ(Runner.Values, QList<I64>{150});
 }
@@ -63,7 +66,8 @@ TEST(ScriptLimits, TheHeapRunsOutWithAnError) {
 }
 
 TEST(ScriptLimits, ArraysThatDoNotFitCanNotBeWritten) {
-    for (const char* sCount : {"999999", "1000001", "4294967296", "9223372036854775807", "-1", "-9223372036854775808", "0"}) {
+    for (const char* sCount :
+         {"999999", "1000001", "4294967296", "9223372036854775807", "-1", "-9223372036854775808", "0"}) {
         const QByteArray Declaration = QByteArray("int a[") + sCount + "]; ";
         EXPECT_TRUE(ErrorOf(Declaration).isEmpty()) << sCount << ": the declaration itself reports nothing";
         EXPECT_FALSE(ErrorOf(Declaration + "a[0] = 1;").isEmpty()) << sCount;
@@ -86,7 +90,8 @@ TEST(ScriptLimits, ManyParametersAndManyFunctions) {
     for (int i = 1; i < 15; ++i) {
         Params += ", int p" + QByteArray::number(i);
     }
-    CScriptRunner Fifteen("int g (" + Params + ") { return p0 + p14; } void f (void) { Out(g(1,2,3,4,5,6,7,8,9,10,11,12,13,14,15)); }");
+    CScriptRunner Fifteen("int g (" + Params +
+                          ") { return p0 + p14; } void f (void) { Out(g(1,2,3,4,5,6,7,8,9,10,11,12,13,14,15)); }");
     EXPECT_EQ(Fifteen.Run(), 0) << qPrintable(Fifteen.sError);
     EXPECT_EQ(Fifteen.Values, QList<I64>{16});
     EXPECT_EQ(CScriptRunner("int g (" + Params + ", int p15) { }").ParseResult, -1);
@@ -95,7 +100,9 @@ TEST(ScriptLimits, ManyParametersAndManyFunctions) {
     EXPECT_EQ(Many.sError, "Out of memory.");
 }
 
-TEST(ScriptLimits, AnInterpreterWithoutMemoryIsNone) { EXPECT_EQ(TransInit(nullptr, ""), nullptr); }
+TEST(ScriptLimits, AnInterpreterWithoutMemoryIsNone) {
+    EXPECT_EQ(TransInit(nullptr, ""), nullptr);
+}
 
 // Scripts that were damaged at random end, with or without an error. Every loop that is left asks the host for leave
 // to go on, so that none runs for ever.
@@ -112,9 +119,10 @@ TEST(ScriptLimits, DamagedScriptsEnd) {
         "  do { x -= 1; y ^= x | 6 & 3; } while (x > 1);\n"
         "  Out(Fact(5) / (x + 1)); Out(y >> 2 >= 0 || TEN != MINUS && 1);\n"
         "}\n";
-    const QList<QByteArray> Pieces = {"{", "}", "(", ")", "[", "]", ";", ",", "\"", "/*", "*/", "//", "\n", "0x", "-1",
-                                      "if", "else", "do", "while", "return", "int ", "char* ", "void ", "a", "x", "f",
-                                      "Fact", "Out", "<<=", "/", "0", "4294967296", "\\", "__api__ ", "TEN", "Add(", "\xFF"};
+    const QList<QByteArray> Pieces = {
+        "{",    "}",   "(",   ")",    "[",  "]",          ";",      ",",        "\"",     "/*",    "*/",  "//", "\n",
+        "0x",   "-1",  "if",  "else", "do", "while",      "return", "int ",     "char* ", "void ", "a",   "x",  "f",
+        "Fact", "Out", "<<=", "/",    "0",  "4294967296", "\\",     "__api__ ", "TEN",    "Add(",  "\xFF"};
     // The condition of each loop begins with the host's count, which the damage can't reach.
     static const QRegularExpression Loop("\\bwhile\\s*\\(");
     std::mt19937 Random(20240611);

@@ -36,10 +36,9 @@ TEST_F(ColorsAndFonts, EachRowStandsAtItsId) {
 
 TEST_F(ColorsAndFonts, DefaultColors) {
     const std::pair<int, QRgb> aColor[] = {
-        {0, 0x1A246A},  {1, 0xDDDDDD},  {5, 0xFF0000},  {8, 0x77FF6D},  {9, 0xE3FFC1},  {10, 0xFFFF00},
-        {12, 0xFFFCD6}, {16, 0x8B008B}, {19, 0x0000FA}, {22, 0x008000}, {24, 0x6E6E6E}, {26, 0x009900},
-        {28, 0xB22222}, {29, 0x00008B}, {30, 0xF7FFE4}, {32, 0x64005C}, {37, 0xE5F1FF}, {40, 0x777777},
-        {42, 0xFFD700}, {44, 0xE0E0E0}, {45, 0xCC0000}};
+        {0, 0x1A246A},  {1, 0xDDDDDD},  {5, 0xFF0000},  {8, 0x77FF6D},  {9, 0xE3FFC1},  {10, 0xFFFF00}, {12, 0xFFFCD6},
+        {16, 0x8B008B}, {19, 0x0000FA}, {22, 0x008000}, {24, 0x6E6E6E}, {26, 0x009900}, {28, 0xB22222}, {29, 0x00008B},
+        {30, 0xF7FFE4}, {32, 0x64005C}, {37, 0xE5F1FF}, {40, 0x777777}, {42, 0xFFD700}, {44, 0xE0E0E0}, {45, 0xCC0000}};
     for (const auto& [Id, Rgb] : aColor) {
         EXPECT_EQ(GetColor(Id).rgb() & 0xFFFFFF, Rgb) << aColorRow[Id].sName;
     }
@@ -67,10 +66,17 @@ TEST_F(ColorsAndFonts, ReadingColors) {
         bool IsOk;
         U32 Argb;
     };
-    const ROW aRow[] = {{"red", true, 0xFFFF0000},        {" #102030 ", true, 0xFF102030}, {"#80102030", true, 0x80102030},
-                        {"0x102030FF", true, 0xFF102030}, {"0x10203040", true, 0x40102030}, {"255", true, 0xFF000000},
-                        {"", false, 0},                   {"nocolor", false, 0},           {"#12", false, 0},
-                        {"0x1FFFFFFFF", false, 0},        {"-1", false, 0}};
+    const ROW aRow[] = {{"red", true, 0xFFFF0000},
+                        {" #102030 ", true, 0xFF102030},
+                        {"#80102030", true, 0x80102030},
+                        {"0x102030FF", true, 0xFF102030},
+                        {"0x10203040", true, 0x40102030},
+                        {"255", true, 0xFF000000},
+                        {"", false, 0},
+                        {"nocolor", false, 0},
+                        {"#12", false, 0},
+                        {"0x1FFFFFFFF", false, 0},
+                        {"-1", false, 0}};
     for (const ROW& Row : aRow) {
         U32 Argb = 0;
         EXPECT_EQ(ParseColor(Row.sText, &Argb), Row.IsOk) << Row.sText;
@@ -121,11 +127,10 @@ TEST_F(ColorsAndFonts, FixedPitchFormsKeepTheSize) {
 
 TEST_F(ColorsAndFonts, FontTextsGoThereAndBack) {
     QFont Font("Courier New", 10);
-    const std::pair<std::pair<bool, bool>, const char*> aStyle[] = {
-        {{false, false}, "Courier New,  10pt,  Normal"},
-        {{true, false}, "Courier New,  10pt,  Bold"},
-        {{false, true}, "Courier New,  10pt,  Italic"},
-        {{true, true}, "Courier New,  10pt,  Bold Italic"}};
+    const std::pair<std::pair<bool, bool>, const char*> aStyle[] = {{{false, false}, "Courier New,  10pt,  Normal"},
+                                                                    {{true, false}, "Courier New,  10pt,  Bold"},
+                                                                    {{false, true}, "Courier New,  10pt,  Italic"},
+                                                                    {{true, true}, "Courier New,  10pt,  Bold Italic"}};
     for (const auto& [Style, sText] : aStyle) {
         Font.setBold(Style.first);
         Font.setItalic(Style.second);
@@ -140,8 +145,9 @@ TEST_F(ColorsAndFonts, FontTextsGoThereAndBack) {
     QFont Read("Untouched");
     EXPECT_TRUE(ParseFont("Courier,8,bold", &Read));
     EXPECT_EQ(Read.pointSize(), 8);
-    for (const char* sText : {"", "Courier", "Courier, 8pt", ", 8pt, Bold", "Courier, x, Bold", "Courier, 0pt, Bold",
-                              "Courier, -3pt, Bold", "Courier, 8pt, Heavy", "a, b, c, d", "Courier, 2147483647pt, Bold"}) {
+    for (const char* sText :
+         {"", "Courier", "Courier, 8pt", ", 8pt, Bold", "Courier, x, Bold", "Courier, 0pt, Bold", "Courier, -3pt, Bold",
+          "Courier, 8pt, Heavy", "a, b, c, d", "Courier, 2147483647pt, Bold"}) {
         EXPECT_FALSE(ParseFont(sText, &Read)) << sText;
     }
     EXPECT_EQ(Read.family(), "Courier");

@@ -72,8 +72,10 @@ TEST_F(SettingsMap, PreferencesComeBackAndSystemVariablesDoNot) {
 }
 
 TEST_F(SettingsMap, PreferencesThatTheTableDoesNotAllowStayAtTheirDefault) {
-    const std::pair<const char*, QVariant> aStored[] = {{"PREF_TAB_SPACING", 2000000000}, {"PREF_LINE_NUMBER_FREQ", -3},
-                                                        {"PREF_SHOW_TOOLTIPS", "perhaps"}, {"PREF_MAX_SYMBOL_MEMBERS", 100001},
+    const std::pair<const char*, QVariant> aStored[] = {{"PREF_TAB_SPACING", 2000000000},
+                                                        {"PREF_LINE_NUMBER_FREQ", -3},
+                                                        {"PREF_SHOW_TOOLTIPS", "perhaps"},
+                                                        {"PREF_MAX_SYMBOL_MEMBERS", 100001},
                                                         {"PREF_NEVER_HEARD_OF", 1}};
     for (const auto& [sName, Value] : aStored) {
         WriteSetting(sPrefKey + sName, Value);

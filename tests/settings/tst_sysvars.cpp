@@ -1,6 +1,7 @@
 #include "settings/SysVarText.h"
 #include "settings/SysVars.h"
 
+#include <QMap>
 #include <QSet>
 #include <gtest/gtest.h>
 #include <limits>
@@ -69,7 +70,8 @@ TEST_F(SysVars, SelectionsAreReadAndShownByTheirNames) {
         for (qsizetype n = 0; n < SysVarNames(pVar).size(); ++n) {
             const QString sName = SysVarNames(pVar)[n];
             bool Ok = false;
-            EXPECT_EQ(ParseSysVar(pVar, sName.toUpper(), &Ok), SysVarValues(pVar)[n]) << pVar->sName << qPrintable(sName);
+            EXPECT_EQ(ParseSysVar(pVar, sName.toUpper(), &Ok), SysVarValues(pVar)[n])
+                << pVar->sName << qPrintable(sName);
             EXPECT_TRUE(Ok);
             EXPECT_EQ(SysVarText(pVar, SysVarValues(pVar)[n]), sName) << pVar->sName;
         }
@@ -167,16 +169,29 @@ TEST_F(SysVars, DirectInputOfNumbersReportsWhatIsWrong) {
 }
 
 TEST_F(SysVars, Speeds) {
-    const std::pair<const char*, I32> aText[] = {
-        {"auto", 0}, {"Auto Speed", 0}, {"ADAPTIVE", 65535}, {"4 MHz", 4000000}, {"4MHz", 4000000}, {"0.5 kHz", 500},
-        {"100000 Hz", 100000}, {" 1 hz ", 1}, {"2147 MHz", 2147000000}, {"2148 MHz", -1}, {"-1 MHz", -1}, {"MHz", -1},
-        {"4", -1}, {"", -1}, {"nan MHz", -1}, {"inf Hz", -1}, {"1e300 Hz", -1}};
+    const std::pair<const char*, I32> aText[] = {{"auto", 0},
+                                                 {"Auto Speed", 0},
+                                                 {"ADAPTIVE", 65535},
+                                                 {"4 MHz", 4000000},
+                                                 {"4MHz", 4000000},
+                                                 {"0.5 kHz", 500},
+                                                 {"100000 Hz", 100000},
+                                                 {" 1 hz ", 1},
+                                                 {"2147 MHz", 2147000000},
+                                                 {"2148 MHz", -1},
+                                                 {"-1 MHz", -1},
+                                                 {"MHz", -1},
+                                                 {"4", -1},
+                                                 {"", -1},
+                                                 {"nan MHz", -1},
+                                                 {"inf Hz", -1},
+                                                 {"1e300 Hz", -1}};
     for (const auto& [sText, Speed] : aText) {
         EXPECT_EQ(ParseSpeed(sText), Speed) << sText;
     }
-    const std::pair<U32, const char*> aSpeed[] = {{0, "auto"}, {1, "1 Hz"}, {999, "999 Hz"}, {1000, "1 kHz"},
-                                                  {65535, "65535 Hz"}, {999000, "999 kHz"}, {1000000, "1 MHz"},
-                                                  {1500000, "1500000 Hz"}, {2000000000, "2000 MHz"}};
+    const std::pair<U32, const char*> aSpeed[] = {
+        {0, "auto"},         {1, "1 Hz"},        {999, "999 Hz"},         {1000, "1 kHz"},         {65535, "65535 Hz"},
+        {999000, "999 kHz"}, {1000000, "1 MHz"}, {1500000, "1500000 Hz"}, {2000000000, "2000 MHz"}};
     for (const auto& [Speed, sText] : aSpeed) {
         EXPECT_EQ(SpeedText(Speed), sText);
         EXPECT_EQ(ParseSpeed(SpeedText(Speed)), static_cast<I32>(Speed));

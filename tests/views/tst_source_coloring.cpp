@@ -11,8 +11,8 @@ namespace {
 
 /// k keyword, s string, i integer, c comment, d directive, t text.
 QString _Colors(const QString& sLine, bool* pIsInComment) {
-    static const QMap<int, QChar> Letter = {{COLOR_SYNTAX_KEYWORD, 'k'}, {COLOR_SYNTAX_STRING, 's'},
-                                            {COLOR_SYNTAX_INTEGER, 'i'}, {COLOR_SYNTAX_COMMENT, 'c'},
+    static const QMap<int, QChar> Letter = {{COLOR_SYNTAX_KEYWORD, 'k'},   {COLOR_SYNTAX_STRING, 's'},
+                                            {COLOR_SYNTAX_INTEGER, 'i'},   {COLOR_SYNTAX_COMMENT, 'c'},
                                             {COLOR_SYNTAX_DIRECTIVE, 'd'}, {COLOR_SYNTAX_TEXT, 't'}};
     QString sColors;
     for (const TEXT_RUN& Run : ColorSourceLine(sLine, pIsInComment)) {
@@ -58,8 +58,12 @@ TEST(SourceColoring, BlockCommentsGoOnOverLines) {
         const char* sColors;
         bool IsOpen;
     };
-    const ROW aRow[] = {{"int a; /* begins", "kkkttttccccccccc", true}, {"", "", true}, {"int // \"", "cccccccc", true},
-                        {"*/ int /* again", "cctkkktcccccccc", true},   {"x*/y", "ccct", false}, {"/*/", "ccc", true},
+    const ROW aRow[] = {{"int a; /* begins", "kkkttttccccccccc", true},
+                        {"", "", true},
+                        {"int // \"", "cccccccc", true},
+                        {"*/ int /* again", "cctkkktcccccccc", true},
+                        {"x*/y", "ccct", false},
+                        {"/*/", "ccc", true},
                         {"*/", "cc", false}};
     bool IsInComment = false;
     for (const ROW& Row : aRow) {

@@ -24,10 +24,14 @@ TEST_F(SourceDocument, LinesOfAllLineEnds) {
         QByteArray Text;
         QStringList Lines;
     };
-    const ROW aRow[] = {
-        {"a\nb\n", {"a", "b"}}, {"a\r\nb\r\n", {"a", "b"}}, {"a\nb", {"a", "b"}}, {"", {""}},
-        {"\n\n", {"", ""}},     {"a\n\tb", {"a", "\tb"}},   {"\xC3\xA4", {QString(QChar(0xE4))}},
-        {QByteArray("a\0b\n", 4), {QString("a") + QChar(0) + "b"}}};
+    const ROW aRow[] = {{"a\nb\n", {"a", "b"}},
+                        {"a\r\nb\r\n", {"a", "b"}},
+                        {"a\nb", {"a", "b"}},
+                        {"", {""}},
+                        {"\n\n", {"", ""}},
+                        {"a\n\tb", {"a", "\tb"}},
+                        {"\xC3\xA4", {QString(QChar(0xE4))}},
+                        {QByteArray("a\0b\n", 4), {QString("a") + QChar(0) + "b"}}};
     for (const ROW& Row : aRow) {
         CSourceDocument Document;
         QString sError;
@@ -96,8 +100,9 @@ TEST(SourceText, TabsExpandToTheirColumns) {
         int Width;
         const char* sExpanded;
     };
-    const ROW aRow[] = {{"\ta", 4, "    a"}, {"ab\tc", 4, "ab  c"}, {"abcd\te", 4, "abcd    e"}, {"\t\t", 2, "    "},
-                        {"a\tb\tc", 0, "abc"}, {"a\tb", 1, "a b"}, {"a\tb", -1, "ab"}, {"abc", 8, "abc"}, {"", 4, ""}};
+    const ROW aRow[] = {{"\ta", 4, "    a"}, {"ab\tc", 4, "ab  c"}, {"abcd\te", 4, "abcd    e"},
+                        {"\t\t", 2, "    "}, {"a\tb\tc", 0, "abc"}, {"a\tb", 1, "a b"},
+                        {"a\tb", -1, "ab"},  {"abc", 8, "abc"},     {"", 4, ""}};
     for (const ROW& Row : aRow) {
         EXPECT_EQ(ExpandTabs(Row.sText, Row.Width), QString(Row.sExpanded)) << Row.sText << Row.Width;
         EXPECT_EQ(ColumnOfChar(Row.sText, 100, Row.Width), static_cast<int>(qstrlen(Row.sExpanded))) << Row.sText;
