@@ -115,6 +115,7 @@ public:
     void MarkSessionReady();
     /// As MarkSessionReady() for a target that is about to run: the halt that it leaves is nobody's business any more.
     void SetSessionReady() { m_Target.State.SessionReady = 1; }
+    void ClearSessionReady() { m_Target.State.SessionReady = 0; }
     /// Tells the listeners, at once on the main thread.
     void NotifyAboutToDisconnect();
 

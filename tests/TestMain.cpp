@@ -1,7 +1,9 @@
 #include "base/Application.h"
 
 #include <QApplication>
+#include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -23,6 +25,8 @@ int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     QStandardPaths::setTestModeEnabled(true);
     qInstallMessageHandler(_FilterMessages);
+    const QTemporaryDir Settings; // the test mode of QStandardPaths doesn't reach QSettings
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, Settings.path());
     QApplication App(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("VANTLE"));
     QApplication::setApplicationName(QStringLiteral("BraskTests"));
