@@ -12,15 +12,13 @@ namespace {
 
 enum BREAK_OP { BO_SET, BO_CLEAR, BO_ENABLE, BO_DISABLE };
 
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-
 bool _IsListed(U32 Addr) { return CDevice::Get().GetBreakpoint(Addr).Valid != 0; }
 
 BP_TYPES _DefaultType() { return static_cast<BP_TYPES>(SysVarValue(VAR_BREAKPOINT_TYPE)); }
 
 void _Set(COMMAND_ID Id, U32 Addr, BP_TYPES Type) {
     if (_IsListed(Addr) && CDevice::Get().GetBreakpoint(Addr).State == BP_STATE_ON) {
-        _Fail(Id, "Breakpoint already set");
+        FailCommand(Id, "Breakpoint already set");
         return;
     }
     CDevice::Get().PostSetBreakpoint(Addr, BP_STATE_ON, Type);
@@ -33,13 +31,13 @@ void _Apply(COMMAND_ID Id, BREAK_OP Op, U32 Addr, BP_TYPES Type) {
     }
     const BPEntry Entry = CDevice::Get().GetBreakpoint(Addr);
     if (Entry.Valid == 0 || Entry.State == BP_STATE_ON_HIDDEN) {
-        _Fail(Id, "Breakpoint not set");
+        FailCommand(Id, "Breakpoint not set");
         return;
     }
     if (Op == BO_CLEAR) {
         CDevice::Get().PostClearBreakpoint(Addr);
     } else if (Op == BO_ENABLE && Entry.State != BP_STATE_DISABLED) {
-        _Fail(Id, "Breakpoint not disabled");
+        FailCommand(Id, "Breakpoint not disabled");
     } else {
         CDevice::Get().PostSetBreakpoint(Addr, Op == BO_ENABLE ? BP_STATE_ON : BP_STATE_DISABLED, Entry.Type);
     }
@@ -50,7 +48,7 @@ bool _ReadType(COMMAND_ID Id, BP_TYPES* pType) {
     I32 Type = static_cast<I32>(_DefaultType());
     const QStringList Args = CCommandTable::GetArgs(Id);
     if (Args.size() > 1 && !ParseTextValue("BP_TYPE_", Args[1], &Type)) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return false;
     }
     *pType = static_cast<BP_TYPES>(Type);
@@ -72,7 +70,7 @@ void _OnSource(COMMAND_ID Id, BREAK_OP Op) {
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));
     if (Addr < 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     _Apply(Id, Op, static_cast<U32>(Addr), Type);
@@ -111,7 +109,7 @@ void _BreakSetType(CMainWindow&) {
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));
     if (Addr < 0 || !_IsListed(static_cast<U32>(Addr))) {
-        _Fail(Id, Addr < 0 ? "invalid parameter" : "No breakpoint matches the given parameters.");
+        FailCommand(Id, Addr < 0 ? "invalid parameter" : "No breakpoint matches the given parameters.");
         return;
     }
     CDevice::Get().PostSetBreakpoint(static_cast<U32>(Addr), CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).State, Type);

@@ -13,15 +13,13 @@
 
 namespace {
 
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-
 /// False, with the error, if the count is wrong or a target is connected.
 bool _CheckIdle(COMMAND_ID Id) {
     if (!CCommandTable::CheckArgs(Id)) {
         return false;
     }
     if (CDevice::Get().IsConnected()) {
-        _Fail(Id, "already connected");
+        FailCommand(Id, "already connected");
         return false;
     }
     return true;
@@ -77,7 +75,7 @@ bool _CheckStep(COMMAND_ID Id) {
         return false;
     }
     if (CDevice::Get().IsSrcStepActive() || CDevice::Get().IsJobQueued(JT_STEP_ANY)) {
-        _Fail(Id, "step in progress");
+        FailCommand(Id, "step in progress");
         return false;
     }
     return true;
@@ -115,7 +113,7 @@ void _SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
     }
     const I64 Addr = pfResolve(CCommandTable::GetArgs(Id).value(0));
     if (Addr < 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     _WritePC(Addr);
@@ -133,7 +131,7 @@ void _DebugRunTo(CMainWindow&) {
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(CMD_DEBUG_RUN_TO).value(0));
     if (Addr < 0) {
-        _Fail(CMD_DEBUG_RUN_TO, "invalid parameter");
+        FailCommand(CMD_DEBUG_RUN_TO, "invalid parameter");
         return;
     }
     CDevice::Get().PostRunTo(static_cast<U32>(Addr));
@@ -145,7 +143,7 @@ void _SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainW
         return;
     }
     if (!ParseTextValue(sPrefix, CCommandTable::GetArgs(Id).value(0), &Mode)) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     SetSysVar(GetSysVar(SysVar), Mode, false);
@@ -203,7 +201,7 @@ void _ExecDownload(CMainWindow& MainWindow) {
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArg0(CMD_EXEC_DOWNLOAD));
     if (!FileExists(sPath)) {
-        _Fail(CMD_EXEC_DOWNLOAD, "file not found");
+        FailCommand(CMD_EXEC_DOWNLOAD, "file not found");
         return;
     }
     MainWindow.GetSession().DownloadProgram(sPath, DL_EXEC, -1);

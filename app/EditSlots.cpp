@@ -9,15 +9,12 @@
 
 namespace {
 
-QString _Arg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-
 /// Value of a numeric row. False with "invalid parameter".
 bool _ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
     bool Ok = false;
-    *pValue = ParseSysVar(pVar, _Arg(Id, 1), &Ok);
+    *pValue = ParseSysVar(pVar, GetCommandArg(Id, 1), &Ok);
     if (!Ok) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
     }
     return Ok;
 }
@@ -28,14 +25,14 @@ void _EditSysVar(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const SYS_VAR* pVar = FindSysVar(_Arg(Id, 0));
+    const SYS_VAR* pVar = FindSysVar(GetCommandArg(Id, 0));
     if (pVar == nullptr) {
-        _Fail(Id, "unknown system variable");
+        FailCommand(Id, "unknown system variable");
         return;
     }
     I32 Value = 0;
     if (IsTextSysVar(pVar)) {
-        SetSysVarText(pVar, _Arg(Id, 1));
+        SetSysVarText(pVar, GetCommandArg(Id, 1));
     } else if (_ReadValue(Id, pVar, &Value)) {
         SetSysVar(pVar, Value, false);
     } else {
@@ -52,9 +49,9 @@ void _EditPreference(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const SYS_VAR* pVar = FindSysVar(_Arg(Id, 0));
+    const SYS_VAR* pVar = FindSysVar(GetCommandArg(Id, 0));
     if (pVar == nullptr) {
-        _Fail(Id, "unknown preference");
+        FailCommand(Id, "unknown preference");
         return;
     }
     I32 Value = 0;
@@ -69,12 +66,12 @@ void _EditColor(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const int ColorId = FindColor(_Arg(Id, 0));
+    const int ColorId = FindColor(GetCommandArg(Id, 0));
     U32 Argb = 0;
     if (ColorId < 0) {
-        _Fail(Id, "unknown color");
-    } else if (!ParseColor(_Arg(Id, 1), &Argb)) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "unknown color");
+    } else if (!ParseColor(GetCommandArg(Id, 1), &Argb)) {
+        FailCommand(Id, "invalid parameter");
     } else {
         SetColorValue(ColorId, Argb);
         MainWindow.OnColorChanged(ColorId);
@@ -86,12 +83,12 @@ void _EditFont(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const int FontId = FindFont(_Arg(Id, 0));
+    const int FontId = FindFont(GetCommandArg(Id, 0));
     QFont Font;
     if (FontId < 0) {
-        _Fail(Id, "unknown font");
-    } else if (!ParseFont(_Arg(Id, 1), &Font)) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "unknown font");
+    } else if (!ParseFont(GetCommandArg(Id, 1), &Font)) {
+        FailCommand(Id, "invalid parameter");
     } else {
         SetFont(FontId, Font, false);
         MainWindow.OnFontChanged(FontId);

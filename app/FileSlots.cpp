@@ -19,8 +19,6 @@ constexpr int RESULT_CANCELLED = 2;
 constexpr const char* KEY_DIR_OPEN = "AppData/MainWindow/DefaultDirOpen";
 constexpr const char* KEY_DIR_SAVE = "AppData/MainWindow/DefaultDirSave";
 
-void _Fail(COMMAND_ID Id, const QString& sText) { CCommandTable::SetError(Id, sText); }
-
 bool _IsProgramFile(const QString& sPath) {
     static const QStringList Suffixes = {"elf", "axf", "out", "bin", "o"};
     if (Suffixes.contains(QFileInfo(sPath).suffix().toLower())) {
@@ -67,7 +65,7 @@ void _FileOpen(CMainWindow& MainWindow) {
     }
     const QString sPath = CFileFinder::Get().FindFile(sArg);
     if (!FileExists(sPath)) {
-        _Fail(Id, QStringLiteral("file not found"));
+        FailCommand(Id, QStringLiteral("file not found"));
         return;
     }
     const QString sFile = QFileInfo(sPath).absoluteFilePath();
@@ -76,12 +74,12 @@ void _FileOpen(CMainWindow& MainWindow) {
     } else if (_IsProgramFile(sFile)) {
         const QString sError = MainWindow.GetSession().OpenDataFile(sFile);
         if (!sError.isEmpty()) {
-            _Fail(Id, sError);
+            FailCommand(Id, sError);
         }
     } else {
         QString sError;
         if (!MainWindow.GetSourceWindow().OpenFile(sFile, &sError)) {
-            _Fail(Id, sError);
+            FailCommand(Id, sError);
         }
     }
 }
@@ -94,7 +92,7 @@ void _FileLoad(CMainWindow& MainWindow) {
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
     if (!FileExists(sPath)) {
-        _Fail(Id, QStringLiteral("file not found"));
+        FailCommand(Id, QStringLiteral("file not found"));
         return;
     }
     MainWindow.GetSession().DownloadProgram(sPath, DL_LOAD, Addr);
@@ -103,7 +101,7 @@ void _FileLoad(CMainWindow& MainWindow) {
 void _FileClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_CLOSE;
     if (CCommandTable::CheckArgs(Id, 0) && !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
-        _Fail(Id, QStringLiteral("file is not open"));
+        FailCommand(Id, QStringLiteral("file is not open"));
     }
 }
 
@@ -131,7 +129,7 @@ QString _CheckProjectName(COMMAND_ID Id, QString sName) {
         Test.remove();
     }
     if (!IsValid) {
-        _Fail(Id, QStringLiteral("invalid project filename"));
+        FailCommand(Id, QStringLiteral("invalid project filename"));
         return {};
     }
     return sName;
@@ -161,7 +159,7 @@ void _FileSaveProjectAs(CMainWindow& MainWindow) {
     WriteSetting(QLatin1String(KEY_DIR_SAVE), QFileInfo(sName).absolutePath());
     CCommandTable::SetArgs(Id, {sName});
     if (CProject::Get().Save(sName, MainWindow.CollectProjectSettings()) != 0) {
-        _Fail(Id, QStringLiteral("invalid project filename"));
+        FailCommand(Id, QStringLiteral("invalid project filename"));
         return;
     }
     CCommandTable::SetResult(Id, 0);
@@ -177,7 +175,7 @@ void _FileSaveAll(CMainWindow& MainWindow) {
     if (!FileExists(sPath)) {
         CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS);
     } else if (CProject::Get().Save(sPath, MainWindow.CollectProjectSettings()) != 0) {
-        _Fail(Id, QStringLiteral("invalid filename"));
+        FailCommand(Id, QStringLiteral("invalid filename"));
     }
 }
 

@@ -274,7 +274,7 @@ bool CMainWindow::AskSaveProject() {
     return Answer == QMessageBox::No;
 }
 
-bool CMainWindow::StopDevice() {
+void CMainWindow::StopDevice() {
     CDevice& Device = CDevice::Get();
     Device.MarkAllPendingJobsDone();
     Device.disconnect();
@@ -282,7 +282,6 @@ bool CMainWindow::StopDevice() {
     while (!Device.wait(1)) {
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
     }
-    return true;
 }
 
 void CMainWindow::CloseLater() { QTimer::singleShot(0, this, &QWidget::close); }

@@ -103,7 +103,8 @@ private:
     void UpdateRecentMenu();
     bool TakeAlternativeKey(QEvent* pEvent);
     void OnActivated();
-    bool StopDevice();
+    void StopDevice();
+    QList<CWindow*> GetWindows() const;
 
     std::unique_ptr<CSession> m_pSession;
     CSourceWindow* m_pSource = nullptr;

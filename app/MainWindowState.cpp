@@ -128,15 +128,17 @@ bool CMainWindow::IsConsoleTyping() const { return m_pConsole->HasInputFocus(); 
 
 void CMainWindow::OnSysVarChanged(int Index, I32 Value) { m_pSession->OnSysVarChanged(Index, Value); }
 
+QList<CWindow*> CMainWindow::GetWindows() const { return {m_pSource, m_pConsole}; }
+
 void CMainWindow::OnUserPreferenceChanged(int Index, I32 Value) {
-    for (CWindow* pWindow : std::initializer_list<CWindow*>{m_pSource, m_pConsole}) {
+    for (CWindow* pWindow : GetWindows()) {
         pWindow->SetPreference(Index, Value);
         pWindow->Repaint();
     }
 }
 
 void CMainWindow::OnColorChanged(int ColorId) {
-    for (CWindow* pWindow : std::initializer_list<CWindow*>{m_pSource, m_pConsole}) {
+    for (CWindow* pWindow : GetWindows()) {
         pWindow->SetColor(ColorId, GetColor(ColorId));
         pWindow->Repaint();
     }
@@ -146,7 +148,7 @@ void CMainWindow::OnFontChanged(int FontId) {
     if (FontId == FONT_APP) {
         QApplication::setFont(GetFont(FONT_APP));
     }
-    for (CWindow* pWindow : std::initializer_list<CWindow*>{m_pSource, m_pConsole}) {
+    for (CWindow* pWindow : GetWindows()) {
         pWindow->ApplyFont(FontId, GetFont(FontId));
     }
 }

@@ -12,26 +12,23 @@
 
 namespace {
 
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-QString _Arg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
-
 void _ProjectSetDevice(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_DEVICE;
     if (CCommandTable::CheckArgs(Id, 0)) {
-        const QByteArray sName = _Arg(Id, 0).toUtf8();
+        const QByteArray sName = GetCommandArg(Id, 0).toUtf8();
         CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, sName);
         if (!sName.isEmpty() && !CDevice::Get().IsKnownDevice(sName)) {
-            _Fail(Id, "invalid parameter");
+            FailCommand(Id, "invalid parameter");
         }
     }
 }
 
 void _SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
     if (CCommandTable::CheckArgs(Id, 0)) {
-        const QString sPath = CFileFinder::Get().ExpandMacros(_Arg(Id, 0));
+        const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
         const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
         if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
-            _Fail(Id, "file not found");
+            FailCommand(Id, "file not found");
             return;
         }
         CDevice::Get().PostSetConfigParam(Param, sFound.toUtf8());
@@ -46,9 +43,9 @@ void _ProjectAddSvdFile(CMainWindow&) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    CProject::Get().AddSvdFile(_Arg(Id, 0));
-    if (!FileExists(CFileFinder::Get().FindFile(_Arg(Id, 0)))) {
-        _Fail(Id, "file not found");
+    CProject::Get().AddSvdFile(GetCommandArg(Id, 0));
+    if (!FileExists(CFileFinder::Get().FindFile(GetCommandArg(Id, 0)))) {
+        FailCommand(Id, "file not found");
     }
 }
 
@@ -57,14 +54,14 @@ void _ProjectSetHostIF(CMainWindow&) {
     if (!CCommandTable::CheckArgs(Id, 1)) {
         return;
     }
-    const TEXT_ROW* pRow = FindTextRow(_Arg(Id, 0));
+    const TEXT_ROW* pRow = FindTextRow(GetCommandArg(Id, 0));
     const QString sName = pRow != nullptr ? QString::fromLatin1(pRow->sName) : QString();
     if (sName != QLatin1String("USB") && sName != QLatin1String("IP")) {
-        _Fail(Id, "unknown host interface");
+        FailCommand(Id, "unknown host interface");
         return;
     }
     CDevice& Device = CDevice::Get();
-    const QString sIdent = _Arg(Id, 1);
+    const QString sIdent = GetCommandArg(Id, 1);
     if (sName == QLatin1String("IP")) {
         if (!sIdent.isEmpty()) {
             Device.PostSetConfigParam(DEV_CFG_HOST_NAME, sIdent.toUtf8());
@@ -73,7 +70,7 @@ void _ProjectSetHostIF(CMainWindow&) {
         bool IsNumber = false;
         const U32 SerialNo = sIdent.toUInt(&IsNumber, 0);
         if (!sIdent.isEmpty() && !IsNumber) {
-            _Fail(Id, "invalid number");
+            FailCommand(Id, "invalid number");
             return;
         }
         Device.PostSetConfigParam(DEV_CFG_USB_SN, static_cast<int>(SerialNo));
@@ -87,9 +84,9 @@ void _ProjectSetTargetIF(CMainWindow&) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const QString sName = _Arg(Id, 0).toUpper();
+    const QString sName = GetCommandArg(Id, 0).toUpper();
     if (sName != QLatin1String("JTAG") && sName != QLatin1String("SWD")) {
-        _Fail(Id, "unknown target interface");
+        FailCommand(Id, "unknown target interface");
         return;
     }
     CDevice::Get().PostSetConfigParam(DEV_CFG_TARGET_IF, FindTextRow(sName)->Value);
@@ -100,7 +97,7 @@ void _ProjectSetTIFSpeed(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const QString sText = _Arg(Id, 0);
+    const QString sText = GetCommandArg(Id, 0);
     const TEXT_ROW* pRow = sText.startsWith(QLatin1String("FREQ_"), Qt::CaseInsensitive) ? FindTextRow(sText) : nullptr;
     bool IsNumber = false;
     const int Number = sText.toInt(&IsNumber, 0); // a bare number is in kHz
@@ -109,7 +106,7 @@ void _ProjectSetTIFSpeed(CMainWindow& MainWindow) {
         Speed = Number == 65535 ? 65535 : Number * 1000;
     }
     if (Speed < 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     SetSysVar(GetSysVar(VAR_TIF_SPEED), Speed, false);
@@ -133,7 +130,7 @@ void _SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
-    const QString sText = _Arg(Id, 0);
+    const QString sText = GetCommandArg(Id, 0);
     bool Ok = false;
     I32 Value = ParseSysVar(GetSysVar(Index), sText, &Ok);
     if (!Ok && ParseOnOff(sText) >= 0 && SysVarNames(GetSysVar(Index)).contains(QStringLiteral("yes"))) {
@@ -146,7 +143,7 @@ void _SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
         Ok = true;
     }
     if (!Ok) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     SetSysVar(GetSysVar(Index), Value, false);
@@ -166,9 +163,9 @@ void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
     }
     for (int i = 0; i < 4; ++i) {
         bool Ok = false;
-        const I32 Delay = ParseSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), _Arg(Id, i), &Ok);
+        const I32 Delay = ParseSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), GetCommandArg(Id, i), &Ok);
         if (!Ok) {
-            _Fail(Id, "invalid parameter");
+            FailCommand(Id, "invalid parameter");
             return;
         }
         SetSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), Delay, false);
@@ -178,34 +175,34 @@ void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
 
 void _ProjectAddRootPath(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_ROOT_PATH)) {
-        CFileFinder::Get().AddRootPath(_Arg(CMD_PROJECT_ADD_ROOT_PATH, 0));
+        CFileFinder::Get().AddRootPath(GetCommandArg(CMD_PROJECT_ADD_ROOT_PATH, 0));
     }
 }
 
 void _ProjectAddSearchPath(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_SEARCH_PATH)) {
-        CFileFinder::Get().AddSearchPath(_Arg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
+        CFileFinder::Get().AddSearchPath(GetCommandArg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
     }
 }
 
 void _ProjectAddFileAlias(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_FILE_ALIAS;
     if (CCommandTable::CheckArgs(Id)) {
-        CFileFinder::Get().AddFileAlias(_Arg(Id, 0), _Arg(Id, 1));
+        CFileFinder::Get().AddFileAlias(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
     }
 }
 
 void _ProjectAddPathSubstitute(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_PATH_SUBSTITUTE;
     if (CCommandTable::CheckArgs(Id)) {
-        CFileFinder::Get().AddPathSubstitute(_Arg(Id, 0), _Arg(Id, 1));
+        CFileFinder::Get().AddPathSubstitute(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
     }
 }
 
 void _ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
     if (CCommandTable::CheckArgs(Id)) {
-        MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(_Arg(Id, 0)));
+        MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
     }
 }
 

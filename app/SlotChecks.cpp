@@ -5,6 +5,10 @@
 #include "device/Device.h"
 #include "script/JScript.h"
 
+void FailCommand(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
+void FailCommand(COMMAND_ID Id, const QString& sText) { CCommandTable::SetError(Id, sText); }
+QString GetCommandArg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
+
 bool CheckConnected(COMMAND_ID Id) {
     if (!CDevice::Get().IsConnected()) {
         CCommandTable::SetError(Id, QStringLiteral("not connected"));

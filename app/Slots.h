@@ -5,6 +5,7 @@
 
 #include "command/CommandIds.h"
 
+#include <QString>
 #include <span>
 
 class CMainWindow;
@@ -22,6 +23,12 @@ std::span<const ACTION_SLOT> GetProjectSlots();
 std::span<const ACTION_SLOT> GetEditSlots();
 std::span<const ACTION_SLOT> GetViewSlots();
 std::span<const ACTION_SLOT> GetSourceSlots(); ///< actions local to the source viewer
+
+/// Sets the command's error.
+void FailCommand(COMMAND_ID Id, const char* sText);
+void FailCommand(COMMAND_ID Id, const QString& sText);
+/// Argument of the running command; empty if it has fewer.
+QString GetCommandArg(COMMAND_ID Id, int Index);
 
 // Checks that many slots begin with. False, with the error set, if one fails.
 bool CheckConnected(COMMAND_ID Id);

@@ -16,8 +16,6 @@ namespace {
 
 constexpr U32 MAX_TRANSFER = 0x10000000; ///< bytes of one fill, save or load
 
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-
 /// Logical index of a register by its name: R0 to R15, SP, LR, PC, CPSR, XPSR; -1 if it is none.
 I32 _FindRegister(const QString& sName) {
     struct REG_NAME {
@@ -45,7 +43,7 @@ void _TargetSetReg(CMainWindow&) {
     const I32 Logical = _FindRegister(CCommandTable::GetArgs(Id).value(0));
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     if (Idx < 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     CDevice::Get().PostWriteReg(static_cast<U32>(Idx), Value);
@@ -61,7 +59,7 @@ void _TargetGetReg(CMainWindow&) {
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     I64 Value = -1;
     if (Idx < 0 || CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     CCommandTable::SetResult(Id, static_cast<I32>(Value));
@@ -77,7 +75,7 @@ void _Write(COMMAND_ID Id) {
         return;
     }
     if (!CDevice::Get().IsMemoryAccessible()) {
-        _Fail(Id, "program is running");
+        FailCommand(Id, "program is running");
         return;
     }
     const T Item = static_cast<T>(Value);
@@ -94,7 +92,7 @@ void _Read(COMMAND_ID Id) {
     }
     T Item = 0;
     if (CDevice::Get().ReadMemBlocking(Addr, sizeof(Item), &Item) != 0) {
-        _Fail(Id, "could not read MCU memory");
+        FailCommand(Id, "could not read MCU memory");
         return;
     }
     CCommandTable::SetResult(Id, static_cast<I32>(Item));
@@ -114,7 +112,7 @@ bool _ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
         return false;
     }
     if (*pSize == 0 || *pSize > MAX_TRANSFER || *pSize > 0xFFFFFFFFu - *pAddr) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return false;
     }
     return true;
@@ -140,12 +138,12 @@ void _TargetSaveMemory(CMainWindow&) {
     }
     QByteArray Data(static_cast<qsizetype>(Size), '\0');
     if (CDevice::Get().ReadMemBlocking(Addr, Size, Data.data()) != 0) {
-        _Fail(Id, "could not read MCU memory");
+        FailCommand(Id, "could not read MCU memory");
         return;
     }
     QSaveFile File(CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0)));
     if (!File.open(QIODevice::WriteOnly) || File.write(Data) != Data.size() || !File.commit()) {
-        _Fail(Id, "invalid filename");
+        FailCommand(Id, "invalid filename");
     }
 }
 
@@ -157,7 +155,7 @@ void _TargetLoadMemory(CMainWindow&) {
     }
     QFile File(CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0)));
     if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_TRANSFER) {
-        _Fail(Id, "file not found");
+        FailCommand(Id, "file not found");
         return;
     }
     CDevice::Get().PostWriteMem(Addr, File.readAll(), 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
@@ -170,7 +168,7 @@ void _TargetSetAccessWidth(CMainWindow&) {
         return;
     }
     if (!ParseTextValue("AW_", CCommandTable::GetArg0(Id), &Width)) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     SetSysVar(GetSysVar(VAR_ACCESS_WIDTH), Width, false);
@@ -183,7 +181,7 @@ void _TargetSetEndianess(CMainWindow&) {
     }
     const int IsBig = ParseOnOff(CCommandTable::GetArg0(Id));
     if (IsBig < 0) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
         return;
     }
     CDevice::Get().PostSetConfigParam(DEV_CFG_ENDIAN, IsBig);
@@ -222,7 +220,7 @@ void _ElfGetExprValue(CMainWindow&) {
         return;
     }
     if (!EvaluateText(CCommandTable::GetArg0(Id), &Value)) {
-        _Fail(Id, "unknown symbol");
+        FailCommand(Id, "unknown symbol");
         return;
     }
     _ReportElfValue(Id, Value);

@@ -23,8 +23,6 @@ namespace {
 
 constexpr int MAX_SLEEP_MS = 360'000;
 
-void _Fail(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
-
 /// Shows the source line of an address. False if it has none that can be shown.
 bool _ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
     ELF_SRC_LOC Loc;
@@ -40,7 +38,7 @@ void _ViewSource(CMainWindow& MainWindow) {
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArg0(Id));
     if (Addr < 0 || !_ShowSourceOf(MainWindow, static_cast<U32>(Addr))) {
-        _Fail(Id, "invalid parameter");
+        FailCommand(Id, "invalid parameter");
     }
 }
 
@@ -52,7 +50,7 @@ void _ViewLine(CMainWindow& MainWindow) {
     }
     CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
     if (pView == nullptr || Line < 1 || static_cast<int>(Line) > pView->GetDocument().GetNumLines()) {
-        _Fail(Id, pView == nullptr ? "file is not open" : "invalid parameter");
+        FailCommand(Id, pView == nullptr ? "file is not open" : "invalid parameter");
         return;
     }
     pView->SetCursorLine(static_cast<int>(Line));
@@ -68,7 +66,7 @@ void _ViewPCLine(CMainWindow& MainWindow) {
 
 void _WindowShow(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) && !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
-        _Fail(CMD_WINDOW_SHOW, "unknown window");
+        FailCommand(CMD_WINDOW_SHOW, "unknown window");
     }
 }
 
@@ -87,7 +85,7 @@ void _WindowClose(CMainWindow& MainWindow) {
         CCommandTable::PrepareArgs(Id, {sName});
     }
     if (!MainWindow.ShowWindow(sName, false)) {
-        _Fail(Id, "unknown window");
+        FailCommand(Id, "unknown window");
     }
 }
 
@@ -98,7 +96,7 @@ void _WindowClear(CMainWindow& MainWindow) {
     }
     CWindow* pWindow = MainWindow.FindWindow(CCommandTable::GetArg0(Id));
     if (pWindow == nullptr) {
-        _Fail(Id, "unknown window");
+        FailCommand(Id, "unknown window");
     } else {
         pWindow->Clear();
     }
@@ -108,7 +106,7 @@ void _WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QString
 
 void _ShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(Id) && !MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
-        _Fail(Id, "unknown toolbar");
+        FailCommand(Id, "unknown toolbar");
     }
 }
 
@@ -131,7 +129,7 @@ void _UtilSleep(CMainWindow& MainWindow) {
     bool IsNumber = false;
     const qlonglong Asked = CCommandTable::GetArg0(Id).toLongLong(&IsNumber, 0);
     if (!IsNumber) {
-        _Fail(Id, "not a number");
+        FailCommand(Id, "not a number");
         return;
     }
     QElapsedTimer Timer;

@@ -187,17 +187,9 @@ QString GetTextRowAlias(const TEXT_ROW* pRow) {
 }
 
 int ParseOnOff(const QString& sText) {
-    static constexpr const char* asYes[] = {"YES", "ON", "TRUE", "ACTIVE", "ENABLED", "1", "0x1"};
-    static constexpr const char* asNo[] = {"NO", "OFF", "FALSE", "INACTIVE", "DISABLED", "0", "0x0"};
-    for (const char* sYes : asYes) {
-        if (sText.compare(QLatin1String(sYes), Qt::CaseInsensitive) == 0) {
-            return 1;
-        }
-    }
-    for (const char* sNo : asNo) {
-        if (sText.compare(QLatin1String(sNo), Qt::CaseInsensitive) == 0) {
-            return 0;
-        }
-    }
-    return -1;
+    // The words stand together: the yes words from "YES" on, the no words from "NO" to "0x0".
+    static const TEXT_ROW* const pFirst = FindTextRow(QStringLiteral("YES"));
+    static const TEXT_ROW* const pLast = FindTextRow(QStringLiteral("0x0"));
+    const TEXT_ROW* pRow = FindTextRow(sText);
+    return pRow != nullptr && pRow >= pFirst && pRow <= pLast ? pRow->Value : -1;
 }

@@ -2,6 +2,8 @@
 
 #include "settings/SysVars.h"
 
+constexpr int SYS_VAR_TEXT_SIZE = 100; ///< buffer of a text value with its terminating zero
+
 enum SYS_VAR_KIND : U8 { SVK_SELECTION, SVK_UNSIGNED, SVK_SIGNED, SVK_FREQUENCY, SVK_TEXT };
 
 /// The constant part of a settings row, as data.

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr int TEXT_SIZE = 100; ///< buffer of a text value with its terminating zero
 constexpr U32 SPEED_ADAPTIVE = 65535;
 
 bool _IsRange(const SYS_VAR* pVar) { return std::strstr(pVar->sSelection, "SysVarMin") != nullptr; }
@@ -95,8 +94,8 @@ int _SelectionFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
 
 int _TextFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
     QByteArray Text = sText.toUtf8();
-    Text.truncate(FittingUtf8Length(Text, TEXT_SIZE - 1));
-    qstrncpy(reinterpret_cast<char*>(pVar->pValue), Text.constData(), TEXT_SIZE);
+    Text.truncate(FittingUtf8Length(Text, SYS_VAR_TEXT_SIZE - 1));
+    qstrncpy(reinterpret_cast<char*>(pVar->pValue), Text.constData(), SYS_VAR_TEXT_SIZE);
     return 0;
 }
 

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr int TEXT_SIZE = 100; ///< buffer of a text value with its terminating zero
 constexpr const char* DEFAULT_BREAK_SYMBOL = "main";
 
 /// The values as one record, so that all defaults are copied in one step.
@@ -17,7 +16,7 @@ struct SYS_VAR_STORE {
     std::array<I32, SYS_VAR_COUNT> aValue{};
     std::array<I32, SYS_VAR_COUNT> aDefault{};
     std::array<I32, SYS_VAR_COUNT> aStored{};
-    char sBreakSymbol[TEXT_SIZE] = "main";
+    char sBreakSymbol[SYS_VAR_TEXT_SIZE] = "main";
     std::array<I32*, 3> apDevice{}; ///< speed, DR bits, IR bits in the device configuration
     std::array<SYS_VAR, SYS_VAR_COUNT> aVar{};
     QSet<int> ExplicitRows;
@@ -69,7 +68,7 @@ void _CopyDefaults(SYS_VAR_STORE& Store, int First, int End) {
         Store.aStored[static_cast<size_t>(i)] = Store.aDefault[static_cast<size_t>(i)];
         Store.ExplicitRows.remove(i);
     }
-    qstrncpy(Store.sBreakSymbol, DEFAULT_BREAK_SYMBOL, TEXT_SIZE);
+    qstrncpy(Store.sBreakSymbol, DEFAULT_BREAK_SYMBOL, SYS_VAR_TEXT_SIZE);
 }
 
 } // namespace
