@@ -136,7 +136,7 @@ typedef struct NOVIK_INST_INFO {
     uint8_t IsBranch;      // changes the PC other than to the next instruction, returns and calls included
     uint8_t IsCall;        // stores a return address in LR
     uint8_t IsIndirect;    // the target comes from a register or from memory
-    uint8_t IsReturn;      // bx lr, pop {..pc}, ldm sp!,{..pc}, ldr pc,[sp],#n, mov pc,lr
+    uint8_t IsReturn;      // bx lr, mov pc,lr, a load of the PC based on SP, a return from an exception
     uint8_t IsConditional; // executes under a condition of its own (not that of an IT block)
     uint8_t IT;            // of an IT instruction: mask in the low nibble, first condition in the high one; else 0
 } NOVIK_INST_INFO;
@@ -306,8 +306,10 @@ typedef void NOVIK_WEB_INFO_FUNC(void* pInfo);
 // Classifies the instruction at pInst, of which 4 bytes must be readable. Mode: NOVIK_INST_MODE_*. Result: length in
 // bytes, below 1 when the bytes are no instruction. Keeps no state; any thread.
 typedef int NOVIK_DECODER(NOVIK_INST_INFO* pInfo, const void* pInst, uint32_t Addr, uint8_t Mode);
-// Writes the instruction's text, 0-terminated and cut to TextSize. NumBytes: bytes at pInst. Result: 2 or 4, the
-// instruction's length; else failure. Keeps no state from call to call; any thread.
+// Writes the instruction's text, 0-terminated and cut to TextSize: mnemonic, a blank, operands, in upper case but for
+// the x of a number ("LDR R0, [PC, #8]"). Branches give the distance from the PC as the instruction reads it, that is
+// Addr + 4, in A32 Addr + 8 ("BL #-0x20"). NumBytes: bytes at pInst. Result: 2 or 4, the instruction's length; else
+// failure. Keeps no state from call to call; any thread.
 typedef int NOVIK_DISASSEMBLER(char* sText, uint32_t TextSize, const void* pInst, uint32_t NumBytes, uint32_t Addr,
                                uint8_t Mode);
 
@@ -356,7 +358,8 @@ NOVIK_API void NOVIKARM_SetLogFile(const char* sPath);
 // Opens the selected probe. Null on success, else an error text owned by the library.
 NOVIK_API const char* NOVIKARM_Open(void);
 NOVIK_API uint8_t NOVIKARM_IsOpen(void);
-// Closes the probe; all library state is gone. A simulated target keeps its memories and stands still until the next open.
+// Closes the probe; all library state is gone. A simulated target keeps its memories and stands still until the next
+// open.
 NOVIK_API void NOVIKARM_Close(void);
 // Runs a text command of at most NOVIK_EXEC_MAX_LEN characters. A non-empty error text means failure, whatever the
 // result is. sError (may be null) is zeroed by the caller.

@@ -216,7 +216,7 @@ TEST_F(CNovikDebug, NestedInterruptsFollowTheirPriorities) {
 }
 
 TEST_F(CNovikDebug, DemoRunsWithItsTimerInterrupt) {
-    LoadElf(std::string(BRASK_SOURCE_DIR) + "/examples/demo/demo.elf");
+    LoadElf(BRASK_SOURCE_DIR "/examples/demo/demo.elf");
     ASSERT_EQ(NOVIK_STRACE_Start(), 0);
     NOVIKARM_DATA_EVENT Event = MakeEvent(0x20000050, NOVIK_ACCESS_WRITE, NOVIK_ACCESS_MASK_SIZE); // LoopCounter
     Event.Data = 20;

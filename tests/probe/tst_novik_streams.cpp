@@ -1,7 +1,5 @@
-// Trace, RTT, stimulus ports, sampling, decoder and disassembler through the exported functions.
+// Trace, RTT, stimulus ports and sampling through the exported functions.
 #include "NovikFixture.h"
-
-#include <cstring>
 
 namespace {
 
@@ -91,60 +89,6 @@ TEST_F(CNovikStreams, SamplingDeliversWholeSamplesInSimulatedTime) {
     }
     EXPECT_EQ(NOVIK_HSS_Stop(), 0);
     EXPECT_LT(NOVIK_HSS_Read(Data, 80), 0);
-}
-
-template <typename T> T* GetFunction(uint32_t Getter, uint32_t Core) {
-    void* p = nullptr;
-    auto* pfGet = reinterpret_cast<NOVIK_GET_DECODER_FUNC*>(NOVIK_GetpFunc(Getter));
-    return pfGet(Core, &p) >= 0 ? reinterpret_cast<T*>(p) : nullptr;
-}
-
-TEST(NovikDecoder, ClassesOfInstructions) {
-    auto* pfDecode = GetFunction<NOVIK_DECODER>(NOVIK_FUNC_GET_DECODER, NOVIK_CORE_CORTEX_M4);
-    ASSERT_NE(pfDecode, nullptr);
-    struct {
-        uint16_t Bits[2];
-        uint8_t Mode;
-        int Length;
-        const char* sClasses; // Branch, Call, Indirect, Return, Own condition
-        uint8_t IT;
-    } const Cases[] = {
-        {{0x2000, 0}, 2, 2, "", 0},          {{0xE7FE, 0}, 2, 2, "B", 0},        {{0xD0FE, 0}, 2, 2, "BO", 0},
-        {{0x4770, 0}, 2, 2, "BIR", 0},       {{0x4718, 0}, 2, 2, "BI", 0},       {{0x4798, 0}, 2, 2, "BCI", 0},
-        {{0xF000, 0xF800}, 2, 4, "BC", 0},   {{0xBD10, 0}, 2, 2, "BIR", 0},      {{0xBC10, 0}, 2, 2, "", 0},
-        {{0xE8BD, 0x8010}, 2, 4, "BIR", 0},  {{0xF85D, 0xFB04}, 2, 4, "BIR", 0}, {{0x46F7, 0}, 2, 2, "BIR", 0},
-        {{0xE8DF, 0xF000}, 2, 4, "BI", 0},   {{0xBF18, 0}, 2, 2, "", 0x18},      {{0xB100, 0}, 2, 2, "BO", 0},
-        {{0xF3AF, 0x8000}, 2, 4, "", 0},     {{0xFF1E, 0xE12F}, 1, 4, "BIR", 0}, {{0x0000, 0xEB00}, 1, 4, "BC", 0},
-        {{0x8000, 0x08BD}, 1, 4, "BIRO", 0}, {{0x0000, 0x0A00}, 1, 4, "BO", 0},  {{0xE800, 0x0000}, 2, 0, "", 0},
-        {{0xF00E, 0xE1A0}, 1, 4, "BIR", 0},  {{0xFF33, 0xE12F}, 1, 4, "BCI", 0}, {{0xDE00, 0}, 2, 2, "", 0},
-    };
-    for (const auto& Case : Cases) {
-        NOVIK_INST_INFO Info = {};
-        EXPECT_EQ(pfDecode(&Info, Case.Bits, 0x1000, Case.Mode), Case.Length) << std::hex << Case.Bits[0];
-        const std::string sClasses = std::string(Info.IsBranch ? "B" : "") + (Info.IsCall ? "C" : "") +
-                                     (Info.IsIndirect ? "I" : "") + (Info.IsReturn ? "R" : "") +
-                                     (Info.IsConditional ? "O" : "");
-        EXPECT_EQ(sClasses, Case.sClasses) << std::hex << Case.Bits[0];
-        EXPECT_EQ(Info.IT, Case.IT);
-    }
-    EXPECT_EQ((GetFunction<NOVIK_DECODER>(NOVIK_FUNC_GET_DECODER, 0x12345678)), nullptr);
-}
-
-TEST(NovikDisassembler, KeepsNoStateBetweenCalls) {
-    auto* pfText = GetFunction<NOVIK_DISASSEMBLER>(NOVIK_FUNC_GET_DISASSEMBLER, NOVIK_CORE_CORTEX_M4);
-    ASSERT_NE(pfText, nullptr);
-    const uint16_t It = 0xBF08, Mov = 0x2105, Bl[2] = {0xF000, 0xF800}, Bad[2] = {0xFFFF, 0xFFFF};
-    char sText[256];
-    EXPECT_EQ(pfText(sText, sizeof(sText), &It, 2, 0x100, 2), 2);
-    EXPECT_EQ(pfText(sText, sizeof(sText), &Mov, 2, 0x102, 2), 2);
-    EXPECT_STREQ(sText, "movs r1, #5");
-    EXPECT_EQ(pfText(sText, sizeof(sText), Bl, 4, 0x100, 2), 4);
-    EXPECT_STREQ(sText, "bl #0x104");
-    EXPECT_EQ(pfText(sText, 4, Bl, 4, 0x100, 2), 4);
-    EXPECT_STREQ(sText, "bl ");
-    EXPECT_LT(pfText(sText, sizeof(sText), Bad, 4, 0x100, 2), 2);
-    EXPECT_LT(pfText(sText, sizeof(sText), Bl, 1, 0x100, 2), 2);
-    EXPECT_EQ(NOVIK_GetpFunc(4711), nullptr);
 }
 
 } // namespace
