@@ -1,5 +1,6 @@
 #include "app/Ask.h"
 
+#include "app/dialogs/MessageBox.h"
 #include "base/ConsoleRing.h"
 
 #include <QApplication>
@@ -11,23 +12,35 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+namespace {
+
+ANSWER_SOURCE _pfAnswer;
+
+QMessageBox::StandardButton _AnswerUnattended(const QString& sTitle, const QString& sText, QMessageBox::StandardButton Default) {
+    ConsolePrint(sTitle + QStringLiteral(": ") + sText);
+    return _pfAnswer ? _pfAnswer(sTitle, Default) : Default;
+}
+
+} // namespace
+
 bool IsUnattended() {
     const QString sPlatform = QGuiApplication::platformName();
     return sPlatform == QLatin1String("offscreen") || sPlatform == QLatin1String("minimal");
 }
 
+void SetAnswerSource(const ANSWER_SOURCE& pfAnswer) { _pfAnswer = pfAnswer; }
+
 QMessageBox::StandardButton AskUser(const QString& sTitle, const QString& sText, QMessageBox::StandardButtons Buttons,
-                                    QMessageBox::StandardButton Default, const char* sIcon) {
+                                    QMessageBox::StandardButton Default, const char* sIcon, int SuppressHours) {
     if (IsUnattended()) {
-        ConsolePrint(sTitle + QStringLiteral(": ") + sText);
-        return Default;
+        return _AnswerUnattended(sTitle, sText, Default);
     }
-    QMessageBox Box(QMessageBox::Question, sTitle, sText, Buttons, QApplication::activeWindow());
-    Box.setDefaultButton(Default);
-    if (sIcon != nullptr) {
-        Box.setIconPixmap(QIcon(QStringLiteral(":/icons/") + QLatin1String(sIcon)).pixmap(32, 32));
-    }
-    return static_cast<QMessageBox::StandardButton>(Box.exec());
+    const QString sFile = QLatin1String(sIcon != nullptr ? sIcon : "question.svg");
+    CMessageBox Box(sTitle, sText, QIcon(QStringLiteral(":/icons/") + sFile),
+                    QDialogButtonBox::StandardButtons(QFlag(static_cast<int>(Buttons))), SuppressHours,
+                    QApplication::activeWindow());
+    Box.SetDefaultButton(static_cast<QDialogButtonBox::StandardButton>(Default));
+    return static_cast<QMessageBox::StandardButton>(Box.Ask());
 }
 
 QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& sHead, const QStringList& List,
@@ -39,7 +52,7 @@ QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& s
             ConsolePrint(QStringLiteral("  ") + sItem);
         }
         ConsolePrint(QString(sClosing).replace(QLatin1Char('\n'), QLatin1Char(' ')));
-        return Default;
+        return _pfAnswer ? _pfAnswer(sTitle, Default) : Default;
     }
     QDialog Dialog(QApplication::activeWindow());
     Dialog.setWindowTitle(sTitle);

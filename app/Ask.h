@@ -6,12 +6,19 @@
 #include <QMessageBox>
 #include <QString>
 #include <QStringList>
+#include <functional>
 
 /// True on the offscreen and minimal platforms.
 bool IsUnattended();
 
+/// Answers the boxes of an unattended session, by title and default answer; null: the default answers are taken.
+using ANSWER_SOURCE = std::function<QMessageBox::StandardButton(const QString& sTitle, QMessageBox::StandardButton Default)>;
+void SetAnswerSource(const ANSWER_SOURCE& pfAnswer);
+
+/// SuppressHours: see CMessageBox.
 QMessageBox::StandardButton AskUser(const QString& sTitle, const QString& sText, QMessageBox::StandardButtons Buttons,
-                                    QMessageBox::StandardButton Default, const char* sIcon = nullptr);
+                                    QMessageBox::StandardButton Default, const char* sIcon = nullptr,
+                                    int SuppressHours = 0);
 
 /// A list of problems between a head and a closing text. Open shows nothing by itself: the caller acts and asks again.
 QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& sHead, const QStringList& List,

@@ -1,5 +1,10 @@
+#include "app/Ask.h"
 #include "app/MainWindow.h"
 #include "app/Slots.h"
+#include "app/dialogs/NovikSettingsDialog.h"
+#include "app/dialogs/PreferencesDialog.h"
+#include "app/dialogs/SysVarsEditor.h"
+#include "app/dialogs/TraceSettingsDialog.h"
 #include "command/CommandTable.h"
 #include "settings/Colors.h"
 #include "settings/Fonts.h"
@@ -95,7 +100,47 @@ void _EditFont(CMainWindow& MainWindow) {
     }
 }
 
+void _EditPreferences(CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(CMD_EDIT_PREFERENCES) || IsUnattended()) {
+        return;
+    }
+    CPreferencesDialog Dialog(&MainWindow);
+    if (Dialog.exec() == QDialog::Accepted && Dialog.HasChangedFont()) {
+        MainWindow.OnAllFontsChanged();
+    }
+}
+
+void _EditSysVars(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_EDIT_SYS_VARS) && !IsUnattended()) {
+        CSysVarsEditor(&MainWindow).exec();
+    }
+}
+
+void _EditNovikSettings(CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(CMD_EDIT_NOVIK_SETTINGS) || IsUnattended()) {
+        return;
+    }
+    CNovikSettingsDialog Dialog(&MainWindow);
+    if (Dialog.exec() == QDialog::Accepted) {
+        MainWindow.SaveSettingsToProject(QStringLiteral("Novik Settings Modified"), Dialog.Apply(), false);
+    }
+}
+
+void _EditTraceSettings(CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(CMD_EDIT_TRACE_SETTINGS) || IsUnattended()) {
+        return;
+    }
+    CTraceSettingsDialog Dialog(&MainWindow);
+    if (Dialog.exec() == QDialog::Accepted) {
+        MainWindow.SaveSettingsToProject(QStringLiteral("Trace Settings Modified"), Dialog.Apply(), true);
+    }
+}
+
 constexpr ACTION_SLOT aSlot[] = {
+    {CMD_EDIT_NOVIK_SETTINGS, _EditNovikSettings},
+    {CMD_EDIT_TRACE_SETTINGS, _EditTraceSettings},
+    {CMD_EDIT_PREFERENCES, _EditPreferences},
+    {CMD_EDIT_SYS_VARS, _EditSysVars},
     {CMD_EDIT_SYS_VAR, _EditSysVar},
     {CMD_EDIT_PREFERENCE, _EditPreference},
     {CMD_EDIT_COLOR, _EditColor},

@@ -117,6 +117,18 @@ void _FileNewProject(CMainWindow& MainWindow) {
     }
 }
 
+void _FileNewProjectWizard(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT_WIZARD)) {
+        MainWindow.ShowProjectWizard();
+    }
+}
+
+void _FileCloseAllButThis(CMainWindow& MainWindow) {
+    if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL_BUT_THIS)) {
+        MainWindow.GetSourceWindow().CloseAllButActive();
+    }
+}
+
 /// A name that can be written, with its extension; empty with the error set.
 QString _CheckProjectName(COMMAND_ID Id, QString sName) {
     if (QFileInfo(sName).suffix().isEmpty()) {
@@ -187,10 +199,12 @@ void _FileExit(CMainWindow& MainWindow) {
 
 constexpr ACTION_SLOT aSlot[] = {
     {CMD_FILE_NEW_PROJECT, _FileNewProject},
+    {CMD_FILE_NEW_PROJECT_WIZARD, _FileNewProjectWizard},
     {CMD_FILE_OPEN, _FileOpen},
     {CMD_FILE_LOAD, _FileLoad},
     {CMD_FILE_CLOSE, _FileClose},
     {CMD_FILE_CLOSE_ALL, _FileCloseAll},
+    {CMD_FILE_CLOSE_ALL_BUT_THIS, _FileCloseAllButThis},
     {CMD_FILE_SAVE_PROJECT_AS, _FileSaveProjectAs},
     {CMD_FILE_SAVE_ALL, _FileSaveAll},
     {CMD_FILE_EXIT, _FileExit},

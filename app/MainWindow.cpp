@@ -7,6 +7,7 @@
 #include "app/Session.h"
 #include "app/Slots.h"
 #include "app/StatusBar.h"
+#include "app/Theme.h"
 #include "base/Application.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
@@ -14,6 +15,7 @@
 #include "device/DeviceEventWorker.h"
 #include "elf/ElfApi.h"
 #include "framework/DockWindow.h"
+#include "project/FileFinder.h"
 #include "project/Project.h"
 #include "script/JScript.h"
 #include "settings/Fonts.h"
@@ -78,11 +80,12 @@ bool _MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWi
 
 CMainWindow& CMainWindow::Get() { return *pInstance; }
 
-CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
+CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")), m_pTheme(new CTheme(this)) {
     pInstance = this;
     setFocusPolicy(Qt::StrongFocus);
     new CDeviceEventWorker(this);
     LoadSettingsMap();
+    m_pTheme->Start();
     CDevice& Device = CDevice::Get();
     BindDeviceSysVars(Device.GetConfigParamPtr(DEV_CFG_SPEED), Device.GetConfigParamPtr(DEV_CFG_DR_PRE),
                       Device.GetConfigParamPtr(DEV_CFG_IR_PRE));
@@ -105,13 +108,26 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
     setLocale(QLocale(QLocale::English));
     setWindowIcon(QIcon(QStringLiteral(":/icons/magnifier.svg")));
 
+    ConnectSignals();
+    qApp->installEventFilter(this);
+    RestoreState();
+    ResetProjectState();
+    UpdateTitle();
+    UpdateActions();
+}
+
+void CMainWindow::ConnectSignals() {
     m_ToolbarTimer.setInterval(TOOLBAR_UPDATE_MS);
     m_ShownTimer.setInterval(SHOWN_DELAY_MS);
     m_ShownTimer.setSingleShot(true);
     connect(&m_ToolbarTimer, &QTimer::timeout, this, &CMainWindow::OnToolbarUpdateTimerTimeout);
     connect(&m_ShownTimer, &QTimer::timeout, this, &CMainWindow::OnWindowShown);
     connect(&CProject::Get(), &CProject::Opened, this, &CMainWindow::OnProjectFileOpened);
+    connect(&CProject::Get(), &CProject::Closed, this, &CMainWindow::OnProjectFileClosed);
     connect(&CProject::Get(), &CProject::ModifiedChanged, this, &CMainWindow::OnProjectModifiedChanged);
+    connect(&CFileFinder::Get(), &CFileFinder::SrcFileResStatsChanged, this,
+            &CMainWindow::OnFilePathResolutionStatsChanged);
+    connect(m_pTheme, &CTheme::Changed, this, &CMainWindow::OnThemeChanged);
     connect(m_pSource, &CWindow::StatusTextChanged, this, &CMainWindow::UpdatePosition);
     connect(m_pSource, &CSourceWindow::BreakpointToggleRequested, this, [](const QString& sLocation, bool DoSet) {
         CCommandTable::Execute(DoSet ? CMD_BREAK_SET_ON_SRC : CMD_BREAK_CLEAR_ON_SRC, {sLocation});
@@ -126,11 +142,6 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")) {
         Menu.addAction(CCommandTable::GetAction(CMD_SRC_VIEW_LINE));
         Menu.exec(Pos);
     });
-    qApp->installEventFilter(this);
-    RestoreState();
-    ResetProjectState();
-    UpdateTitle();
-    UpdateActions();
 }
 
 CMainWindow::~CMainWindow() {
@@ -175,6 +186,9 @@ void CMainWindow::CreateMenus() {
                 pMenu->addSeparator();
             } else if (Item == MENU_RECENT_PROJECTS) {
                 m_pRecentMenu = pMenu->addMenu(QStringLiteral("Recent Projects"));
+            } else if (Item == MENU_COMMAND_PALETTE) {
+                pMenu->addAction(QIcon(QStringLiteral(":/icons/magnifier.svg")), QStringLiteral("Find Command..."),
+                                 QKeySequence(QStringLiteral("Ctrl+Shift+A")), this, &CMainWindow::ShowCommandPalette);
             } else if (QAction* pAction = CCommandTable::GetAction(Item)) {
                 pMenu->addAction(pAction);
             }

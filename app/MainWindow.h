@@ -13,6 +13,7 @@ class CDockWindow;
 class CSession;
 class CSourceWindow;
 class CStatusBar;
+class CTheme;
 class QMenu;
 class QToolBar;
 class QToolButton;
@@ -36,6 +37,12 @@ public:
     /// A new project with these command lines. False if the user declined.
     bool CreateProject(const QString& sFilePath, const QStringList& Commands);
     bool CreateProjectFromCmdLine();
+    /// The wizard of a new project. Nothing happens in a session without a screen.
+    void ShowProjectWizard();
+    void ShowOpenProjectDialog();
+    /// Puts lines that a settings dialog has made into the project, if the user wants that: into its file, or into the
+    /// text of a project that has none yet.
+    void SaveSettingsToProject(const QString& sTitle, const QStringList& Lines, bool IsTrace);
     /// Command lines of the settings in force, for a project that has no text.
     QStringList CollectProjectSettings() const;
     void AddRecentProject(const QString& sPath, const QString& sOldPath = QString());
@@ -59,6 +66,7 @@ public:
     void OnUserPreferenceChanged(int Index, I32 Value);
     void OnColorChanged(int ColorId);
     void OnFontChanged(int FontId);
+    void OnAllFontsChanged();
 
     // Windows and tool bars by name.
     CWindow* FindWindow(const QString& sName) const;
@@ -84,6 +92,11 @@ protected:
 
 private slots:
     void OnProjectFileOpened(const QString& sFileName);
+    void OnProjectFileClosed(const QString& sFileName);
+    void OnProjectWizardFinished(QStringList& CommandList);
+    void OnFilePathResolutionStatsChanged();
+    void OnThemeChanged();
+    void ShowCommandPalette();
     void OnProjectModifiedChanged();
     void OnToolbarUpdateTimerTimeout();
 
@@ -94,8 +107,18 @@ private:
     void CreateToolbars();
     void CreateDocks();
     void CreateModePanel(QToolBar* pBar, unsigned RunId, const QList<unsigned>& Entries, QToolButton** ppButton);
+    void ConnectSignals();
     void RestoreState();
     void SaveState();
+    void ShowWelcomeScreen();
+    /// The register description of the core, if the project names none.
+    void LoadDefaultCpuSvdFile();
+    void CheckRtosHints();
+    // The layout of the windows, in the user file beside the project.
+    void WriteUserFile(const QString& sProjectPath) const;
+    void LoadUserFile(const QString& sProjectPath);
+    void ApplyDockLayouts(const QStringList& Lines);
+    void ApplyToolbarLayouts(const QStringList& Lines);
     bool AskSaveProject();
     bool AskCloseSession();
     /// System variables and session modes as a project finds them.
@@ -106,6 +129,7 @@ private:
     void StopDevice();
     QList<CWindow*> GetWindows() const;
 
+    CTheme* m_pTheme;
     std::unique_ptr<CSession> m_pSession;
     CSourceWindow* m_pSource = nullptr;
     CConsoleWindow* m_pConsole = nullptr;

@@ -8,6 +8,7 @@
 #include "device/Device.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
+#include "project/RegisterFiles.h"
 #include "script/JScript.h"
 #include "settings/SysVars.h"
 #include "views/SourceWindow.h"
@@ -20,15 +21,14 @@
 namespace {
 
 constexpr int MAX_RECENT_PROJECTS = 4;
+constexpr int MAX_EVENTS_PER_ROUND = 100;
 
 /// A command line as the echo would show it; empty if the first argument is.
 void _Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
     if (Args.first().toString().isEmpty()) {
         return;
     }
-    CCommandTable::PrepareArgs(Id, Args);
-    pCommands->append(CCommandTable::RenderCommand(Id));
-    CCommandTable::ClearArgs(Id);
+    pCommands->append(CCommandTable::RenderWith(Id, Args));
 }
 
 } // namespace
@@ -48,8 +48,11 @@ void CMainWindow::OnWindowShown() {
     } else if (m_RecentProjects.isEmpty()) {
         CreateProject(QString(), {});
         CProject::Get().SetModified(false);
+        ShowProjectWizard();
     } else if (SysVarValue(PREF_START_WITH_MOST_RECENT_PROJ) != 0) {
         CCommandTable::Execute(CMD_FILE_OPEN, {m_RecentProjects.first()});
+    } else if (!IsUnattended()) {
+        ShowWelcomeScreen();
     }
     UpdateActions();
     for (const QString& sName : CCommandTable::GetUnknownActionNames()) {
@@ -71,6 +74,9 @@ bool CMainWindow::CreateProjectFromCmdLine() {
     const QStringList Chain = Params.JTAGConfig.split(QLatin1Char(','));
     if (Chain.size() == 2) {
         _Collect(&Commands, CMD_PROJECT_SET_JTAG_CONFIG, {Chain[0].trimmed(), Chain[1].trimmed()});
+    }
+    for (const QString& sFile : GetDefaultSvdFiles(Params.Device)) {
+        _Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
     }
     _Collect(&Commands, CMD_FILE_OPEN, {Params.DataFile});
     Commands.removeAll(QString());
@@ -140,9 +146,20 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
     ResetProjectState();
     m_pSession->SetProjectLoading(true);
     m_pSession->ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
+    while (CDevice::Get().DeliverEvents(MAX_EVENTS_PER_ROUND) > 0) { // what the script's own settings caused is its business
+    }
     m_pSession->SetProjectLoading(false);
+    LoadDefaultCpuSvdFile();
+    CheckRtosHints();
+    LoadUserFile(sFileName);
     UpdateModePanels();
     UpdateTitle();
+}
+
+void CMainWindow::OnProjectFileClosed(const QString& sFileName) {
+    if (!sFileName.isEmpty()) {
+        WriteUserFile(sFileName);
+    }
 }
 
 void CMainWindow::OnProjectModifiedChanged() {

@@ -153,6 +153,12 @@ void CMainWindow::OnFontChanged(int FontId) {
     }
 }
 
+void CMainWindow::OnAllFontsChanged() {
+    for (int Id = 0; Id < NUM_FONTS; ++Id) {
+        OnFontChanged(Id);
+    }
+}
+
 CWindow* CMainWindow::FindWindow(const QString& sName) const {
     for (const CDockWindow* pDock : m_Docks) {
         CWindow* pWindow = pDock->GetWindow();

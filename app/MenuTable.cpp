@@ -2,9 +2,11 @@
 
 namespace {
 
-constexpr unsigned aFile[] = {CMD_FILE_NEW_PROJECT, CMD_FILE_OPEN, MENU_SEPARATOR, CMD_FILE_SAVE_PROJECT_AS, CMD_FILE_SAVE_ALL,
-                              MENU_SEPARATOR, CMD_FILE_CLOSE, CMD_FILE_CLOSE_ALL, MENU_SEPARATOR, MENU_RECENT_PROJECTS,
+constexpr unsigned aFile[] = {CMD_FILE_NEW_PROJECT, CMD_FILE_NEW_PROJECT_WIZARD, CMD_FILE_OPEN, MENU_SEPARATOR, CMD_FILE_SAVE_PROJECT_AS, CMD_FILE_SAVE_ALL,
+                              MENU_SEPARATOR, CMD_FILE_CLOSE, CMD_FILE_CLOSE_ALL, CMD_FILE_CLOSE_ALL_BUT_THIS, MENU_SEPARATOR, MENU_RECENT_PROJECTS,
                               MENU_SEPARATOR, CMD_FILE_EXIT};
+constexpr unsigned aEdit[] = {MENU_COMMAND_PALETTE, MENU_SEPARATOR, CMD_EDIT_NOVIK_SETTINGS, CMD_EDIT_TRACE_SETTINGS,
+                              CMD_EDIT_SYS_VARS, MENU_SEPARATOR, CMD_EDIT_PREFERENCES};
 constexpr unsigned aView[] = {CMD_SRC_VIEW_PC, CMD_SRC_VIEW_LINE, MENU_SEPARATOR, CMD_WINDOW_SHOW_CONSOLE, MENU_SEPARATOR,
                               CMD_TOOLBAR_SHOW_FILE, CMD_TOOLBAR_SHOW_DEBUG};
 constexpr unsigned aDebug[] = {CMD_DEBUG_START, CMD_DEBUG_STOP, MENU_SEPARATOR, CMD_DEBUG_CONTINUE, CMD_DEBUG_HALT,
@@ -16,7 +18,7 @@ constexpr unsigned aFileBar[] = {CMD_FILE_NEW_PROJECT, CMD_FILE_OPEN, CMD_FILE_S
 constexpr unsigned aDebugBar[] = {CMD_DEBUG_START, CMD_DEBUG_STOP, MENU_SEPARATOR, CMD_DEBUG_CONTINUE, CMD_DEBUG_HALT,
                                   CMD_DEBUG_RESET, MENU_SEPARATOR, CMD_DEBUG_STEP_INTO, CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT};
 
-constexpr MENU_ROW aMenu[] = {{"&File", aFile}, {"&View", aView}, {"&Debug", aDebug}, {"&Help", aHelp}};
+constexpr MENU_ROW aMenu[] = {{"&File", aFile}, {"&Edit", aEdit}, {"&View", aView}, {"&Debug", aDebug}, {"&Help", aHelp}};
 constexpr MENU_ROW aToolbar[] = {{"File", aFileBar}, {"Debug", aDebugBar}};
 
 struct ICON_ROW {
@@ -25,6 +27,7 @@ struct ICON_ROW {
 };
 
 constexpr ICON_ROW aIcon[] = {
+    {CMD_FILE_NEW_PROJECT_WIZARD, "wand.svg"}, {CMD_EDIT_PREFERENCES, "wrench.svg"},
     {CMD_FILE_NEW_PROJECT, "new-project.svg"}, {CMD_FILE_OPEN, "open.svg"},
     {CMD_FILE_SAVE_ALL, "save.svg"},           {CMD_DEBUG_START, "start.svg"},
     {CMD_DEBUG_STOP, "stop.svg"},              {CMD_DEBUG_CONTINUE, "continue.svg"},

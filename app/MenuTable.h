@@ -6,6 +6,7 @@
 
 constexpr unsigned MENU_SEPARATOR = 0xFFFF;
 constexpr unsigned MENU_RECENT_PROJECTS = 0xFFFE;
+constexpr unsigned MENU_COMMAND_PALETTE = 0xFFFD;
 
 /// One menu or tool bar: its title and its commands in order.
 struct MENU_ROW {

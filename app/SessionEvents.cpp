@@ -5,6 +5,8 @@
 #include "base/ConsoleRing.h"
 #include "base/Log.h"
 #include "device/Device.h"
+#include "project/Project.h"
+#include "project/RegisterFiles.h"
 #include "script/JScript.h"
 #include "settings/Colors.h"
 #include "settings/SysVars.h"
@@ -158,6 +160,12 @@ void CSession::OnDeviceRunToSymbolDone(U32) {
 void CSession::OnDeviceConfigParamChanged(int Param, int) {
     if (Param == DEV_CFG_SPEED) {
         m_MainWindow.UpdateConnectionInfo();
+    }
+    if (Param == DEV_CFG_DEVICE && !m_IsProjectLoading) {
+        const QStringList Files = GetDefaultSvdFiles(QString::fromUtf8(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)));
+        if (!Files.isEmpty()) {
+            CProject::Get().SetSvdFiles(Files);
+        }
     }
 }
 

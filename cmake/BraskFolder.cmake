@@ -6,7 +6,7 @@ set(BRASK_FOLDERS base command settings elf datafile icache device script projec
 function(brask_folder Name)
     add_library(${Name} OBJECT ${ARGN})
     target_include_directories(${Name} PUBLIC ${CMAKE_SOURCE_DIR})
-    target_link_libraries(${Name} PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS})
+    target_link_libraries(${Name} PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::DBus Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS})
     if(Name STREQUAL "base")
         target_precompile_headers(${Name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/Precompiled.h)
     else()
@@ -24,7 +24,7 @@ function(brask_link_folders)
     add_library(brask SHARED ${Objects})
     set_target_properties(brask PROPERTIES AUTOMOC OFF LINKER_LANGUAGE CXX)
     target_include_directories(brask PUBLIC ${CMAKE_SOURCE_DIR})
-    target_link_libraries(brask PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS}
+    target_link_libraries(brask PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::DBus Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS}
         dwarf elf)
     add_dependencies(brask novik)
 endfunction()

@@ -85,6 +85,8 @@ I32 GetResult(U32 Id);
 
 /// The script line of the row with its current arguments; empty for a row without name.
 QString RenderCommand(U32 Id);
+/// The script line of the row with these arguments, as PrepareArgs() takes them; the row's own ones are gone behind it.
+QString RenderWith(U32 Id, const QVariantList& Args);
 /// Parses a line, sets the arguments on the row's action and returns the row; the empty row if none matches.
 COMMAND_ROW Find(const QString& sLine);
 /// Splits a line into name and arguments as Find() does.

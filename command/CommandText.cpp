@@ -166,6 +166,13 @@ QString RenderCommand(U32 Id) {
     return sName + QStringLiteral(" (") + Rendered.join(QStringLiteral(", ")) + QStringLiteral(");");
 }
 
+QString RenderWith(U32 Id, const QVariantList& Args) {
+    PrepareArgs(Id, Args);
+    QString sLine = RenderCommand(Id);
+    ClearArgs(Id);
+    return sLine;
+}
+
 QList<U32> FindByAlternativeKey(const QString& sKey) {
     QList<U32> Ids;
     for (const ALTERNATIVE_KEY& Key : aAlternativeKey) {

@@ -151,6 +151,49 @@ bool CDevice::IsKnownDevice(const QByteArray& sDeviceName) const {
            m_Target.Novik.NOVIKARM_DEVICE_GetIndex(sDeviceName.constData()) >= 0;
 }
 
+namespace {
+
+DEVICE_ENTRY _ReadDeviceEntry(const NOVIK_FUNCS& Novik, int Index) {
+    constexpr U32 CORE_NAME_SIZE = 64;
+    NOVIKARM_DEVICE_INFO Record = {};
+    Record.SizeOfStruct = sizeof(Record);
+    DEVICE_ENTRY Entry;
+    if (Index < 0 || Novik.NOVIKARM_DEVICE_GetInfo(Index, &Record) < 0 || Record.sName == nullptr) {
+        return Entry;
+    }
+    char acCore[CORE_NAME_SIZE + 1] = {};
+    Novik.NOVIKARM_Core2CoreName(Record.Core, acCore, CORE_NAME_SIZE);
+    Entry.sName = QString::fromUtf8(Record.sName);
+    Entry.sManufacturer = QString::fromUtf8(Record.sManu);
+    Entry.sCore = QString::fromUtf8(acCore);
+    Entry.Core = Record.Core;
+    Entry.FlashSize = Record.MemSize;
+    Entry.RamSize = Record.RAMSize;
+    return Entry;
+}
+
+} // namespace
+
+QList<DEVICE_ENTRY> CDevice::GetKnownDevices() const {
+    QList<DEVICE_ENTRY> Devices;
+    const NOVIK_FUNCS& Novik = m_Target.Novik;
+    const int Count = Novik.NOVIKARM_DEVICE_GetInfo != nullptr ? Novik.NOVIKARM_DEVICE_GetInfo(-1, nullptr) : 0;
+    for (int i = 0; i < Count; ++i) {
+        const DEVICE_ENTRY Entry = _ReadDeviceEntry(Novik, i);
+        if (!Entry.sName.isEmpty()) {
+            Devices.append(Entry);
+        }
+    }
+    return Devices;
+}
+
+DEVICE_ENTRY CDevice::GetKnownDevice(const QByteArray& sDeviceName) const {
+    const NOVIK_FUNCS& Novik = m_Target.Novik;
+    return Novik.NOVIKARM_DEVICE_GetIndex != nullptr && Novik.NOVIKARM_DEVICE_GetInfo != nullptr
+               ? _ReadDeviceEntry(Novik, Novik.NOVIKARM_DEVICE_GetIndex(sDeviceName.constData()))
+               : DEVICE_ENTRY();
+}
+
 bool CDevice::IsJobEventOutdated(const Job& J) const {
     const bool IsStateOutdated = !IsStateValid() || J.Result[0] != GetPC();
     switch (J.Type) {

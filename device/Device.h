@@ -28,6 +28,16 @@ struct CDeviceRings {
     CDeviceEvents Events;
 };
 
+/// A device that the probe library knows.
+struct DEVICE_ENTRY {
+    QString sName;
+    QString sManufacturer;
+    QString sCore;     ///< display name of the core
+    U32 Core = 0;      ///< core identifier of the probe library
+    U32 FlashSize = 0; ///< bytes of the first memory region
+    U32 RamSize = 0;   ///< bytes
+};
+
 class CDevice : public QThread, private CDeviceRings, public CDeviceJobs {
     Q_OBJECT
 
@@ -91,6 +101,10 @@ public:
 
     /// True if the probe library's device table has the name. Any thread.
     bool IsKnownDevice(const QByteArray& sDeviceName) const;
+    /// The probe library's device table; empty without a library. Any thread.
+    QList<DEVICE_ENTRY> GetKnownDevices() const;
+    /// One device of it; the name is empty if the table doesn't have it. Any thread.
+    DEVICE_ENTRY GetKnownDevice(const QByteArray& sDeviceName) const;
 
     /// Copies of the lists for display. Any thread.
     QList<BPEntry> GetBreakpoints() const { return m_Target.BPs.List().Copy(); }

@@ -36,6 +36,8 @@ public:
     virtual QString GetStatusText() const { return {}; }
     /// Lines for the user file; empty for none.
     virtual QString GetUserConfigStr() const { return {}; }
+    /// The whole text of a user file, for what the window finds of itself in it.
+    virtual void SetUserConfigStr(const QString& /*sConfig*/) {}
 
 signals:
     void StatusTextChanged();

@@ -242,7 +242,17 @@ QString CFileFinder::FindFile(const QString& sPath) {
     return sFound;
 }
 
+QString CFileFinder::FindFileSilently(const QString& sPath) {
+    m_IsSilent = true;
+    QString sFound = FindFile(sPath);
+    m_IsSilent = false;
+    return sFound;
+}
+
 void CFileFinder::Report(const QString& sAsked, const QString& sFound) {
+    if (m_IsSilent) {
+        return;
+    }
     const bool IsFound = FileExists(sFound);
     if (_ClassOf(sAsked) == FC_SOURCE) {
         if (IsFound) {

@@ -19,6 +19,8 @@ public:
     /// The resolved path. An absolute path that doesn't exist comes back as it is; a relative one that isn't found
     /// gives an empty text.
     QString FindFile(const QString& sPath);
+    /// As FindFile(), without any report of the result.
+    QString FindFileSilently(const QString& sPath);
     QString ExpandMacros(const QString& sPath) const;
 
     void AddRootPath(const QString& sRootPath);
@@ -63,6 +65,7 @@ private:
     QStringList m_SearchPaths;
     QStringList m_RootPaths;
     bool m_FoundInProjectDir = false;
+    bool m_IsSilent = false;
     QSet<QString> m_MissingFiles;
     QSet<QString> m_FoundFiles;
     QString m_sProjectPath;

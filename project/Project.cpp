@@ -2,6 +2,7 @@
 
 #include "project/FileFinder.h"
 #include "project/ProjectText.h"
+#include "project/RegisterFiles.h"
 #include "script/JScript.h"
 
 #include <QFile>
@@ -21,15 +22,6 @@ const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTra
 QString _ReadText(const QString& sPath) {
     QFile File(sPath);
     return FileExists(sPath) && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
-}
-
-int _Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands) {
-    QString sText = _ReadText(sPath);
-    if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
-        return -1;
-    }
-    QSaveFile File(sPath);
-    return File.open(QIODevice::WriteOnly) && File.write(sText.toUtf8()) >= 0 && File.commit() ? 0 : -1;
 }
 
 } // namespace
@@ -153,6 +145,10 @@ void CProject::AddSvdFile(const QString& sPath) { m_SvdFiles.append(sPath); }
 
 QStringList CProject::CheckFiles() const {
     QStringList Problems = m_Warnings;
+    if (!HasCpuSvdFile()) {
+        Problems.append(QStringLiteral("CPU register set description file not found (specify with 'Project.AddSvdFile') - "
+                                       "debugging w/o core registers."));
+    }
     for (const QString& sFile : m_SvdFiles) {
         if (!FileExists(CFileFinder::Get().FindFile(sFile))) {
             Problems.append(QStringLiteral("file not found: ") + sFile);
@@ -164,12 +160,32 @@ QStringList CProject::CheckFiles() const {
     return Problems;
 }
 
+bool CProject::HasCpuSvdFile() const {
+    return std::any_of(m_SvdFiles.begin(), m_SvdFiles.end(), [](const QString& sFile) {
+        return IsCpuSvdFile(CFileFinder::Get().FindFileSilently(sFile));
+    });
+}
+
+int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands) {
+    QString sText = sPath.isEmpty() ? ScriptGetText() : _ReadText(sPath);
+    if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
+        return -1;
+    }
+    if (sPath.isEmpty()) {
+        const int Result = ScriptOpenText(sText);
+        SetModified(true);
+        return Result;
+    }
+    QSaveFile File(sPath);
+    return File.open(QIODevice::WriteOnly) && File.write(sText.toUtf8()) >= 0 && File.commit() ? 0 : -1;
+}
+
 int CProject::UpdateProbeSettings(const QString& sPath, const QStringList& Commands) {
-    return _Rewrite(sPath, ProbeSettingNames, DIALOG_MARKER, Commands);
+    return Rewrite(sPath, ProbeSettingNames, DIALOG_MARKER, Commands);
 }
 
 int CProject::UpdateTraceSettings(const QString& sPath, const QStringList& Commands) {
-    return _Rewrite(sPath, TraceSettingNames, TRACE_MARKER, Commands);
+    return Rewrite(sPath, TraceSettingNames, TRACE_MARKER, Commands);
 }
 
 int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) {
@@ -177,7 +193,7 @@ int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) 
     for (const QString& sCommand : Commands) {
         Names.append(CommandNameOfLine(sCommand));
     }
-    return _Rewrite(sPath, Names, DIALOG_MARKER, Commands);
+    return Rewrite(sPath, Names, DIALOG_MARKER, Commands);
 }
 
 bool CProject::HasCommand(const QString& sName) const {

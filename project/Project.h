@@ -45,12 +45,16 @@ public:
 
     void AddSvdFile(const QString& sPath);
     void ClearSvdFiles() { m_SvdFiles.clear(); }
+    void SetSvdFiles(const QStringList& Paths) { m_SvdFiles = Paths; }
     const QStringList& GetSvdFiles() const { return m_SvdFiles; }
+    /// True if one of the register description files describes the core and can be read.
+    bool HasCpuSvdFile() const;
     void AddWarning(const QString& sText) { m_Warnings.append(sText); }
     /// What a debug session would miss.
     QStringList CheckFiles() const;
 
-    // Rewriting lines of OnProjectLoad in the file on disk. 0, or -1 with the file as it was.
+    // Rewriting lines of OnProjectLoad in the file on disk; with an empty path in the text of the open project, which
+    // has no file yet. 0, or -1 with the text as it was.
     int UpdateProbeSettings(const QString& sPath, const QStringList& Commands);
     int UpdateTraceSettings(const QString& sPath, const QStringList& Commands);
     int UpdateSettings(const QString& sPath, const QStringList& Commands);
@@ -67,6 +71,7 @@ private slots:
 
 private:
     CProject();
+    int Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands);
 
     QTimer* m_pOpenTimer;
     bool m_IsOpen = false;

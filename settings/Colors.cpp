@@ -51,7 +51,11 @@ QColor GetColor(int Id) {
     if (!_IsId(Id)) {
         return {};
     }
-    const U32 Value = GetColorValue(Id);
+    const COLOR_ROW& Row = aColorRow[Id];
+    U32 Value = GetColorValue(Id);
+    if (Value == Row.Default && IsPaletteDark()) {
+        Value = Row.Dark;
+    }
     if (Value == COLOR_MARK_BASE) {
         return QGuiApplication::palette().color(QPalette::Base);
     }
@@ -59,6 +63,11 @@ QColor GetColor(int Id) {
         return QGuiApplication::palette().color(QPalette::Window);
     }
     return QColor::fromRgba(Value);
+}
+
+bool IsPaletteDark() {
+    const QPalette Palette = QGuiApplication::palette();
+    return Palette.color(QPalette::WindowText).lightness() > Palette.color(QPalette::Window).lightness();
 }
 
 bool ParseColor(const QString& sText, U32* pArgb) {

@@ -64,6 +64,7 @@ constexpr U32 COLOR_MARK_WINDOW = 0xFF000002; ///< the palette's window colour
 struct COLOR_ROW {
     U32 Id;
     U32 Default; ///< ARGB, or a marker
+    U32 Dark;    ///< what the default is painted as on a dark palette: ARGB, or a marker
     const char* sName;
     const char* sLabel;
     const char* sToolTip;
@@ -78,7 +79,10 @@ int FindColor(const QString& sText);
 /// ARGB value in force, which may be a marker; 0 for an id out of range.
 U32 GetColorValue(int Id);
 void SetColorValue(int Id, U32 Argb);
-/// Colour to paint with: markers resolved to the palette; invalid for an id out of range.
+/// Colour to paint with: markers resolved to the palette; invalid for an id out of range. A colour at its default has
+/// a form of its own on a dark palette; one that was set is painted as it was set.
 QColor GetColor(int Id);
+/// True if the application's palette is light text on dark.
+bool IsPaletteDark();
 /// A colour name or "#RRGGBB", or a number taken as RGBA. False if the text is neither.
 bool ParseColor(const QString& sText, U32* pArgb);

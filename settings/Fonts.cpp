@@ -84,13 +84,25 @@ QFont GetFont(int Id) {
         return _BaseFont();
     }
     const auto It = _State().Set.constFind(Id);
-    if (It != _State().Set.constEnd()) {
-        return It.value();
-    }
+    return It != _State().Set.constEnd() ? It.value() : GetDefaultFont(Id);
+}
+
+QFont GetDefaultFont(int Id) {
     if (Id == FONT_APP_MONO) {
         return GetFixedPitchFont(GetFont(FONT_APP));
     }
-    return aFontRow[Id].DefaultId >= 0 ? GetFont(aFontRow[Id].DefaultId) : _BaseFont();
+    const int DefaultId = Id >= 0 && Id < NUM_FONTS ? aFontRow[Id].DefaultId : -1;
+    return DefaultId >= 0 ? GetFont(DefaultId) : _BaseFont();
+}
+
+bool IsFontSet(int Id) { return _State().Set.contains(Id); }
+
+void ForgetFont(int Id) {
+    if (Id >= 0 && Id < NUM_FONTS) {
+        _State().Set.remove(Id);
+        _State().Persistent.remove(Id);
+        RemoveSetting(_FontKey(Id));
+    }
 }
 
 void SetFont(int Id, const QFont& Font, bool IsPersistent) {

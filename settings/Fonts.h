@@ -35,6 +35,12 @@ int FindFont(const QString& sText); ///< by number or FONT_ name, ignoring case;
 QFont GetFont(int Id);
 /// With `IsPersistent` the font also goes to the settings store at exit.
 void SetFont(int Id, const QFont& Font, bool IsPersistent);
+/// True if the font has an entry of its own.
+bool IsFontSet(int Id);
+/// Forgets a font's entry, in the settings too: it follows its default again.
+void ForgetFont(int Id);
+/// What the font is without an entry of its own.
+QFont GetDefaultFont(int Id);
 /// Forgets all entries.
 void InitFonts();
 

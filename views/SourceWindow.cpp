@@ -2,6 +2,7 @@
 
 #include "device/Device.h"
 #include "elf/ElfApi.h"
+#include "framework/LayoutText.h"
 #include "project/FileFinder.h"
 #include "settings/Fonts.h"
 #include "settings/SysVars.h"
@@ -124,6 +125,15 @@ void CSourceWindow::CloseAll() {
     UpdateEmptyText();
 }
 
+void CSourceWindow::CloseAllButActive() {
+    for (int i = m_pTabs->count() - 1; i >= 0; --i) {
+        if (m_pTabs->widget(i) != GetActiveView()) {
+            delete m_pTabs->widget(i);
+        }
+    }
+    UpdateEmptyText();
+}
+
 void CSourceWindow::ReloadChanged() {
     for (int i = 0; i < m_pTabs->count(); ++i) {
         ViewAt(i)->ReloadIfChanged();
@@ -217,6 +227,16 @@ QString CSourceWindow::GetUserConfigStr() const {
     return SysVarValue(PREF_SHOW_SRC_CODE_PROFILE) != 0
                ? QStringLiteral("OpenWindow=\"%1\", ExecCountersShown=1").arg(GetName())
                : QString();
+}
+
+void CSourceWindow::SetUserConfigStr(const QString& sConfig) {
+    for (const QString& sLine : sConfig.split(QLatin1Char('\n'))) {
+        const std::optional<DOCK_LAYOUT> Layout = ParseDockLayout(sLine);
+        if (Layout && Layout->sName == GetName()) {
+            SetSysVar(GetSysVar(PREF_SHOW_SRC_CODE_PROFILE), Layout->ExecCountersShown != 0 ? 1 : 0, false);
+            SetPreference(PREF_SHOW_SRC_CODE_PROFILE, SysVarValue(PREF_SHOW_SRC_CODE_PROFILE));
+        }
+    }
 }
 
 void CSourceWindow::OnDeviceResumeDone(RESUME_MODES) {

@@ -20,6 +20,8 @@ public:
     bool ShowLocation(const QString& sPath, int Line);
     bool CloseFile(const QString& sPath);
     void CloseAll();
+    /// Closes all documents but the one shown.
+    void CloseAllButActive();
     CSourceView* GetActiveView() const;
     QStringList GetOpenFiles() const;
     /// Reads all documents again that have changed on disk.
@@ -38,6 +40,7 @@ public:
     void SetPreference(int VarID, int Value) override;
     QString GetStatusText() const override;
     QString GetUserConfigStr() const override;
+    void SetUserConfigStr(const QString& sConfig) override;
 
     void OnDeviceResumeDone(RESUME_MODES) override;
     void OnDeviceDisconnectDone() override;
