@@ -105,8 +105,7 @@ void CMainWindow::LoadDefaultCpuSvdFile() {
     if (CProject::Get().HasCpuSvdFile()) {
         return;
     }
-    const QString sCore = CDevice::Get().GetKnownDevice(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)).sCore;
-    const QString sDefault = GetSVDFileNameForCore(sCore);
+    const QString sDefault = GetDefaultCpuSvdFile();
     if (sDefault.isEmpty()) {
         ConsolePrint(QStringLiteral(
             "Project Warning: no CPU register set description file specified and could not determine default."));

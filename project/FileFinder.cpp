@@ -227,17 +227,18 @@ QString CFileFinder::FindFile(const QString& sPath) {
     QString sWork = sPath;
     const QString sExpanded = ExpandMacros(sWork);
     sWork = sExpanded.isEmpty() ? sWork : sExpanded;
+    const QString sAsked = sWork; // a macro is no search: its value is what was asked for
     const QString sAlias = ApplyFileAliases(sWork);
     sWork = sAlias.isEmpty() ? sWork : sAlias;
     const QString sSubstituted = ApplyPathSubstitutes(sWork);
     sWork = sSubstituted.isEmpty() ? sWork : sSubstituted;
     const QString sClean = CleanPath(sWork);
     if (!IsRelativePath(sClean)) {
-        Report(sPath, sClean);
+        Report(sAsked, sClean);
         return FileExists(sClean) ? sClean : sWork;
     }
     const QString sFound = FileExists(sClean) ? sClean : FindBySuffix(sClean);
-    Report(sPath, sFound);
+    Report(sAsked, sFound);
     m_FoundInProjectDir = false;
     return sFound;
 }

@@ -145,7 +145,7 @@ void CProject::AddSvdFile(const QString& sPath) { m_SvdFiles.append(sPath); }
 
 QStringList CProject::CheckFiles() const {
     QStringList Problems = m_Warnings;
-    if (!HasCpuSvdFile()) {
+    if (!HasCpuSvdFile() && GetDefaultCpuSvdFile().isEmpty()) {
         Problems.append(QStringLiteral("CPU register set description file not found (specify with 'Project.AddSvdFile') - "
                                        "debugging w/o core registers."));
     }

@@ -64,6 +64,10 @@ QString GetDefaultPeriphSVDFile(const QString& sDevice, U32 Core) {
     return {};
 }
 
+QString GetDefaultCpuSvdFile() {
+    return GetSVDFileNameForCore(CDevice::Get().GetKnownDevice(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)).sCore);
+}
+
 QStringList GetDefaultSvdFiles(const QString& sDevice) {
     const DEVICE_ENTRY Device = CDevice::Get().GetKnownDevice(sDevice.toUtf8());
     QStringList Files = {GetSVDFileNameForCore(Device.sCore), GetDefaultPeriphSVDFile(sDevice, Device.Core)};

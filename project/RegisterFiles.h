@@ -14,6 +14,8 @@ QString GetSVDFileNameForCore(const QString& sCore);
 /// File of a device's peripherals among those the program brings along, likewise: the first that is named for the
 /// architecture of the core, else the first that is named for the device.
 QString GetDefaultPeriphSVDFile(const QString& sDevice, U32 Core);
+/// File of the registers of the configured device's core; empty if there is none.
+QString GetDefaultCpuSvdFile();
 /// Both files of a device of the probe library's table, as far as they exist.
 QStringList GetDefaultSvdFiles(const QString& sDevice);
 /// True if the file describes the registers of a core: its root element is "cpu".

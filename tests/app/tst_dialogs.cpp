@@ -188,7 +188,8 @@ TEST_F(CDialogTest, SystemVariablesAreEditedThroughTheCommand) {
     EXPECT_EQ(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL).toStdString(), "SysTick_Handler");
     EXPECT_EQ(NewText(), "Edit.SysVar (VAR_RESET_MODE, 2);\n"
                          "Edit.SysVar (VAR_TRACE_PORT_DELAY_0, -100000);\n"
-                         "Edit.SysVar (VAR_BREAK_AT_THIS_SYMBOL, SysTick_Handler);");
+                         "Edit.SysVar (VAR_BREAK_AT_THIS_SYMBOL, " +
+                             std::to_string(AddressOf("SysTick_Handler")) + ");");
     _Keep(Editor, "sysvars");
 }
 

@@ -131,16 +131,18 @@ TEST_F(CProjectTest, TheCommandLineMakesAProjectFromACompleteSet) {
         {{"-tarvik"}, {}},
         {{"-device", "Cortex-M7", "-usb", "-if", "SWD"},
          {"Project.SetDevice (\"Cortex-M7\");", "Project.SetHostIF (\"USB\", \"\");",
-          "Project.SetTargetIF (\"SWD\");"}},
+          "Project.SetTargetIF (\"SWD\");", "Project.AddSvdFile (\"$(InstallDir)/Config/CPU/Cortex-M7F.svd\");"}},
         {{"-device", "Cortex-M3", "-ip", "host:1", "-if", "JTAG", "-speed", "100", "-jtagconfig", "1,2"},
          {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"IP\", \"host:1\");",
-          "Project.SetTargetIF (\"JTAG\");", "Project.SetTIFSpeed (\"100\");", "Project.SetJTAGConfig (1, 2);"}},
+          "Project.SetTargetIF (\"JTAG\");", "Project.SetTIFSpeed (\"100\");", "Project.SetJTAGConfig (1, 2);",
+          "Project.AddSvdFile (\"$(InstallDir)/Config/CPU/Cortex-M3.svd\");"}},
         {{"-device", "Cortex-M3", "-usb", "-if", "JTAG", "-jtagconfig", "1,2,3"},
          {"Project.SetDevice (\"Cortex-M3\");", "Project.SetHostIF (\"USB\", \"\");",
-          "Project.SetTargetIF (\"JTAG\");"}},
+          "Project.SetTargetIF (\"JTAG\");", "Project.AddSvdFile (\"$(InstallDir)/Config/CPU/Cortex-M3.svd\");"}},
         {{"-tarvik", "-usb"},
          {"Project.SetDevice (\"MK66FN2M0XXX18\");", "Project.SetHostIF (\"USB\", \"\");",
-          "Project.SetTargetIF (\"SWD\");", "Project.SetTIFSpeed (\"2000\");"}},
+          "Project.SetTargetIF (\"SWD\");", "Project.SetTIFSpeed (\"2000\");",
+          "Project.AddSvdFile (\"$(InstallDir)/Config/CPU/Cortex-M4F.svd\");"}},
     };
     static const QRegularExpression Command("^  (Project\\..*;|File\\.Open.*;)$", QRegularExpression::MultilineOption);
     for (const auto& Case : aCase) {

@@ -16,6 +16,9 @@ const QString sMarker = "  //\n  // Dialog-generated settings\n  //\n";
 
 } // namespace
 
+constexpr const char* NO_CORE_REGISTERS = "CPU register set description file not found (specify with "
+                                          "'Project.AddSvdFile') - debugging w/o core registers.";
+
 class Project : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -103,7 +106,7 @@ TEST_F(Project, ClosingForgetsEverything) {
     EXPECT_TRUE(m_Project.GetPath().isEmpty());
     EXPECT_TRUE(m_Project.GetSvdFiles().isEmpty());
     EXPECT_TRUE(m_Project.GetProgramFile().isEmpty());
-    EXPECT_TRUE(m_Project.CheckFiles().isEmpty());
+    EXPECT_EQ(m_Project.CheckFiles(), QStringList(NO_CORE_REGISTERS));
     EXPECT_EQ(m_Project.GetBinLoadAddr(), 0);
     EXPECT_FALSE(m_Project.IsModified());
     EXPECT_EQ(Modified.count(), 1);
@@ -195,8 +198,11 @@ TEST_F(Project, WhatASessionWouldMiss) {
     m_Project.AddSvdFile("there.svd");
     m_Project.AddSvdFile("gone.svd");
     m_Project.SetProgramFile(m_Dir.filePath("gone.elf"));
-    EXPECT_EQ(m_Project.CheckFiles(),
-              QStringList({"careful", "file not found: gone.svd", "file not found: " + m_Dir.filePath("gone.elf")}));
+    const QStringList Missing = {"file not found: gone.svd", "file not found: " + m_Dir.filePath("gone.elf")};
+    EXPECT_EQ(m_Project.CheckFiles(), QStringList({"careful", NO_CORE_REGISTERS}) + Missing);
+    Write(m_Dir.filePath("core.svd"), "<?xml version=\"1.0\"?>\n<!-- mine -->\n<cpu>\n</cpu>\n");
+    m_Project.AddSvdFile("core.svd");
+    EXPECT_EQ(m_Project.CheckFiles(), QStringList("careful") + Missing);
 }
 
 TEST_F(Project, AProgramFileThatChangedIsToldOnce) {
