@@ -49,6 +49,7 @@ void CCpu::SetXpsr(uint32_t Value, uint32_t Mask) {
 void CCpu::SetControl(uint32_t Value) {
     const uint32_t Mask = 2u | (Traits.CpuId != 0x410CC200 ? 1u : 0) | (Traits.HasFpu ? 4u : 0);
     WithStackSwitch([&] { Control = Value & Mask; });
+    FpReady = false;
     UpdateSlots();
 }
 
@@ -161,6 +162,14 @@ void CCpu::DecodeAt(COp* pOp, uint32_t Addr) {
     const bool Fits = !IsLong || Offset + 4 <= pRegion->Size;
     const uint16_t Second = IsLong && Fits ? ReadHost<uint16_t>(&pRegion->pData[Offset + 2]) : 0;
     static_cast<CInst&>(*pOp) = Decode(Addr, First, Second, Traits.Arch);
+    if (pOp->Code >= OP_VFP) {
+        const bool TooNew = pOp->Code == VfpOp(VFP_FPV5) && !HasFpv5();
+        if (!Traits.HasFpu) {
+            pOp->Code = pOp->CodeInIT = OP_NO_COPROC;
+        } else if (TooNew) {
+            pOp->Code = pOp->CodeInIT = VfpOp(VFP_UNDEFINED);
+        }
+    }
     if (!Fits) {
         pOp->Code = pOp->CodeInIT = OP_FETCH_FAULT;
     }
@@ -305,6 +314,11 @@ uint32_t CCpu::Run(uint64_t MaxInsts) {
     const uint32_t Halt = Events;
     Events = 0;
     return Halt;
+}
+
+void CCpu::TakeInterrupts() {
+    while (Pending.any() && TakePendingException()) {
+    }
 }
 
 uint32_t CCpu::Step(bool WithInterrupts) {

@@ -9,6 +9,7 @@
 // Threads: no locking of its own. CTarget calls it from the CPU thread, or from another one while that is parked.
 
 #include "probe/sim/Memory.h"
+#include "probe/sim/SoftFloat.h"
 
 #include <array>
 #include <bitset>
@@ -75,11 +76,13 @@ enum ECfsr : uint32_t {
     CFSR_DACCVIOL = 1u << 1,
     CFSR_MUNSTKERR = 1u << 3,
     CFSR_MSTKERR = 1u << 4,
+    CFSR_MLSPERR = 1u << 5,
     CFSR_MMARVALID = 1u << 7,
     CFSR_IBUSERR = 1u << 8,
     CFSR_PRECISERR = 1u << 9,
     CFSR_UNSTKERR = 1u << 11,
     CFSR_STKERR = 1u << 12,
+    CFSR_LSPERR = 1u << 13,
     CFSR_BFARVALID = 1u << 15,
     CFSR_UNDEFINSTR = 1u << 16,
     CFSR_INVSTATE = 1u << 17,
@@ -138,6 +141,9 @@ struct CCpu {
     uint32_t GE = 0;     // 4 bits
     uint32_t Loaded = 0; // value of a load by the slow path: a local whose address is taken would hinder tail calls
     uint32_t LoadedLow = 0;
+    bool FpReady = false; // floating point instructions need no look at CPACR, FPCCR and CONTROL first
+    uint32_t Fpscr = 0;
+    std::array<uint32_t, 32> S{};
     std::array<CSlot, 256> ReadSlots{};
     std::array<CSlot, 256> WriteSlots{};
 
@@ -168,8 +174,7 @@ struct CCpu {
     uint32_t ResetVtor = 0;      // vector table at reset
 
     // Floating point unit
-    std::array<uint32_t, 32> S{};
-    uint32_t Fpscr = 0, Fpccr = 0xC0000000, Fpcar = 0, Fpdscr = 0, Cpacr = 0;
+    uint32_t Fpccr = 0xC0000000, Fpcar = 0, Fpdscr = 0, Cpacr = 0;
 
     // System control block, NVIC, SysTick
     std::array<uint8_t, NUM_EXC> Priority{};
@@ -209,6 +214,8 @@ struct CCpu {
     uint32_t Run(uint64_t MaxInsts);
     // Executes one instruction, breakpoints and (unless WithInterrupts) interrupts aside. Same result as Run.
     uint32_t Step(bool WithInterrupts);
+    // Enters the pending exceptions that are important enough, before the next instruction.
+    void TakeInterrupts();
     // Puts the fast paths in line with the memories, MPU and watchpoints.
     void UpdateSlots();
     void SetBreakpoint(uint32_t Addr);
@@ -258,14 +265,21 @@ struct CCpu {
     void SetPending(uint32_t Exception) { Pending.set(Exception); }
     int ExecutionPriority() const;
 
-    bool IsFpuAccessible();
-    // Saves the floating point state that a lazy stacking still owes. False: a fault was raised.
-    bool PreserveFpState();
+    // What each floating point instruction begins with: the access check, the saving of the state that a lazy stacking
+    // still owes, and a context of its own. False: a fault was raised.
+    bool BeginFp();
+    bool IsFpuAccessible(bool Privileged) const;
+    void SetFpscr(uint32_t Value) { Fpscr = Value & FPSCR_WRITABLE; }
+    void WriteFpccr(uint32_t Value);
+    bool HasFpv5() const { return Traits.HasFpu && (IsV8() || (Traits.CpuId & 0xFFF0) == 0xC270); }
 
     // Adds the instructions executed in this slice so far to the clocks.
     void SettleTime();
 
 private:
+    bool PreserveFpState();
+    bool PushFpFrame(uint32_t Frame);
+    bool PopFpFrame(uint32_t Frame, bool Privileged);
     void AdvanceTime(uint64_t NumCycles);
     uint64_t CyclesToSysTick() const;
     uint32_t RunSlice(uint32_t NumInsts);
@@ -292,7 +306,8 @@ private:
             std::swap(R[13], OtherSp);
         }
     }
-    bool PushWord(uint32_t Addr, uint32_t Value);
+    // Faults of the stacking set these status bits, MemManage or BusFault.
+    bool PushWord(uint32_t Addr, uint32_t Value, bool Privileged, uint32_t MpuBit, uint32_t BusBit);
     bool PopWord(uint32_t Addr, uint32_t& Value, bool Privileged);
 
     bool CheckAccess(uint32_t Addr, uint32_t Size, EAccess Access, bool Privileged);

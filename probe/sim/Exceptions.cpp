@@ -42,6 +42,7 @@ void CCpu::Reset() {
     MpuRegions.fill({});
     ItmTer = ItmTcr = ItmTpr = 0;
     CodeSize = 0;
+    FpReady = false;
     Vtor = ResetVtor;
     for (const CRegion& Region : Mem.GetRegions()) {
         uint32_t Word = 0xFFFFFFFF;
@@ -194,15 +195,14 @@ void CCpu::Lockup() {
 
 // --- Entry and return -------------------------------------------------------------------------------------------
 
-bool CCpu::PushWord(uint32_t Addr, uint32_t Value) {
-    const bool Privileged = IsPrivileged();
+bool CCpu::PushWord(uint32_t Addr, uint32_t Value, bool Privileged, uint32_t MpuBit, uint32_t BusBit) {
     if (!CheckAccess(Addr, 4, EAccess::Write, Privileged)) {
-        Cfsr |= IsV6() ? 0u : uint32_t(CFSR_MSTKERR);
+        Cfsr |= IsV6() ? 0 : MpuBit;
         FaultException = EXC_MEM_MANAGE;
         return false;
     }
     if (!BusWrite(Addr, 4, Value, Privileged)) {
-        Cfsr |= IsV6() ? 0u : uint32_t(CFSR_STKERR);
+        Cfsr |= IsV6() ? 0 : BusBit;
         FaultException = EXC_BUS_FAULT;
         return false;
     }
@@ -223,16 +223,10 @@ bool CCpu::PushFrame(uint32_t ReturnAddr, uint32_t& ExcReturn) {
         FaultException = EXC_USAGE_FAULT;
     }
     for (uint32_t Index = 0; Ok && Index < 8; Index++) {
-        Ok = PushWord(Frame + Index * 4, Words[Index]);
+        Ok = PushWord(Frame + Index * 4, Words[Index], IsPrivileged(), CFSR_MSTKERR, CFSR_STKERR);
     }
-    if (WithFp && (Fpccr & 0x40000000)) { // LSPEN: the space is kept, the registers follow when they are used
-        Fpcar = Frame + 0x20;
-        Fpccr = (Fpccr & ~0x0Bu) | 1u | (Ipsr == 0 ? 8u : 0) | (IsPrivileged() ? 0 : 2u);
-    } else if (WithFp) {
-        for (uint32_t Index = 0; Ok && Index < 16; Index++) {
-            Ok = PushWord(Frame + 0x20 + Index * 4, S[Index]);
-        }
-        Ok = Ok && PushWord(Frame + 0x60, Fpscr);
+    if (WithFp) {
+        Ok = Ok && PushFpFrame(Frame + 0x20);
     }
     const uint32_t Mode = Ipsr ? 1 : UsesPsp() ? 0xD : 9;
     ExcReturn = IsV8() ? 0xFFFFFFB0 | (Mode & 0xC) : 0xFFFFFFF0 | Mode;
@@ -270,6 +264,7 @@ void CCpu::EnterException(uint32_t Exception, uint32_t ReturnAddr) {
     const bool WasPsp = UsesPsp();
     Ipsr = Exception;
     Control &= ~6u;
+    FpReady = false;
     if (WasPsp) {
         std::swap(R[13], OtherSp);
     }
@@ -306,17 +301,8 @@ bool CCpu::PopFrame(uint32_t ExcReturn) {
             return false;
         }
     }
-    if (WithFp && (Fpccr & 1)) {
-        Fpccr &= ~1u; // never saved: the registers still hold the values
-    } else if (WithFp) {
-        for (uint32_t Index = 0; Index < 16; Index++) {
-            if (!PopWord(Frame + 0x20 + Index * 4, S[Index], Privileged)) {
-                return false;
-            }
-        }
-        if (!PopWord(Frame + 0x60, Fpscr, Privileged)) {
-            return false;
-        }
+    if (WithFp && !PopFpFrame(Frame + 0x20, Privileged)) {
+        return false;
     }
     const bool ToThread = ExcReturn & 8;
     const uint32_t NewIpsr = Words[7] & 0x1FF;
@@ -329,6 +315,7 @@ bool CCpu::PopFrame(uint32_t ExcReturn) {
     Pc = Words[6] & ~1u;
     R[13] = (Frame + (WithFp ? 0x68 : 0x20)) | ((WithFp || (Ccr & CCR_STKALIGN)) && (Words[7] & 0x200) ? 4 : 0);
     Control = (Control & ~4u) | (WithFp ? 4u : 0);
+    FpReady = false;
     SetXpsr(Words[7], ~0u);
     Ipsr = NewIpsr;
     return true;

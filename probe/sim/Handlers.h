@@ -164,7 +164,7 @@ using FHandlerTable = std::array<FHandler, Thumb::OP_COUNT>;
 void AddAluHandlers(FHandlerTable& Table);
 void AddMemHandlers(FHandlerTable& Table);
 void AddFlowHandlers(FHandlerTable& Table);
+void AddVfpHandlers(FHandlerTable& Table);
 void Op_Dsp(SIM_ARGS);
-void Op_Vfp(SIM_ARGS);
 
 } // namespace Sim

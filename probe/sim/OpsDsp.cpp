@@ -255,11 +255,4 @@ void Op_Dsp(SIM_ARGS) {
     SIM_NEXT(2);
 }
 
-// There is no floating point unit yet.
-void Op_Vfp(SIM_ARGS) {
-    SIM_SYNC();
-    C.RaiseFault(EXC_USAGE_FAULT, CFSR_NOCP);
-    SIM_TAIL LeaveChain(C, pOp, PC, pRing);
-}
-
 } // namespace Sim

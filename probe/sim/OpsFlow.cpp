@@ -312,7 +312,6 @@ void AddFlowHandlers(FHandlerTable& Table) {
     Table[OP_SEV] = Op_Sev;
     Table[OP_BARRIER] = Op_Barrier;
     Table[OP_DSP] = Op_Dsp;
-    Table[OP_VFP] = Op_Vfp;
 }
 
 const FHandlerTable Handlers = [] {
@@ -321,6 +320,7 @@ const FHandlerTable Handlers = [] {
     AddAluHandlers(Table);
     AddMemHandlers(Table);
     AddFlowHandlers(Table);
+    AddVfpHandlers(Table);
     return Table;
 }();
 

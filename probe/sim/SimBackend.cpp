@@ -330,7 +330,7 @@ bool CSimBackend::WriteSpecialReg(CCpu& Cpu, uint32_t Index, uint32_t Value) {
         Cpu.SetControl(Value);
         return true;
     case NOVIK_REG_FPSCR:
-        Cpu.Fpscr = Value;
+        Cpu.SetFpscr(Value);
         return Cpu.Traits.HasFpu;
     default:
         return false;

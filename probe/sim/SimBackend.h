@@ -80,7 +80,7 @@ private:
 
     CTarget* m_pTarget = nullptr; // the one target of the process, while connected
     bool m_Downloading = false;
-    int m_LastDownload = NOVIK_DL_OK; ///< outcome of the last download of this connection
+    int m_LastDownload = NOVIK_DL_OK;  ///< outcome of the last download of this connection
     std::map<uint32_t, CPage> m_Pages; // key: address / 256
     std::vector<NOVIKARM_BP_INFO> m_Breakpoints;
     uint32_t m_NextHandle = 1;

@@ -164,6 +164,8 @@ uint32_t ReadScb(CCpu& C, uint32_t Addr) {
         return C.Traits.HasFpu ? 0x10110021 : 0;
     case 0xE000EF44: // MVFR1
         return C.Traits.HasFpu ? 0x11000011 : 0;
+    case 0xE000EF48: // MVFR2
+        return C.HasFpv5() ? 0x40 : 0;
     default:
         return 0;
     }
@@ -229,7 +231,7 @@ void WriteScb(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Mask) {
         }
         break;
     case 0xE000EF34:
-        C.Fpccr = C.Traits.HasFpu ? (C.Fpccr & 0x3FFFFFFE) | (Value & 0xC0000001) : 0;
+        C.WriteFpccr(Value);
         break;
     case 0xE000EF38:
         C.Fpcar = C.Traits.HasFpu ? Value & ~7u : 0;
@@ -447,7 +449,7 @@ void WriteDcrsr(CCpu& C, uint32_t Value) {
         }
         break;
     case 33:
-        (IsWrite ? C.Fpscr : C.Dcrdr) = IsWrite ? C.Dcrdr : C.Fpscr;
+        IsWrite ? C.SetFpscr(C.Dcrdr) : void(C.Dcrdr = C.Fpscr);
         break;
     default:
         if (Select >= 64 && Select < 96) {
@@ -567,6 +569,7 @@ uint32_t CCpu::ReadSystem(uint32_t Addr) {
 void CCpu::WriteSystem(uint32_t Addr, uint32_t Value, uint32_t Size, uint32_t WordMask) {
     SettleTime();
     EndSlice(); // what follows may change what runs next
+    FpReady = false;
     switch (Addr >> 12 & 0xFF) {
     case 0x00:
         return WriteItm(*this, Addr, Value, Size);

@@ -110,12 +110,12 @@ enum EOp : uint16_t {
     OP_SEV,
     OP_BARRIER,
     OP_DSP,                   // DSP extension; Imm holds the instruction
-    OP_VFP,                   // floating point data processing and moves; Imm holds the instruction
     OP_B_COND,                // 14 codes, one a condition
     OP_LOAD = OP_B_COND + 14, // ESize * 5 + EAddrMode
     OP_STORE = OP_LOAD + 25,  // ESize * 4 + EAddrMode, sizes W, H, B
     OP_ALU = OP_STORE + 12,   // (EAlu * 2 + sets flags) * 3 + EOperand
-    OP_COUNT = OP_ALU + 96,
+    OP_VFP = OP_ALU + 96,     // EVfp
+    OP_COUNT = OP_VFP + 35,
 };
 
 constexpr uint16_t AluOp(EAlu Alu, bool SetFlags, EOperand Operand) {
@@ -150,13 +150,66 @@ enum EDsp : uint8_t {
     DSP_NONE,
 };
 
+// Floating point extension: OP_VFP + EVfp. Rd, Rn, Rm are numbers of single precision registers (a double precision
+// register is the first of its two) where not said otherwise.
+enum EVfp : uint8_t {
+    VFP_UNDEFINED, // in the coprocessor's space: NOCP goes first
+    VFP_VMLA,
+    VFP_VMLS,
+    VFP_VNMLS,
+    VFP_VNMLA,
+    VFP_VMUL,
+    VFP_VNMUL,
+    VFP_VADD,
+    VFP_VSUB,
+    VFP_VDIV,
+    VFP_VFNMS,
+    VFP_VFNMA,
+    VFP_VFMA,
+    VFP_VFMS,
+    VFP_VMOV_IMM, // Imm
+    VFP_VMOV,
+    VFP_VABS,
+    VFP_VNEG,
+    VFP_VSQRT,
+    VFP_FROM_HALF, // Flags: FLAG_TOP
+    VFP_TO_HALF,
+    VFP_VCMP,       // Flags: FLAG_SIGNAL, FLAG_WITH_ZERO
+    VFP_FROM_FIXED, // Flags: FLAG_UNSIGNED; ShType: EVfpRound; ShAmt: bits behind the point; Ra: size in bits
+    VFP_TO_FIXED,
+    VFP_VLDR,    // Rn: core register; Imm: offset, with FLAG_LITERAL the address; ShAmt: number of words
+    VFP_VSTR,    //
+    VFP_VLDM,    // FLAG_WRITEBACK, FLAG_DECREMENT; Imm: bytes the base moves by
+    VFP_VSTM,    //
+    VFP_TO_S,    // Rd: core register, Rn: single precision register
+    VFP_FROM_S,  //
+    VFP_TO_2S,   // Rd, Ra: core registers, Rm: the first of two single precision registers
+    VFP_FROM_2S, //
+    VFP_VMRS,    // Rd: core register, 15 for the flags
+    VFP_VMSR,    //
+    VFP_FPV5,    // instructions of version 5 only; ShAmt: EVfp5
+    VFP_COUNT,
+};
+constexpr uint16_t VfpOp(uint32_t Vfp) {
+    return static_cast<uint16_t>(OP_VFP + Vfp);
+}
+static_assert(VfpOp(VFP_COUNT) == OP_COUNT);
+enum EVfp5 : uint8_t { VFP5_VSEL, VFP5_VMAXNM, VFP5_VMINNM, VFP5_VRINT, VFP5_VCVT };
+// Rounding of an instruction: one of its own, or that of FPSCR. VSEL has its condition there.
+enum EVfpRound : uint8_t { VFP_RN, VFP_RP, VFP_RM, VFP_RZ, VFP_RA, VFP_RFPSCR };
+
 enum EFlags : uint8_t {
+    FLAG_UNSIGNED = 1,
+    FLAG_TOP = 2,
+    FLAG_SIGNAL = 4,    // VCMPE; VRINTX: a change of the value is inexact
+    FLAG_WITH_ZERO = 8, // VCMP with 0
     FLAG_SETS_FLAGS = 1,
     FLAG_WRITEBACK = 2,
     FLAG_DECREMENT = 4, // LDM, STM: decrement before
     FLAG_POST = 8,      // LDRD, STRD, LDR of PC: index after the access
     FLAG_LITERAL = 16,  // LDRD: Imm is the address
     FLAG_UNPRIV = 32,   // LDRT, STRT
+    FLAG_OPEN = 64,     // OP_UNDEFINED, VFP_UNDEFINED: UNPREDICTABLE rather than UNDEFINED
 };
 
 // A decoded instruction. Field use by code: see the forms in ThumbTable.cpp.

@@ -15,8 +15,10 @@ constexpr int32_t SignExtend(uint32_t Value, int NumBits) {
     return static_cast<int32_t>(Value << (32 - NumBits)) >> (32 - NumBits);
 }
 
-void Undefined(CInst& I) {
+// The architecture leaves the result open; here it is a fault.
+void Unpredictable(CInst& I) {
     I.Code = OP_UNDEFINED;
+    I.Flags = FLAG_OPEN;
 }
 
 // Data processing with the result's special destinations sorted out.
@@ -120,7 +122,7 @@ void CmpHigh(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Rm = Bits(w, 6, 3);
     SetAlu(I, ALU_CMP, true, OPERAND_REG);
     if (I.Rn == 15 || I.Rm == 15) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -142,7 +144,7 @@ void BranchReg(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Code = static_cast<uint16_t>(Op);
     I.Rm = Bits(w, 6, 3);
     if (I.Rm == 15) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -217,7 +219,7 @@ void Push16(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Code = OP_PUSH;
     I.Imm = (w & 0xFF) | (w & 0x100 ? 1u << 14 : 0);
     if (I.Imm == 0) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -225,7 +227,7 @@ void Pop16(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Code = OP_POP;
     I.Imm = (w & 0xFF) | (w & 0x100 ? 1u << 15 : 0);
     if (I.Imm == 0) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -236,7 +238,7 @@ void Multiple16(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     const bool BaseLoaded = Op == OP_LDM && (I.Imm >> I.Rn & 1);
     I.Flags = BaseLoaded ? 0 : FLAG_WRITEBACK;
     if (I.Imm == 0) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -257,7 +259,7 @@ void It16(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.CodeInIT = OP_UNDEFINED;
     I.Imm = w & 0xFF;
     if (Cond == 15 || (Cond == 14 && std::popcount(w & 15u) != 1)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -331,7 +333,7 @@ void DataImm(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Rn = Bits(w, 19, 16);
     ExpandImm(I, w);
     if (!PickAlu(I, w, Alu)) {
-        return Undefined(I);
+        return Unpredictable(I);
     }
     SetAlu(I, Alu, w & 0x00100000, OPERAND_IMM);
 }
@@ -343,7 +345,7 @@ void DataReg(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Rm = w & 15;
     SetShift(I, Bits(w, 5, 4), Bits(w, 14, 12) << 2 | Bits(w, 7, 6));
     if (!PickAlu(I, w, Alu) || I.Rm == 15 || (w & 0x8000)) {
-        return Undefined(I);
+        return Unpredictable(I);
     }
     SetAlu(I, Alu, w & 0x00100000, IsPlain(I) ? OPERAND_REG : OPERAND_SHIFT);
 }
@@ -353,7 +355,7 @@ void PlainImm12(CInst& I, uint32_t w, uint32_t Addr, uint32_t Alu) {
     I.Rn = Bits(w, 19, 16);
     I.Imm = Bits(w, 26, 26) << 11 | Bits(w, 14, 12) << 8 | (w & 0xFF);
     if (I.Rd == 15) {
-        return Undefined(I);
+        return Unpredictable(I);
     }
     if (I.Rn == 15) { // ADR
         const uint32_t Base = (Addr + 4) & ~3u;
@@ -368,7 +370,7 @@ void MovImm16(CInst& I, uint32_t w, uint32_t, uint32_t Top) {
     I.Imm = Bits(w, 19, 16) << 12 | Bits(w, 26, 26) << 11 | Bits(w, 14, 12) << 8 | (w & 0xFF);
     I.Code = Top ? static_cast<uint16_t>(OP_MOVT) : AluOp(ALU_MOV, false, OPERAND_IMM);
     if (I.Rd == 13 || I.Rd == 15) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -384,7 +386,7 @@ void BitField(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Imm = w & 31;                                                       // highest bit, or width - 1
     const bool Bad = Op == OP_BFI ? I.Imm < I.ShAmt || I.Rn == 13 : I.ShAmt + I.Imm > 31 || IsBadReg(I.Rn);
     if (Bad || IsBadReg(I.Rd)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -396,7 +398,7 @@ void Saturate(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     SetShift(I, (w & 0x00200000) ? SHIFT_ASR : SHIFT_LSL, Bits(w, 14, 12) << 2 | Bits(w, 7, 6));
     // ASR #0 is the place of the 16-bit forms.
     if (IsBadReg(I.Rd) || IsBadReg(I.Rn) || ((w & 0x00200000) && I.ShAmt == 32)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -408,7 +410,7 @@ void ShiftReg32(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.ShType = static_cast<uint8_t>(Bits(w, 22, 21));
     I.Flags = (w & 0x00100000) ? FLAG_SETS_FLAGS : 0;
     if (IsBadReg(I.Rd) || IsBadReg(I.Rn) || IsBadReg(I.Rm)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -418,7 +420,7 @@ void Extend32(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rm = w & 15;
     I.ShAmt = static_cast<uint8_t>(Bits(w, 5, 4) * 8);
     if (IsBadReg(I.Rd) || IsBadReg(I.Rm)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -427,7 +429,7 @@ void Unary32(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rd = Bits(w, 11, 8);
     I.Rm = w & 15;
     if (Bits(w, 19, 16) != I.Rm || IsBadReg(I.Rd) || IsBadReg(I.Rm)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -439,7 +441,7 @@ void Multiply(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rm = w & 15;
     if (IsBadReg(I.Rd) || IsBadReg(I.Rn) || IsBadReg(I.Rm) || (Op == OP_MLA && I.Ra == 13) ||
         (Op == OP_MLS && IsBadReg(I.Ra))) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -458,7 +460,7 @@ void LongMultiply(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rn = Bits(w, 19, 16);
     I.Rm = w & 15;
     if (IsBadReg(I.Rd) || IsBadReg(I.Ra) || IsBadReg(I.Rn) || IsBadReg(I.Rm) || I.Rd == I.Ra) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -520,7 +522,7 @@ void Dsp(CInst& I, uint32_t w, uint32_t, uint32_t) {
     const bool BadA =
         (Multiplies && I.Ra == 13) || (IsLong && (IsBadReg(I.Ra) || I.Ra == I.Rd)) || (Kind == DSP_SMMLS && I.Ra == 15);
     if (Kind == DSP_NONE || IsBadReg(I.Rd) || BadN || BadA || (!Saturates16 && IsBadReg(I.Rm))) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -531,18 +533,25 @@ void PlaceSingle(CInst& I, uint32_t w, ESize Size, EAddrMode Mode) {
     if (!IsLoad) {
         I.Code = StoreOp(Size, Mode);
         if (I.Rd == 15 || I.Rn == 15 || (Size != SIZE_W && I.Rd == 13)) {
-            Undefined(I);
+            Unpredictable(I);
         }
     } else if (I.Rd == 15 && Size != SIZE_W) {
-        I.Code = (Mode == ADDR_PRE || Mode == ADDR_POST) ? OP_UNDEFINED : OP_NOP;
+        const bool IsHint = Mode != ADDR_PRE && Mode != ADDR_POST && !(I.Flags & FLAG_UNPRIV);
+        I.Code = OP_NOP;
+        if (!IsHint) {
+            Unpredictable(I);
+        }
     } else if (I.Rd == 15 || I.Rd == 13) {
-        I.Code = Size == SIZE_W ? OP_LOAD_GENERIC : OP_UNDEFINED;
+        I.Code = OP_LOAD_GENERIC;
         I.Ra = Mode;
+        if (Size != SIZE_W || (I.Flags & FLAG_UNPRIV)) {
+            Unpredictable(I);
+        }
     } else {
         I.Code = LoadOp(Size, Mode);
     }
     if ((Mode == ADDR_PRE || Mode == ADDR_POST) && I.Rd == I.Rn) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -569,7 +578,7 @@ void SingleImm8(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Rn = Bits(w, 19, 16);
     I.Imm = Up ? w & 0xFF : 0u - (w & 0xFF);
     if (!Pre && !Write) {
-        return Undefined(I);
+        return Unpredictable(I);
     }
     if (Pre && Up && !Write) {
         I.Flags = FLAG_UNPRIV;
@@ -583,7 +592,7 @@ void SingleReg(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.ShAmt = Bits(w, 5, 4);
     PlaceSingle(I, w, SizeOfLoadStore(w), ADDR_REG);
     if (IsBadReg(I.Rm)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -608,7 +617,7 @@ void Dual(CInst& I, uint32_t w, uint32_t Addr, uint32_t) {
     }
     const bool BadBase = Write && (I.Rn == I.Rd || I.Rn == I.Ra || I.Rn == 15);
     if (IsBadReg(I.Rd) || IsBadReg(I.Ra) || BadBase || (IsLoad ? I.Rd == I.Ra : I.Rn == 15)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -626,7 +635,7 @@ void Multiple32(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     }
     const bool BadList = (List & 0x2000) || (Op == OP_STM ? (List & 0x8000) != 0 : (List & 0xC000) == 0xC000);
     if (I.Rn == 15 || std::popcount(List) < 2 || BadList || (Write && (List >> I.Rn & 1))) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -639,7 +648,7 @@ void ExclusiveWord(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Imm = (w & 0xFF) * 4;
     I.ShAmt = SIZE_W;
     if (IsBadReg(I.Rd) || I.Rn == 15 || (Op == OP_STREX && (IsBadReg(I.Ra) || I.Ra == I.Rn || I.Ra == I.Rd))) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -652,7 +661,7 @@ void ExclusiveItem(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.ShAmt = Sizes[Bits(w, 5, 4)];
     const bool IsStore = Op == OP_STREX || Op == OP_STLEX;
     if (IsBadReg(I.Rd) || I.Rn == 15 || (IsStore && (IsBadReg(I.Ra) || I.Ra == I.Rn || I.Ra == I.Rd))) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -661,7 +670,7 @@ void TableBranch(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Rn = Bits(w, 19, 16);
     I.Rm = w & 15;
     if (I.Rn == 13 || IsBadReg(I.Rm)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -686,7 +695,7 @@ void Mrs(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Rd = Bits(w, 11, 8);
     I.Imm = w & 0xFF;
     if (IsBadReg(I.Rd)) {
-        Undefined(I);
+        Unpredictable(I);
     }
 }
 
@@ -696,13 +705,8 @@ void Msr(CInst& I, uint32_t w, uint32_t, uint32_t) {
     I.Imm = w & 0xFF;
     I.Ra = Bits(w, 11, 10); // mask: bit 1 flags, bit 0 GE
     if (IsBadReg(I.Rn)) {
-        Undefined(I);
+        Unpredictable(I);
     }
-}
-
-void Vfp(CInst& I, uint32_t w, uint32_t, uint32_t) {
-    I.Code = OP_VFP;
-    I.Imm = w;
 }
 
 constexpr uint8_t V6 = ARCH_V6M | ARCH_V8B | ARCH_V7M | ARCH_V7EM | ARCH_V8M;
@@ -790,10 +794,10 @@ const CPattern Patterns16[] = {
 
 const CPattern Patterns32[] = {
     // Load and store multiple
-    {0xFFD02000, 0xE8800000, V7, Multiple32, OP_STM},
-    {0xFFD02000, 0xE8900000, V7, Multiple32, OP_LDM},
-    {0xFFD02000, 0xE9000000, V7, Multiple32, OP_STM},
-    {0xFFD02000, 0xE9100000, V7, Multiple32, OP_LDM},
+    {0xFFD00000, 0xE8800000, V7, Multiple32, OP_STM},
+    {0xFFD00000, 0xE8900000, V7, Multiple32, OP_LDM},
+    {0xFFD00000, 0xE9000000, V7, Multiple32, OP_STM},
+    {0xFFD00000, 0xE9100000, V7, Multiple32, OP_LDM},
     // Exclusive, table branch, dual
     {0xFFF000FF, 0xE8C0008F, V8, ExclusiveItem, OP_STL},
     {0xFFF000FF, 0xE8C0009F, V8, ExclusiveItem, OP_STL},
@@ -878,8 +882,8 @@ const CPattern Patterns32[] = {
     {0xFFF000F0, 0xFBE00060, DSP, LongMultiply, OP_UMAAL},
     {0xFF000000, 0xFB000000, DSP, Dsp, 0}, // 16-bit and dual multiplies
     // Coprocessors
-    {0xEF000E00, 0xEE000A00, V7, Vfp, 0},
-    {0xEE000E00, 0xEC000A00, V7, Vfp, 0},
+    {0xEF000000, 0xEF000000, V7, Simple, OP_UNDEFINED},
+    {0xEC000E00, 0xEC000A00, V7, Vfp, 0},
     {0xEC000000, 0xEC000000, V7, Simple, OP_NO_COPROC},
     {0, 0, 0, nullptr, 0},
 };

@@ -13,6 +13,9 @@ struct CPattern {
     uint32_t Arg;
 };
 
+// Form of all coprocessor 10 and 11 instructions (ThumbVfp.cpp).
+void Vfp(CInst& I, uint32_t w, uint32_t Addr, uint32_t Arg);
+
 // Each ends with a row without a form.
 extern const CPattern Patterns16[];
 extern const CPattern Patterns32[];

@@ -54,7 +54,7 @@ TEST(SimCpu, EveryInstructionDecodesToAHandler) {
             ASSERT_LT(Inst.CodeInIT, Thumb::OP_COUNT);
             ASSERT_NE(Inst.Code, Thumb::OP_NOT_DECODED);
             ASSERT_EQ(Inst.Len, Thumb::Is32Bit(Half) ? 4 : 2);
-            ASSERT_LT(Inst.Rd | Inst.Rn | Inst.Rm, 16);
+            ASSERT_LT(Inst.Rd | Inst.Rn | Inst.Rm, Inst.Code >= Thumb::OP_VFP ? 32 : 16);
         }
     }
 }
