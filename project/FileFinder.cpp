@@ -263,7 +263,7 @@ void CFileFinder::Report(const QString& sAsked, const QString& sFound) {
             m_MissingFiles.insert(sAsked);
         }
         m_DelayTimer.start();
-    } else if (!IsFound || (sFound != sAsked && !m_FoundInProjectDir)) {
+    } else if (!IsFound || (sFound != CleanPath(sAsked) && !m_FoundInProjectDir)) {
         if (!m_ReportedFiles.contains(sAsked)) {
             ConsolePrint(IsFound ? QStringLiteral("File path resolved: \"%1\" was found at \"%2\"").arg(sAsked, sFound)
                                  : QStringLiteral("File not found: %1").arg(sAsked));
