@@ -3,9 +3,8 @@
 #include "probe/Session.h"
 #include "probe/sim/SimBackend.h"
 
+#include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <strings.h>
 
 namespace Novik {
 
@@ -30,79 +29,27 @@ void CSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
     }
 }
 
+const CDevice& CSession::GetDevice() const {
+    return *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Device)];
+}
+
+// What is not given up: faults of connects to come, and the log file, which covers all sessions.
+void CSession::ForgetAll() {
+    pBackend.reset();
+    Faults.Clear();
+    IsSelected = IsConnected = IsBigEndian = false;
+    Device = 0;
+    Speed = DEFAULT_SPEED;
+    InitRegsOnReset = true;
+    ResetDelay = 0;
+    pfLog = pfWarn = pfError = nullptr;
+}
+
 void CopyText(char* sBuffer, size_t Size, const std::string& sText) {
     if (sBuffer && Size > 0) {
         const size_t Length = std::min(sText.size(), Size - 1);
         std::memcpy(sBuffer, sText.data(), Length);
         sBuffer[Length] = 0;
-    }
-}
-
-namespace {
-
-void SelectDevice(const std::string& sName, std::string& sError) {
-    const int Index = CDeviceTable::Get().Find(sName);
-    if (Index < 0) {
-        sError = "Unknown device \"" + sName + "\"";
-        return;
-    }
-    CSession::Get().Device = Index;
-}
-
-void RunScript(const std::string& sPath, std::string& sError, int Depth) {
-    constexpr int MAX_DEPTH = 8; // a script can name another one
-    std::ifstream File(sPath);
-    std::string sLine;
-    if (!File || Depth >= MAX_DEPTH) {
-        sError = File ? "Scripts are nested too deep" : "Could not open script \"" + sPath + "\"";
-        return;
-    }
-    for (int Line = 1; sError.empty() && std::getline(File, sLine); Line++) {
-        const size_t First = sLine.find_first_not_of(" \t\r");
-        if (First == std::string::npos || sLine[First] == '#' || sLine.compare(First, 2, "//") == 0) {
-            continue;
-        }
-        ExecCommand(sLine.substr(First), sError, Depth + 1);
-        if (!sError.empty()) {
-            sError = sPath + ":" + std::to_string(Line) + ": " + sError;
-        }
-    }
-}
-
-bool ExecSessionCommand(const std::string& sName, const std::string& sArgs, std::string& sError, int Depth) {
-    const auto Is = [&](const char* sOther) { return strcasecmp(sName.c_str(), sOther) == 0; };
-    if (Is(NOVIK_EXEC_DEVICE)) {
-        SelectDevice(sArgs, sError);
-    } else if (Is(NOVIK_EXEC_SCRIPT_FILE)) {
-        RunScript(sArgs, sError, Depth);
-    } else {
-        // The library shows no dialogs, and the simulator's trace has no lines to adjust.
-        return Is(NOVIK_EXEC_HIDE_DEVICE_SELECTION) || Is(NOVIK_EXEC_TRACE_SAMPLE_ADJUST) ||
-               Is(NOVIK_EXEC_SELECT_TRACE_SOURCE) || Is(NOVIK_EXEC_PORT_WIDTH);
-    }
-    return true;
-}
-
-} // namespace
-
-void ExecCommand(const std::string& sCommand, std::string& sError, int Depth) {
-    CSession& Session = CSession::Get();
-    const size_t End = std::min(sCommand.find_first_of(" \t="), sCommand.size());
-    const std::string sName = sCommand.substr(0, End);
-    size_t First = sCommand.find_first_not_of(" \t", End);
-    if (First != std::string::npos && sCommand[First] == '=') {
-        First = sCommand.find_first_not_of(" \t", First + 1);
-    }
-    std::string sArgs = First == std::string::npos ? "" : sCommand.substr(First);
-    sArgs.erase(sArgs.find_last_not_of(" \t\r\n") + 1);
-    if (sArgs.size() >= 2 && sArgs.front() == '"' && sArgs.back() == '"') {
-        sArgs = sArgs.substr(1, sArgs.size() - 2);
-    }
-    if (ExecSessionCommand(sName, sArgs, sError, Depth) || Session.Faults.Exec(sName, sArgs, sError)) {
-        return;
-    }
-    if (!Session.pBackend || !Session.pBackend->Exec(sName, sArgs, sError)) {
-        sError = "Unknown command \"" + sName + "\"" + (Session.pBackend ? "" : " (the probe is not open)");
     }
 }
 
@@ -167,7 +114,7 @@ int NOVIKARM_GetDebugInfo(uint32_t Id, uint32_t* pOut) {
     if (!pOut || Id != NOVIK_DEBUGINFO_HAS_SECURITY_EXT || !CSession::Get().Target()) {
         return -1;
     }
-    *pOut = CDeviceTable::Get().GetDevices()[static_cast<size_t>(CSession::Get().Device)]->Traits.HasSecurity;
+    *pOut = CSession::Get().GetDevice().Traits.HasSecurity;
     return 0;
 }
 
@@ -246,14 +193,9 @@ void NOVIKARM_Close(void) {
     CSession& Session = CSession::Get();
     if (Session.pBackend) {
         Session.pBackend->Close();
-        Session.pBackend.reset();
         Session.Log("Closed probe");
     }
-    Session.IsConnected = false;
-    Session.Faults.Clear();
-    Session.Device = 0;
-    Session.Speed = 4000;
-    Session.Endian = NOVIK_ENDIAN_LITTLE;
+    Session.ForgetAll();
 }
 
 int32_t NOVIKARM_ExecCommand(const char* sCommand, char* sError, int32_t ErrorSize) {
@@ -267,8 +209,13 @@ int32_t NOVIKARM_ExecCommand(const char* sCommand, char* sError, int32_t ErrorSi
     return sText.empty() ? 0 : -1;
 }
 
+// The byte order of a core is fixed by its device; what the caller believes is only compared with it.
 void NOVIKARM_SetEndian(int32_t Endian) {
-    CSession::Get().Endian = Endian;
+    CSession& Session = CSession::Get();
+    const bool IsBig = Session.GetDevice().IsBigEndian;
+    if (Session.Device != 0 && (Endian == NOVIK_ENDIAN_BIG) != IsBig) {
+        Session.Warn(Session.GetDevice().sName + " is " + (IsBig ? "big" : "little") + "-endian and stays so");
+    }
 }
 
 void NOVIKARM_SetCoreIndex(uint32_t Index) {
@@ -277,12 +224,21 @@ void NOVIKARM_SetCoreIndex(uint32_t Index) {
     }
 }
 
-void NOVIKARM_TIF_Select(int32_t) {}
+void NOVIKARM_TIF_Select(int32_t Interface) {
+    if (Interface != NOVIK_TIF_JTAG && Interface != NOVIK_TIF_SWD) {
+        CSession::Get().Warn("Target interface " + std::to_string(Interface) + " is not known");
+    }
+}
 
-void NOVIKARM_ConfigJTAG(int32_t, int32_t) {}
+void NOVIKARM_ConfigJTAG(int32_t IRPre, int32_t DRPre) {
+    if (IRPre != 0 || DRPre != 0) {
+        CSession::Get().Warn("The target is alone on its scan chain; its position is ignored");
+    }
+}
 
 void NOVIKARM_SetSpeed(uint32_t Speed) {
-    CSession::Get().Speed = Speed;
+    // Beyond the fastest only the two special values stand for themselves.
+    CSession::Get().Speed = Speed == NOVIK_SPEED_ADAPTIVE ? Speed : std::min(Speed, CSession::MAX_SPEED);
 }
 
 uint32_t NOVIKARM_GetSpeed(void) {
@@ -297,13 +253,14 @@ int NOVIKARM_Connect(void) {
     if (Session.IsConnected) {
         return 0;
     }
-    const CDevice& Device = *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Session.Device)];
+    const CDevice& Device = Session.GetDevice();
     const std::string sError = Session.Device == 0 ? "no device selected" : Session.pBackend->Connect(Device);
     if (!sError.empty()) {
         Session.Error("Could not connect to target: " + sError);
         return -1;
     }
     Session.IsConnected = true;
+    Session.IsBigEndian = Device.IsBigEndian;
     Session.Log("Connected to " + Device.sName);
     return 0;
 }

@@ -79,12 +79,20 @@ int32_t NOVIKARM_SWO_GetCompatibleSpeeds(uint32_t CpuHz, uint32_t MaxSpeed, uint
     return Found;
 }
 
-int32_t NOVIKARM_MeasureCPUSpeedEx(uint32_t, int32_t, int32_t) {
+int32_t NOVIKARM_MeasureCPUSpeedEx(uint32_t RAMAddr, int32_t, int32_t) {
     CBackend* pTarget = Target();
-    return pTarget ? pTarget->MeasureCpuSpeed() : -1;
+    return pTarget ? pTarget->MeasureCpuSpeed(RAMAddr) : -1;
 }
 
-void NOVIK_STRACE_Config(const char*) {}
+void NOVIK_STRACE_Config(const char* sConfig) {
+    std::string sError;
+    if (!ExecTraceCommand(sConfig ? sConfig : "", sError)) {
+        sError = "Unknown trace setting \"" + std::string(sConfig ? sConfig : "") + "\"";
+    }
+    if (!sError.empty()) {
+        CSession::Get().Warn(sError);
+    }
+}
 
 int32_t NOVIK_STRACE_Start(void) {
     CBackend* pTarget = Target();

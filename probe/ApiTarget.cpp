@@ -1,7 +1,11 @@
 // Exported functions: run control, memory, registers, breakpoints.
 #include "probe/Session.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstring>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -13,9 +17,21 @@ CBackend* Target() {
     return CSession::Get().Target();
 }
 
-struct {
-    int32_t ResetDelay = 0;
-} Settings;
+// A value as it lies in the target's memory, and back.
+template <typename T> T TargetOrder(T Value) {
+    if constexpr (sizeof(T) > 1) {
+        if (CSession::Get().IsBigEndian) {
+            uint8_t Bytes[sizeof(T)];
+            std::memcpy(Bytes, &Value, sizeof(T));
+            std::reverse(std::begin(Bytes), std::end(Bytes));
+            std::memcpy(&Value, Bytes, sizeof(T));
+        }
+    }
+    return Value;
+}
+
+// R0 to R12 have no reset value of their own: they keep what they held unless they are to be set.
+constexpr uint32_t NUM_PLAIN_REGS = 13;
 
 // Items one by one, so that each has a status of its own; the whole block at once while nothing fails.
 template <typename T> int32_t ReadItems(uint32_t Addr, uint32_t NumItems, T* pData, uint8_t* pStatus) {
@@ -31,6 +47,7 @@ template <typename T> int32_t ReadItems(uint32_t Addr, uint32_t NumItems, T* pDa
             return -1;
         }
         const bool Ok = Read == static_cast<int>(sizeof(T));
+        pData[Index] = Ok ? TargetOrder(pData[Index]) : pData[Index];
         Count += Ok;
         if (pStatus) {
             pStatus[Index] = !Ok;
@@ -41,6 +58,7 @@ template <typename T> int32_t ReadItems(uint32_t Addr, uint32_t NumItems, T* pDa
 
 template <typename T> int32_t WriteItem(uint32_t Addr, T Data) {
     CBackend* pTarget = Target();
+    Data = TargetOrder(Data);
     return pTarget && pTarget->WriteMem(Addr, &Data, sizeof(T), sizeof(T)) == static_cast<int>(sizeof(T)) ? 0 : -1;
 }
 
@@ -80,17 +98,32 @@ void NOVIKARM_SetResetType(int32_t Type) {
 }
 
 void NOVIKARM_SetResetDelay(int32_t Delay) {
-    Settings.ResetDelay = Delay < 0 ? 0 : Delay > 10000 ? 10000 : Delay;
+    CSession::Get().ResetDelay = std::clamp(Delay, 0, 10000);
 }
 
-void NOVIKARM_SetInitRegsOnReset(int32_t) {}
+void NOVIKARM_SetInitRegsOnReset(int32_t Init) {
+    CSession::Get().InitRegsOnReset = Init != 0;
+}
 
 int NOVIKARM_Reset(void) {
     CBackend* pTarget = Target();
-    if (!pTarget || !pTarget->Reset()) {
+    if (!pTarget) {
         return -1;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(Settings.ResetDelay));
+    std::array<std::optional<uint32_t>, NUM_PLAIN_REGS> Kept;
+    for (uint32_t Index = 0; Index < NUM_PLAIN_REGS && !CSession::Get().InitRegsOnReset; Index++) {
+        uint32_t Value;
+        Kept[Index] = pTarget->ReadReg(Index, Value) ? std::optional(Value) : std::nullopt;
+    }
+    if (!pTarget->Reset()) {
+        return -1;
+    }
+    for (uint32_t Index = 0; Index < NUM_PLAIN_REGS; Index++) {
+        if (Kept[Index]) {
+            pTarget->WriteReg(Index, *Kept[Index]);
+        }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(CSession::Get().ResetDelay));
     return 0;
 }
 

@@ -65,7 +65,8 @@ public:
     virtual int32_t SwoDisable(uint32_t PortMask) = 0;
     virtual int32_t SwoFlush(const uint32_t* pNumBytes) = 0;
     virtual int32_t SwoRead(uint32_t Port, uint8_t* pData, uint32_t NumBytes) = 0;
-    virtual int32_t MeasureCpuSpeed() = 0;
+    // RamAddr: two words of RAM for the measuring program.
+    virtual int32_t MeasureCpuSpeed(uint32_t RamAddr) = 0;
     virtual int32_t TraceStart() = 0;
     virtual int32_t TraceStop() = 0;
     virtual int32_t TraceRead(uint32_t* pAddrs, uint32_t Count) = 0;

@@ -37,15 +37,36 @@ const CCoreRow CoreTable[] = {
     {"Cortex-M23", NOVIK_CORE_CORTEX_M23, true, {ARCH_V8B, 0x411CD200, false, false, false, 2, 4, 4, false, 2, 96, 8}},
     {"Cortex-M33", NOVIK_CORE_CORTEX_M33, true, {ARCH_V8M, 0x411FD210, false, false, false, 2, 8, 4, true, 4, 96, 8}},
     {"ARM7TDMI", NOVIK_CORE_ARM7TDMI, false, {}},
+    {"ARM7TDMI-S", 0x070001FF, false, {}},
     {"ARM920T", NOVIK_CORE_ARM920T, false, {}},
+    {"ARM922T", 0x092200FF, false, {}},
     {"ARM926EJ-S", NOVIK_CORE_ARM926EJS, false, {}},
+    {"ARM946E-S", 0x094601FF, false, {}},
+    {"ARM966E-S", 0x096601FF, false, {}},
+    {"ARM968E-S", 0x096801FF, false, {}},
+    {"ARM1136JF-S", 0x0B3606FF, false, {}},
+    {"ARM1156T2-S", 0x0B56FFFF, false, {}},
     {"ARM1176JZF-S", NOVIK_CORE_ARM1176, false, {}},
     {"Cortex-A5", NOVIK_CORE_CORTEX_A5, false, {}},
     {"Cortex-A7", NOVIK_CORE_CORTEX_A7, false, {}},
     {"Cortex-A8", NOVIK_CORE_CORTEX_A8, false, {}},
     {"Cortex-A9", NOVIK_CORE_CORTEX_A9, false, {}},
+    {"Cortex-A12", 0x080A00FF, false, {}},
+    {"Cortex-A15", 0x080B00FF, false, {}},
+    {"Cortex-A17", 0x080C00FF, false, {}},
     {"Cortex-R4", NOVIK_CORE_CORTEX_R4, false, {}},
     {"Cortex-R5", NOVIK_CORE_CORTEX_R5, false, {}},
+};
+
+// Names of identifiers that stand for a stepping or a whole family.
+const struct {
+    uint32_t Mask, Core;
+    const char* sName;
+} CoreFamilies[] = {
+    {0xFF00FF00, 0x03000000, "Cortex-M3"}, {0xFFFFFF00, 0x07000000, "ARM7TDMI"}, {0xFFFFFF00, 0x07000100, "ARM7TDMI-S"},
+    {0xFF000000, 0x07000000, "ARM7"},      {0xFF000000, 0x09000000, "ARM9"},     {0xFFFF0000, 0x0B360000, "ARM1136"},
+    {0xFFFF0000, 0x0B560000, "ARM1156"},   {0xFFFF0000, 0x0B760000, "ARM1176"},  {0xFF000000, 0x0B000000, "ARM11"},
+    {0xFF000000, 0x0D000000, "Cortex-R"},
 };
 
 std::string Trim(const std::string& s) {
@@ -72,6 +93,26 @@ bool ParseNumber(std::string sText, uint32_t& Value) {
     return true;
 }
 
+// The start of a text from a file that may hold anything.
+std::string Printable(const std::string& sText) {
+    constexpr size_t MAX_LENGTH = 40;
+    std::string sOut = sText.substr(0, MAX_LENGTH);
+    std::replace_if(
+        sOut.begin(), sOut.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return sText.size() > MAX_LENGTH ? sOut + "..." : sOut;
+}
+
+// Empty, or why a device can't have the name.
+std::string CheckName(const std::string& sName) {
+    constexpr size_t MAX_NAME = 64;
+    if (sName.empty()) {
+        return "device without a name";
+    }
+    const bool IsText = std::all_of(sName.begin(), sName.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    return sName.size() > MAX_NAME || !IsText ? "device name \"" + Printable(sName) + "\" is too long or not printable"
+                                              : "";
+}
+
 // Reads the lines of one file into devices.
 class CParser {
 public:
@@ -83,6 +124,7 @@ private:
     std::string ParseCore(const std::string& sName);
     std::string ParseMemory(ERegion Kind, const std::string& sArgs);
     std::string ParseCount(const std::string& sKey, const std::string& sArgs);
+    std::string ParseEndian(const std::string& sArgs);
     CDevice& m_Device;
 };
 
@@ -95,7 +137,7 @@ std::string CParser::ParseCore(const std::string& sName) {
             return "";
         }
     }
-    return "unknown core \"" + sName + "\"";
+    return "unknown core \"" + Printable(sName) + "\"";
 }
 
 std::string CParser::ParseMemory(ERegion Kind, const std::string& sArgs) {
@@ -156,7 +198,16 @@ std::string CParser::ParseCount(const std::string& sKey, const std::string& sArg
         }
         return "";
     }
-    return "unknown keyword \"" + sKey + "\"";
+    return "unknown keyword \"" + Printable(sKey) + "\"";
+}
+
+std::string CParser::ParseEndian(const std::string& sArgs) {
+    if (sArgs != "little" && sArgs != "big" && sArgs != "be8") {
+        return "expected little, big or be8";
+    }
+    m_Device.IsBigEndian = sArgs != "little";
+    m_Device.IsCodeBigEndian = sArgs == "big";
+    return m_Device.IsBigEndian && m_Device.CanSimulate ? "the simulated target is little-endian" : "";
 }
 
 std::string CParser::ParseLine(const std::string& sKey, const std::string& sArgs) {
@@ -168,10 +219,13 @@ std::string CParser::ParseLine(const std::string& sKey, const std::string& sArgs
         return ParseCore(sArgs);
     }
     if (m_Device.Core == 0) {
-        return "\"" + sKey + "\" must stand behind \"core\"";
+        return "\"" + Printable(sKey) + "\" must stand behind \"core\"";
     }
     if (sKey == "flash" || sKey == "ram") {
         return ParseMemory(sKey == "flash" ? ERegion::Flash : ERegion::Ram, sArgs);
+    }
+    if (sKey == "endian") {
+        return ParseEndian(sArgs);
     }
     if (sKey == "fpu") {
         m_Device.Traits.HasFpu = true;
@@ -227,10 +281,25 @@ void CDeviceTable::LoadFolder(const std::string& sFolder) {
     }
     std::sort(Files.begin(), Files.end());
     for (const auto& Path : Files) {
-        std::ifstream File(Path, std::ios::binary);
-        std::ostringstream Text;
-        Text << File.rdbuf();
-        Parse(Text.str(), Path.string());
+        ParseFile(Path.string());
+    }
+}
+
+void CDeviceTable::ParseFile(const std::string& sPath) {
+    constexpr uintmax_t MAX_FILE = 4u << 20; // a hundred times what the table of a maker takes
+    std::error_code Error;
+    const bool IsFile = std::filesystem::is_regular_file(sPath, Error);
+    const uintmax_t Size = IsFile ? std::filesystem::file_size(sPath, Error) : 0;
+    std::ifstream File(sPath, std::ios::binary);
+    if (!IsFile || Error || !File) {
+        m_Errors.push_back(sPath + ": can't be read");
+    } else if (Size > MAX_FILE) {
+        m_Errors.push_back(sPath + ": is too large for a device table");
+    } else {
+        std::string sText(static_cast<size_t>(Size), 0);
+        File.read(sText.data(), static_cast<std::streamsize>(Size));
+        sText.resize(static_cast<size_t>(File.gcount()));
+        Parse(sText, sPath);
     }
 }
 
@@ -238,11 +307,17 @@ void CDeviceTable::Parse(const std::string& sText, const std::string& sFile) {
     std::istringstream Lines(sText);
     std::string sLine;
     std::unique_ptr<CDevice> pDevice;
-    int DeviceLine = 0;
+    constexpr size_t MAX_LINE = 1024;
+    constexpr int MAX_ERRORS = 20; // of one file; more tell nothing new
+    int DeviceLine = 0, NumErrors = 0;
     bool IsGood = false;
     const auto Report = [&](int Line, const std::string& sWhat) {
-        m_Errors.push_back(sFile + ":" + std::to_string(Line) + ": " + sWhat);
         IsGood = false;
+        if (++NumErrors > MAX_ERRORS) {
+            return;
+        }
+        m_Errors.push_back(sFile + ":" + std::to_string(Line) + ": " +
+                           (NumErrors == MAX_ERRORS ? "more errors are not shown" : sWhat));
     };
     const auto Finish = [&] {
         if (pDevice && IsGood && pDevice->Core == 0) {
@@ -257,7 +332,7 @@ void CDeviceTable::Parse(const std::string& sText, const std::string& sFile) {
         pDevice.reset();
     };
     for (int Line = 1; std::getline(Lines, sLine); Line++) {
-        sLine = Trim(sLine.substr(0, sLine.find('#')));
+        sLine = Trim(sLine.substr(0, std::min(sLine.find('#'), MAX_LINE)));
         const size_t Blank = std::min(sLine.find_first_of(" \t"), sLine.size());
         const std::string sKey = sLine.substr(0, Blank), sArgs = Trim(sLine.substr(Blank));
         if (sKey.empty()) {
@@ -269,8 +344,8 @@ void CDeviceTable::Parse(const std::string& sText, const std::string& sFile) {
             pDevice->sName = sArgs;
             DeviceLine = Line;
             IsGood = true;
-            if (sArgs.empty()) {
-                Report(Line, "device without a name");
+            if (const std::string sWrong = CheckName(sArgs); !sWrong.empty()) {
+                Report(Line, sWrong);
             }
             continue;
         }
@@ -297,8 +372,12 @@ std::string GetCoreName(uint32_t Core) {
             return Row.sName;
         }
     }
-    // Steppings of the Cortex-M3 are of one name.
-    return (Core & 0xFF0000C0) == 0x03000000 ? "Cortex-M3" : "";
+    for (const auto& Family : CoreFamilies) {
+        if ((Core & Family.Mask) == Family.Core) {
+            return Family.sName;
+        }
+    }
+    return "";
 }
 
 } // namespace Novik

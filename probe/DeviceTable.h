@@ -11,6 +11,7 @@
 //   fpu                      has a floating point unit
 //   breakpoints <n>          hardware breakpoints, watchpoints <n>, interrupts <n>, priobits <n>, mpu <regions>
 //   clock <Hz>               CPU clock of the simulated target
+//   endian <order>           little, big (data and instructions) or be8 (data only); big ones can't be simulated
 // Sizes take the suffix K or M. A damaged line is reported with file and line, and the device it stands in is left out.
 
 #include "probe/sim/Cpu.h"
@@ -35,8 +36,12 @@ struct CDevice {
     bool CanSimulate = false;
     Sim::CCoreTraits Traits;
     uint32_t ClockHz = 100000000;
+    bool IsBigEndian = false;     // data
+    bool IsCodeBigEndian = false; // instructions
     std::vector<CMemRange> Memories;
 
+    // As NOVIK_ENDIAN_FUNC.
+    int GetEndianBits() const { return (IsBigEndian ? 1 : 0) | (IsCodeBigEndian ? 2 : 0); }
     const CMemRange* FirstOf(Sim::ERegion Kind) const;
 };
 
@@ -47,6 +52,7 @@ public:
 
     // Adds the devices of a text. sFile names it in messages.
     void Parse(const std::string& sText, const std::string& sFile);
+    // Adds the devices of each "*.dev" of a folder, in the order of their names. What can't be read is an error.
     void LoadFolder(const std::string& sFolder);
     // Index of the name, letter case ignored; -1 if there is none. Index 0 stands for no device.
     int Find(const std::string& sName) const;
@@ -56,6 +62,8 @@ public:
     CDeviceTable();
 
 private:
+    void ParseFile(const std::string& sPath);
+
     std::vector<std::unique_ptr<const CDevice>> m_Devices;
     std::vector<std::string> m_Errors;
 };

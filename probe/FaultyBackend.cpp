@@ -141,8 +141,11 @@ bool CFaults::Exec(const std::string& sName, const std::string& sArgs, std::stri
         }
         std::istringstream Words(sArgs);
         std::string sRest;
-        if (!Command.pfSet(*this, Words) || (Words >> sRest)) {
+        CFaults Changed = *this; // a command that is refused changes nothing
+        if (!Command.pfSet(Changed, Words) || (Words >> sRest)) {
             sError = sName + ": expected " + Command.sExpected;
+        } else {
+            *this = std::move(Changed);
         }
         return true;
     }

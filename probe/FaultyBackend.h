@@ -58,10 +58,14 @@ public:
     bool WriteReg(uint32_t Index, uint32_t Value) override;
     uint32_t SetBreakpoint(uint32_t Addr, uint32_t TypeFlags) override;
     bool ClearBreakpoint(uint32_t Handle) override { return Alive() && m_pTarget->ClearBreakpoint(Handle); }
-    std::vector<NOVIKARM_BP_INFO> GetBreakpoints() override { return m_pTarget->GetBreakpoints(); }
+    std::vector<NOVIKARM_BP_INFO> GetBreakpoints() override {
+        return Alive() ? m_pTarget->GetBreakpoints() : std::vector<NOVIKARM_BP_INFO>();
+    }
     int32_t SetWatchpoint(const NOVIKARM_DATA_EVENT& Event, uint32_t& Handle) override;
     bool ClearWatchpoint(uint32_t Handle) override { return Alive() && m_pTarget->ClearWatchpoint(Handle); }
-    std::vector<NOVIKARM_WP_INFO> GetWatchpoints() override { return m_pTarget->GetWatchpoints(); }
+    std::vector<NOVIKARM_WP_INFO> GetWatchpoints() override {
+        return Alive() ? m_pTarget->GetWatchpoints() : std::vector<NOVIKARM_WP_INFO>();
+    }
     void EnableSoftBreakpoints(bool Enable) override { m_pTarget->EnableSoftBreakpoints(Enable); }
     bool Exec(const std::string& sName, const std::string& sArgs, std::string& sError) override;
     bool CanReadWhileRunning() const override { return m_pTarget->CanReadWhileRunning(); }
@@ -85,7 +89,7 @@ public:
     int32_t SwoRead(uint32_t Port, uint8_t* pData, uint32_t NumBytes) override {
         return Alive() ? m_pTarget->SwoRead(Port, pData, NumBytes) : -1;
     }
-    int32_t MeasureCpuSpeed() override { return Alive() ? m_pTarget->MeasureCpuSpeed() : -1; }
+    int32_t MeasureCpuSpeed(uint32_t RamAddr) override { return Alive() ? m_pTarget->MeasureCpuSpeed(RamAddr) : -1; }
     int32_t TraceStart() override { return Alive() ? m_pTarget->TraceStart() : -1; }
     int32_t TraceStop() override { return Alive() ? m_pTarget->TraceStop() : -1; }
     int32_t TraceRead(uint32_t* pAddrs, uint32_t Count) override {

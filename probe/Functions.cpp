@@ -1,4 +1,5 @@
 // The optional entry points: background access and endianness queries, instruction decoder, disassembler.
+#include "probe/DeviceTable.h"
 #include "probe/Session.h"
 #include "probe/arm/InstDecoder.h"
 #include "probe/disasm/Disassembler.h"
@@ -13,7 +14,7 @@ int BackgroundMemAccess() {
 }
 
 int GetEndian() {
-    return CSession::Get().Target() ? 0 : -1; // the simulated target is little-endian
+    return CSession::Get().Target() ? CSession::Get().GetDevice().GetEndianBits() : -1;
 }
 
 template <typename T> int GetEntry(T* pfEntry, void** ppOut) {

@@ -7,18 +7,23 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace Novik {
 
 constexpr uint32_t VERSION = 6 * 10000 + 52 * 100 + 1; // streaming trace exists from 61000 on
 
 struct CSession {
+    static constexpr uint32_t DEFAULT_SPEED = 4000, MAX_SPEED = 50000; // kHz
+
     std::unique_ptr<CBackend> pBackend; // null while closed
     bool IsSelected = false;
     bool IsConnected = false;
     int Device = 0; // index into the device table
-    uint32_t Speed = 4000;
-    int32_t Endian = NOVIK_ENDIAN_LITTLE;
+    uint32_t Speed = DEFAULT_SPEED;
+    bool IsBigEndian = false; // data of the connected target
+    bool InitRegsOnReset = true;
+    int32_t ResetDelay = 0; // ms
     CFaults Faults;
     std::string sOpenError; // text returned by NOVIKARM_Open
     NOVIK_LOG_FUNC* pfLog = nullptr;
@@ -28,6 +33,9 @@ struct CSession {
 
     static CSession& Get();
     ~CSession();
+    // Back to the start, as NOVIKARM_Close promises.
+    void ForgetAll();
+    const CDevice& GetDevice() const;
     // The backend while connected, else null.
     CBackend* Target() { return IsConnected ? pBackend.get() : nullptr; }
     void Log(const std::string& sText) { Put(pfLog, sText); }
@@ -40,6 +48,11 @@ private:
 
 // Copies a text into a caller's buffer, 0-terminated.
 void CopyText(char* sBuffer, size_t Size, const std::string& sText);
+// Name and arguments of a text command, which a blank or "=" separates; quotes around the arguments are taken off.
+std::pair<std::string, std::string> SplitCommand(const std::string& sCommand);
+// The settings of the trace lines; false if the command is none of them. The simulator's trace has no lines: they are
+// checked only.
+bool ExecTraceCommand(const std::string& sCommand, std::string& sError);
 // Runs one text command; sError is empty on success.
 void ExecCommand(const std::string& sCommand, std::string& sError, int Depth = 0);
 

@@ -364,7 +364,8 @@ NOVIK_API void NOVIKARM_Close(void);
 // Runs a text command of at most NOVIK_EXEC_MAX_LEN characters. A non-empty error text means failure, whatever the
 // result is. sError (may be null) is zeroed by the caller.
 NOVIK_API int32_t NOVIKARM_ExecCommand(const char* sCommand, char* sError, int32_t ErrorSize);
-// NOVIK_ENDIAN_*.
+// NOVIK_ENDIAN_*: what the caller takes the target's data for. The order of the items of NOVIKARM_ReadMemU16 and the
+// like is that of the device; a caller who takes it for another gets a warning.
 NOVIK_API void NOVIKARM_SetEndian(int32_t Endian);
 // Index of the core in a device with several cores.
 NOVIK_API void NOVIKARM_SetCoreIndex(uint32_t Index);
@@ -372,7 +373,7 @@ NOVIK_API void NOVIKARM_SetCoreIndex(uint32_t Index);
 NOVIK_API void NOVIKARM_TIF_Select(int32_t Interface);
 // Position on a JTAG scan chain: instruction bits and devices before the target.
 NOVIK_API void NOVIKARM_ConfigJTAG(int32_t IRPre, int32_t DRPre);
-// kHz, or NOVIK_SPEED_AUTO, NOVIK_SPEED_ADAPTIVE.
+// kHz (cut to 50000), or NOVIK_SPEED_AUTO, NOVIK_SPEED_ADAPTIVE.
 NOVIK_API void NOVIKARM_SetSpeed(uint32_t Speed);
 // Current speed in kHz in the low 16 bits, 0 and 0xFFFF in the sense of NOVIKARM_SetSpeed.
 NOVIK_API uint32_t NOVIKARM_GetSpeed(void);
@@ -398,7 +399,7 @@ NOVIK_API int NOVIKARM_Step(void);
 NOVIK_API void NOVIKARM_SetResetType(int32_t Type);
 // Pause between reset and halt in ms.
 NOVIK_API void NOVIKARM_SetResetDelay(int32_t Delay);
-// 1: registers get their reset values.
+// 1: registers get their reset values, 0: R0 to R12 keep what they held (halted targets only).
 NOVIK_API void NOVIKARM_SetInitRegsOnReset(int32_t Init);
 // Resets the target and halts it before its first instruction.
 NOVIK_API int NOVIKARM_Reset(void);
@@ -491,7 +492,8 @@ NOVIK_API int32_t NOVIKARM_SWO_ReadStimulus(uint32_t Port, uint8_t* pData, uint3
 // Number of speeds written to pSpeeds, fastest first; the first is the one used when no speed is given.
 NOVIK_API int32_t NOVIKARM_SWO_GetCompatibleSpeeds(uint32_t CpuHz, uint32_t MaxSpeed, uint32_t* pSpeeds,
                                                    uint32_t Count);
-// CPU speed in Hz, measured by a short program in target RAM; 0 or negative on failure. Called with RAMAddr, 1, 1.
+// CPU speed in Hz, measured by a short program in target RAM; 0 or negative on failure: not halted, RAMAddr not in
+// RAM. Called with RAMAddr, 1, 1.
 NOVIK_API int32_t NOVIKARM_MeasureCPUSpeedEx(uint32_t RAMAddr, int32_t PreserveMem, int32_t AllowFail);
 // "PortWidth=%d".
 NOVIK_API void NOVIK_STRACE_Config(const char* sConfig);

@@ -564,6 +564,7 @@ bool CSimBackend::Exec(const std::string& sName, const std::string& sArgs, std::
     } else if (Is(NOVIK_EXEC_SET_RTT_SEARCH_RANGES)) {
         if (Expect(!Numbers.empty() && Numbers.size() % 2 == 0, "pairs of start and size")) {
             m_RttRanges.clear();
+            m_RttAddr = m_RttAddrGiven ? m_RttAddr : 0; // to be searched for anew
             for (size_t Index = 0; Index < Numbers.size(); Index += 2) {
                 m_RttRanges.emplace_back(Numbers[Index], Numbers[Index + 1]);
             }

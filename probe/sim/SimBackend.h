@@ -51,7 +51,7 @@ public:
     int32_t SwoDisable(uint32_t PortMask) override;
     int32_t SwoFlush(const uint32_t* pNumBytes) override;
     int32_t SwoRead(uint32_t Port, uint8_t* pData, uint32_t NumBytes) override;
-    int32_t MeasureCpuSpeed() override;
+    int32_t MeasureCpuSpeed(uint32_t RamAddr) override;
     int32_t TraceStart() override;
     int32_t TraceStop() override;
     int32_t TraceRead(uint32_t* pAddrs, uint32_t Count) override;

@@ -33,7 +33,7 @@ bool CSimBackend::FindRttBlock(CCpu& Cpu) {
         const uint8_t* const pBegin = Region.pData.get();
         const uint8_t* const pEnd = pBegin + Region.Size;
         const uint8_t* p = pBegin;
-        while ((p = std::search(p, pEnd, RTT_ID, RTT_ID + sizeof(RTT_ID))) != pEnd) {
+        while ((p = static_cast<const uint8_t*>(memmem(p, static_cast<size_t>(pEnd - p), RTT_ID, sizeof(RTT_ID))))) {
             const uint32_t Addr = Region.Base + static_cast<uint32_t>(p - pBegin);
             const bool InRange =
                 m_RttRanges.empty() || std::any_of(m_RttRanges.begin(), m_RttRanges.end(),
@@ -235,9 +235,13 @@ int32_t CSimBackend::SwoRead(uint32_t Port, uint8_t* pData, uint32_t NumBytes) {
     return static_cast<int32_t>(Piece);
 }
 
-int32_t CSimBackend::MeasureCpuSpeed() {
+int32_t CSimBackend::MeasureCpuSpeed(uint32_t RamAddr) {
     if (!m_pTarget || !m_pTarget->IsHalted()) {
         return -1;
+    }
+    const CRegion* pRegion = CTarget::CAccess(*m_pTarget)->Mem.Find(RamAddr);
+    if (!pRegion || pRegion->Kind != ERegion::Ram) {
+        return -1; // nowhere to put the measuring program
     }
     return static_cast<int32_t>(m_pTarget->GetDevice().ClockHz);
 }

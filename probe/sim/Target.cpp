@@ -12,8 +12,11 @@ CTarget::CAccess::CAccess(CTarget& Target) : m_Target(Target) {
 CTarget::CAccess::~CAccess() {
     m_Target.m_Requests.fetch_sub(1);
     m_Target.m_Idle = false; // what was done may have woken the processor
+    const bool HasWork = m_Target.m_Running || m_Target.m_Quit;
     m_Target.m_Mutex.unlock();
-    m_Target.m_Wake.notify_all();
+    if (HasWork) {
+        m_Target.m_Wake.notify_all();
+    }
 }
 
 CTarget::CTarget(const Novik::CDevice& Device) : m_Device(Device), m_Cpu(Device.Traits) {
@@ -69,7 +72,8 @@ void CTarget::RunPiece() {
         }
         Events = m_Cpu.Run(Count);
         m_Idle = !Events && m_Cpu.Sleeping && m_Cpu.Cycles == Start;
-        if (Sampler.PeriodCycles && m_Cpu.Cycles >= Sampler.NextCycle) {
+        // Time may have jumped over several samples while the processor slept.
+        while (Sampler.PeriodCycles && m_Cpu.Cycles >= Sampler.NextCycle) {
             TakeSample();
         }
     }
@@ -129,12 +133,13 @@ void CTarget::SetConnected(bool Connected) {
 
 // A time stamp in microseconds of simulated time, then the blocks; bytes that can't be read are 0.
 void CTarget::TakeSample() {
-    Sampler.NextCycle = std::max(Sampler.NextCycle + Sampler.PeriodCycles, m_Cpu.Cycles);
+    const uint64_t Cycle = Sampler.NextCycle;
+    Sampler.NextCycle += Sampler.PeriodCycles;
     if (Sampler.Data.size() - Sampler.ReadPos + Sampler.SampleSize > CSampler::MAX_BYTES) {
+        Sampler.NextCycle = m_Cpu.Cycles + Sampler.PeriodCycles;
         return;
     }
-    const uint32_t Time =
-        static_cast<uint32_t>(static_cast<unsigned __int128>(m_Cpu.Cycles) * 1000000 / m_Device.ClockHz);
+    const uint32_t Time = static_cast<uint32_t>(static_cast<unsigned __int128>(Cycle) * 1000000 / m_Device.ClockHz);
     Sampler.Data.append(reinterpret_cast<const char*>(&Time), 4);
     for (const CSampler::CBlock& Block : Sampler.Blocks) {
         const size_t Pos = Sampler.Data.size();

@@ -2,7 +2,11 @@
 #include "probe/DeviceTable.h"
 #include "probe/novik.h"
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <set>
 
 namespace {
 
@@ -52,6 +56,121 @@ TEST(DeviceTable, DamagedLinesAreNamedAndTheRestLoads) {
         ASSERT_EQ(Table.GetErrors().size(), 1u) << sText;
         EXPECT_EQ(Table.GetErrors()[0], sError);
         EXPECT_GE(Table.Find("A 1"), 1) << sText;
+    }
+}
+
+TEST(DeviceTable, GarbageGivesAFewErrorsAndNoDevice) {
+    std::string sBinary;
+    uint32_t State = 12345;
+    for (int Index = 0; Index < 200000; Index++) {
+        State = State * 1103515245 + 12345;
+        sBinary += static_cast<char>(State >> 16);
+    }
+    const std::string Texts[] = {sBinary,
+                                 std::string(1 << 20, 'x'),
+                                 std::string(100000, '\0'),
+                                 "device " + std::string(100000, 'n') + "\ncore Cortex-M0\n",
+                                 "device \x01\x02\ncore Cortex-M0\n",
+                                 "device A\ncore Cortex-M0\nendian big\n"};
+    for (const std::string& sText : Texts) {
+        CDeviceTable Table;
+        Table.Parse(sText, "bad.dev");
+        Table.Parse(sGood, "x.dev");
+        EXPECT_GE(Table.GetErrors().size(), 1u);
+        EXPECT_LE(Table.GetErrors().size(), 20u);
+        for (const std::string& sError : Table.GetErrors()) {
+            EXPECT_EQ(sError.compare(0, 8, "bad.dev:"), 0) << sError;
+            EXPECT_LT(sError.size(), 200u);
+        }
+        EXPECT_EQ(Table.GetDevices().size(), 3u);
+    }
+}
+
+class CDeviceFolder : public testing::Test {
+protected:
+    void SetUp() override {
+        char Name[] = "/tmp/novik-devices-XXXXXX";
+        ASSERT_NE(mkdtemp(Name), nullptr);
+        Folder = Name;
+    }
+    void TearDown() override { std::filesystem::remove_all(Folder); }
+    void Write(const char* sName, const std::string& sText) { std::ofstream(Folder / sName) << sText; }
+
+    std::filesystem::path Folder;
+};
+
+TEST_F(CDeviceFolder, WhatCanNotBeReadIsNamedAndTheRestLoads) {
+    Write("a.dev", sGood);
+    Write("b.dev", "device C\ncore Cortex-M0\n");
+    Write("huge.dev", std::string(5 << 20, '#'));
+    Write("notes.txt", "nonsense");
+    std::filesystem::create_directory(Folder / "folder.dev");
+    std::filesystem::create_symlink("nowhere", Folder / "link.dev");
+    CDeviceTable Table;
+    Table.LoadFolder(Folder.string());
+    const std::vector<std::string> Expected = {(Folder / "folder.dev").string() + ": can't be read",
+                                               (Folder / "huge.dev").string() + ": is too large for a device table",
+                                               (Folder / "link.dev").string() + ": can't be read"};
+    EXPECT_EQ(Table.GetErrors(), Expected);
+    EXPECT_EQ(Table.GetDevices().size(), 4u);
+    CDeviceTable Missing;
+    Missing.LoadFolder((Folder / "none").string());
+    ASSERT_EQ(Missing.GetErrors().size(), 1u);
+    EXPECT_EQ(Missing.GetDevices().size(), 1u) << "the entry for no device is always there";
+}
+
+// The table that is installed with the program.
+TEST(DeviceTable, InstalledTable) {
+    CDeviceTable Table;
+    Table.LoadFolder(BRASK_SOURCE_DIR "/Config/Devices");
+    EXPECT_TRUE(Table.GetErrors().empty()) << Table.GetErrors()[0];
+    std::set<std::string> Makers, Cores;
+    int NumReal = 0;
+    for (size_t Index = 1; Index < Table.GetDevices().size(); Index++) {
+        const Novik::CDevice& Device = *Table.GetDevices()[Index];
+        EXPECT_NE(Novik::GetCoreName(Device.Core), "") << Device.sName;
+        EXPECT_FALSE(Device.sMaker.empty()) << Device.sName;
+        if (!Device.CanSimulate) {
+            continue;
+        }
+        ASSERT_NE(Device.FirstOf(Sim::ERegion::Flash), nullptr) << Device.sName;
+        ASSERT_NE(Device.FirstOf(Sim::ERegion::Ram), nullptr) << Device.sName;
+        if (Device.sMaker != "ARM") {
+            NumReal++;
+            Makers.insert(Device.sMaker);
+            Cores.insert(Novik::GetCoreName(Device.Core));
+        }
+    }
+    EXPECT_GE(NumReal, 60);
+    EXPECT_GE(Makers.size(), 8u);
+    // The M0+ has the identifier of the M0.
+    EXPECT_EQ(Cores,
+              (std::set<std::string>{"Cortex-M0", "Cortex-M3", "Cortex-M4", "Cortex-M7", "Cortex-M23", "Cortex-M33"}));
+    for (const char* sName : {"STM32F407IG", "MK66FN2M0XXX18", "ARM7TDMI", "Cortex-M0+", "Cortex-A9", "Cortex-R5"}) {
+        EXPECT_GE(Table.Find(sName), 1) << sName;
+    }
+    EXPECT_EQ(Table.GetDevices()[static_cast<size_t>(Table.Find("TMS570LS3137"))]->GetEndianBits(), 3);
+}
+
+TEST(DeviceTable, CoreNames) {
+    const std::pair<uint32_t, const char*> Cases[] = {
+        {0x03000021, "Cortex-M3"},
+        {0x0700004F, "ARM7TDMI"},
+        {0x0700013F, "ARM7TDMI-S"},
+        {0x07FFFFFF, "ARM7"},
+        {0x09FFFFFF, "ARM9"},
+        {0x0B3602FF, "ARM1136"},
+        {0x0B76FFFF, "ARM1176"},
+        {0x0BFFFFFF, "ARM11"},
+        {0x0D10FFFF, "Cortex-R"},
+        {0x060100FF, "Cortex-M23"},
+        {0x0E0200FF, "Cortex-M33"},
+        {0x0E0500FF, ""},
+        {0, ""},
+        {0xFFFFFFFF, ""},
+    };
+    for (const auto& [Core, sName] : Cases) {
+        EXPECT_EQ(Novik::GetCoreName(Core), sName) << std::hex << Core;
     }
 }
 
