@@ -74,8 +74,12 @@ int RunApplication(int argc, char** argv) {
             _SaveScreenshotAtExit(&MainWindow, Args[Shot + 1]);
         }
         MainWindow.GetConsole().SetEchoToStdout(IsUnattended());
+        if (IsUnattended()) {
+            MainWindow.SetEndsOnProjectError();
+        }
         MainWindow.show();
         Result = QApplication::exec();
+        Result = Result != 0 ? Result : MainWindow.GetExitCode();
     }
     SaveSettingsMap();
     CloseConsoleLog();

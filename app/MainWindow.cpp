@@ -59,6 +59,13 @@ std::array<std::span<const ACTION_SLOT>, 7> _AllSlots() {
 /// Text of a menu entry: the short help, or the command's last word.
 QString _ActionText(const COMMAND_ROW& Row) { return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")); }
 
+QString _ToolbarKey(const QString& sName) {
+    const QString sShort = sName == QLatin1String("Views")         ? QStringLiteral("Window")
+                           : sName == QLatin1String("Breakpoints") ? QStringLiteral("Breakpoint")
+                                                                   : sName;
+    return QStringLiteral("AppData/Perspectives/Debug/Toolbar%1State").arg(sShort);
+}
+
 bool _HasSelectedText(const QWidget* pWidget) {
     const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
     const auto* pText = qobject_cast<const QTextEdit*>(pWidget);
@@ -251,6 +258,10 @@ void CMainWindow::RestoreState() {
         resize(1100, 760);
     }
     restoreState(ReadSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState")).toByteArray());
+    for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
+        const bool IsDefault = It.key() == QLatin1String("File") || It.key() == QLatin1String("Debug");
+        It.value()->setVisible(ReadSetting(_ToolbarKey(It.key()), IsDefault).toBool());
+    }
     for (const QString& sKey : {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
         WriteSetting(sKey, ReadSetting(sKey, QDir::homePath()));
     }
@@ -268,7 +279,7 @@ void CMainWindow::SaveState() {
     WriteSetting(QStringLiteral("AppData/MainWindow/Version"), GetAppVersion());
     WriteSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState"), saveState());
     for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
-        WriteSetting(QStringLiteral("AppData/Perspectives/Debug/Toolbar") + It.key(), !It.value()->isHidden());
+        WriteSetting(_ToolbarKey(It.key()), !It.value()->isHidden());
     }
 }
 

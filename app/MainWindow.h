@@ -75,6 +75,11 @@ public:
     bool ShowToolbar(const QString& sName, bool IsShown);
     bool IsToolbarShown(const QString& sName) const;
 
+    /// A project that can't be loaded ends the program, for sessions that nobody attends.
+    void SetEndsOnProjectError() { m_EndsOnProjectError = true; }
+    /// Exit code of the program so far: 1 after such an end.
+    int GetExitCode() const { return m_ExitCode; }
+
     /// Closes the window when the running command and script function have ended.
     void CloseLater();
 
@@ -108,6 +113,7 @@ private:
     void CreateDocks();
     void CreateModePanel(QToolBar* pBar, unsigned RunId, const QList<unsigned>& Entries, QToolButton** ppButton);
     void ConnectSignals();
+    void FinishCreateProject(const QString& sFilePath, const QStringList& Commands);
     void RestoreState();
     void SaveState();
     void ShowWelcomeScreen();
@@ -143,4 +149,6 @@ private:
     QTimer m_ShownTimer;
     QStringList m_RecentProjects;
     bool m_IsShown = false;
+    bool m_EndsOnProjectError = false;
+    int m_ExitCode = 0;
 };

@@ -169,9 +169,10 @@ void CMainWindow::ApplyDockLayouts(const QStringList& Lines) {
     for (const PLACED_DOCK& Dock : std::as_const(Found)) {
         if (Dock.Layout.Area == AREA_FLOATING) {
             Dock.pDock->setFloating(true);
-            Dock.pDock->resize(qMax(1, Dock.Layout.w), qMax(1, Dock.Layout.h));
-            Dock.pDock->move(Dock.Layout.x, Dock.Layout.y);
             Dock.pDock->show();
+            const QSize Border = Dock.pDock->frameGeometry().size() - Dock.pDock->size();
+            Dock.pDock->resize((QSize(Dock.Layout.w, Dock.Layout.h) - Border).expandedTo(QSize(1, 1)));
+            Dock.pDock->move(Dock.Layout.x, Dock.Layout.y);
         }
     }
 }

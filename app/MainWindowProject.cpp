@@ -22,6 +22,7 @@ namespace {
 
 constexpr int MAX_RECENT_PROJECTS = 4;
 constexpr int MAX_EVENTS_PER_ROUND = 100;
+constexpr int SCRIPT_END_POLL_MS = 10;
 
 /// A command line as the echo would show it; empty if the first argument is.
 void _Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
@@ -108,6 +109,16 @@ bool CMainWindow::CreateProject(const QString& sFilePath, const QStringList& Com
     if (!AskCloseSession() || !AskSaveProject()) {
         return false;
     }
+    FinishCreateProject(sFilePath, Commands);
+    return true;
+}
+
+void CMainWindow::FinishCreateProject(const QString& sFilePath, const QStringList& Commands) {
+    if (ScriptGetCallLevel() != 0) { // the running function asked for it: its script can't be replaced under it
+        ScriptRequestClose();
+        QTimer::singleShot(SCRIPT_END_POLL_MS, this, [=, this] { FinishCreateProject(sFilePath, Commands); });
+        return;
+    }
     CProject::Get().Close();
     ScriptSetPath(sFilePath);
     ResetProjectState();
@@ -115,7 +126,6 @@ bool CMainWindow::CreateProject(const QString& sFilePath, const QStringList& Com
     CProject::Get().Create(Commands);
     UpdateModePanels();
     UpdateTitle();
-    return true;
 }
 
 void CMainWindow::OpenProject(const QString& sFileName) {
@@ -141,6 +151,11 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
         m_pConsole->PrintCommandError(CCommandTable::RenderCommand(CMD_FILE_OPEN), ScriptGetErrorText());
         CCommandTable::ClearArgs(CMD_FILE_OPEN);
         ShowConsole();
+        if (m_EndsOnProjectError) {
+            qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
+            m_ExitCode = 1;
+            CloseLater();
+        }
         return;
     }
     ResetProjectState();

@@ -233,6 +233,9 @@ void CSession::OnSysVarChanged(int Index, I32 Value) {
     case VAR_TIF_SPEED:
         CDevice::Get().PostSetConfigParam(DEV_CFG_SPEED, Value);
         break;
+    case VAR_TRACE_SOURCE:
+        UpdateTrace();
+        break;
     case VAR_BREAK_AT_THIS_SYMBOL:
         if (ElfApi_IsOpen() && !EvaluateBreakSymbol()) {
             CCommandTable::SetError(CMD_EDIT_SYS_VAR, QStringLiteral("unknown symbol"));

@@ -121,6 +121,9 @@ void _ToggleToolbar(CMainWindow& MainWindow, const char* sName) {
 void _ToggleFileToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "File"); }
 void _ToggleDebugToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Debug"); }
 
+void _ToggleViewsToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Views"); }
+void _ToggleBreakpointToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Breakpoints"); }
+
 void _UtilSleep(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_UTIL_SLEEP;
     if (!CCommandTable::CheckArgs(Id)) {
@@ -175,6 +178,8 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_TOOLBAR_CLOSE, _ToolbarClose},
     {CMD_TOOLBAR_SHOW_FILE, _ToggleFileToolbar},
     {CMD_TOOLBAR_SHOW_DEBUG, _ToggleDebugToolbar},
+    {CMD_TOOLBAR_SHOW_VIEWS, _ToggleViewsToolbar},
+    {CMD_TOOLBAR_SHOW_BREAKPOINTS, _ToggleBreakpointToolbar},
     {CMD_UTIL_SLEEP, _UtilSleep},
     {CMD_UTIL_LOG, _UtilLog},
     {CMD_HELP_ABOUT, _HelpAbout},

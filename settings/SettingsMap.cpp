@@ -3,6 +3,8 @@
 #include "base/Application.h"
 #include "settings/SysVarText.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QSettings>
 
@@ -13,6 +15,14 @@ QMap<QString, QVariant>& _Map() {
     return Map;
 }
 
+/// The store couldn't be read as a whole: it must not be overwritten.
+bool& _IsStoreDamaged() {
+    static bool IsDamaged = false;
+    return IsDamaged;
+}
+
+constexpr qint64 MAX_STORE_SIZE = 16 * 1024 * 1024;
+
 QString _PrefKey(const SYS_VAR* pVar) {
     return QStringLiteral("AppData/Preferences/Preferences/") + QLatin1String(pVar->sName);
 }
@@ -21,14 +31,36 @@ QString _PrefKey(const SYS_VAR* pVar) {
 
 void LoadSettingsMap() {
     _Map().clear();
-    QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
-    for (const QString& sKey : Store.allKeys()) {
-        _Map().insert(sKey, Store.value(sKey));
+    _IsStoreDamaged() = false;
+    QString sFile;
+    {
+        // The size is looked at before the store is: it reads the whole file at the first question.
+        const QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
+        sFile = Store.fileName();
+    }
+    if (QFileInfo(sFile).size() <= MAX_STORE_SIZE) {
+        QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
+        for (const QString& sKey : Store.allKeys()) {
+            _Map().insert(sKey, Store.value(sKey));
+        }
+        _IsStoreDamaged() = Store.status() != QSettings::NoError;
+    } else {
+        _IsStoreDamaged() = true;
+    }
+    if (_IsStoreDamaged()) {
+        qCritical("The settings in %s can't be read. Defaults are used for what is missing; the file will be kept as %s.damaged.",
+                  qPrintable(sFile), qPrintable(sFile));
     }
 }
 
 void SaveSettingsMap() {
     QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
+    if (_IsStoreDamaged()) {
+        const QString sKept = Store.fileName() + QStringLiteral(".damaged");
+        QFile::remove(sKept);
+        QFile::rename(Store.fileName(), sKept);
+        _IsStoreDamaged() = false;
+    }
     Store.clear();
     for (auto It = _Map().constBegin(); It != _Map().constEnd(); ++It) {
         Store.setValue(It.key(), It.value());
