@@ -57,7 +57,10 @@ private:
 
 class CDeviceTest : public testing::Test {
 protected:
-    CDeviceTest() : pDevice(std::make_unique<CDevice>(Fake.Funcs, Clock)) { SetLogDebugMode(true); }
+    CDeviceTest() : pDevice(std::make_unique<CDevice>(Fake.Funcs, Clock)) {
+        SetLogDebugMode(true);
+        Fake.fSpend = [this](U32 NumMs) { Clock.SleepMs(NumMs); };
+    }
     ~CDeviceTest() override { SetLogDebugMode(false); }
 
     CTarget& T() { return pDevice->Target(); }

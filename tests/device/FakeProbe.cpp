@@ -1,5 +1,8 @@
 #include "tests/device/FakeProbe.h"
 
+#include "tests/device/FakeStreams.h"
+
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -28,16 +31,21 @@ template <class T> int _ReadItems(const char* sName, U32 Addr, U32 Count, T* pDa
     if (_pFake->Call(sName, _Hex(Addr), &Result)) {
         return Result;
     }
-    auto* pBytes = reinterpret_cast<U8*>(pData);
-    for (U32 i = 0; i < Count * sizeof(T); i++) {
-        if (!_pFake->Mem.contains(Addr + i)) {
-            pStatus[i / sizeof(T)] = 1;
-            return Result;
+    for (U32 i = 0; i < Count; i++) {
+        U8 aItem[sizeof(T)];
+        bool Ok = _pFake->IsConnected;
+        for (U32 Byte = 0; Byte < sizeof(T); Byte++) {
+            const U32 At = Addr + i * U32(sizeof(T)) + Byte;
+            Ok = Ok && _pFake->Mem.contains(At);
+            aItem[Byte] = _pFake->Mem.value(At);
         }
-        pBytes[i] = _pFake->Mem[Addr + i];
-        Result = int((i + 1) / sizeof(T));
+        pStatus[i] = !Ok;
+        if (Ok) {
+            std::memcpy(pData + i, aItem, sizeof(T));
+            Result++;
+        }
     }
-    return Result;
+    return _pFake->IsConnected ? Result : -1;
 }
 
 template <class T> int _WriteItem(const char* sName, U32 Addr, T Value) {
@@ -46,8 +54,12 @@ template <class T> int _WriteItem(const char* sName, U32 Addr, T Value) {
     if (_pFake->Call(sName, _Hex(Addr), &Result)) {
         return Result;
     }
-    _pFake->Poke(Addr, QByteArray(reinterpret_cast<const char*>(&Value), sizeof(Value)));
-    return 0;
+    const QByteArray Bytes(reinterpret_cast<const char*>(&Value), sizeof(Value));
+    return _pFake->Write(Addr, Bytes) == sizeof(Value) ? 0 : -1;
+}
+
+bool _IsWidth(I32 Width) {
+    return Width == 0 || Width == 1 || Width == 2 || Width == 4;
 }
 
 int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
@@ -55,6 +67,9 @@ int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
     int Result = 0;
     if (_pFake->Call("ReadMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
         return Result;
+    }
+    if (!_pFake->IsConnected || !_IsWidth(Width)) {
+        return -1;
     }
     U32 Count = 0;
     for (; Count < NumBytes && _pFake->Mem.contains(Addr + Count); Count++) {
@@ -67,7 +82,9 @@ int32_t _WriteMemEx(U32 Addr, U32 NumBytes, const void* pData, I32 Width) {
     LOCK Lock(_pFake->Mutex);
     int Result = int(NumBytes);
     if (!_pFake->Call("WriteMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
-        _pFake->Poke(Addr, QByteArray(static_cast<const char*>(pData), qsizetype(NumBytes)));
+        const bool Ok = _pFake->IsConnected && _IsWidth(Width);
+        const QByteArray Bytes(static_cast<const char*>(pData), qsizetype(NumBytes));
+        Result = Ok ? int(_pFake->Write(Addr, Bytes)) : -1;
     }
     return Result;
 }
@@ -98,14 +115,26 @@ int32_t _ExecCommand(const char* sCommand, char* sError, int32_t Size) {
 int _Step() {
     LOCK Lock(_pFake->Mutex);
     U32& PC = _pFake->Regs[NOVIK_REG_PC];
-    PC = _pFake->StepPCs.isEmpty() ? PC + 2 : _pFake->StepPCs.takeFirst();
-    return _Answer("Step", 0);
+    if (_pFake->Recording.isEmpty()) {
+        PC = _pFake->StepPCs.isEmpty() ? PC + 2 : _pFake->StepPCs.takeFirst();
+    }
+    int Result = 0;
+    if (!_pFake->Call("Step", QString(), &Result) && !_pFake->Recording.isEmpty()) {
+        Result = _pFake->IsConnected && _pFake->HaltStatus == 1 && _pFake->ReplayStep() ? 0 : -1;
+    }
+    return Result;
+}
+
+template <class LIST> bool _Has(const LIST& List, U32 Handle) {
+    return std::any_of(List.begin(), List.end(), [Handle](const auto& Item) { return Item.Handle == Handle; });
 }
 
 uint32_t _SetBP(uint32_t Addr, uint32_t Flags) {
     LOCK Lock(_pFake->Mutex);
     static U32 NextHandle = 100;
-    const U32 Handle = U32(_Answer("SetBPEx", int(NextHandle++), _Hex(Addr, Flags)));
+    const bool HasRoom = _pFake->NumUnits == 0 || _pFake->BPs.size() < _pFake->NumUnits;
+    const bool Works = HasRoom && _pFake->IsConnected;
+    const U32 Handle = U32(_Answer("SetBPEx", Works ? int(NextHandle++) : 0, _Hex(Addr, Flags)));
     if (Handle) {
         _pFake->BPs.append({Handle, Addr, Flags});
     }
@@ -114,7 +143,9 @@ uint32_t _SetBP(uint32_t Addr, uint32_t Flags) {
 
 int32_t _ClrBP(uint32_t Handle) {
     LOCK Lock(_pFake->Mutex);
-    const int Result = _Answer("ClrBPEx", 0, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || _Has(_pFake->BPs, Handle);
+    const int Result =
+        _Answer("ClrBPEx", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
     if (Result == 0) {
         _pFake->BPs.removeIf([Handle](const FAKE_BP& BP) { return Handle == NOVIK_HANDLE_ALL || BP.Handle == Handle; });
     }
@@ -124,8 +155,13 @@ int32_t _ClrBP(uint32_t Handle) {
 int32_t _GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
     LOCK Lock(_pFake->Mutex);
     const auto& BPs = _pFake->BPs;
+    const bool WantsCount = Index == -1 && (!pInfo || pInfo->Handle == 0);
+    const bool IsThere = Index == -1 && pInfo ? _Has(BPs, pInfo->Handle) : Index >= 0 && Index < BPs.size();
+    if (!_pFake->IsConnected || !(WantsCount || IsThere)) {
+        return -1;
+    }
     for (qsizetype i = 0; i < BPs.size(); i++) {
-        if (Index == i || (Index == -1 && pInfo->Handle == BPs[i].Handle)) {
+        if (pInfo && (Index == i || (Index == -1 && pInfo->Handle == BPs[i].Handle))) {
             pInfo->Handle = BPs[i].Handle;
             pInfo->Addr = BPs[i].Addr;
             pInfo->ImplFlags = NOVIK_BP_IMPL_HARD;
@@ -137,6 +173,9 @@ int32_t _GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
 int32_t _SetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
     LOCK Lock(_pFake->Mutex);
     const int Result = _Answer("SetDataEvent", 0, _Hex(pEvent->Addr));
+    if (!_pFake->IsConnected) {
+        return I32(NOVIK_EVENT_ERR_UNKNOWN);
+    }
     if (Result >= 0) {
         *pHandle = 500 + U32(_pFake->WPs.size());
         _pFake->WPs.append({*pHandle, *pEvent});
@@ -146,7 +185,9 @@ int32_t _SetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
 
 int32_t _ClrDataEvent(uint32_t Handle) {
     LOCK Lock(_pFake->Mutex);
-    const int Result = _Answer("ClrDataEvent", 0, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || _Has(_pFake->WPs, Handle);
+    const int Result =
+        _Answer("ClrDataEvent", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
     if (Result == 0) {
         _pFake->WPs.removeIf([Handle](const FAKE_WP& WP) { return Handle == NOVIK_HANDLE_ALL || WP.Handle == Handle; });
     }
@@ -155,7 +196,10 @@ int32_t _ClrDataEvent(uint32_t Handle) {
 
 int32_t _GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
     LOCK Lock(_pFake->Mutex);
-    if (Index >= 0 && Index < _pFake->WPs.size()) {
+    if (!_pFake->IsConnected || Index >= _pFake->WPs.size()) {
+        return -1;
+    }
+    if (Index >= 0) {
         const FAKE_WP& WP = _pFake->WPs[Index];
         pInfo->Handle = WP.Handle;
         pInfo->Addr = WP.Event.Addr;
@@ -171,10 +215,12 @@ int32_t _GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
 int32_t _ReadRegs(const uint32_t* pIdxs, uint32_t* pValues, uint8_t* pStatus, uint32_t Count) {
     LOCK Lock(_pFake->Mutex);
     for (U32 i = 0; i < Count; i++) {
-        pValues[i] = _pFake->Regs[pIdxs[i]];
-        pStatus[i] = 0;
+        const bool Ok = pIdxs[i] < NOVIK_NUM_REGS;
+        pValues[i] = Ok ? _pFake->Regs[pIdxs[i]] : 0;
+        pStatus[i] = !Ok;
     }
-    return _Answer("ReadRegs", 0);
+    return _Answer("ReadRegs",
+                   _pFake->IsConnected && (_pFake->Recording.isEmpty() || _pFake->HaltStatus == 1) ? 0 : -1);
 }
 
 int _BackgroundAccess() {
@@ -202,12 +248,24 @@ CFakeProbe::~CFakeProbe() {
 
 bool CFakeProbe::Call(const char* sName, const QString& sArgs, int* pResult) {
     m_Calls.append(sArgs.isEmpty() ? QString::fromLatin1(sName) : QString::fromLatin1(sName) + ' ' + sArgs);
-    auto It = Answers.find(QString::fromLatin1(sName));
-    if (It == Answers.end() || It->empty()) {
+    const QString sKey = QString::fromLatin1(sName);
+    if (const auto fHook = Hooks.value(sKey)) {
+        fHook();
+    }
+    if (const U32 NumMs = CostsMs.value(sKey); NumMs && fSpend) {
+        fSpend(NumMs);
+    }
+    auto It = Answers.find(sKey);
+    if (It != Answers.end() && !It->empty()) {
+        *pResult = It->front();
+        It->pop_front();
+        return true;
+    }
+    const auto Fixed = FixedAnswers.constFind(sKey);
+    if (Fixed == FixedAnswers.constEnd()) {
         return false;
     }
-    *pResult = It->front();
-    It->pop_front();
+    *pResult = *Fixed;
     return true;
 }
 
@@ -230,6 +288,11 @@ void CFakeProbe::Poke(U32 Addr, const QByteArray& Bytes) {
 CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/libnovik.so"))) {
     _pFake = this;
     Funcs.sError.clear();
+    FillTable();
+    FillFakeStreams(Funcs);
+}
+
+void CFakeProbe::FillTable() {
     Funcs.NOVIKARM_GetDLLVersion = [] { return _pFake->LibVersion; };
     Funcs.NOVIKARM_DEVICE_GetInfo = _DeviceInfo;
     Funcs.NOVIKARM_DEVICE_GetIndex = _DeviceIndex;
@@ -242,7 +305,9 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
     Funcs.NOVIKARM_GetFirmwareString = [](char* s, uint32_t Size) { qstrncpy(s, "Fake V1  compiled today", Size); };
     Funcs.NOVIKARM_Open = []() -> const char* {
         LOCK Lock(_pFake->Mutex);
-        return _Answer("Open", 0) ? "no probe" : nullptr;
+        const bool Fails = _Answer("Open", 0) != 0;
+        _pFake->IsOpen = _pFake->IsOpen || !Fails;
+        return Fails ? "no probe" : nullptr;
     };
     Funcs.NOVIKARM_SelectIP = [](const char* sHost, int32_t) {
         LOCK Lock(_pFake->Mutex);
@@ -252,11 +317,11 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
     Funcs.NOVIKARM_GetSpeed = [] { return _pFake->SpeedKHz; };
     Funcs.NOVIKARM_IsHalted = [] {
         LOCK Lock(_pFake->Mutex);
-        return int8_t(_Answer("IsHalted", _pFake->HaltStatus));
+        return int8_t(_Answer("IsHalted", _pFake->IsConnected ? _pFake->HaltStatus : -1));
     };
     Funcs.NOVIKARM_Halt = [] {
         LOCK Lock(_pFake->Mutex);
-        const int Result = _Answer("Halt", 0);
+        const int Result = _Answer("Halt", _pFake->IsConnected ? 0 : -1);
         _pFake->HaltStatus = Result == 0 ? 1 : _pFake->HaltStatus;
         return Result;
     };
@@ -264,6 +329,9 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
         LOCK Lock(_pFake->Mutex);
         _Answer("GoEx", 0);
         _pFake->HaltStatus = 0;
+        if (!_pFake->Recording.isEmpty()) {
+            _pFake->ReplayRun();
+        }
     };
     Funcs.NOVIKARM_Step = _Step;
     Funcs.NOVIKARM_ReadMemU8 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU8", a, n, p, s); };
@@ -282,13 +350,16 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
     Funcs.NOVIKARM_WriteMemEx = _WriteMemEx;
     Funcs.NOVIKARM_ReadReg = [](uint32_t Idx) {
         LOCK Lock(_pFake->Mutex);
-        return _pFake->Regs[Idx];
+        return Idx < NOVIK_NUM_REGS ? _pFake->Regs[Idx] : 0;
     };
     Funcs.NOVIKARM_ReadRegs = _ReadRegs;
     Funcs.NOVIKARM_WriteReg = [](uint32_t Idx, uint32_t Value) {
         LOCK Lock(_pFake->Mutex);
-        _pFake->Regs[Idx] = Value;
-        return U8(_Answer("WriteReg", 0, _Hex(Idx, Value)));
+        const bool Ok = Idx < NOVIK_NUM_REGS && _pFake->IsConnected;
+        if (Ok) {
+            _pFake->Regs[Idx] = Value;
+        }
+        return U8(_Answer("WriteReg", !Ok, _Hex(Idx, Value)));
     };
     Funcs.NOVIKARM_SetBPEx = _SetBP;
     Funcs.NOVIKARM_ClrBPEx = _ClrBP;
@@ -298,16 +369,47 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
     Funcs.NOVIKARM_GetWPInfoEx = _GetWPInfo;
     FAKE_CALL(NOVIKARM_SelectUSB, "SelectUSB", 0);
     FAKE_CALL(NOVIKARM_EMU_SelectByUSBSN, "SelectByUSBSN", 0);
-    FAKE_CALL(NOVIKARM_IsOpen, "IsOpen", 1);
-    FAKE_CALL(NOVIKARM_Connect, "Connect", 0);
-    FAKE_CALL(NOVIKARM_IsConnected, "IsConnected", 1);
-    FAKE_CALL(NOVIKARM_Close, "Close", 0);
-    FAKE_CALL(NOVIKARM_Reset, "Reset", 0);
+    FAKE_CALL(NOVIKARM_IsOpen, "IsOpen", _pFake->IsOpen);
+    FAKE_CALL(NOVIKARM_IsConnected, "IsConnected", _pFake->IsConnected);
+    Funcs.NOVIKARM_Connect = [] {
+        LOCK Lock(_pFake->Mutex);
+        const int Result = _Answer("Connect", 0);
+        _pFake->IsConnected = _pFake->IsConnected || Result == 0;
+        return Result;
+    };
+    Funcs.NOVIKARM_Close = [] {
+        LOCK Lock(_pFake->Mutex);
+        _Answer("Close", 0);
+        // A target that is declared loses its connection; a script says so itself.
+        _pFake->IsOpen = _pFake->IsConnected = _pFake->Recording.isEmpty();
+    };
+    Funcs.NOVIKARM_Reset = [] {
+        LOCK Lock(_pFake->Mutex);
+        const int Result = _Answer("Reset", _pFake->IsConnected ? 0 : -1);
+        if (Result == 0 && !_pFake->Recording.isEmpty()) {
+            _pFake->HaltStatus = 1;
+            _pFake->ReplayFrom(0);
+        }
+        return Result;
+    };
     FAKE_CALL(NOVIKARM_SetEndian, "SetEndian", 0);
     FAKE_CALL(NOVIKARM_TIF_Select, "TIF_Select", 0);
     FAKE_CALL(NOVIKARM_ConfigJTAG, "ConfigJTAG", 0);
     FAKE_CALL(NOVIKARM_SetSpeed, "SetSpeed", 0);
     FAKE_CALL(NOVIKARM_EMU_HasCapEx, "HasCapEx", 1);
-    FAKE_CALL(NOVIKARM_BeginDownload, "BeginDownload", 0);
-    FAKE_CALL(NOVIKARM_EndDownload, "EndDownload", 0);
+    Funcs.NOVIKARM_BeginDownload = [](uint32_t) {
+        LOCK Lock(_pFake->Mutex);
+        _Answer("BeginDownload", 0, QStringLiteral("0"));
+        _pFake->IsDownloading = true;
+    };
+    Funcs.NOVIKARM_EndDownload = [] {
+        LOCK Lock(_pFake->Mutex);
+        const int Result = _Answer("EndDownload", _pFake->IsConnected ? NOVIK_DL_OK : NOVIK_DL_ERR_UNSPECIFIED);
+        if (Result >= 0) {
+            _pFake->Mem.insert(_pFake->HeldBack);
+        }
+        _pFake->HeldBack.clear();
+        _pFake->IsDownloading = false;
+        return Result;
+    };
 }
