@@ -57,6 +57,62 @@ TEST_F(CNovikDebug, HardwareBreakpointsAreAsManyAsTheDeviceHas) {
     EXPECT_EQ(NOVIKARM_GetBPInfoEx(-1, nullptr), 0);
 }
 
+TEST_F(CNovikDebug, BreakpointsAreImplementedAsTheDeviceAndTheFlagsAllow) {
+    constexpr uint32_t ANY = NOVIK_BP_TYPE_ANY, HARD = NOVIK_BP_TYPE_HARD, SOFT = NOVIK_BP_TYPE_SOFT;
+    const struct {
+        const char* sDevice;
+        bool SoftAllowed, FlashAllowed;
+        uint32_t Flags, Addr, Impl; // 0: refused
+        int Room;                   // how many of them there is room for, up to 20
+    } Cases[] = {
+        {"Cortex-M4", true, false, HARD, 0x100, NOVIK_BP_IMPL_HARD, 6},
+        {"Cortex-M0", true, false, HARD, 0x100, NOVIK_BP_IMPL_HARD, 4},
+        {"MKL25Z128XXX4", true, false, HARD, 0x100, NOVIK_BP_IMPL_HARD, 2},
+        {"Cortex-M7", true, false, HARD, 0x20000100, NOVIK_BP_IMPL_HARD, 8}, // its unit reaches RAM
+        {"Cortex-M4", true, false, HARD, 0x20000100, 0, 0},
+        {"Cortex-M4", true, false, ANY, 0x20000100, NOVIK_BP_IMPL_SOFT_RAM, 20},
+        {"Cortex-M4", false, false, ANY, 0x20000100, 0, 0},
+        {"Cortex-M4", false, false, SOFT, 0x20000100, 0, 0},
+        {"Cortex-M4", true, true, SOFT, 0x100, NOVIK_BP_IMPL_SOFT_FLASH, 20},
+        {"Cortex-M4", true, false, SOFT, 0x100, 0, 0},
+    };
+    for (const auto& Case : Cases) {
+        Connect(Case.sDevice);
+        NOVIKARM_EnableSoftBPs(Case.SoftAllowed);
+        ASSERT_EQ(Exec(std::string("SimFlashBreakpoints ") + (Case.FlashAllowed ? "1" : "0")), "");
+        int Room = 0;
+        for (uint32_t Index = 0; Index < 20; Index++) {
+            const uint32_t Handle = NOVIKARM_SetBPEx(Case.Addr + Index * 2, Case.Flags | NOVIK_BP_MODE_THUMB);
+            Room += Handle != 0;
+            NOVIKARM_BP_INFO Info = {};
+            Info.SizeOfStruct = sizeof(Info);
+            Info.Handle = Handle;
+            EXPECT_EQ(Handle != 0, Handle != 0 && NOVIKARM_GetBPInfoEx(-1, &Info) > 0 && Info.ImplFlags == Case.Impl);
+        }
+        EXPECT_EQ(Room, Case.Room) << Case.sDevice << std::hex << " " << Case.Flags << " " << Case.Addr;
+    }
+    NOVIKARM_BP_INFO Short = {};
+    Short.SizeOfStruct = 4;
+    EXPECT_LT(NOVIKARM_GetBPInfoEx(0, &Short), 0) << "size of record not set";
+}
+
+TEST_F(CNovikDebug, ResetSetsOrKeepsTheRegisters) {
+    for (const int Init : {1, 0}) {
+        Load(Counter);
+        NOVIKARM_SetInitRegsOnReset(Init);
+        for (uint32_t Index = 0; Index < 13; Index++) {
+            ASSERT_EQ(NOVIKARM_WriteReg(Index, 0x5000 + Index), 0);
+        }
+        NOVIKARM_WriteReg(NOVIK_REG_PC, RAM);
+        ASSERT_EQ(NOVIKARM_Reset(), 0);
+        for (uint32_t Index = 0; Index < 13; Index++) {
+            EXPECT_EQ(Reg(Index), Init ? 0 : 0x5000 + Index);
+        }
+        EXPECT_EQ(Reg(NOVIK_REG_PC), CODE);
+        EXPECT_EQ(Reg(NOVIK_REG_SP), STACK);
+    }
+}
+
 TEST_F(CNovikDebug, EachResumeGetsOnceRoundTheLoop) {
     Load(Counter);
     ASSERT_NE(NOVIKARM_SetBPEx(CODE + 6, NOVIK_BP_TYPE_ANY), 0u);
