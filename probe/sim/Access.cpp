@@ -67,23 +67,43 @@ bool CCpu::MpuAllows(uint32_t Addr, EAccess Access, bool Privileged) const {
     return (MpuCtrl & 4) && Privileged; // PRIVDEFENA
 }
 
-bool CCpu::MpuAllowsV8(uint32_t Addr, EAccess Access, bool Privileged) const {
-    const CMpuRegion* pHit = nullptr;
+int CCpu::FindRegionV8(uint32_t Addr) const {
+    int Hit = -1;
     for (int Index = 0; Index < Traits.NumMpuRegions; Index++) {
         const CMpuRegion& Region = MpuRegions[static_cast<size_t>(Index)];
         if ((Region.Rasr & 1) && Addr >= (Region.Rbar & ~31u) && Addr <= (Region.Rasr | 31u)) {
-            if (pHit) {
-                return false; // overlapping regions fault
+            if (Hit >= 0) {
+                return -2;
             }
-            pHit = &Region;
+            Hit = Index;
         }
     }
-    if (!pHit) {
-        return (MpuCtrl & 4) && Privileged;
+    return Hit;
+}
+
+bool CCpu::MpuAllowsV8(uint32_t Addr, EAccess Access, bool Privileged) const {
+    const int Index = FindRegionV8(Addr);
+    if (Index < 0) { // overlapping regions fault
+        return Index == -1 && (MpuCtrl & 4) && Privileged;
     }
-    const bool UserToo = pHit->Rbar & 2, ReadOnly = pHit->Rbar & 4, NeverExecute = pHit->Rbar & 1;
+    const CMpuRegion& Region = MpuRegions[static_cast<size_t>(Index)];
+    const bool UserToo = Region.Rbar & 2, ReadOnly = Region.Rbar & 4, NeverExecute = Region.Rbar & 1;
     return (Privileged || UserToo) && !(ReadOnly && Access == EAccess::Write) &&
            !(NeverExecute && Access == EAccess::Fetch);
+}
+
+// Bits 7 to 0: MPU region, valid with MRVALID (bit 16); R (bit 18), RW (bit 19). As non-secure code sees it.
+uint32_t CCpu::TestTarget(uint32_t Addr, bool Unpriv) const {
+    const bool Privileged = IsPrivileged() && !Unpriv;
+    const bool IsOn = (MpuCtrl & 1) && ((MpuCtrl & 2) || ExecutionPriority() >= 0);
+    const int Region = MpuCtrl & 1 ? FindRegionV8(Addr) : -1;
+    if (!IsPrivileged()) { // neither the region nor the rights are told to unprivileged code, but by TTT's own check
+        return 0;
+    }
+    const bool CanRead = !IsOn || MpuAllowsV8(Addr, EAccess::Read, Privileged);
+    const bool CanWrite = !IsOn || MpuAllowsV8(Addr, EAccess::Write, Privileged);
+    return (Region >= 0 ? static_cast<uint32_t>(Region) | 1u << 16 : 0) | (CanRead ? 1u << 18 : 0) |
+           (CanWrite ? 1u << 19 : 0);
 }
 
 // --- Bus --------------------------------------------------------------------------------------------------------

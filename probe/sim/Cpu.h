@@ -246,6 +246,8 @@ struct CCpu {
     // As Load and Store, for accesses that must be aligned.
     bool LoadAligned(uint32_t Addr, uint32_t Size, uint32_t& Value);
     bool StoreAligned(uint32_t Addr, uint32_t Size, uint32_t Value);
+    // Result of the instruction TT: memory region and access rights.
+    uint32_t TestTarget(uint32_t Addr, bool Unpriv) const;
     // Bus accesses of the debugger: no faults, no watchpoints, no protection.
     bool DebugRead(uint32_t Addr, uint32_t Size, uint32_t& Value);
     bool DebugWrite(uint32_t Addr, uint32_t Size, uint32_t Value);
@@ -290,6 +292,7 @@ private:
     int GroupPriority(int Prio) const;
     void EnterFault();
     void EnterException(uint32_t Exception, uint32_t ReturnAddr);
+    void StartHandler(uint32_t Exception, uint32_t ExcReturn);
     bool PushFrame(uint32_t ReturnAddr, uint32_t& ExcReturn);
     void ReturnFromException(uint32_t ExcReturn);
     bool PopFrame(uint32_t ExcReturn);
@@ -313,6 +316,8 @@ private:
     bool CheckAccess(uint32_t Addr, uint32_t Size, EAccess Access, bool Privileged);
     bool MpuAllows(uint32_t Addr, EAccess Access, bool Privileged) const;
     bool MpuAllowsV8(uint32_t Addr, EAccess Access, bool Privileged) const;
+    // The region an address is in; -1: none, -2: more than one.
+    int FindRegionV8(uint32_t Addr) const;
     bool BusRead(uint32_t Addr, uint32_t Size, uint32_t& Value, bool Privileged);
     bool BusWrite(uint32_t Addr, uint32_t Size, uint32_t Value, bool Privileged);
     void CheckWatchpoints(uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite);

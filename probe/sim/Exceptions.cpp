@@ -238,7 +238,7 @@ bool CCpu::PushFrame(uint32_t ReturnAddr, uint32_t& ExcReturn) {
 }
 
 void CCpu::EnterException(uint32_t Exception, uint32_t ReturnAddr) {
-    uint32_t ExcReturn;
+    uint32_t ExcReturn = 0;
     Pending.reset(Exception);
     if (!PushFrame(ReturnAddr, ExcReturn)) {
         const uint32_t Derived = DerivedException(FaultException);
@@ -250,6 +250,11 @@ void CCpu::EnterException(uint32_t Exception, uint32_t ReturnAddr) {
         Pending.set(DerivedFirst ? Exception : Derived);
         Exception = DerivedFirst ? Derived : Exception;
     }
+    StartHandler(Exception, ExcReturn);
+}
+
+// The frame is stacked: the handler begins.
+void CCpu::StartHandler(uint32_t Exception, uint32_t ExcReturn) {
     uint32_t Vector;
     if (!BusRead(Vtor + Exception * 4, 4, Vector, true)) {
         if (PriorityOf(Exception) <= -1) {
@@ -342,6 +347,11 @@ void CCpu::ReturnFromException(uint32_t ExcReturn) {
         R[14] = 0xF0000000 | ExcReturn;
         RaiseFault(EXC_USAGE_FAULT, CFSR_INVPC);
         return;
+    }
+    // Tail-chaining: the frame stays where it is for an exception that would come next.
+    const uint32_t Next = BestPending();
+    if (Next && GroupPriority(PriorityOf(Next)) < ExecutionPriority()) {
+        return StartHandler(Next, ExcReturn);
     }
     const bool ToPsp = Mode == 0xD;
     if (ToPsp) { // handler mode is on the main stack

@@ -99,6 +99,10 @@ bool CCpu::PushFpFrame(uint32_t Frame) {
             const uint32_t Value = Index < 16 ? S[Index] : Fpscr;
             Ok = PushWord(Frame + Index * 4, Value, IsPrivileged(), CFSR_MSTKERR, CFSR_STKERR);
         }
+        if (Ok) { // what the handler finds in them is open: nothing
+            std::fill_n(S.begin(), 16, 0u);
+            Fpscr = 0;
+        }
         return Ok;
     }
     const int Prio = ExecutionPriority();

@@ -292,6 +292,11 @@ void Op_Clrex(SIM_ARGS) {
     SIM_NEXT(2);
 }
 
+void Op_TestTarget(SIM_ARGS) {
+    C.R[pOp->Rd] = C.TestTarget(C.R[pOp->Rn], pOp->Imm);
+    SIM_NEXT(2);
+}
+
 template <bool Half> void Op_TableBranch(SIM_ARGS) {
     const uint32_t Base = pOp->Rn == 15 ? PC + 4 : C.R[pOp->Rn];
     SIM_SYNC();
@@ -326,6 +331,7 @@ void AddMemHandlers(FHandlerTable& Table) {
     Table[OP_LDA] = Op_Lda;
     Table[OP_STL] = Op_Stl;
     Table[OP_CLREX] = Op_Clrex;
+    Table[OP_TT] = Op_TestTarget;
     Table[OP_TBB] = Op_TableBranch<false>;
     Table[OP_TBH] = Op_TableBranch<true>;
 }

@@ -91,6 +91,7 @@ enum EOp : uint16_t {
     OP_LDAEX,
     OP_STLEX,
     OP_CLREX,
+    OP_TT,
     OP_TBB,
     OP_TBH,
     OP_B,

@@ -665,6 +665,17 @@ void ExclusiveItem(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     }
 }
 
+// TT and TTT; TTA and TTAT belong to the security extension. Imm: 1 for an unprivileged access.
+void TestTarget(CInst& I, uint32_t w, uint32_t, uint32_t) {
+    I.Code = (w & 0x80) ? OP_UNDEFINED : OP_TT;
+    I.Rn = Bits(w, 19, 16);
+    I.Rd = Bits(w, 11, 8);
+    I.Imm = Bits(w, 6, 6);
+    if (I.Code == OP_TT && (IsBadReg(I.Rd) || I.Rn == 15)) {
+        Unpredictable(I);
+    }
+}
+
 void TableBranch(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Code = static_cast<uint16_t>(Op);
     I.Rn = Bits(w, 19, 16);
@@ -799,14 +810,18 @@ const CPattern Patterns32[] = {
     {0xFFD00000, 0xE9000000, V7, Multiple32, OP_STM},
     {0xFFD00000, 0xE9100000, V7, Multiple32, OP_LDM},
     // Exclusive, table branch, dual
-    {0xFFF000FF, 0xE8C0008F, V8, ExclusiveItem, OP_STL},
-    {0xFFF000FF, 0xE8C0009F, V8, ExclusiveItem, OP_STL},
-    {0xFFF000FF, 0xE8C000AF, V8, ExclusiveItem, OP_STL},
-    {0xFFF000FF, 0xE8D0008F, V8, ExclusiveItem, OP_LDA},
-    {0xFFF000FF, 0xE8D0009F, V8, ExclusiveItem, OP_LDA},
-    {0xFFF000FF, 0xE8D000AF, V8, ExclusiveItem, OP_LDA},
-    {0xFFF000CF, 0xE8D000CF, V8, ExclusiveItem, OP_LDAEX},
-    {0xFFF000C0, 0xE8C000C0, V8, ExclusiveItem, OP_STLEX},
+    {0xFFF00FFF, 0xE8C00F8F, V8, ExclusiveItem, OP_STL},
+    {0xFFF00FFF, 0xE8C00F9F, V8, ExclusiveItem, OP_STL},
+    {0xFFF00FFF, 0xE8C00FAF, V8, ExclusiveItem, OP_STL},
+    {0xFFF00FFF, 0xE8D00F8F, V8, ExclusiveItem, OP_LDA},
+    {0xFFF00FFF, 0xE8D00F9F, V8, ExclusiveItem, OP_LDA},
+    {0xFFF00FFF, 0xE8D00FAF, V8, ExclusiveItem, OP_LDA},
+    {0xFFF00FEF, 0xE8D00FCF, V8, ExclusiveItem, OP_LDAEX},
+    {0xFFF00FFF, 0xE8D00FEF, V8, ExclusiveItem, OP_LDAEX},
+    {0xFFF00FE0, 0xE8C00FC0, V8, ExclusiveItem, OP_STLEX},
+    {0xFFF00FF0, 0xE8C00FE0, V8, ExclusiveItem, OP_STLEX},
+    {0xFFF0F03F, 0xE840F000, V8, TestTarget, 0},
+    {0xFFFFFFFF, 0xE97FE97F, V8, Simple, OP_NOP}, // SG: nothing without the security extension
     {0xFFF00000, 0xE8400000, V8B, ExclusiveWord, OP_STREX},
     {0xFFF00F00, 0xE8500F00, V8B, ExclusiveWord, OP_LDREX},
     {0xFFF00FE0, 0xE8C00F40, V8B, ExclusiveItem, OP_STREX},

@@ -196,7 +196,7 @@ bool CMaker::IsTestable(const CInst& I, uint16_t First, uint16_t Second) const {
 uint32_t CMaker::AnyBase() {
     const uint32_t Kind = Rand(16);
     const uint32_t Ram = m_Target.RamBase + 0x1400 + Rand(0x1000);
-    return Kind == 0 ? 0xB0000000 + Rand(0x1000) : Kind < 4 ? Ram : Ram & ~3u;
+    return Kind == 0 ? 0xA0002000 + Rand(0x1000) : Kind < 4 ? Ram : Ram & ~3u;
 }
 
 void CMaker::LoadOperands(const CInst& I) {

@@ -52,6 +52,15 @@ CQemuState StateOf(const Sim::CCpu& Cpu, bool WithFp) {
     return State;
 }
 
+bool IsClearedEntry(uint32_t, const CQemuState& Theirs, const CQemuState& Ours) {
+    CQemuState Cleared = Ours;
+    for (const size_t Reg : {0, 1, 2, 3, 12}) {
+        Cleared.R[Reg] = 0;
+    }
+    Cleared.Xpsr &= 0x010001FF;
+    return (Theirs.Xpsr & 0x1FF) && (Theirs.R[14] & 0xFFFFFF80) == 0xFFFFFF80 && Theirs == Cleared;
+}
+
 bool CQemuOracle::IsInstalled() {
     return std::system("command -v qemu-system-arm >/dev/null 2>&1") == 0;
 }
@@ -182,16 +191,27 @@ CComparison CompareWithQemu(CQemuOracle& Oracle, Sim::CCpu& Cpu, uint64_t MaxSte
                             bool WithInterrupts, const FIsKnown& IsKnown) {
     CComparison Result;
     CQemuState Theirs, Before;
-    if (!Oracle.Next(Theirs)) {
-        ADD_FAILURE() << "QEMU gave no log";
-        return Result;
-    }
-    Cpu.SetXpsr(Theirs.Xpsr, 0xF8000000); // QEMU starts with the zero flag set
-    do {
-        if (WithInterrupts) {
-            Cpu.TakeInterrupts();
+    do { // what runs before the program is not compared
+        if (!Oracle.Next(Theirs)) {
+            ADD_FAILURE() << "QEMU's log doesn't come to the program";
+            return Result;
         }
-        const CQemuState Ours = StateOf(Cpu, Oracle.HasFp());
+    } while (Theirs.R[15] != Cpu.Pc);
+    // Neither the flags nor R0 to R12 and LR have values fixed at reset, or what ran before has left some in them.
+    Cpu.SetXpsr(Theirs.Xpsr, 0xF8000000);
+    std::copy(Theirs.R, Theirs.R + 13, Cpu.R);
+    Cpu.R[14] = Theirs.R[14];
+    do {
+        CQemuState Ours = StateOf(Cpu, Oracle.HasFp());
+        if (WithInterrupts && Cpu.Pending.any()) {
+            const bool WasPrinted = Ours == Theirs;
+            Cpu.TakeInterrupts();
+            Ours = StateOf(Cpu, Oracle.HasFp());
+            // A block that the interrupt stops before its first instruction is printed as if it ran.
+            if (WasPrinted && !(Ours == Theirs) && !Oracle.Next(Theirs)) {
+                break;
+            }
+        }
         if (!(Ours == Theirs)) {
             if (Result.Steps && IsKnown && IsKnown(Before.R[15], Theirs, Ours)) {
                 Result.Exceptions++;

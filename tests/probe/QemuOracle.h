@@ -52,6 +52,11 @@ private:
 // True if the two may differ so after the instruction at the address.
 using FIsKnown = std::function<bool(uint32_t Addr, const CQemuState& Theirs, const CQemuState& Ours)>;
 
+// On a core with the security extension, which QEMU's Cortex-M33 has, it clears R0 to R3, R12 and the flags when a
+// non-secure exception is entered. Without the extension their values are open (ARMv8-M Architecture Reference Manual,
+// exception entry), and here they stay.
+bool IsClearedEntry(uint32_t Addr, const CQemuState& Theirs, const CQemuState& Ours);
+
 struct CComparison {
     uint64_t Steps = 0;      // states compared
     uint64_t Exceptions = 0; // differences that IsKnown explained
