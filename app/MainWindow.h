@@ -75,8 +75,9 @@ public:
     bool ShowToolbar(const QString& sName, bool IsShown);
     bool IsToolbarShown(const QString& sName) const;
 
-    /// A project that can't be loaded ends the program, for sessions that nobody attends.
+    /// An error in the project's script ends the program, for sessions that nobody attends.
     void SetEndsOnProjectError() { m_EndsOnProjectError = true; }
+    void OnProjectError();
     /// Exit code of the program so far: 1 after such an end.
     int GetExitCode() const { return m_ExitCode; }
 

@@ -151,11 +151,7 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
         m_pConsole->PrintCommandError(CCommandTable::RenderCommand(CMD_FILE_OPEN), ScriptGetErrorText());
         CCommandTable::ClearArgs(CMD_FILE_OPEN);
         ShowConsole();
-        if (m_EndsOnProjectError) {
-            qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
-            m_ExitCode = 1;
-            CloseLater();
-        }
+        OnProjectError();
         return;
     }
     ResetProjectState();
@@ -174,6 +170,14 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
 void CMainWindow::OnProjectFileClosed(const QString& sFileName) {
     if (!sFileName.isEmpty()) {
         WriteUserFile(sFileName);
+    }
+}
+
+void CMainWindow::OnProjectError() {
+    if (m_EndsOnProjectError) {
+        qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
+        m_ExitCode = 1;
+        CloseLater();
     }
 }
 

@@ -173,6 +173,27 @@ void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
     }
 }
 
+void _ProjectConfigSWO(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_CONFIG_SWO;
+    if (!CCommandTable::CheckArgs(Id)) {
+        return;
+    }
+    constexpr int aVar[] = {VAR_SWO_SPEED, VAR_SWO_CPU_SPEED};
+    I32 aValue[2] = {};
+    for (int i = 0; i < 2; ++i) {
+        bool Ok = false;
+        aValue[i] = ParseSysVar(GetSysVar(aVar[i]), GetCommandArg(Id, i), &Ok);
+        if (!Ok) {
+            FailCommand(Id, "invalid parameter");
+            return;
+        }
+    }
+    for (int i = 0; i < 2; ++i) {
+        SetSysVar(GetSysVar(aVar[i]), aValue[i], false);
+        MainWindow.OnSysVarChanged(aVar[i], aValue[i]);
+    }
+}
+
 void _ProjectAddRootPath(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_ROOT_PATH)) {
         CFileFinder::Get().AddRootPath(GetCommandArg(CMD_PROJECT_ADD_ROOT_PATH, 0));
@@ -221,6 +242,7 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_PROJECT_SET_TRACE_SOURCE, _ProjectSetTraceSource},
     {CMD_PROJECT_SET_TRACE_PORT_WIDTH, _ProjectSetTracePortWidth},
     {CMD_PROJECT_SET_TRACE_TIMING, _ProjectSetTraceTiming},
+    {CMD_PROJECT_CONFIG_SWO, _ProjectConfigSWO},
     {CMD_PROJECT_ADD_ROOT_PATH, _ProjectAddRootPath},
     {CMD_PROJECT_ADD_SEARCH_PATH, _ProjectAddSearchPath},
     {CMD_PROJECT_ADD_FILE_ALIAS, _ProjectAddFileAlias},

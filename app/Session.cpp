@@ -83,6 +83,7 @@ int CSession::ExecuteScriptFunction(int Id) {
     if (ScriptHasError()) {
         m_MainWindow.ShowConsole();
         ConsolePrintError(QStringLiteral("Error in project file: ") + ScriptGetErrorText());
+        m_MainWindow.OnProjectError();
     }
     return Result;
 }

@@ -203,7 +203,7 @@ TEST(ProgramFailures, ClosingWhileTheTargetRunsWritesTheSettings) {
     EXPECT_EQ(Run.Setting("AppData/MainWindow/Version").toString(), "V2.52a");
     EXPECT_EQ(Run.Setting("AppData/Preferences/Preferences/PREF_TAB_SPACING").toInt(), 7);
     EXPECT_FALSE(Run.Setting("AppData/Perspectives/Debug/ToolbarFile").toBool());
-    EXPECT_TRUE(Run.Setting("AppData/Perspectives/Debug/ToolbarDebug").toBool());
+    EXPECT_TRUE(Run.Setting("AppData/Perspectives/Debug/ToolbarDebugState").toBool());
     EXPECT_FALSE(Run.Setting("AppData/MainWindow/Geometry").toByteArray().isEmpty());
     EXPECT_TRUE(Run.Setting("AppData/MainWindow/DefaultDirOpen").isValid());
     EXPECT_TRUE(Run.Setting("AppData/MainWindow/DefaultDirSave").isValid());
