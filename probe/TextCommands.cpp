@@ -39,7 +39,9 @@ void RunScript(const std::string& sPath, std::string& sError, int Depth) {
         sError = File ? "Scripts are nested too deep" : "Could not open script \"" + sPath + "\"";
         return;
     }
-    for (int Line = 1; sError.empty() && std::getline(File, sLine); Line++) {
+    int Line = 0;
+    while (sError.empty() && std::getline(File, sLine)) {
+        Line++;
         const size_t First = sLine.find_first_not_of(" \t\r");
         if (First == std::string::npos || sLine[First] == '#' || sLine.compare(First, 2, "//") == 0) {
             continue;
@@ -49,9 +51,9 @@ void RunScript(const std::string& sPath, std::string& sError, int Depth) {
         } else {
             ExecCommand(sLine.substr(First), sError, Depth + 1);
         }
-        if (!sError.empty()) {
-            sError = sPath + ":" + std::to_string(Line) + ": " + sError;
-        }
+    }
+    if (!sError.empty()) {
+        sError.insert(0, sPath + ":" + std::to_string(Line) + ": ");
     }
 }
 

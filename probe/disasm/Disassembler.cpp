@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,30 +18,35 @@ namespace Arm {
 
 namespace {
 
-// A context of its own for each call: the library carries the state of an IT block from one call into the next.
-class CContext {
-public:
-    explicit CContext(int Mode) { m_Ok = cs_open(CS_ARCH_ARM, static_cast<cs_mode>(Mode), &m_Handle) == CS_ERR_OK; }
-    ~CContext() {
-        if (m_pInst) {
-            cs_free(m_pInst, 1);
-        }
-        if (m_Ok) {
-            cs_close(&m_Handle);
-        }
-    }
-    CContext(const CContext&) = delete;
-    CContext& operator=(const CContext&) = delete;
-    // Null if Capstone doesn't know the instruction.
-    const cs_insn* Disassemble(const uint8_t* pInst, size_t NumBytes, uint32_t Addr) {
-        return m_Ok && cs_disasm(m_Handle, pInst, NumBytes, Addr, 1, &m_pInst) == 1 ? m_pInst : nullptr;
-    }
-
-private:
-    csh m_Handle = 0;
-    cs_insn* m_pInst = nullptr;
-    bool m_Ok;
+struct CText {
+    std::string sMnemonic, sOperands;
 };
+
+// A context of its own for each call: the library carries the state of an IT block from one call into the next.
+std::optional<CText> TextOf(int Mode, const uint8_t* pInst, size_t NumBytes, uint32_t Addr) {
+    csh Handle;
+    if (cs_open(CS_ARCH_ARM, static_cast<cs_mode>(Mode), &Handle) != CS_ERR_OK) {
+        return std::nullopt;
+    }
+    std::optional<CText> Text;
+    cs_insn* pText = nullptr;
+    if (cs_disasm(Handle, pInst, NumBytes, Addr, 1, &pText) == 1) {
+        if (pText->size == NumBytes) {
+            Text = {pText->mnemonic, pText->op_str};
+        }
+        cs_free(pText, 1);
+    }
+    cs_close(&Handle);
+    return Text;
+}
+
+// The newest set first: what the core itself can't execute is still an instruction to be read. What ARMv8 has taken out
+// (the second set of coprocessor instructions) is left to the older one.
+std::optional<CText> TextOf(uint16_t Arch, bool IsA32, const uint8_t* pInst, size_t NumBytes, uint32_t Addr) {
+    const int Mode = (IsA32 ? CS_MODE_ARM : CS_MODE_THUMB) | (IsMProfile(Arch) ? CS_MODE_MCLASS : 0);
+    std::optional<CText> Text = TextOf(Mode | CS_MODE_V8, pInst, NumBytes, Addr);
+    return Text ? Text : TextOf(Mode, pInst, NumBytes, Addr);
+}
 
 // Capstone's names of R9 to R12 are those of an older procedure call standard.
 std::string RegisterName(const std::string& sWord) {
@@ -93,12 +99,6 @@ void MakeTargetRelative(std::string& sOperands, uint32_t Pc) {
     sOperands.replace(Mark, std::string::npos, sText);
 }
 
-int CapstoneMode(uint16_t Arch, bool IsA32) {
-    const int Base = IsA32 ? CS_MODE_ARM : CS_MODE_THUMB;
-    // The newest set: what the core itself can't execute is still an instruction to be read.
-    return Base | CS_MODE_V8 | (IsMProfile(Arch) ? CS_MODE_MCLASS : 0);
-}
-
 int Disassemble(uint16_t Arch, char* sText, uint32_t TextSize, const uint8_t* pInst, uint32_t NumBytes, uint32_t Addr,
                 uint8_t Mode) {
     if (!sText || TextSize == 0 || !pInst || NumBytes < 2) {
@@ -116,19 +116,17 @@ int Disassemble(uint16_t Arch, char* sText, uint32_t TextSize, const uint8_t* pI
     if (!IsA32 && DisassembleOverlay(ThumbBits, Arch, sText, TextSize)) {
         return static_cast<int>(Length);
     }
-    CContext Context(CapstoneMode(Arch, IsA32));
-    const cs_insn* pText = Context.Disassemble(pInst, Length, Addr);
-    if (!pText || pText->size != Length) {
+    std::optional<CText> Text = TextOf(Arch, IsA32, pInst, Length, Addr);
+    if (!Text) {
         return -1;
     }
     NOVIK_INST_INFO Info;
     const uint32_t Word = uint32_t(Halves[1]) << 16 | Halves[0];
     IsA32 ? DecodeA32(Word, Arch, Info) : DecodeT32(Addr, Halves[0], Halves[1], Arch, Info);
-    std::string sOperands = pText->op_str;
     if (Info.IsBranch && !Info.IsIndirect) {
-        MakeTargetRelative(sOperands, Addr + (IsA32 ? 8 : 4));
+        MakeTargetRelative(Text->sOperands, Addr + (IsA32 ? 8 : 4));
     }
-    const std::string sLine = ToOurSpelling(pText->mnemonic + (sOperands.empty() ? "" : " " + sOperands));
+    const std::string sLine = ToOurSpelling(Text->sMnemonic + (Text->sOperands.empty() ? "" : " " + Text->sOperands));
     std::snprintf(sText, TextSize, "%s", sLine.c_str());
     return static_cast<int>(Length);
 }

@@ -141,9 +141,11 @@ bool IsSelectionOrLongShift(const CTexts& Texts) {
            (StartsWith(Texts.sTheirs, "@") || StartsWith(Texts.sTheirs, "orrs"));
 }
 
-// objdump writes the registers of a coprocessor as c or cr and its number with or without p.
+// objdump writes the registers of a coprocessor as cr and its number without p. Neither it nor Capstone knows the
+// vector instructions of ARMv8.1-M; both print them as those of a coprocessor.
 bool IsCoprocessorName(const CTexts& Texts) {
-    return StartsWith(Texts.sOurs, "ldc") || StartsWith(Texts.sOurs, "stc");
+    return MnemonicOf(Texts.sOurs) == MnemonicOf(Texts.sTheirs) &&
+           (StartsWith(Texts.sOurs, "ldc") || StartsWith(Texts.sOurs, "stc") || StartsWith(Texts.sOurs, "cdp"));
 }
 
 const struct {
@@ -157,13 +159,6 @@ const struct {
     {"conditional selection or long shift", IsSelectionOrLongShift},
     {"coprocessor names", IsCoprocessorName},
 };
-
-// Vector instructions of ARMv8.1-M: neither Capstone nor objdump 2.40, which takes them for those of a coprocessor,
-// knows their text. The decoder knows their length.
-bool IsVectorOfV81(const CObjdumpLine& Line) {
-    const uint32_t Coprocessor = Line.Bits >> 8 & 15;
-    return !Line.IsArm && (Line.Bits & 0xEC000000) == 0xEC000000 && (Coprocessor >= 14);
-}
 
 // The compiler's unwinder saves the registers of a coprocessor that none of the cores has.
 bool IsWirelessMmx(const CObjdumpLine& Line) {
@@ -236,8 +231,6 @@ void CComparison::CompareInst(uint32_t Core, const CObjdumpLine& Line) {
     char sText[256];
     if (pfText(sText, sizeof(sText), Bytes, static_cast<uint32_t>(Line.Length), Line.Addr, Mode) == Line.Length) {
         CompareText(Line, FlowOf(Info), sText);
-    } else if (IsVectorOfV81(Line)) {
-        Known["vector instruction of ARMv8.1-M"]++;
     } else {
         NoTexts.Add(Describe(Line));
     }
