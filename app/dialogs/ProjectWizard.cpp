@@ -146,6 +146,11 @@ void CProjectWizard::OnCurrentPageChanged(int Page) {
     m_pNext->setText(Page == LAST_PAGE ? QStringLiteral("&Finish") : QStringLiteral("&Next >"));
     m_pBack->setEnabled(Page > 0);
     ValidatePageTargetSettings();
+    if (Page == 0) {
+        m_pDevice->setFocus();
+    } else {
+        m_pNext->setFocus();
+    }
 }
 
 void CProjectWizard::OnButtonBackPressed() { m_pPages->setCurrentIndex(m_pPages->currentIndex() - 1); }
