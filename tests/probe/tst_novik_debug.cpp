@@ -79,7 +79,7 @@ TEST_F(CNovikDebug, BreakpointsAreImplementedAsTheDeviceAndTheFlagsAllow) {
     for (const auto& Case : Cases) {
         Connect(Case.sDevice);
         NOVIKARM_EnableSoftBPs(Case.SoftAllowed);
-        ASSERT_EQ(Exec(std::string("SimFlashBreakpoints ") + (Case.FlashAllowed ? "1" : "0")), "");
+        ASSERT_EQ(Exec(Case.FlashAllowed ? "SimFlashBreakpoints 1" : "SimFlashBreakpoints 0"), "");
         int Room = 0;
         for (uint32_t Index = 0; Index < 20; Index++) {
             const uint32_t Handle = NOVIKARM_SetBPEx(Case.Addr + Index * 2, Case.Flags | NOVIK_BP_MODE_THUMB);
