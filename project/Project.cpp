@@ -105,6 +105,10 @@ int CProject::Create(const QStringList& Commands) {
 
 int CProject::Save(const QString& sPath, const QStringList& Settings) {
     QString sText = ScriptGetText();
+    if (sText.isEmpty() && sPath == GetPath() && FileExists(sPath)) {
+        qCritical("%s can't be loaded as it stands: it is not overwritten.", qPrintable(sPath));
+        return -1;
+    }
     if (sText.isEmpty()) {
         sText = ScriptBuildText(Settings);
         ScriptOpenText(sText);

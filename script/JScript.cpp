@@ -134,17 +134,27 @@ int _FailLoad(const char* sLog) {
     return -1;
 }
 
-bool _ReadFile(const QString& sPath, QString* pText) {
+/// Null, or why the file can't be taken.
+const char* _ReadFile(const QString& sPath, QString* pText) {
     QFile File(sPath);
-    if (!QFileInfo(sPath).isFile() || File.size() > MAX_SCRIPT_FILE_SIZE || !File.open(QIODevice::ReadOnly)) {
-        return false;
+    if (!QFileInfo(sPath).isFile()) {
+        return "file not found";
+    }
+    if (File.size() > MAX_SCRIPT_FILE_SIZE) {
+        return "file is too large for a script";
+    }
+    if (!File.open(QIODevice::ReadOnly)) {
+        return "file can't be read";
     }
     QByteArray Bytes = File.readAll();
     if (Bytes.startsWith("\xEF\xBB\xBF")) {
         Bytes.remove(0, 3);
     }
+    if (Bytes.contains('\0')) {
+        return "file is not a text";
+    }
     *pText = QString::fromUtf8(Bytes);
-    return true;
+    return nullptr;
 }
 
 int _Run(int Id, const EVENT_FUNCTION& Function) {
@@ -199,8 +209,9 @@ int ScriptOpenText(const QString& sText) {
 
 int ScriptOpenFile(const QString& sPath) {
     QString sText;
-    if (!_ReadFile(sPath, &sText)) {
-        _SetError(QStringLiteral("file not found"), QString(), -1);
+    if (const char* sError = _ReadFile(sPath, &sText)) {
+        ScriptClose(); // the text that was loaded before is no part of this file
+        _SetError(QLatin1String(sError), QString(), -1);
         return -1;
     }
     return ScriptOpenText(sText);
@@ -227,7 +238,7 @@ int ScriptLoad(const QString& sPath) {
 bool ScriptFileChanged() {
     const SCRIPT_STATE& State = _State();
     QString sText;
-    return !State.FilePath.isEmpty() && _ReadFile(State.FilePath, &sText) && qHash(sText) != State.TextHash;
+    return !State.FilePath.isEmpty() && _ReadFile(State.FilePath, &sText) == nullptr && qHash(sText) != State.TextHash;
 }
 
 int ScriptReload() {
@@ -237,7 +248,7 @@ int ScriptReload() {
     const QString sPath = _State().FilePath;
     ScriptLoad(sPath);
     QString sText;
-    if (_ReadFile(sPath, &sText)) {
+    if (_ReadFile(sPath, &sText) == nullptr) {
         _State().TextHash = qHash(sText); // a file that doesn't load is reported once
     }
     return 1;

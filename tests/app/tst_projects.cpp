@@ -68,6 +68,52 @@ TEST_F(CProjectTest, FaultyProjectsAreReportedAndLeaveTheProgramUsable) {
     EXPECT_TRUE(StartSession());
 }
 
+TEST_F(CProjectTest, FilesThatAreNoProjectStayAsTheyAre) {
+    const QByteArray Text = DemoProject().toUtf8();
+    struct {
+        const char* sName;
+        QByteArray Data;
+        const char* sError; ///< null: it opens
+    } const aCase[] = {
+        {"bom", "\xEF\xBB\xBF" + Text, nullptr},
+        {"crlf", QByteArray(Text).replace("\n", "\r\n"), nullptr},
+        {"umlaut", Text + "// \xC3\xA4\n", nullptr},
+        {"binary", Text + QByteArray("\0\x01\x02", 3), "file is not a text"},
+        {"garbage", QByteArray("\xFF\xFE\x80\x81").repeated(1000), "Syntax error at line 1"},
+        {"huge", QByteArray(100 * 1024 * 1024, ' '), "file is too large for a script"},
+    };
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.sName);
+        const QString sName = QStringLiteral("%1.dbgprj").arg(Case.sName);
+        WriteFile(sName, Case.Data);
+        MarkConsole();
+        ASSERT_TRUE(Run("File.Open (\"" + Path(sName) + "\")"));
+        ASSERT_TRUE(WaitUntil([&] { return CProject::Get().GetPath() == Path(sName) && ScriptGetCallLevel() == 0; }));
+        if (Case.sError == nullptr) {
+            EXPECT_FALSE(ScriptHasError()) << ScriptGetErrorText().toStdString();
+        } else {
+            EXPECT_EQ(NewLines().filter(QLatin1String(Case.sError)).size(), 1) << NewText();
+            MarkConsole();
+            ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path(sName) + "\")"));
+            EXPECT_TRUE(NewText().ends_with(": invalid project filename")) << NewText();
+        }
+        QFile File(Path(sName));
+        ASSERT_TRUE(File.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(File.readAll() == Case.Data);
+    }
+}
+
+TEST_F(CProjectTest, AProjectThatDisappearsIsNotLost) {
+    ASSERT_TRUE(QFile::remove(Path("demo.dbgprj")));
+    LeaveAndReturn();
+    EXPECT_FALSE(ScriptHasError());
+    CProject::Get().SetModified(true);
+    ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path("demo.dbgprj") + "\")"));
+    QFile File(Path("demo.dbgprj"));
+    ASSERT_TRUE(File.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(File.readAll()).toStdString(), DemoProject().toStdString());
+}
+
 TEST_F(CProjectTest, TheFourNewestProjectsAreKept) {
     for (const char* sName : {"a", "b", "c", "d", "e"}) {
         ASSERT_TRUE(OpenProject(QStringLiteral("%1.dbgprj").arg(sName), DemoProject()));
