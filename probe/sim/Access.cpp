@@ -21,9 +21,13 @@ uint32_t SizeMask(uint32_t Size) {
     return Size == 4 ? 0xFFFFFFFF : (1u << Size * 8) - 1;
 }
 
-// The 1 MB bit-band region of the SRAM, whose bits the words at 0x22000000 stand for.
+// The bits of the first 1 MB of SRAM and of peripheral space have a word each at 0x22000000 and 0x42000000.
 bool IsBitBand(uint32_t Addr) {
-    return Addr - 0x22000000u < 0x02000000u;
+    return (Addr & 0xFE000000) == 0x22000000 || (Addr & 0xFE000000) == 0x42000000;
+}
+
+uint32_t BitBandByte(uint32_t Addr) {
+    return (Addr & 0xE0000000) + (Addr & 0x01FFFFFF) / 32;
 }
 
 } // namespace
@@ -121,7 +125,7 @@ bool CCpu::BusRead(uint32_t Addr, uint32_t Size, uint32_t& Value, bool Privilege
         return true;
     }
     if (Traits.HasBitBand && IsBitBand(Addr)) {
-        const uint32_t Byte = 0x20000000 + (Addr - 0x22000000) / 32;
+        const uint32_t Byte = BitBandByte(Addr);
         uint8_t Data;
         if (!Mem.Read(Byte, &Data, 1)) {
             return false;
@@ -148,7 +152,7 @@ bool CCpu::BusWrite(uint32_t Addr, uint32_t Size, uint32_t Value, bool Privilege
         return true;
     }
     if (Traits.HasBitBand && IsBitBand(Addr)) {
-        const uint32_t Byte = 0x20000000 + (Addr - 0x22000000) / 32;
+        const uint32_t Byte = BitBandByte(Addr);
         uint8_t Data;
         if (!Mem.Read(Byte, &Data, 1)) {
             return false;
@@ -274,18 +278,37 @@ bool WatchMatches(const CWatch& Watch, uint32_t Addr, uint32_t Size, uint32_t Va
 
 } // namespace
 
+// A comparator that the program has set up. ARMv7-M: FUNCTION 5 read, 6 write, 7 both; with DATAVMATCH COMP is a value
+// of the size DATAVSIZE at the address of the linked comparator. ARMv8-M: MATCH 4 both, 5 write, 6 read; ACTION 1
+// halts.
+bool CCpu::MatchesComparator(uint32_t Index, uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite) const {
+    const CRawComparator& Comp = DwtComp[Index];
+    const uint32_t Function = Comp.Function & 15;
+    const uint32_t Both = IsV8() ? 4 : 7, OneWay = IsV8() ? (IsWrite ? 5 : 6) : (IsWrite ? 6 : 5);
+    if ((Function != Both && Function != OneWay) || (IsV8() && (Comp.Function >> 4 & 3) != 1)) {
+        return false;
+    }
+    const auto Covers = [&](const CRawComparator& Range) {
+        const uint32_t Mask = IsV8() ? (1u << (Comp.Function >> 10 & 3)) - 1 : (1u << (Range.Mask & 31)) - 1;
+        return (Range.Comp & ~Mask) <= Addr + Size - 1 && (Range.Comp | Mask) >= Addr;
+    };
+    if (IsV8() || !(Comp.Function & 0x100)) {
+        return Covers(Comp);
+    }
+    const uint32_t ValueSize = 1u << (Comp.Function >> 10 & 3), Linked = Comp.Function >> 12 & 15;
+    const bool InPlace = Linked >= DwtComp.size() || Linked == Index || Covers(DwtComp[Linked]);
+    return InPlace && ValueSize == Size && ((Value ^ Comp.Comp) & SizeMask(Size)) == 0;
+}
+
 // The access is completed; the program halts behind its instruction.
 void CCpu::CheckWatchpoints(uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite) {
     bool Hit = false;
     for (const CWatch& Watch : Watches) {
         Hit |= WatchMatches(Watch, Addr, Size, Value, IsWrite);
     }
-    for (CRawComparator& Comp : DwtComp) {
-        const uint32_t Mask = (1u << (Comp.Mask & 15)) - 1;
-        const uint32_t Function = Comp.Function & 15; // 5 read, 6 write, 7 both
-        const bool Direction = Function == 7 || Function == (IsWrite ? 6u : 5u);
-        if (Direction && (Comp.Comp & ~Mask) <= Addr + Size - 1 && (Comp.Comp | Mask) >= Addr) {
-            Comp.Function |= 1u << 24; // MATCHED
+    for (uint32_t Index = 0; Index < DwtComp.size(); Index++) {
+        if (MatchesComparator(Index, Addr, Size, Value, IsWrite)) {
+            DwtComp[Index].Function |= 1u << 24; // MATCHED
             Hit = true;
         }
     }

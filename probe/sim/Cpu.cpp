@@ -162,6 +162,12 @@ void CCpu::DecodeAt(COp* pOp, uint32_t Addr) {
     const bool Fits = !IsLong || Offset + 4 <= pRegion->Size;
     const uint16_t Second = IsLong && Fits ? ReadHost<uint16_t>(&pRegion->pData[Offset + 2]) : 0;
     static_cast<CInst&>(*pOp) = Decode(Addr, First, Second, Traits.Arch);
+    // The stack limits apply to an adjustment of SP too.
+    const bool AddsToSp = pOp->Rd == 13 && pOp->Rn == 13 && pOp->Code == AluOp(ALU_ADD, false, OPERAND_IMM);
+    if (IsV8() && (AddsToSp || (pOp->Rd == 13 && pOp->Code == AluOp(ALU_SUB, false, OPERAND_IMM)))) {
+        pOp->Code = pOp->CodeInIT = OP_ALU_TO_SP;
+        pOp->Flags = static_cast<uint8_t>((AddsToSp ? ALU_ADD : ALU_SUB) << 4 | OPERAND_IMM << 1);
+    }
     if (pOp->Code >= OP_VFP) {
         const bool TooNew = pOp->Code == VfpOp(VFP_FPV5) && !HasFpv5();
         if (!Traits.HasFpu) {
@@ -176,9 +182,9 @@ void CCpu::DecodeAt(COp* pOp, uint32_t Addr) {
     if (std::binary_search(Breakpoints.begin(), Breakpoints.end(), Addr)) {
         pOp->Code = pOp->CodeInIT = OP_BREAKPOINT;
     }
-    pRegion->pCodePage[Offset >> CRegion::CODE_PAGE_SHIFT] = 1;
+    pRegion->pCodePage[Offset >> CRegion::CODE_PAGE_SHIFT] |= PAGE_CODE;
     if (IsLong && Fits) {
-        pRegion->pCodePage[(Offset + 2) >> CRegion::CODE_PAGE_SHIFT] = 1;
+        pRegion->pCodePage[(Offset + 2) >> CRegion::CODE_PAGE_SHIFT] |= PAGE_CODE;
     }
 }
 
@@ -208,22 +214,41 @@ COp* CCpu::LookupCode() {
 void CCpu::UpdateSlots() {
     ReadSlots.fill(CSlot());
     WriteSlots.fill(CSlot());
-    // Both need a look at each access.
-    if (HasWatchpoints() || (MpuCtrl & 1)) {
+    WatchedReadSlots.fill(CSlot());
+    if (MpuCtrl & 1) { // needs a look at each access
         return;
     }
+    // Stores look at the page anyway; loads do so only while something is watched.
+    WatchesReads = HasWatchpoints();
+    std::array<CSlot, 256>& Reads = WatchesReads ? WatchedReadSlots : ReadSlots;
     for (const CRegion& Region : Mem.GetRegions()) {
         const uint64_t End = uint64_t(Region.Base) + Region.Size;
         const CSlot Slot{Region.Base, Region.Size - 3, Region.pData.get(), Region.pCodePage.get()};
         for (uint64_t Top = Region.Base >> 24; Top << 24 < End; Top++) {
-            if (!ReadSlots[Top].SizeLess3) {
-                ReadSlots[Top] = Slot;
+            if (!Reads[Top].SizeLess3) {
+                Reads[Top] = Slot;
             }
             if (!WriteSlots[Top].SizeLess3 && Region.Kind == ERegion::Ram) {
                 WriteSlots[Top] = Slot;
             }
         }
     }
+}
+
+void CCpu::UpdateWatches() {
+    Mem.ClearWatchedPages();
+    for (const CWatch& Watch : Watches) {
+        Mem.MarkWatched(Watch.Addr & ~Watch.AddrMask, Watch.Addr | Watch.AddrMask);
+    }
+    for (const CRawComparator& Comp : DwtComp) {
+        if (Comp.Function & 0x100) { // a value anywhere
+            Mem.MarkWatched(0, 0xFFFFFFFF);
+        } else if (Comp.Function & 15) {
+            const uint32_t Mask = IsV8() ? 3 : (1u << (Comp.Mask & 31)) - 1;
+            Mem.MarkWatched(Comp.Comp & ~Mask, Comp.Comp | Mask);
+        }
+    }
+    UpdateSlots();
 }
 
 void CCpu::SetBreakpoint(uint32_t Addr) {
@@ -349,7 +374,7 @@ void CCpu::HandleEvents() {
         ReturnFromException(Pc);
     } else if (Now & EVENT_SVC) {
         Events &= ~EVENT_SVC;
-        if (PriorityOf(EXC_SVCALL) < ExecutionPriority()) {
+        if (GroupPriority(PriorityOf(EXC_SVCALL)) < ExecutionPriority()) {
             EnterException(EXC_SVCALL, Pc);
         } else {
             Hfsr |= 1u << 30;

@@ -146,6 +146,8 @@ struct CCpu {
     std::array<uint32_t, 32> S{};
     std::array<CSlot, 256> ReadSlots{};
     std::array<CSlot, 256> WriteSlots{};
+    std::array<CSlot, 256> WatchedReadSlots{}; // for loads while data is watched: they look at the page too
+    bool WatchesReads = false;
 
     // --- cold state ---
     CCoreTraits Traits;
@@ -164,7 +166,9 @@ struct CCpu {
     uint32_t MspLim = 0, PspLim = 0;
     uint32_t Events = 0;
     uint32_t FaultException = 0;
-    uint64_t Cycles = 0; // up to pSliceStart
+    uint32_t FaultBits = 0; // of CFSR, of the last fault alone
+    uint32_t LockupPc = 0;  // where the last lockup came up
+    uint64_t Cycles = 0;    // up to pSliceStart
     bool Sleeping = false;
     bool EventRegister = false;
     bool ExclusiveValid = false;
@@ -218,6 +222,8 @@ struct CCpu {
     void TakeInterrupts();
     // Puts the fast paths in line with the memories, MPU and watchpoints.
     void UpdateSlots();
+    // To be called after Watches or DwtComp has changed.
+    void UpdateWatches();
     void SetBreakpoint(uint32_t Addr);
     void ClearBreakpoint(uint32_t Addr);
     void ClearTrace();
@@ -281,6 +287,7 @@ struct CCpu {
 private:
     bool PreserveFpState();
     bool PushFpFrame(uint32_t Frame);
+    void ClearFpOnReturn();
     bool PopFpFrame(uint32_t Frame, bool Privileged);
     void AdvanceTime(uint64_t NumCycles);
     uint64_t CyclesToSysTick() const;
@@ -323,6 +330,7 @@ private:
     void CheckWatchpoints(uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite);
     void RaiseAccessFault(uint32_t Addr, bool IsMpu);
     bool HasWatchpoints() const;
+    bool MatchesComparator(uint32_t Index, uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite) const;
 
 public:
     // System space 0xE0000000 to 0xE00FFFFF: words, with bytes and halfwords cut out of them.

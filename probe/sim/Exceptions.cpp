@@ -144,6 +144,7 @@ void CCpu::RaiseFault(EException Exception, uint32_t CfsrBits) {
     if (!IsV6()) {
         Cfsr |= CfsrBits;
     }
+    FaultBits = CfsrBits;
     FaultException = IsV6() ? EXC_HARD_FAULT : Exception;
     Events |= EVENT_FAULT;
 }
@@ -176,10 +177,11 @@ void CCpu::CheckVectorCatch(uint32_t Exception) {
                    {8, 0xFF00},
                    {5, CFSR_NOCP},
                    {6, CFSR_UNALIGNED | CFSR_DIVBYZERO},
-                   {7, CFSR_UNDEFINSTR | CFSR_INVSTATE | CFSR_INVPC}};
+                   {7, CFSR_UNDEFINSTR | CFSR_INVSTATE | CFSR_INVPC},
+                   {9, CFSR_MUNSTKERR | CFSR_MSTKERR | CFSR_UNSTKERR | CFSR_STKERR | CFSR_STKOF}};
     bool Hit = Exception == EXC_HARD_FAULT && (Demcr & 0x400);
     for (const auto& Catch : Catches) {
-        Hit |= (Demcr >> Catch.DemcrBit & 1) && (Cfsr & Catch.CfsrBits);
+        Hit |= (Demcr >> Catch.DemcrBit & 1) && (FaultBits & Catch.CfsrBits);
     }
     if (Hit) {
         Dfsr |= DFSR_VCATCH;
@@ -189,6 +191,7 @@ void CCpu::CheckVectorCatch(uint32_t Exception) {
 
 void CCpu::Lockup() {
     LockedUp = true;
+    LockupPc = Pc;
     Pc = 0xFFFFFFFE;
     Events = (Events & EVENTS_HALT) | EVENT_LOCKUP;
 }
@@ -198,11 +201,13 @@ void CCpu::Lockup() {
 bool CCpu::PushWord(uint32_t Addr, uint32_t Value, bool Privileged, uint32_t MpuBit, uint32_t BusBit) {
     if (!CheckAccess(Addr, 4, EAccess::Write, Privileged)) {
         Cfsr |= IsV6() ? 0 : MpuBit;
+        FaultBits = MpuBit;
         FaultException = EXC_MEM_MANAGE;
         return false;
     }
     if (!BusWrite(Addr, 4, Value, Privileged)) {
         Cfsr |= IsV6() ? 0 : BusBit;
+        FaultBits = BusBit;
         FaultException = EXC_BUS_FAULT;
         return false;
     }
@@ -220,6 +225,7 @@ bool CCpu::PushFrame(uint32_t ReturnAddr, uint32_t& ExcReturn) {
     bool Ok = Frame >= Limit;
     if (!Ok) {
         Cfsr |= CFSR_STKOF;
+        FaultBits = CFSR_STKOF;
         FaultException = EXC_USAGE_FAULT;
     }
     for (uint32_t Index = 0; Ok && Index < 8; Index++) {
@@ -246,6 +252,7 @@ void CCpu::EnterException(uint32_t Exception, uint32_t ReturnAddr) {
             return Lockup();
         }
         Hfsr |= Derived != FaultException ? HFSR_FORCED : 0;
+        CheckVectorCatch(Derived);
         const bool DerivedFirst = PriorityOf(Derived) < PriorityOf(Exception);
         Pending.set(DerivedFirst ? Exception : Derived);
         Exception = DerivedFirst ? Derived : Exception;
@@ -309,6 +316,9 @@ bool CCpu::PopFrame(uint32_t ExcReturn) {
     if (WithFp && !PopFpFrame(Frame + 0x20, Privileged)) {
         return false;
     }
+    if (!WithFp) {
+        ClearFpOnReturn();
+    }
     const bool ToThread = ExcReturn & 8;
     const uint32_t NewIpsr = Words[7] & 0x1FF;
     if (ToThread != (NewIpsr == 0)) {
@@ -368,9 +378,6 @@ void CCpu::ReturnFromException(uint32_t ExcReturn) {
     Control = (Control & ~2u) | (ToPsp ? 2u : 0);
     ExclusiveValid = false;
     EventRegister = true;
-    if (Control & 1) {
-        UpdateSlots();
-    }
     if (Mode != 1 && (Scr & SCR_SLEEPONEXIT)) {
         Events |= EVENT_SLEEP;
     }

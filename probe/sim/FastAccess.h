@@ -5,10 +5,22 @@
 
 namespace Sim {
 
+// A load while data is watched: pages without a watched byte need no closer look.
+[[gnu::noinline]] inline uint8_t* WatchedRead(CCpu& C, uint32_t Addr, uint32_t Size) {
+    const CSlot& Slot = C.WatchedReadSlots[Addr >> 24];
+    const uint32_t Offset = Addr - Slot.Base;
+    const bool IsPlain = Offset < Slot.SizeLess3 && !(Addr & (Size - 1)) &&
+                         !(Slot.pCodePage[Offset >> CRegion::CODE_PAGE_SHIFT] & PAGE_WATCHED);
+    return IsPlain ? Slot.pData + Offset : nullptr;
+}
+
 template <uint32_t Size> inline uint8_t* FastRead(CCpu& C, uint32_t Addr) {
     const CSlot& Slot = C.ReadSlots[Addr >> 24];
     const uint32_t Offset = Addr - Slot.Base;
-    return SIM_LIKELY(Offset < Slot.SizeLess3 && !(Addr & (Size - 1))) ? Slot.pData + Offset : nullptr;
+    if (SIM_LIKELY(Offset < Slot.SizeLess3 && !(Addr & (Size - 1)))) {
+        return Slot.pData + Offset;
+    }
+    return C.WatchesReads ? WatchedRead(C, Addr, Size) : nullptr;
 }
 
 // Memory that instructions were decoded from is left to the slow path, which forgets them.
@@ -57,6 +69,19 @@ inline uint8_t* FastBlock(const CSlot& Slot, uint32_t Addr, uint32_t NumBytes) {
     const uint32_t Offset = Addr - Slot.Base;
     return Offset < Slot.SizeLess3 && Slot.SizeLess3 - Offset >= NumBytes && !(Addr & 3) ? Slot.pData + Offset
                                                                                          : nullptr;
+}
+
+inline uint8_t* FastReadBlock(CCpu& C, uint32_t Addr, uint32_t NumBytes) {
+    if (SIM_LIKELY(!C.WatchesReads)) {
+        return FastBlock(C.ReadSlots[Addr >> 24], Addr, NumBytes);
+    }
+    const CSlot& Slot = C.WatchedReadSlots[Addr >> 24];
+    uint8_t* p = FastBlock(Slot, Addr, NumBytes);
+    const uint32_t Offset = Addr - Slot.Base;
+    const bool IsWatched = p && ((Slot.pCodePage[Offset >> CRegion::CODE_PAGE_SHIFT] |
+                                  Slot.pCodePage[(Offset + NumBytes - 1) >> CRegion::CODE_PAGE_SHIFT]) &
+                                 PAGE_WATCHED);
+    return IsWatched ? nullptr : p;
 }
 
 inline uint8_t* FastWriteBlock(CCpu& C, uint32_t Addr, uint32_t NumBytes) {

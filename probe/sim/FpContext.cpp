@@ -116,6 +116,14 @@ bool CCpu::PushFpFrame(uint32_t Frame) {
     return true;
 }
 
+// FPCCR.CLRONRET: a return to code without a floating point context leaves it nothing of the handler's.
+void CCpu::ClearFpOnReturn() {
+    if ((Fpccr & FPCCR_CLRONRET) && (Control & CONTROL_FPCA) && IsV8()) {
+        std::fill_n(S.begin(), 16, 0u);
+        Fpscr = 0;
+    }
+}
+
 bool CCpu::PopFpFrame(uint32_t Frame, bool Privileged) {
     if (Fpccr & FPCCR_LSPACT) { // never saved: the registers still hold the values
         Fpccr &= ~FPCCR_LSPACT;

@@ -76,7 +76,7 @@ void CMemory::Invalidate(CRegion& Region, uint32_t Addr, uint32_t NumBytes) {
     const uint32_t First = Addr - Region.Base >= 2 ? (Addr - Region.Base - 2) & ~1u : 0;
     const uint32_t Last = Addr - Region.Base + NumBytes - 1;
     for (uint32_t Page = First >> CRegion::CODE_PAGE_SHIFT; Page <= Last >> CRegion::CODE_PAGE_SHIFT; Page++) {
-        if (!Region.pCodePage[Page]) {
+        if (!(Region.pCodePage[Page] & PAGE_CODE)) {
             continue;
         }
         const uint32_t From = std::max(First, Page << CRegion::CODE_PAGE_SHIFT);
@@ -87,11 +87,31 @@ void CMemory::Invalidate(CRegion& Region, uint32_t Addr, uint32_t NumBytes) {
     }
 }
 
+void CMemory::ClearWatchedPages() {
+    for (CRegion& Region : m_Regions) {
+        for (uint32_t Page = 0; Page < Region.Size >> CRegion::CODE_PAGE_SHIFT; Page++) {
+            if (Region.pCodePage[Page] & PAGE_WATCHED) { // untouched pages of the array stay so
+                Region.pCodePage[Page] &= static_cast<uint8_t>(~PAGE_WATCHED);
+            }
+        }
+    }
+}
+
+void CMemory::MarkWatched(uint32_t First, uint32_t Last) {
+    for (CRegion& Region : m_Regions) {
+        const uint32_t From = std::max(First, Region.Base), To = std::min(Last, Region.Base + (Region.Size - 1));
+        for (uint32_t Page = From >> CRegion::CODE_PAGE_SHIFT; From <= To && Page <= To >> CRegion::CODE_PAGE_SHIFT;
+             Page++) {
+            Region.pCodePage[Page - (Region.Base >> CRegion::CODE_PAGE_SHIFT)] |= PAGE_WATCHED;
+        }
+    }
+}
+
 void CMemory::ClearCounters() {
     constexpr uint32_t OpsPerPage = (1u << CRegion::CODE_PAGE_SHIFT) / 2;
     for (CRegion& Region : m_Regions) {
         for (uint32_t Index = 0; Index < Region.Size / 2; Index++) {
-            if (!Region.pCodePage[Index / OpsPerPage]) {
+            if (!(Region.pCodePage[Index / OpsPerPage] & PAGE_CODE)) {
                 Index += OpsPerPage - 1; // nothing of this page was ever executed
                 continue;
             }

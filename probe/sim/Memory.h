@@ -25,6 +25,11 @@ struct CFree {
 // Zeroed memory that takes no space until it is touched.
 template <typename T> using CZeroArray = std::unique_ptr<T[], CFree>;
 
+enum EPage : uint8_t {
+    PAGE_CODE = 1,    // an instruction of it was ever decoded
+    PAGE_WATCHED = 2, // a data comparator covers some of it
+};
+
 enum class ERegion : uint8_t { Flash, Ram };
 
 struct CRegion {
@@ -35,7 +40,7 @@ struct CRegion {
     ERegion Kind = ERegion::Ram;
     CZeroArray<uint8_t> pData;
     CZeroArray<COp> pOps;          // one a halfword, and one of code OP_REGION_END behind the last
-    CZeroArray<uint8_t> pCodePage; // one a 256 bytes: not 0 if an instruction of it was ever decoded
+    CZeroArray<uint8_t> pCodePage; // one a 256 bytes: set of EPage; a store to one that is not 0 takes the slow path
 
     bool Contains(uint32_t Addr) const { return Addr - Base < Size; }
     COp* OpAt(uint32_t Addr) const { return &pOps[(Addr - Base) / 2]; }
@@ -53,6 +58,9 @@ public:
     bool Write(uint32_t Addr, const void* pData, uint32_t NumBytes);
     // Forgets the decoded instructions that have a byte in the range.
     void Invalidate(CRegion& Region, uint32_t Addr, uint32_t NumBytes);
+    // Marks the pages of a range of addresses as watched; with Clear before that no page is.
+    void ClearWatchedPages();
+    void MarkWatched(uint32_t First, uint32_t Last);
     // Sets all execution counters to 0.
     void ClearCounters();
 

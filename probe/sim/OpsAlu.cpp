@@ -1,4 +1,5 @@
 // Handlers of data processing instructions.
+#include "probe/sim/FastAccess.h"
 #include "probe/sim/Handlers.h"
 
 #include <bit>
@@ -62,6 +63,12 @@ void Op_AluToSp(SIM_ARGS) {
     }
     if (!(pOp->Flags & 1)) {
         C.N = OldN, C.Z = OldZ, C.C = OldC, C.V = OldV;
+    }
+    if (SIM_UNLIKELY(C.MspLim | C.PspLim)) {
+        SIM_SYNC();
+        if (!StackAllows(C, Result)) {
+            SIM_TAIL LeaveChain(C, pOp, PC, pRing);
+        }
     }
     C.R[13] = Result & ~3u;
     SIM_NEXT_LEN();

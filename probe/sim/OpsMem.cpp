@@ -145,7 +145,7 @@ void Op_Strd(SIM_ARGS) {
 [[gnu::noinline]] bool LoadList(CCpu& C, uint32_t Addr, uint32_t List) {
     uint32_t Values[16];
     const uint32_t NumBytes = static_cast<uint32_t>(std::popcount(List)) * 4;
-    if (const uint8_t* p = FastBlock(C.ReadSlots[Addr >> 24], Addr, NumBytes)) {
+    if (const uint8_t* p = FastReadBlock(C, Addr, NumBytes)) {
         std::memcpy(Values, p, NumBytes);
     } else {
         for (uint32_t Offset = 0; Offset < NumBytes; Offset += 4) {

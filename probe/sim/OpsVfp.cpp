@@ -187,7 +187,7 @@ void Op_From2S(SIM_ARGS) {
 // Nothing changes when a fault is raised, so that the instruction can start again.
 [[gnu::noinline]] bool LoadWords(CCpu& C, uint32_t Addr, uint32_t First, uint32_t Count) {
     uint32_t Values[32];
-    if (const uint8_t* p = FastBlock(C.ReadSlots[Addr >> 24], Addr, Count * 4)) {
+    if (const uint8_t* p = FastReadBlock(C, Addr, Count * 4)) {
         std::memcpy(&C.S[First], p, Count * 4);
         return true;
     }

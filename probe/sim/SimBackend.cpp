@@ -1,5 +1,7 @@
 #include "probe/sim/SimBackend.h"
 
+#include "probe/Session.h"
+
 #include <algorithm>
 #include <cstring>
 #include <strings.h>
@@ -44,7 +46,7 @@ void CSimBackend::Close() {
             Cpu->ClearBreakpoint(Info.Addr);
         }
         Cpu->Watches.clear();
-        Cpu->UpdateSlots();
+        Cpu->UpdateWatches();
     }
     m_pTarget->SetConnected(false);
     m_Breakpoints.clear();
@@ -75,7 +77,14 @@ std::string CSimBackend::Connect(const Novik::CDevice& Device) {
 }
 
 int CSimBackend::IsHalted() {
-    return m_pTarget ? m_pTarget->IsHalted() : -1;
+    if (!m_pTarget) {
+        return -1;
+    }
+    std::string sText;
+    if (m_pTarget->IsHalted() && m_pTarget->TakeLockup(sText)) {
+        Novik::CSession::Get().Warn(sText);
+    }
+    return m_pTarget->IsHalted();
 }
 
 bool CSimBackend::Halt() {
@@ -488,7 +497,7 @@ int32_t CSimBackend::SetWatchpoint(const NOVIKARM_DATA_EVENT& Event, uint32_t& H
     }
     Watch.Handle = Handle = m_NextHandle++;
     Cpu->Watches.push_back(Watch);
-    Cpu->UpdateSlots();
+    Cpu->UpdateWatches();
     return 0;
 }
 
@@ -499,7 +508,7 @@ bool CSimBackend::ClearWatchpoint(uint32_t Handle) {
     CTarget::CAccess Cpu(*m_pTarget);
     const auto NumErased = std::erase_if(
         Cpu->Watches, [&](const CWatch& Watch) { return Handle == NOVIK_HANDLE_ALL || Watch.Handle == Handle; });
-    Cpu->UpdateSlots();
+    Cpu->UpdateWatches();
     return NumErased > 0 || Handle == NOVIK_HANDLE_ALL;
 }
 

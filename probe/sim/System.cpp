@@ -279,8 +279,29 @@ void WriteSysTick(CCpu& C, uint32_t Addr, uint32_t Value) {
     }
 }
 
+// Which region an address and which of its two registers: 0xE000ED9C and 0xE000EDA0 are those of MPU_RNR, the aliases
+// behind them (ARMv7-M) the same again, or (ARMv8-M) those of the other regions of the same group of four.
+struct CMpuPlace {
+    uint32_t Region;
+    bool IsLimit; // RASR or RLAR rather than RBAR
+};
+
+CMpuPlace FindMpuPlace(const CCpu& C, uint32_t Addr) {
+    const uint32_t Word = (Addr - 0xE000ED9C) / 4;
+    const uint32_t Region = C.IsV8() && Word >= 2 ? (C.MpuRnr & ~3u) | Word / 2 : C.MpuRnr;
+    return {Region & 15, (Word & 1) != 0};
+}
+
+bool IsMpuRegion(uint32_t Addr) {
+    return IsIn(Addr, 0xE000ED9C, 8);
+}
+
 uint32_t ReadMpu(const CCpu& C, uint32_t Addr) {
-    const uint32_t Index = C.MpuRnr & 15;
+    if (IsMpuRegion(Addr)) {
+        const CMpuPlace Place = FindMpuPlace(C, Addr);
+        const CCpu::CMpuRegion& Region = C.MpuRegions[Place.Region];
+        return Place.IsLimit ? Region.Rasr : C.IsV8() ? Region.Rbar : (Region.Rbar & ~31u) | Place.Region;
+    }
     switch (Addr) {
     case 0xE000ED90:
         return uint32_t(C.Traits.NumMpuRegions) << 8;
@@ -288,10 +309,6 @@ uint32_t ReadMpu(const CCpu& C, uint32_t Addr) {
         return C.MpuCtrl;
     case 0xE000ED98:
         return C.MpuRnr;
-    case 0xE000ED9C:
-        return C.IsV8() ? C.MpuRegions[Index].Rbar : (C.MpuRegions[Index].Rbar & ~31u) | Index;
-    case 0xE000EDA0:
-        return C.MpuRegions[Index].Rasr;
     case 0xE000EDC0:
         return C.Mair0;
     case 0xE000EDC4:
@@ -305,23 +322,19 @@ void WriteMpu(CCpu& C, uint32_t Addr, uint32_t Value) {
     if (C.Traits.NumMpuRegions == 0) {
         return;
     }
-    const bool IsAlias = IsIn(Addr, 0xE000EDA4, 6); // RBAR_A1 to RASR_A3
-    const uint32_t Register = IsAlias ? 0xE000ED9C + (Addr & 7 ? 0 : 4) : Addr;
-    switch (Register) {
+    if (IsMpuRegion(Addr)) {
+        const bool SetsRegion = !C.IsV8() && !FindMpuPlace(C, Addr).IsLimit && (Value & 0x10);
+        C.MpuRnr = SetsRegion ? Value & 15 : C.MpuRnr; // VALID: the region number comes with the address
+        const CMpuPlace Place = FindMpuPlace(C, Addr);
+        CCpu::CMpuRegion& Region = C.MpuRegions[Place.Region];
+        (Place.IsLimit ? Region.Rasr : Region.Rbar) = Place.IsLimit || C.IsV8() ? Value : Value & ~31u;
+    }
+    switch (Addr) {
     case 0xE000ED94:
         C.MpuCtrl = Value & 7;
         break;
     case 0xE000ED98:
         C.MpuRnr = Value & 15;
-        break;
-    case 0xE000ED9C:
-        if (!C.IsV8() && (Value & 0x10)) { // VALID: the region number comes with the address
-            C.MpuRnr = Value & 15;
-        }
-        C.MpuRegions[C.MpuRnr].Rbar = C.IsV8() ? Value : Value & ~31u;
-        break;
-    case 0xE000EDA0:
-        C.MpuRegions[C.MpuRnr].Rasr = Value;
         break;
     case 0xE000EDC0:
         C.Mair0 = Value;
@@ -396,7 +409,7 @@ void WriteDwt(CCpu& C, uint32_t Addr, uint32_t Value) {
                 *pField = Value;
             }
         }
-        C.UpdateSlots();
+        C.UpdateWatches();
     }
 }
 

@@ -1,6 +1,7 @@
 #include "probe/sim/Target.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace Sim {
 
@@ -86,7 +87,19 @@ void CTarget::EnterHalt(uint32_t Events) {
     m_Cpu.Dhcsr |= 2;
     m_Cpu.Dfsr |= (Events & (EVENT_BKPT | EVENT_BREAKPOINT)) ? uint32_t(DFSR_BKPT) : 0;
     m_Cpu.Dfsr |= (Events & (EVENT_REQUEST | EVENT_STEP_DONE)) ? uint32_t(DFSR_HALTED) : 0;
+    m_LockupSeen = m_LockupSeen || (Events & EVENT_LOCKUP);
     m_Running.store(false, std::memory_order_release);
+}
+
+bool CTarget::TakeLockup(std::string& sText) {
+    if (!m_LockupSeen.exchange(false)) {
+        return false;
+    }
+    char s[128];
+    std::snprintf(s, sizeof(s), "Lockup: fault at 0x%.8X in the handler of exception %u, CFSR 0x%.8X, HFSR 0x%.8X",
+                  m_Cpu.LockupPc, m_Cpu.Ipsr, m_Cpu.Cfsr, m_Cpu.Hfsr);
+    sText = s;
+    return true;
 }
 
 void CTarget::Halt() {

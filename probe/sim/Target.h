@@ -63,6 +63,9 @@ public:
         CTarget& m_Target;
     };
 
+    // True once after a lockup; sText says where.
+    bool TakeLockup(std::string& sText);
+
     CSampler Sampler;            // under CAccess
     bool StepInterrupts = false; // a step takes interrupts
 
@@ -81,6 +84,7 @@ private:
     std::condition_variable m_Wake;
     std::atomic<int> m_Requests{0};
     std::atomic<bool> m_Running{false};
+    std::atomic<bool> m_LockupSeen{false}; // not yet told
     bool m_Connected = false;
     bool m_Idle = false;      // asleep with nothing that could wake it
     bool m_StepFirst = false; // the next instruction is executed without regard to breakpoints
