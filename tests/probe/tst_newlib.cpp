@@ -162,7 +162,7 @@ const struct {
 
 // The compiler's unwinder saves the registers of a coprocessor that none of the cores has.
 bool IsWirelessMmx(const CObjdumpLine& Line) {
-    return Line.Length == 4 && (Line.Bits & 0xFE000F00) == 0xFC000100;
+    return Line.Length == 4 && (Line.Bits & 0x0E000F00) == 0x0C000100;
 }
 
 // --- The comparison ---------------------------------------------------------------------------------------------
