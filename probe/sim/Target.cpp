@@ -5,6 +5,9 @@
 
 namespace Sim {
 
+// Where erased flash sends a processor at reset. A device without a program locks up there: nothing worth a warning.
+static constexpr uint32_t ERASED_RESET_PC = 0xFFFFFFFE;
+
 CTarget::CAccess::CAccess(CTarget& Target) : m_Target(Target) {
     m_Target.m_Requests.fetch_add(1);
     m_Target.m_Mutex.lock();
@@ -87,7 +90,7 @@ void CTarget::EnterHalt(uint32_t Events) {
     m_Cpu.Dhcsr |= 2;
     m_Cpu.Dfsr |= (Events & (EVENT_BKPT | EVENT_BREAKPOINT)) ? uint32_t(DFSR_BKPT) : 0;
     m_Cpu.Dfsr |= (Events & (EVENT_REQUEST | EVENT_STEP_DONE)) ? uint32_t(DFSR_HALTED) : 0;
-    m_LockupSeen = m_LockupSeen || (Events & EVENT_LOCKUP);
+    m_LockupSeen = m_LockupSeen || ((Events & EVENT_LOCKUP) && m_Cpu.LockupPc != ERASED_RESET_PC);
     m_Running.store(false, std::memory_order_release);
 }
 
