@@ -1,8 +1,10 @@
+#include "app/Ask.h"
 #include "app/ConsoleWindow.h"
 #include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/dialogs/ManualDialog.h"
 #include "base/Application.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
@@ -152,6 +154,15 @@ void _UtilLog(CMainWindow&) {
     }
 }
 
+void _HelpManual(CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(CMD_HELP_MANUAL) || IsUnattended()) {
+        return;
+    }
+    auto* pManual = new CManualDialog(&MainWindow);
+    pManual->setAttribute(Qt::WA_DeleteOnClose);
+    pManual->show();
+}
+
 void _HelpAbout(CMainWindow& MainWindow) {
     QMessageBox Box(QMessageBox::NoIcon, QStringLiteral("About Brask"), GetAppTitle(true, true), QMessageBox::Ok, &MainWindow);
     Box.setInformativeText(QStringLiteral("A source-level debugger for embedded ARM targets.\nMIT licence."));
@@ -182,6 +193,7 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_TOOLBAR_SHOW_BREAKPOINTS, _ToggleBreakpointToolbar},
     {CMD_UTIL_SLEEP, _UtilSleep},
     {CMD_UTIL_LOG, _UtilLog},
+    {CMD_HELP_MANUAL, _HelpManual},
     {CMD_HELP_ABOUT, _HelpAbout},
     {CMD_HELP_COMMANDS, _HelpCommands},
 };

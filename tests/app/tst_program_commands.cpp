@@ -85,6 +85,7 @@ const LINE_CASE aCase[] = {
     {"Toolbar.Show (\"Views\");", "Toolbar.Show (\"Views\");", nullptr},
     {"Toolbar.Close (\"Views\");", "Toolbar.Close (\"Views\");", nullptr},
     {"Toolbar.Show (\"Bar\");", "Toolbar.Show (\"Bar\");", "unknown toolbar"},
+    {"Help.Manual();", "Help.Manual();", nullptr},
     {"Util.Sleep (1);", "Util.Sleep (0x1);", nullptr},
     {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);", "Debug.SetResetMode (RM_BREAK_AT_SYMBOL);", nullptr},
     {"Debug.SetResetMode (9);", "Debug.SetResetMode (0x9);", INVALID},
