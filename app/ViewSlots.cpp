@@ -164,6 +164,13 @@ void _HelpManual(CMainWindow& MainWindow) {
 }
 
 void _HelpAbout(CMainWindow& MainWindow) {
+    if (!CCommandTable::CheckArgs(CMD_HELP_ABOUT)) {
+        return;
+    }
+    if (IsUnattended()) {
+        ConsolePrint(GetAppTitle(true, true));
+        return;
+    }
     QMessageBox Box(QMessageBox::NoIcon, QStringLiteral("About Brask"), GetAppTitle(true, true), QMessageBox::Ok, &MainWindow);
     Box.setInformativeText(QStringLiteral("A source-level debugger for embedded ARM targets.\nMIT licence."));
     Box.setIconPixmap(QIcon(QStringLiteral(":/icons/magnifier.svg")).pixmap(48, 48));
