@@ -37,7 +37,7 @@ const CDevice& CSession::GetDevice() const {
 void CSession::ForgetAll() {
     pBackend.reset();
     Faults.Clear();
-    IsSelected = IsConnected = IsBigEndian = false;
+    IsSelected = IsConnected = IsBigEndian = HasSystemSpace = false;
     Device = 0;
     Speed = DEFAULT_SPEED;
     InitRegsOnReset = true;
@@ -261,6 +261,7 @@ int NOVIKARM_Connect(void) {
     }
     Session.IsConnected = true;
     Session.IsBigEndian = Device.IsBigEndian;
+    Session.HasSystemSpace = Device.CanSimulate;
     Session.Log("Connected to " + Device.sName);
     return 0;
 }

@@ -17,10 +17,15 @@ CBackend* Target() {
     return CSession::Get().Target();
 }
 
+// System space of a Cortex-M is little-endian in every device.
+bool IsSystemSpace(uint32_t Addr) {
+    return CSession::Get().HasSystemSpace && Addr - 0xE0000000 < 0x100000;
+}
+
 // A value as it lies in the target's memory, and back.
-template <typename T> T TargetOrder(T Value) {
+template <typename T> T TargetOrder(uint32_t Addr, T Value) {
     if constexpr (sizeof(T) > 1) {
-        if (CSession::Get().IsBigEndian) {
+        if (CSession::Get().IsBigEndian && !IsSystemSpace(Addr)) {
             uint8_t Bytes[sizeof(T)];
             std::memcpy(Bytes, &Value, sizeof(T));
             std::reverse(std::begin(Bytes), std::end(Bytes));
@@ -47,7 +52,7 @@ template <typename T> int32_t ReadItems(uint32_t Addr, uint32_t NumItems, T* pDa
             return -1;
         }
         const bool Ok = Read == static_cast<int>(sizeof(T));
-        pData[Index] = Ok ? TargetOrder(pData[Index]) : pData[Index];
+        pData[Index] = Ok ? TargetOrder(ItemAddr, pData[Index]) : pData[Index];
         Count += Ok;
         if (pStatus) {
             pStatus[Index] = !Ok;
@@ -58,7 +63,7 @@ template <typename T> int32_t ReadItems(uint32_t Addr, uint32_t NumItems, T* pDa
 
 template <typename T> int32_t WriteItem(uint32_t Addr, T Data) {
     CBackend* pTarget = Target();
-    Data = TargetOrder(Data);
+    Data = TargetOrder(Addr, Data);
     return pTarget && pTarget->WriteMem(Addr, &Data, sizeof(T), sizeof(T)) == static_cast<int>(sizeof(T)) ? 0 : -1;
 }
 

@@ -134,6 +134,7 @@ std::string CParser::ParseCore(const std::string& sName) {
             m_Device.Core = Row.Core;
             m_Device.CanSimulate = Row.CanSimulate;
             m_Device.Traits = Row.Traits;
+            m_Device.Traits.IsBigEndian = m_Device.IsBigEndian;
             return "";
         }
     }
@@ -207,7 +208,8 @@ std::string CParser::ParseEndian(const std::string& sArgs) {
     }
     m_Device.IsBigEndian = sArgs != "little";
     m_Device.IsCodeBigEndian = sArgs == "big";
-    return m_Device.IsBigEndian && m_Device.CanSimulate ? "the simulated target is little-endian" : "";
+    m_Device.Traits.IsBigEndian = m_Device.IsBigEndian;
+    return m_Device.IsCodeBigEndian && m_Device.CanSimulate ? "the simulated target executes little-endian instructions only" : "";
 }
 
 std::string CParser::ParseLine(const std::string& sKey, const std::string& sArgs) {

@@ -11,7 +11,7 @@
 //   fpu                      has a floating point unit
 //   breakpoints <n>          hardware breakpoints, watchpoints <n>, interrupts <n>, priobits <n>, mpu <regions>
 //   clock <Hz>               CPU clock of the simulated target
-//   endian <order>           little, big (data and instructions) or be8 (data only); big ones can't be simulated
+//   endian <order>           little, big (data and instructions; can't be simulated) or be8 (data only)
 // Sizes take the suffix K or M. A damaged line is reported with file and line, and the device it stands in is left out.
 
 #include "probe/sim/Cpu.h"

@@ -21,7 +21,8 @@ struct CSession {
     bool IsConnected = false;
     int Device = 0; // index into the device table
     uint32_t Speed = DEFAULT_SPEED;
-    bool IsBigEndian = false; // data of the connected target
+    bool IsBigEndian = false;    // data of the connected target
+    bool HasSystemSpace = false; // the connected target is a Cortex-M
     bool InitRegsOnReset = true;
     int32_t ResetDelay = 0; // ms
     CFaults Faults;

@@ -115,6 +115,7 @@ uint32_t CCpu::TestTarget(uint32_t Addr, bool Unpriv) const {
 bool CCpu::BusRead(uint32_t Addr, uint32_t Size, uint32_t& Value, bool Privileged) {
     Value = 0;
     if (Mem.Read(Addr, &Value, Size)) {
+        Value = DataOrder(Value, Size);
         return true;
     }
     if (IsSystem(Addr)) {
@@ -138,6 +139,7 @@ bool CCpu::BusRead(uint32_t Addr, uint32_t Size, uint32_t& Value, bool Privilege
 
 bool CCpu::BusWrite(uint32_t Addr, uint32_t Size, uint32_t Value, bool Privileged) {
     if (const CRegion* pRegion = Mem.Find(Addr)) {
+        Value = DataOrder(Value, Size);
         return pRegion->Kind == ERegion::Ram && Mem.Write(Addr, &Value, Size);
     }
     if (IsSystem(Addr)) {
@@ -233,10 +235,15 @@ bool CCpu::StoreAligned(uint32_t Addr, uint32_t Size, uint32_t Value) {
 }
 
 bool CCpu::DebugRead(uint32_t Addr, uint32_t Size, uint32_t& Value) {
-    return !(Addr & (Size - 1)) && BusRead(Addr, Size, Value, true);
+    if ((Addr & (Size - 1)) || !BusRead(Addr, Size, Value, true)) {
+        return false;
+    }
+    Value = Mem.Find(Addr) ? DataOrder(Value, Size) : Value;
+    return true;
 }
 
 bool CCpu::DebugWrite(uint32_t Addr, uint32_t Size, uint32_t Value) {
+    Value = Mem.Find(Addr) ? DataOrder(Value, Size) : Value;
     return !(Addr & (Size - 1)) && BusWrite(Addr, Size, Value & SizeMask(Size), true);
 }
 

@@ -215,7 +215,7 @@ void CCpu::UpdateSlots() {
     ReadSlots.fill(CSlot());
     WriteSlots.fill(CSlot());
     WatchedReadSlots.fill(CSlot());
-    if (MpuCtrl & 1) { // needs a look at each access
+    if ((MpuCtrl & 1) || Traits.IsBigEndian) { // needs a look at each access
         return;
     }
     // Stores look at the page anyway; loads do so only while something is watched.

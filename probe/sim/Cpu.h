@@ -33,6 +33,7 @@ struct CCoreTraits {
     uint8_t PrioBits = 4;
     uint16_t NumIrqs = 96;
     uint8_t NumMpuRegions = 8;
+    bool IsBigEndian = false; // data; instructions and system space are little-endian (BE8)
 };
 
 enum EException {
@@ -241,6 +242,13 @@ struct CCpu {
     bool UsesPsp() const { return (Control & 2) && Ipsr == 0; }
     bool IsPrivileged() const { return Ipsr != 0 || !(Control & 1); }
     void SetControl(uint32_t Value);
+    // A value as the processor sees it, of an item as it lies in a memory, and back.
+    uint32_t DataOrder(uint32_t Value, uint32_t Size) const {
+        if (!Traits.IsBigEndian || Size == 1) {
+            return Value;
+        }
+        return Size == 4 ? __builtin_bswap32(Value) : __builtin_bswap16(static_cast<uint16_t>(Value));
+    }
     bool IsV6() const { return Traits.Arch == Thumb::ARCH_V6M || Traits.Arch == Thumb::ARCH_V8B; }
     bool IsV8() const { return Traits.Arch == Thumb::ARCH_V8B || Traits.Arch == Thumb::ARCH_V8M; }
     uint32_t ReadSpecial(uint32_t Sysm) const;

@@ -55,6 +55,8 @@ void CCpu::Reset() {
     uint32_t Sp = 0xFFFFFFFF, Entry = 0xFFFFFFFF;
     Mem.Read(Vtor, &Sp, 4);
     Mem.Read(Vtor + 4, &Entry, 4);
+    Sp = DataOrder(Sp, 4);
+    Entry = DataOrder(Entry, 4);
     R[13] = Sp & ~3u;
     Pc = Entry & ~1u;
     T = Entry & 1;

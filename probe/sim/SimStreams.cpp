@@ -53,12 +53,17 @@ bool CSimBackend::GetRttRing(CCpu& Cpu, bool Up, uint32_t Index, CRttRing& Ring)
     if (!FindRttBlock(Cpu) || !Cpu.Mem.Read(m_RttAddr + 16, Counts, 8)) {
         return false;
     }
+    Counts[0] = Cpu.DataOrder(Counts[0], 4);
+    Counts[1] = Cpu.DataOrder(Counts[1], 4);
     if (Counts[0] > RTT_MAX_BUFFERS || Counts[1] > RTT_MAX_BUFFERS || Index >= Counts[Up ? 0 : 1]) {
         return false;
     }
     Ring.Descriptor = m_RttAddr + 24 + ((Up ? 0 : Counts[0]) + Index) * 24;
     if (!Cpu.Mem.Read(Ring.Descriptor, Words, sizeof(Words))) {
         return false;
+    }
+    for (uint32_t& Word : Words) {
+        Word = Cpu.DataOrder(Word, 4);
     }
     Ring.pBuffer = Words[1], Ring.Size = Words[2], Ring.WrOff = Words[3], Ring.RdOff = Words[4];
     return Ring.Size > 0 && Ring.WrOff < Ring.Size && Ring.RdOff < Ring.Size;
@@ -95,7 +100,8 @@ int32_t CSimBackend::RttRead(uint32_t Index, char* pData, uint32_t NumBytes) {
         Done += Piece;
         Ring.RdOff = (Ring.RdOff + Piece) % Ring.Size;
     }
-    Cpu->Mem.Write(Ring.Descriptor + 16, &Ring.RdOff, 4);
+    const uint32_t RdOff = Cpu->DataOrder(Ring.RdOff, 4);
+    Cpu->Mem.Write(Ring.Descriptor + 16, &RdOff, 4);
     return static_cast<int32_t>(Done);
 }
 
@@ -117,7 +123,8 @@ int32_t CSimBackend::RttWrite(uint32_t Index, const char* pData, uint32_t NumByt
         Done++;
         Ring.WrOff = (Ring.WrOff + 1) % Ring.Size;
     }
-    Cpu->Mem.Write(Ring.Descriptor + 12, &Ring.WrOff, 4);
+    const uint32_t WrOff = Cpu->DataOrder(Ring.WrOff, 4);
+    Cpu->Mem.Write(Ring.Descriptor + 12, &WrOff, 4);
     return static_cast<int32_t>(Done);
 }
 

@@ -126,7 +126,7 @@ uint32_t ReadScb(CCpu& C, uint32_t Addr) {
     case 0xE000ED08:
         return C.Vtor;
     case 0xE000ED0C:
-        return 0xFA050000 | C.AircrGroup << 8;
+        return 0xFA050000 | (C.Traits.IsBigEndian ? 1u << 15 : 0) | C.AircrGroup << 8;
     case 0xE000ED10:
         return C.Scr;
     case 0xE000ED14:

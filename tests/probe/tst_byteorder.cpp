@@ -1,4 +1,4 @@
-// Items of a big-endian target. The simulated target is little-endian: its memory serves for one that isn't.
+// Items of a big-endian target, through the library.
 #include "probe/DeviceTable.h"
 #include "probe/Session.h"
 #include "probe/sim/SimBackend.h"
@@ -12,11 +12,11 @@ using namespace Novik;
 class CByteOrder : public testing::Test {
 protected:
     void SetUp() override {
-        Table.Parse("device X\ncore Cortex-M4\nflash 0 64K\nram 0x20000000 64K\n", "x.dev");
+        Table.Parse("device X\ncore Cortex-M4\nendian be8\nflash 0 64K\nram 0x20000000 64K\n", "x.dev");
         CSession& Session = CSession::Get();
         Session.pBackend = std::make_unique<Sim::CSimBackend>();
         ASSERT_EQ(Session.pBackend->Connect(*Table.GetDevices()[1]), "");
-        Session.IsConnected = Session.IsBigEndian = true;
+        Session.IsConnected = Session.IsBigEndian = Session.HasSystemSpace = true;
     }
     void TearDown() override {
         std::string sError;
@@ -49,6 +49,8 @@ TEST_F(CByteOrder, ItemsHaveTheTargetsOrderAndBytesHaveNone) {
     ASSERT_EQ(NOVIKARM_ReadMem(RAM, 8, Back), 0);
     const uint8_t Expected[8] = {0xAA, 0xBB, 3, 4, 0x11, 0x22, 0x33, 0x44};
     EXPECT_TRUE(std::equal(Back, Back + 8, Expected));
+    EXPECT_EQ(NOVIKARM_ReadMemU32(0xE000ED00, 1, &Word, Status), 1);
+    EXPECT_EQ(Word, 0x410FC241u) << "system space is little-endian";
 }
 
 } // namespace

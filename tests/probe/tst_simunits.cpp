@@ -124,4 +124,63 @@ TEST(SimUnits, FpuNeedsAccessAndMakesAContext) {
     EXPECT_TRUE(Sim.pCpu->Control & 4);
 }
 
+// Instructions and system space stay little-endian; vectors, stack and data don't.
+TEST(SimUnits, BigEndianDataLiesTheOtherWayRound) {
+    constexpr uint32_t RAM = 0x20000000, HANDLER = 0x200;
+    for (const EArch Arch : {ARCH_V6M, ARCH_V7EM, ARCH_V8M}) {
+        CSimFixture Sim(Arch);
+        CCpu& C = *Sim.pCpu;
+        C.Traits.IsBigEndian = true;
+        const std::vector<uint16_t> Code = {
+            0x6808, // ldr r0, [r1]
+            0x880A, // ldrh r2, [r1]
+            0x780B, // ldrb r3, [r1]
+            0x6048, // str r0, [r1, #4]
+            0x810A, // strh r2, [r1, #8]
+            0x728B, // strb r3, [r1, #10]
+            0xB401, // push {r0}
+            0xBC10, // pop {r4}
+            0xC9C0, // ldmia r1!, {r6, r7}
+            0x4D01, // ldr r5, [pc, #4]
+            0x682D, // ldr r5, [r5]
+            0xDF00, // svc #0
+            0xE000, 0x0CED // the word 0xE000ED0C
+        };
+        const uint8_t Vectors[8] = {0x20, 0x00, 0x20, 0x00, 0x00, 0x00, 0x01, 0x01};
+        const uint8_t SvcVector[4] = {0x00, 0x00, HANDLER >> 8, (HANDLER & 0xFF) | 1};
+        const uint8_t Data[4] = {0x11, 0x22, 0x33, 0x44};
+        C.Mem.Write(0, Vectors, sizeof(Vectors));
+        C.Mem.Write(EXC_SVCALL * 4, SvcVector, sizeof(SvcVector));
+        C.Mem.Write(CSimFixture::CODE, Code.data(), static_cast<uint32_t>(Code.size() * 2));
+        const uint16_t Nop = 0xBF00;
+        C.Mem.Write(HANDLER, &Nop, 2);
+        C.Mem.Write(RAM, Data, sizeof(Data));
+        C.Reset();
+        ASSERT_EQ(C.R[13], 0x20002000u);
+        ASSERT_EQ(C.Pc, CSimFixture::CODE);
+        C.R[1] = RAM;
+        const uint32_t Literal = CSimFixture::CODE + 24;
+        const uint8_t Aircr[4] = {0xE0, 0x00, 0xED, 0x0C};
+        C.Mem.Write(Literal, Aircr, sizeof(Aircr));
+        for (int i = 0; i < 12; ++i) {
+            C.Step(false);
+        }
+        EXPECT_EQ(C.R[0], 0x11223344u);
+        EXPECT_EQ(C.R[2], 0x1122u);
+        EXPECT_EQ(C.R[3], 0x11u);
+        EXPECT_EQ(C.R[4], 0x11223344u);
+        EXPECT_EQ(C.R[6], 0x11223344u);
+        EXPECT_EQ(C.R[7], 0x11223344u);
+        EXPECT_EQ(C.R[5], 0xFA058000u) << "AIRCR tells the byte order, in its own";
+        EXPECT_EQ(C.Pc, HANDLER) << "the vector is data";
+        uint8_t Bytes[12] = {};
+        C.Mem.Read(RAM, Bytes, 11);
+        const uint8_t Expected[11] = {0x11, 0x22, 0x33, 0x44, 0x11, 0x22, 0x33, 0x44, 0x11, 0x22, 0x11};
+        EXPECT_TRUE(std::equal(Expected, Expected + 11, Bytes));
+        C.Mem.Read(C.R[13] + 24, Bytes, 4); // the stacked return address
+        const uint8_t Return[4] = {0, 0, 1, 24};
+        EXPECT_TRUE(std::equal(Return, Return + 4, Bytes));
+    }
+}
+
 } // namespace
