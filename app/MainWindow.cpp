@@ -371,7 +371,7 @@ bool CMainWindow::TakeAlternativeKey(QEvent* pEvent) {
     const auto* pKey = static_cast<QKeyEvent*>(pEvent);
     const QString sKey = QKeySequence(pKey->keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
-        (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
+        (sKey == QLatin1String("Esc") && QApplication::activeWindow() == this && QApplication::activePopupWidget() == nullptr &&
          QApplication::activeModalWidget() == nullptr && !_HasSelectedText(QApplication::focusWidget()))) {
         m_pSource->setFocus();
         return true;
