@@ -37,7 +37,7 @@ QStringList _Parameters(const COMMAND_ROW& Row) {
 } // namespace
 
 QString GetPaletteName(const COMMAND_ROW& Row) {
-    const QString sName = CCommandTable::GetName(Row.Id);
+    QString sName = CCommandTable::GetName(Row.Id);
     if (!sName.isEmpty()) {
         return sName;
     }

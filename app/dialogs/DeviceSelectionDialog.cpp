@@ -12,7 +12,7 @@
 #include <QVBoxLayout>
 
 CDeviceSelectionDialog::CDeviceSelectionDialog(const QString& sDevice, QWidget* pParent)
-    : CDialog(QStringLiteral("CDeviceSelectionDialog"), QStringLiteral("Target Device"), QSize(720, 480), pParent),
+    : CDialog(QStringLiteral("CDeviceSelectionDialog"), QStringLiteral("Target Device"), QSize(800, 480), pParent),
       m_pModel(new CDeviceDataModel(this)), m_pFilter(new QSortFilterProxyModel(this)), m_pTable(new QTreeView(this)),
       m_pFilterText(new QLineEdit(this)), m_pSelected(new QLabel(this)) {
     m_pFilter->setSourceModel(m_pModel);

@@ -100,7 +100,7 @@ QStringList CNovikSettingsDialog::GetLines() const {
 }
 
 QStringList CNovikSettingsDialog::Apply() {
-    const QStringList Lines = GetLines();
+    QStringList Lines = GetLines();
     if (Lines == m_ShownLines) {
         return {};
     }

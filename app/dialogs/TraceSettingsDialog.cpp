@@ -79,7 +79,7 @@ QStringList CTraceSettingsDialog::GetLines() const {
 }
 
 QStringList CTraceSettingsDialog::Apply() {
-    const QStringList Lines = GetLines();
+    QStringList Lines = GetLines();
     if (Lines == m_ShownLines) {
         return {};
     }
