@@ -158,7 +158,7 @@ TEST(ProgramCommands, ADamagedSettingsStoreIsKept) {
         const char* sName;
         QByteArray Data;
     } const aStore[] = {
-        {"binary", QByteArray("\x7f\0\x01garbage without any equals sign\n\xff\xfe\n", 40).repeated(50)},
+        {"binary", QByteArray("\x7f\0\x01garbage without any equals sign\n\xff\xfe\n", 38).repeated(50)},
         {"huge", "[General]\nx=" + QByteArray(20 * 1024 * 1024, 'y')},
     };
     for (const auto& Store : aStore) {
