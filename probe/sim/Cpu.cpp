@@ -179,7 +179,7 @@ void CCpu::DecodeAt(COp* pOp, uint32_t Addr) {
     if (!Fits) {
         pOp->Code = pOp->CodeInIT = OP_FETCH_FAULT;
     }
-    if (std::binary_search(Breakpoints.begin(), Breakpoints.end(), Addr)) {
+    if (IsBreakpoint(Addr)) {
         pOp->Code = pOp->CodeInIT = OP_BREAKPOINT;
     }
     pRegion->pCodePage[Offset >> CRegion::CODE_PAGE_SHIFT] |= PAGE_CODE;
@@ -251,15 +251,19 @@ void CCpu::UpdateWatches() {
     UpdateSlots();
 }
 
+void CCpu::ForgetOp(uint32_t Addr) {
+    if (CRegion* pRegion = Mem.Find(Addr)) {
+        COp* pOp = pRegion->OpAt(Addr);
+        pOp->Code = pOp->CodeInIT = OP_NOT_DECODED;
+    }
+}
+
 void CCpu::SetBreakpoint(uint32_t Addr) {
     const auto it = std::lower_bound(Breakpoints.begin(), Breakpoints.end(), Addr);
     if (it == Breakpoints.end() || *it != Addr) {
         Breakpoints.insert(it, Addr);
     }
-    if (CRegion* pRegion = Mem.Find(Addr)) {
-        COp* pOp = pRegion->OpAt(Addr);
-        pOp->Code = pOp->CodeInIT = OP_NOT_DECODED;
-    }
+    ForgetOp(Addr);
 }
 
 void CCpu::ClearBreakpoint(uint32_t Addr) {
@@ -268,9 +272,38 @@ void CCpu::ClearBreakpoint(uint32_t Addr) {
         return;
     }
     Breakpoints.erase(it);
-    if (CRegion* pRegion = Mem.Find(Addr)) {
-        COp* pOp = pRegion->OpAt(Addr);
-        pOp->Code = pOp->CodeInIT = OP_NOT_DECODED;
+    ForgetOp(Addr);
+}
+
+bool CCpu::IsBreakpoint(uint32_t Addr) const {
+    return Addr != PassedBreakpoint &&
+           (std::binary_search(Breakpoints.begin(), Breakpoints.end(), Addr) ||
+            std::find(ProgramBreakpoints.begin(), ProgramBreakpoints.end(), Addr) != ProgramBreakpoints.end());
+}
+
+// Version 1: REPLACE, bits 31 and 30, says which halfword of the word; version 2: the address itself.
+void CCpu::UpdateProgramBreakpoints() {
+    std::vector<uint32_t> Old;
+    Old.swap(ProgramBreakpoints);
+    for (uint32_t Index = 0; Index < Traits.NumBreakpoints && Index < FpbComp.size() && FpbEnabled; Index++) {
+        const uint32_t Comp = FpbComp[Index];
+        if (!(Comp & 1)) {
+            continue;
+        }
+        if (Traits.FpbVersion == 2) {
+            ProgramBreakpoints.push_back(Comp & ~1u);
+            continue;
+        }
+        for (const uint32_t Half : {0u, 2u}) {
+            if (Comp >> (Half ? 31 : 30) & 1) {
+                ProgramBreakpoints.push_back((Comp & 0x1FFFFFFC) | Half);
+            }
+        }
+    }
+    for (const std::vector<uint32_t>* pList : {&Old, &ProgramBreakpoints}) {
+        for (const uint32_t Addr : *pList) {
+            ForgetOp(Addr);
+        }
     }
 }
 
@@ -348,16 +381,18 @@ void CCpu::TakeInterrupts() {
 
 uint32_t CCpu::Step(bool WithInterrupts) {
     const uint32_t Addr = Pc;
-    const bool HadBreakpoint = std::binary_search(Breakpoints.begin(), Breakpoints.end(), Addr);
+    const bool HadBreakpoint = IsBreakpoint(Addr);
     if (HadBreakpoint) {
-        ClearBreakpoint(Addr);
+        PassedBreakpoint = Addr;
+        ForgetOp(Addr);
     }
     MaskInterrupts = !WithInterrupts;
     Sleeping = false;
     const uint32_t Halt = Run(1);
     MaskInterrupts = false;
     if (HadBreakpoint) {
-        SetBreakpoint(Addr);
+        PassedBreakpoint = NO_ADDRESS;
+        ForgetOp(Addr);
     }
     return Halt;
 }

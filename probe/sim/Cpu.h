@@ -206,7 +206,11 @@ struct CCpu {
     std::array<CRawComparator, 4> DwtComp{};
     std::vector<CWatch> Watches;
     uint32_t WatchAddr = 0;            // address of the access that matched last
-    std::vector<uint32_t> Breakpoints; // sorted addresses
+    std::vector<uint32_t> Breakpoints; // of the debugger, sorted addresses
+    // Comparators of the breakpoint unit as the program wrote them; 0 for those that it left alone.
+    std::array<uint32_t, 16> FpbComp{};
+    bool FpbEnabled = true;
+    std::vector<uint32_t> ProgramBreakpoints; // what they come to
     uint32_t ItmTer = 0, ItmTcr = 0, ItmTpr = 0;
     std::array<std::string, 32> ItmOut; // bytes written to the stimulus ports, not yet fetched
     bool ItmCapture = false;
@@ -227,6 +231,9 @@ struct CCpu {
     void UpdateWatches();
     void SetBreakpoint(uint32_t Addr);
     void ClearBreakpoint(uint32_t Addr);
+    bool IsBreakpoint(uint32_t Addr) const;
+    // To be called after FpbComp or FpbEnabled has changed.
+    void UpdateProgramBreakpoints();
     void ClearTrace();
 
     uint64_t Now() const { return Cycles + static_cast<uint64_t>(pRing - pSliceStart); }
@@ -333,6 +340,10 @@ private:
     bool MpuAllowsV8(uint32_t Addr, EAccess Access, bool Privileged) const;
     // The region an address is in; -1: none, -2: more than one.
     int FindRegionV8(uint32_t Addr) const;
+    static constexpr uint32_t NO_ADDRESS = 1; // no instruction has an odd one
+    uint32_t PassedBreakpoint = NO_ADDRESS;   // a step leaves it without regard to breakpoints
+    // Decodes the instruction anew when it is next fetched.
+    void ForgetOp(uint32_t Addr);
     bool BusRead(uint32_t Addr, uint32_t Size, uint32_t& Value, bool Privileged);
     bool BusWrite(uint32_t Addr, uint32_t Size, uint32_t Value, bool Privileged);
     void CheckWatchpoints(uint32_t Addr, uint32_t Size, uint32_t Value, bool IsWrite);

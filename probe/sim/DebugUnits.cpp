@@ -169,13 +169,28 @@ void WriteItm(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Size) {
     }
 }
 
-// The breakpoint unit shows what the debugger set in it.
+void WriteFpb(CCpu& C, uint32_t Addr, uint32_t Value) {
+    if (Addr == 0xE0002000) {
+        if (!(Value & 2)) { // KEY
+            return;
+        }
+        C.FpbEnabled = Value & 1;
+    } else if (IsIn(Addr, 0xE0002008, C.FpbComp.size())) {
+        C.FpbComp[(Addr - 0xE0002008) / 4] = Value;
+    }
+    C.UpdateProgramBreakpoints();
+}
+
+// The breakpoint unit shows what the program wrote to it, else what the debugger set in it.
 uint32_t ReadFpb(const CCpu& C, uint32_t Addr) {
     if (Addr == 0xE0002000) {
         const uint32_t Num = C.Traits.NumBreakpoints;
-        return (C.Traits.FpbVersion == 2 ? 0x10000000u : 0) | (Num & 0x70) << 8 | (Num & 15) << 4 | 1;
+        return (C.Traits.FpbVersion == 2 ? 0x10000000u : 0) | (Num & 0x70) << 8 | (Num & 15) << 4 | C.FpbEnabled;
     }
     const uint32_t Index = (Addr - 0xE0002008) / 4;
+    if (Index < C.Traits.NumBreakpoints && Index < C.FpbComp.size() && C.FpbComp[Index]) {
+        return C.FpbComp[Index];
+    }
     if (Index < C.Traits.NumBreakpoints && Index < C.Breakpoints.size()) {
         const uint32_t Break = C.Breakpoints[Index];
         return C.Traits.FpbVersion == 2 ? Break | 1 : (Break & 0x1FFFFFFC) | (Break & 2 ? 0x80000000 : 0x40000000) | 1;

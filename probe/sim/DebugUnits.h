@@ -19,5 +19,6 @@ void WriteDebug(CCpu& C, uint32_t Addr, uint32_t Value);
 uint32_t ReadItm(const CCpu& C, uint32_t Addr);
 void WriteItm(CCpu& C, uint32_t Addr, uint32_t Value, uint32_t Size);
 uint32_t ReadFpb(const CCpu& C, uint32_t Addr);
+void WriteFpb(CCpu& C, uint32_t Addr, uint32_t Value);
 
 } // namespace Sim

@@ -409,6 +409,8 @@ void CCpu::WriteSystem(uint32_t Addr, uint32_t Value, uint32_t Size, uint32_t Wo
         return WriteItm(*this, Addr, Value, Size);
     case 0x01:
         return WriteDwt(*this, Addr, Value);
+    case 0x02:
+        return WriteFpb(*this, Addr, Value);
     case 0x0E:
         break;
     default:

@@ -124,6 +124,39 @@ TEST(SimUnits, FpuNeedsAccessAndMakesAContext) {
     EXPECT_TRUE(Sim.pCpu->Control & 4);
 }
 
+TEST(SimUnits, BreakpointsThatTheProgramSetsStopIt) {
+    struct {
+        uint8_t FpbVersion;
+        uint32_t Comp;
+        uint32_t Stop;
+    } const aCase[] = {
+        {1, 0x40000000 | (CSimFixture::CODE + 4) | 1, CSimFixture::CODE + 4},
+        {1, 0x80000000 | (CSimFixture::CODE + 4) | 1, CSimFixture::CODE + 6},
+        {1, 0xC0000000 | (CSimFixture::CODE + 4) | 1, CSimFixture::CODE + 4},
+        {2, (CSimFixture::CODE + 6) | 1, CSimFixture::CODE + 6},
+    };
+    for (const auto& Case : aCase) {
+        CSimFixture Sim(ARCH_V7EM);
+        CCpu& C = *Sim.pCpu;
+        C.Traits.FpbVersion = Case.FpbVersion;
+        Sim.Load({0xBF00, 0xBF00, 0xBF00, 0xBF00, 0xE7FE}); // nop x 4, b .
+        C.DebugWrite(0xE000200C, 4, Case.Comp);
+        EXPECT_EQ(C.Run(100), uint32_t(EVENT_BREAKPOINT));
+        EXPECT_EQ(C.Pc, Case.Stop);
+        uint32_t Value = 0;
+        EXPECT_TRUE(C.DebugRead(0xE000200C, 4, Value));
+        EXPECT_EQ(Value, Case.Comp);
+        C.Step(false);
+        EXPECT_EQ(C.Pc, Case.Stop + 2) << "a step leaves it";
+        C.DebugWrite(0xE0002000, 4, 0); // without KEY nothing happens
+        Sim.Load({0xBF00, 0xBF00, 0xBF00, 0xBF00, 0xE7FE});
+        EXPECT_EQ(C.Run(100), uint32_t(EVENT_BREAKPOINT)) << "a reset keeps it";
+        C.DebugWrite(0xE0002000, 4, 2);
+        C.Reset();
+        EXPECT_EQ(C.Run(100), 0u) << "the unit is off";
+    }
+}
+
 // Instructions and system space stay little-endian; vectors, stack and data don't.
 TEST(SimUnits, BigEndianDataLiesTheOtherWayRound) {
     constexpr uint32_t RAM = 0x20000000, HANDLER = 0x200;
