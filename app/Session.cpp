@@ -7,6 +7,7 @@
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
+#include "device/TraceConfig.h"
 #include "elf/ElfApi.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
@@ -240,6 +241,16 @@ void CSession::OnSysVarChanged(int Index, I32 Value) {
     case VAR_BREAK_AT_THIS_SYMBOL:
         if (ElfApi_IsOpen() && !EvaluateBreakSymbol()) {
             CCommandTable::SetError(CMD_EDIT_SYS_VAR, QStringLiteral("unknown symbol"));
+        }
+        break;
+    case VAR_TRACE_PORT_DELAY_0:
+    case VAR_TRACE_PORT_DELAY_1:
+    case VAR_TRACE_PORT_DELAY_2:
+    case VAR_TRACE_PORT_DELAY_3:
+        if (CDevice::Get().IsConnected()) {
+            CDevice::Get().PostExecNovikCmd(TraceSampleAdjustCommand(
+                SysVarValue(VAR_TRACE_PORT_WIDTH), {SysVarValue(VAR_TRACE_PORT_DELAY_0), SysVarValue(VAR_TRACE_PORT_DELAY_1),
+                                                    SysVarValue(VAR_TRACE_PORT_DELAY_2), SysVarValue(VAR_TRACE_PORT_DELAY_3)}));
         }
         break;
     case VAR_TRACE_PORT_WIDTH: {

@@ -1,5 +1,6 @@
 // The configuration, its XML text, and what follows from single values.
 
+#include "device/TraceConfig.h"
 #include "tests/device/DeviceFixture.h"
 
 namespace {
@@ -125,4 +126,21 @@ TEST_F(CConfigTest, CapabilitiesFollowFromTheHardware) {
     T().Info.UpdateNovikFuncPtrs();
     T().Info.UpdateHWCapabilityFlags();
     EXPECT_FALSE(pDevice->HasCapability(CAP_BACKGROUND_MEM));
+}
+
+TEST(TraceConfig, DelaysOfTheLinesInUse) {
+    struct {
+        int Width;
+        std::array<I32, 4> Delays;
+        const char* sText;
+    } const aCase[] = {
+        {4, {2000, 2000, 2000, 2000}, "TraceSampleAdjust TD = 2000"},
+        {1, {-5, 1, 2, 3}, "TraceSampleAdjust TD = -5"},
+        {2, {1, 1, 2, 3}, "TraceSampleAdjust TD = 1"},
+        {2, {1, 2, 2, 2}, "TraceSampleAdjust TD0 = 1 TD1 = 2 "},
+        {4, {1, 2, 3, 4}, "TraceSampleAdjust TD0 = 1 TD1 = 2 TD2 = 3 TD3 = 4"},
+    };
+    for (const auto& Case : aCase) {
+        EXPECT_EQ(TraceSampleAdjustCommand(Case.Width, Case.Delays).toStdString(), Case.sText);
+    }
 }
