@@ -20,7 +20,7 @@ constexpr const char* KEY_DIR_OPEN = "AppData/MainWindow/DefaultDirOpen";
 constexpr const char* KEY_DIR_SAVE = "AppData/MainWindow/DefaultDirSave";
 
 bool _IsProgramFile(const QString& sPath) {
-    static const QStringList Suffixes = {"elf", "axf", "out", "bin", "o"};
+    static const QStringList Suffixes = {"elf", "axf", "out", "bin", "mot", "srec", "hex", "o"};
     if (Suffixes.contains(QFileInfo(sPath).suffix().toLower())) {
         return true;
     }
@@ -32,7 +32,7 @@ bool _IsProgramFile(const QString& sPath) {
 QString _AskForFile(CMainWindow& MainWindow) {
     QString sPath = QFileDialog::getOpenFileName(
         &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
-        QStringLiteral("Projects and programs (*.dbgprj *.elf *.axf *.out *.bin);;Source files (*.c *.h *.cpp *.hpp *.s *.S);;All files (*)"));
+        QStringLiteral("Projects and programs (*.dbgprj *.elf *.axf *.out *.bin *.mot *.srec *.hex);;Source files (*.c *.h *.cpp *.hpp *.s *.S);;All files (*)"));
     if (!sPath.isEmpty()) {
         WriteSetting(QLatin1String(KEY_DIR_OPEN), QFileInfo(sPath).absolutePath());
     }

@@ -6,6 +6,7 @@
 #include "app/StatusBar.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
+#include "datafile/JFile.h"
 #include "device/Device.h"
 #include "device/TraceConfig.h"
 #include "elf/ElfApi.h"
@@ -48,7 +49,39 @@ private:
 
 } // namespace
 
-CSession::CSession(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {
+namespace {
+
+/// Reading or writing a data file blocks the main thread, so the bar is painted here and not by its timer.
+class CFileProgress : public JFile::CProgressSink {
+public:
+    explicit CFileProgress(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {}
+    ~CFileProgress() override { JFile::SetProgressSink(nullptr); }
+    void StartProgress(const QString& sText, I64 Maximum) override {
+        Bar().SetProgressMessage(sText);
+        Bar().StartProgress(0, Clamp(Maximum));
+        Show();
+    }
+    void SetProgressValue(I64 Value) override {
+        Bar().SetProgressValue(Clamp(Value));
+        Show();
+    }
+    void EndProgress() override { Bar().EndProgress(); }
+
+private:
+    static int Clamp(I64 Value) { return static_cast<int>(std::min<I64>(Value, 0x7FFFFFFF)); }
+    void Show() {
+        Bar().Refresh();
+        Bar().repaint();
+    }
+    CStatusBar& Bar() { return m_MainWindow.GetStatusBar(); }
+    CMainWindow& m_MainWindow;
+};
+
+} // namespace
+
+CSession::CSession(CMainWindow& MainWindow)
+    : m_MainWindow(MainWindow), m_pFileProgress(std::make_unique<CFileProgress>(MainWindow)) {
+    JFile::SetProgressSink(m_pFileProgress.get());
     m_HaltTimer.setSingleShot(true);
     m_HaltTimer.setInterval(HALT_DELAY_MS);
     connect(&m_HaltTimer, &QTimer::timeout, this, [this] {
@@ -67,6 +100,8 @@ CSession::CSession(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {
                 QMessageBox::Ok, QMessageBox::Ok);
     });
 }
+
+CSession::~CSession() = default;
 
 void CSession::SetStatus(const QString& sText) { m_MainWindow.GetStatusBar().SetStatusMessage(sText); }
 
@@ -208,7 +243,7 @@ void CSession::ShowPC(U32 PC) {
 void CSession::AttachTrace() {
     if (SysVarValue(VAR_TRACE_INIT_ON_ATTACH) != 0) {
         for (const CMemBlock& Block : CProject::Get().GetProgramData()) {
-            ReadIntoTraceCache(Block.Addr, Block.GetSize());
+            ReadIntoTraceCache(Block.Addr, Block.Size);
         }
     }
 }

@@ -11,8 +11,12 @@
 #include <QHash>
 #include <QObject>
 #include <QTimer>
+#include <memory>
 
 class CMainWindow;
+namespace JFile {
+class CProgressSink;
+}
 
 enum DOWNLOAD_KIND : int { DL_PROGRAM, DL_LOAD, DL_EXEC };
 
@@ -21,6 +25,7 @@ class CSession : public QObject, public CDeviceEventListener {
 
 public:
     explicit CSession(CMainWindow& MainWindow);
+    ~CSession() override;
 
     /// The whole start, as the user asks for it: checks, then DebugStart or the chain. False if the user declined.
     bool Start();
@@ -88,11 +93,12 @@ private:
     void EndOfDownload();
     void OnDataFileOpened(const QString& sPath, bool IsElf, qint64 ElapsedMs);
     void RestoreBreakpoints(bool IsSameFile);
-    QString OpenBinary(const QString& sPath);
+    QString OpenRecords(const QString& sPath, bool IsBinary);
     void ReportDownloadError(int Code);
     U32 GetChunkSize() const;
 
     CMainWindow& m_MainWindow;
+    std::unique_ptr<JFile::CProgressSink> m_pFileProgress;
     QTimer m_HaltTimer;       ///< runs AfterTargetHalt when the target has stayed halted
     QTimer m_MessageBoxTimer; ///< shows the break symbol box after the current event
     DOWNLOAD_KIND m_DownloadKind = DL_PROGRAM;

@@ -2,6 +2,7 @@
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "base/ConsoleRing.h"
+#include "datafile/JFile.h"
 #include "device/Device.h"
 #include "elf/ElfApi.h"
 #include "project/FileFinder.h"
@@ -32,6 +33,7 @@ constexpr CHUNK_ROW aChunk[] = {{50'000, 8'000}, {100'000, 16'000}, {500'000, 32
 constexpr U32 CHUNK_SIZE_ADAPTIVE = 16'000;
 constexpr U32 NO_CHUNKING = 0xFFFFFFFF;
 constexpr int SPEED_ADAPTIVE = 65535;
+constexpr I64 MAX_DOWNLOAD = 1'000'000'000; ///< bytes, the largest buffer a device job takes
 
 struct CODE_TEXT {
     int Code;
@@ -54,9 +56,32 @@ QString _DownloadErrorText(int Code) {
     return QString::fromLatin1(aDownloadError[0].sText);
 }
 
-bool _IsElfFile(const QString& sPath) {
-    const QString sSuffix = QFileInfo(sPath).suffix().toLower();
-    return sSuffix != QLatin1String("bin");
+/// Anything that isn't one of the other data files is taken for an ELF file, whatever its name.
+bool _IsElfFile(const QString& sPath) { return !JFile::IsBinFile(sPath) && !JFile::IsRecordFile(sPath); }
+
+/// Blocks of a data file, a binary one's at Address. The error text, empty on success.
+QString _ReadBlocks(const QString& sPath, I64 Address, QList<CMemBlock>* pBlocks) {
+    constexpr I64 ADDR_END = 0x100000000;
+    const bool IsBinary = JFile::IsBinFile(sPath);
+    if (!QFileInfo::exists(sPath)) {
+        return QStringLiteral("file not found");
+    }
+    if (IsBinary && Address < 0) {
+        return QStringLiteral("invalid parameter");
+    }
+    *pBlocks = JFile::ReadFile(sPath, Address);
+    I64 Total = 0;
+    for (const CMemBlock& Block : std::as_const(*pBlocks)) {
+        Total += Block.Size;
+    }
+    if (Total < 1 || Total > MAX_DOWNLOAD || (IsBinary && Total > ADDR_END - Address)) {
+        return JFile::IsRecordFile(sPath) && Total == 0 ? QStringLiteral("invalid data file")
+                                                        : QStringLiteral("invalid file size");
+    }
+    if (IsBinary) {
+        (*pBlocks)[0].Addr = (*pBlocks)[0].VAddr = static_cast<U32>(Address);
+    }
+    return {};
 }
 
 QList<CMemBlock> _ElfBlocks() {
@@ -122,16 +147,16 @@ void CSession::WriteDownload(const QString& sPath, I64 Address) {
     if (IsProgramFile) {
         Blocks = _IsElfFile(sPath) ? _ElfBlocks() : CProject::Get().GetProgramData();
     } else {
-        QString sError;
-        if (Address < 0 || !ReadBinaryFile(sPath, static_cast<U32>(Address), &Blocks, &sError)) {
-            ConsolePrintError(sPath + QStringLiteral(": ") + (Address < 0 ? QStringLiteral("invalid parameter") : sError));
+        const QString sError = _ReadBlocks(sPath, Address, &Blocks);
+        if (!sError.isEmpty()) {
+            ConsolePrintError(sPath + QStringLiteral(": ") + sError);
             return;
         }
     }
     QList<MEM_RANGE> Ranges;
     QByteArray Data;
     for (const CMemBlock& Block : std::as_const(Blocks)) {
-        Ranges.append({Block.Addr, Block.Addr + Block.GetSize()});
+        Ranges.append({Block.Addr, Block.Addr + Block.Size});
         Data.append(Block.Data);
     }
     if (Ranges.isEmpty()) {
@@ -206,8 +231,8 @@ void CSession::FinishDownload() {
     m_MainWindow.InvalidateViews();
 }
 
-QString CSession::OpenBinary(const QString& sPath) {
-    if (m_LoadAddress < 0) {
+QString CSession::OpenRecords(const QString& sPath, bool IsBinary) {
+    if (IsBinary && m_LoadAddress < 0) {
         bool IsAccepted = false;
         const QString sText = IsUnattended() ? QString()
                                              : QInputDialog::getText(&m_MainWindow, QStringLiteral("Load Address"),
@@ -221,11 +246,11 @@ QString CSession::OpenBinary(const QString& sPath) {
         }
     }
     QList<CMemBlock> Blocks;
-    QString sError;
-    if (!ReadBinaryFile(sPath, static_cast<U32>(m_LoadAddress), &Blocks, &sError)) {
+    const QString sError = _ReadBlocks(sPath, m_LoadAddress, &Blocks);
+    if (!sError.isEmpty()) {
         return sError;
     }
-    CProject::Get().SetBinLoadAddr(m_LoadAddress);
+    CProject::Get().SetBinLoadAddr(IsBinary ? m_LoadAddress : 0);
     CProject::Get().SetProgramData(Blocks);
     m_LoadAddress = -1;
     return {};
@@ -256,7 +281,7 @@ QString CSession::OpenDataFile(const QString& sPath) {
         }
         QApplication::restoreOverrideCursor();
     } else {
-        sError = OpenBinary(sPath);
+        sError = OpenRecords(sPath, JFile::IsBinFile(sPath));
         if (sError.isEmpty()) {
             CProject::Get().SetProgramFile(sPath);
         }

@@ -2,12 +2,13 @@
 #include "app/Slots.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
+#include "datafile/JFile.h"
 #include "device/Device.h"
 #include "elf/ElfApi.h"
 #include "project/FileFinder.h"
 #include "settings/SysVars.h"
 
-#include <QSaveFile>
+#include <QFileInfo>
 #include <cstring>
 
 // Target.* and Elf.*
@@ -141,9 +142,19 @@ void _TargetSaveMemory(CMainWindow&) {
         FailCommand(Id, "could not read MCU memory");
         return;
     }
-    QSaveFile File(CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0)));
-    if (!File.open(QIODevice::WriteOnly) || File.write(Data) != Data.size() || !File.commit()) {
+    if (JFile::WriteMemory(CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0)), Addr, Data) != 0) {
         FailCommand(Id, "invalid filename");
+    }
+}
+
+/// A record file brings its own addresses.
+void _LoadRecords(COMMAND_ID Id, const QString& sPath) {
+    const QList<CMemBlock> Blocks = JFile::ReadFile(sPath, -1);
+    if (Blocks.isEmpty()) {
+        FailCommand(Id, QFileInfo::exists(sPath) ? "invalid data file" : "file not found");
+    }
+    for (const CMemBlock& Block : Blocks) {
+        CDevice::Get().PostWriteMem(Block.Addr, Block.Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
     }
 }
 
@@ -153,7 +164,12 @@ void _TargetLoadMemory(CMainWindow&) {
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
         return;
     }
-    QFile File(CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0)));
+    const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
+    if (JFile::IsRecordFile(sPath)) {
+        _LoadRecords(Id, sPath);
+        return;
+    }
+    QFile File(sPath);
     if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_TRANSFER) {
         FailCommand(Id, "file not found");
         return;

@@ -6,14 +6,17 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
+#include <QMetaType>
 
 struct CMemBlock {
-    U32 Addr = 0;
+    CMemBlock() = default;
+    CMemBlock(U32 Address, const QByteArray& Bytes)
+        : Addr(Address), Size(static_cast<U32>(Bytes.size())), VAddr(Address), Data(Bytes) {}
+    U32 Addr = 0; ///< load address; the physical one of an ELF segment
+    U32 Size = 0;
+    U32 VAddr = 0; ///< run address; differs from Addr in ELF files only
     QByteArray Data;
-    U32 GetSize() const { return static_cast<U32>(Data.size()); }
+    U32 RecordType = 0; ///< type of the record that the block began with, 0 for anything but a record
 };
 
-/// Reads a plain binary file as one block at BaseAddr. False with a text if it can't be read, is empty or doesn't fit
-/// behind the address.
-bool ReadBinaryFile(const QString& sPath, U32 BaseAddr, QList<CMemBlock>* pBlocks, QString* pError);
+Q_DECLARE_METATYPE(CMemBlock)

@@ -1,0 +1,210 @@
+#include "datafile/JFile.h"
+
+#include "base/ConsoleRing.h"
+#include "datafile/ElfBlocks.h"
+#include "datafile/Records.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+
+namespace JFile {
+
+namespace {
+
+CProgressSink* pProgress;
+
+constexpr int MAX_WARNINGS = 100; ///< of one file: a renamed file of another kind has nothing but invalid lines
+
+/// Shows progress for as long as it lives.
+class CProgress {
+public:
+    CProgress(const char* sText, I64 Maximum) {
+        if (pProgress != nullptr) {
+            pProgress->StartProgress(QString::fromLatin1(sText), Maximum);
+        }
+    }
+    ~CProgress() {
+        if (pProgress != nullptr) {
+            pProgress->EndProgress();
+        }
+    }
+    CProgress(const CProgress&) = delete;
+    CProgress& operator=(const CProgress&) = delete;
+    void Set(I64 Value) const {
+        if (pProgress != nullptr) {
+            pProgress->SetProgressValue(Value);
+        }
+    }
+};
+
+QList<CMemBlock> _ReadBinary(const QString& sPath) {
+    constexpr I64 MAX_SIZE = 0x100000000; // of the address space
+    QFile File(sPath);
+    if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_SIZE - 1) {
+        return {};
+    }
+    const CProgress Progress("Reading File...", File.size());
+    QByteArray Data;
+    QByteArray Chunk;
+    do {
+        Chunk = File.read(BUFFER_SIZE);
+        Data.append(Chunk);
+        Progress.Set(Data.size());
+    } while (Chunk.size() == BUFFER_SIZE);
+    return Data.isEmpty() ? QList<CMemBlock>() : QList<CMemBlock>{CMemBlock(0, Data)};
+}
+
+/// Cuts a file of text records into lines and collects what they hold.
+class CRecordFile {
+public:
+    explicit CRecordFile(bool IsIntelHex) : m_IsIntelHex(IsIntelHex) {}
+    void Read(QFile* pFile);
+    I64 GetBadLine() const { return m_BadLine; }
+    QList<CMemBlock> Merge() { return m_Records.Merge(); }
+
+private:
+    qsizetype ReadLines(QByteArrayView Chunk, bool IsLast);
+    void AddLine(QByteArrayView Line);
+    CRecordList m_Records;
+    bool m_IsIntelHex;
+    I64 m_Line = 0;
+    I64 m_BadLine = -1; ///< first invalid line, from 0
+    int m_NumBad = 0;
+};
+
+void CRecordFile::AddLine(QByteArrayView Line) {
+    if (!(m_IsIntelHex ? m_Records.AddIntelHex(Line) : m_Records.AddSRecord(Line))) {
+        m_BadLine = m_BadLine < 0 ? m_Line : m_BadLine;
+        if (++m_NumBad <= MAX_WARNINGS) {
+            qWarning("Discarded invalid record in s-record file");
+        }
+    }
+    ++m_Line;
+}
+
+/// Handles the whole lines of a chunk and returns how much of it they took. Without a line end the chunk is one line.
+qsizetype CRecordFile::ReadLines(QByteArrayView Chunk, bool IsLast) {
+    const auto IsEnd = [](char c) { return c == '\n' || c == '\r'; };
+    const auto IsSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    qsizetype Pos = 0;
+    while (Pos < Chunk.size()) {
+        const auto End = std::find_if(Chunk.begin() + Pos, Chunk.end(), IsEnd);
+        if (End == Chunk.end() && Pos != 0 && !IsLast) {
+            break;
+        }
+        AddLine(Chunk.sliced(Pos, End - (Chunk.begin() + Pos)));
+        Pos = std::find_if_not(End, Chunk.end(), IsSpace) - Chunk.begin();
+    }
+    return Pos;
+}
+
+void CRecordFile::Read(QFile* pFile) {
+    const CProgress Progress("Reading File...", pFile->size());
+    QByteArray Chunk;
+    I64 NumRead = 0;
+    bool IsLast = false;
+    while (!IsLast) {
+        const QByteArray More = pFile->read(BUFFER_SIZE - Chunk.size());
+        NumRead += More.size();
+        Chunk.append(More);
+        IsLast = pFile->atEnd() || More.isEmpty();
+        Chunk.remove(0, ReadLines(Chunk, IsLast));
+        Progress.Set(NumRead);
+    }
+}
+
+QList<CMemBlock> _ReadRecords(const QString& sPath) {
+    QFile File(sPath);
+    if (!File.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    CRecordFile Records(QFileInfo(sPath).suffix().compare(QLatin1String("hex"), Qt::CaseInsensitive) == 0);
+    Records.Read(&File);
+    if (Records.GetBadLine() >= 0) {
+        ConsolePrintError(QStringLiteral("could not open file \"%1\": file contains corrupt data record at line %2.")
+                              .arg(sPath)
+                              .arg(Records.GetBadLine()));
+        return {};
+    }
+    return Records.Merge();
+}
+
+bool _HasSuffix(const QString& sPath, const QStringList& Suffixes) {
+    return Suffixes.contains(QFileInfo(sPath).suffix().toLower());
+}
+
+} // namespace
+
+void SetProgressSink(CProgressSink* pSink) { pProgress = pSink; }
+
+bool IsBinFile(const QString& sPath) { return _HasSuffix(sPath, {QStringLiteral("bin")}); }
+
+bool IsElfFile(const QString& sPath) {
+    return _HasSuffix(sPath, {QStringLiteral("elf"), QStringLiteral("out"), QStringLiteral("axf")});
+}
+
+bool IsRecordFile(const QString& sPath) {
+    return _HasSuffix(sPath, {QStringLiteral("mot"), QStringLiteral("srec"), QStringLiteral("hex")});
+}
+
+bool IsDataFile(const QString& sPath) { return IsBinFile(sPath) || IsElfFile(sPath) || IsRecordFile(sPath); }
+
+QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr) {
+    QList<CMemBlock> Blocks;
+    if (!QFileInfo(sPath).isFile()) {
+        return Blocks;
+    }
+    if (IsBinFile(sPath)) {
+        Blocks = _ReadBinary(sPath);
+    } else if (IsElfFile(sPath)) {
+        Blocks = ReadElfBlocks(sPath);
+    } else if (IsRecordFile(sPath)) {
+        Blocks = _ReadRecords(sPath);
+    }
+    if (Blocks.size() == 1 && Addr != -1 &&
+        (Blocks[0].Addr == 0xFFFFFFFF || (Blocks[0].Addr == 0 && Blocks[0].Size == 0))) {
+        Blocks[0].Addr = static_cast<U32>(Addr);
+    }
+    return Blocks;
+}
+
+I32 WriteFile(const QString& sPath, const void* pData, I64 nBytes) {
+    QFile File(sPath);
+    if (!File.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        return -1;
+    }
+    const CProgress Progress("Saving File...", nBytes);
+    const I64 ChunkSize = std::min(nBytes, BUFFER_SIZE);
+    const I64 NumChunks = ChunkSize != 0 ? nBytes / ChunkSize : 0;
+    for (I64 i = 0; i < NumChunks; ++i) {
+        const I64 Off = i * ChunkSize;
+        const I64 Size = i + 1 == NumChunks ? nBytes - Off : ChunkSize;
+        if (File.write(static_cast<const char*>(pData) + Off, Size) != Size) {
+            File.close();
+            QFile::remove(sPath);
+            return -1;
+        }
+        Progress.Set(Off + Size);
+    }
+    return 0;
+}
+
+I32 WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data) {
+    QByteArray Text = Data;
+    if (IsRecordFile(sPath)) {
+        const bool IsHex = QFileInfo(sPath).suffix().compare(QLatin1String("hex"), Qt::CaseInsensitive) == 0;
+        Text = IsHex ? FormatIntelHex(Addr, Data) : FormatSRecord(Addr, Data);
+    }
+    return WriteFile(sPath, Text.constData(), Text.size());
+}
+
+void CFileWorker::Save(const QString& sPath, U32 Addr, const QByteArray& Data) {
+    if (WriteMemory(sPath, Addr, Data) == 0) {
+        emit FileSaved(sPath, static_cast<U32>(Data.size()));
+    } else {
+        emit SaveFailed(sPath);
+    }
+}
+
+} // namespace JFile
