@@ -110,9 +110,23 @@ struct ELF_LINE {
     U8 IsStmt;
 };
 
+struct ELF_RANGE {
+    U32 Lo;
+    U32 Hi; ///< exclusive
+};
+
+/// One line table with the code of all units that use it.
+struct ELF_LINE_TABLE {
+    std::vector<U32> Files; ///< indices into ELF_LINES::SrcFiles, without repeats
+    std::vector<ELF_RANGE> Ranges;
+};
+
 struct ELF_LINES {
-    std::vector<std::string> SrcFiles;
-    std::vector<ELF_LINE> Lines; ///< sorted by AddrLo
+    std::vector<std::string> SrcFiles;   ///< files with lines, paths as recorded by the compiler
+    std::vector<std::string> OtherFiles; ///< files of the tables that no line names
+    std::vector<ELF_LINE> Lines;         ///< sorted by AddrLo
+    std::vector<ELF_LINE> Points;        ///< records that the next one at the same address replaces; AddrHi is AddrLo
+    std::vector<ELF_LINE_TABLE> Tables;
     U32 MaxVersion = 0;          ///< highest version of a unit header
     bool HasCpp = false;
 };
