@@ -6,6 +6,7 @@
 #include "app/dialogs/SysVarsEditor.h"
 #include "app/dialogs/TraceSettingsDialog.h"
 #include "command/CommandTable.h"
+#include "command/TextTable.h"
 #include "settings/Colors.h"
 #include "settings/Fonts.h"
 #include "settings/SysVars.h"
@@ -17,7 +18,12 @@ namespace {
 /// Value of a numeric row. False with "invalid parameter".
 bool _ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
     bool Ok = false;
-    *pValue = ParseSysVar(pVar, GetCommandArg(Id, 1), &Ok);
+    const QString sText = GetCommandArg(Id, 1);
+    *pValue = ParseSysVar(pVar, sText, &Ok);
+    const TEXT_ROW* pRow = Ok ? nullptr : FindTextRow(sText); // a script's constant, typed into the console
+    if (pRow != nullptr) {
+        *pValue = ParseSysVar(pVar, QString::number(pRow->Value), &Ok);
+    }
     if (!Ok) {
         FailCommand(Id, "invalid parameter");
     }

@@ -1,6 +1,9 @@
 #include "tests/app/AppFixture.h"
+#include "tests/app/CommandCases.h"
 
 #include "script/JScript.h"
+#include "settings/Colors.h"
+#include "settings/Fonts.h"
 #include "settings/SysVars.h"
 
 #include <QTest>
@@ -204,4 +207,20 @@ TEST_F(CRoadTest, DropDownEntriesSetTheModeAndRun) {
         EXPECT_TRUE(WaitUntil(Case.HasHappened)) << NewText();
         EXPECT_EQ(NewLines().filter(QStringLiteral("Debug.")), Case.Echo);
     }
+}
+
+TEST_F(CRoadTest, TheConsoleRefusesWhatAScriptIsRefused) {
+    for (const LINE_CASE& Case : aCommandCase) {
+        MarkConsole();
+        ASSERT_TRUE(Run(QString::fromLatin1(Case.sCall).remove(';'))) << Case.sCall;
+        const QString sLast = NewLines().value(NewLines().size() - 1);
+        if (Case.sError != nullptr) {
+            EXPECT_TRUE(sLast.endsWith(QStringLiteral("): ") + Case.sError)) << Case.sCall << "\n" << NewText();
+        } else {
+            EXPECT_FALSE(sLast.contains(QStringLiteral("): "))) << Case.sCall << "\n" << NewText();
+        }
+    }
+    InitSysVars();
+    InitColors();
+    InitFonts();
 }
