@@ -7,6 +7,7 @@
 
 #include "base/Types.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,8 @@ struct ELF_LINES {
     bool HasCpp = false;
 };
 
+struct DWARF_STORE;
+
 struct ELF_FILE {
     U32 IsParsed = 0;
     U32 NumSyms = 0;
@@ -149,6 +152,7 @@ struct ELF_FILE {
     U32 StrTabIdx = 0xFFFFFFFF;
     U32 SymTabIdx = 0xFFFFFFFF;
     ELF_LINES Lines;
+    std::shared_ptr<DWARF_STORE> pDwarf; ///< null without debug information
 };
 
 constexpr U32 ELF_MSG_READER = 25;   ///< level of the reader's error texts and load statistics

@@ -1,11 +1,11 @@
 #include "elf/ElfApi.h"
 
 #include "elf/Elf.h"
+#include "elf/ElfApiState.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
-#include <mutex>
 
 namespace {
 
@@ -25,10 +25,6 @@ void _OnMessage(const char* sText, U32 Level) {
 }
 
 const ELF_FILE* _File() { return ELF_GetCurrentFile(); }
-
-const Elf32_Sym* _FuncSym(U64 hFunc) {
-    return hFunc == 0 || hFunc > 0xFFFFFFFF ? nullptr : ELF_GetSym(_File(), static_cast<U32>(hFunc - 1));
-}
 
 /// Row that covers the address; the last one that starts at or below it and reaches it.
 const ELF_LINE* _FindLine(U32 Addr) {
@@ -58,6 +54,8 @@ bool _IsNameOf(const char* sSym, const QByteArray& Name) { return sSym != nullpt
 
 } // namespace
 
+std::recursive_mutex& ElfApi_Mutex() { return Mutex; }
+
 void ElfApi_SetMsgHandler(void (*pfHandler)(const char* sText, U32 Level)) {
     const std::lock_guard Lock(Mutex);
     pfSink = pfHandler;
@@ -73,11 +71,14 @@ int ElfApi_Init(const QString& sPath) {
         return -1;
     }
     sErrorText.clear();
+    ElfApi_InitFind();
     return 0;
 }
 
 void ElfApi_Exit() {
     const std::lock_guard Lock(Mutex);
+    ElfApi_ExitSyms();
+    ElfApi_ExitFind();
     ELF_Close(pOpenFile);
     pOpenFile = nullptr;
 }
@@ -92,26 +93,16 @@ QString ElfApi_GetErrorText() {
     return sErrorText;
 }
 
-U64 ElfApi_GetFuncAtAddr(U32 Addr) {
-    const std::lock_guard Lock(Mutex);
-    const U32 Idx = ELF_FindFuncSym(_File(), Addr, 1);
-    return Idx == 0xFFFFFFFF ? 0 : static_cast<U64>(Idx) + 1;
-}
-
-QString ElfApi_GetFuncName(U64 hFunc) {
-    const std::lock_guard Lock(Mutex);
-    return _FuncSym(hFunc) != nullptr ? QString::fromUtf8(ELF_GetSymNameByIdx(_File(), static_cast<U32>(hFunc - 1)))
-                                      : QString();
-}
+QString ElfApi_GetFuncName(U64 hFunc) { return ElfApi_IsFunc(hFunc) ? ElfApi_GetSymName(hFunc) : QString(); }
 
 bool ElfApi_GetFuncRange(U64 hFunc, U32* pLo, U32* pHi) {
     const std::lock_guard Lock(Mutex);
-    const Elf32_Sym* pSym = _FuncSym(hFunc);
-    if (pSym == nullptr) {
+    if (!ElfApi_IsFunc(hFunc)) {
         return false;
     }
-    *pLo = pSym->st_value & ~1u;
-    *pHi = *pLo + pSym->st_size;
+    const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(hFunc);
+    *pLo = Range.Addr;
+    *pHi = Range.Addr + Range.Size;
     return true;
 }
 

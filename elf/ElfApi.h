@@ -4,6 +4,7 @@
 // thread; one process-wide mutex serialises them. With no usable file they answer "nothing" (0, -1, empty).
 
 #include "base/Types.h"
+#include "elf/ElfApiSyms.h"
 
 #include <QByteArray>
 #include <QList>
@@ -34,8 +35,9 @@ void ElfApi_Exit();
 bool ElfApi_IsOpen();
 QString ElfApi_GetErrorText();
 
-/// Handle (index + 1) of the function whose range holds Addr; 0 if there is none.
-U64 ElfApi_GetFuncAtAddr(U32 Addr);
+/// The function to show for an address: the innermost inline expansion, unless NoInline, else the function around it.
+/// 0 if there is none.
+U64 ElfApi_GetFuncAtAddr(U32 Addr, bool NoInline = true);
 QString ElfApi_GetFuncName(U64 hFunc);
 /// Address range of a function, end exclusive, bit 0 clear. False for an unknown handle.
 bool ElfApi_GetFuncRange(U64 hFunc, U32* pLo, U32* pHi);

@@ -1,5 +1,7 @@
 #include "elf/Elf.h"
+#include "elf/DwarfStore.h"
 #include "elf/ElfInternal.h"
+#include "elf/ElfReloc.h"
 
 #include <cstdio>
 #include <cstring>
@@ -162,23 +164,32 @@ void _ReportNumber(const char* sText, long Value) {
     ELF_Report(ELF_MSG_READER, (std::string(sText) + std::to_string(Value)).c_str());
 }
 
-void _ReportLoad(const ELF_FILE* pFile, long LineMs) {
-    _ReportNumber("parsed type unit tree in ms:   ", 0);
-    _ReportNumber("parsed debug info tree in ms:  ", 0);
+/// Milliseconds of processor time that the stages of the debug information took.
+struct LOAD_TIMES {
+    long TreeMs = 0;
+    long LineMs = 0;
+};
+
+void _ReportLoad(const ELF_FILE* pFile, const LOAD_TIMES& Times) {
+    const DWARF_STORE* pStore = pFile->pDwarf.get();
+    _ReportNumber("parsed type unit tree in ms:   ", 0); // one pass walks both kinds of units
+    _ReportNumber("parsed debug info tree in ms:  ", Times.TreeMs);
     _ReportNumber("parsed source file info in ms: ", 0);
-    _ReportNumber("parsed source line info in ms: ", LineMs);
+    _ReportNumber("parsed source line info in ms: ", Times.LineMs);
     _ReportNumber("parsed call frame info in ms:  ", 0);
     _ReportNumber("File Size: ", static_cast<long>(pFile->FileSize));
-    _ReportNumber("Dwarf Symbol Count: ", 0);
+    _ReportNumber("Dwarf Symbol Count: ", pStore != nullptr ? static_cast<long>(pStore->NumKept) : 0);
     _ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
     ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + _EncodingText(ELF_GetDataEncoding(pFile))).c_str());
-    ELF_Report(ELF_MSG_READER, pFile->Lines.HasCpp ? "Source Language: C++" : "Source Language: C");
-    ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(LineMs) + " ms").c_str());
-    _ReportNumber("Dwarf Version: ", static_cast<long>(pFile->Lines.MaxVersion));
+    ELF_Report(ELF_MSG_READER, pStore != nullptr && pStore->SrcLang == 2 ? "Source Language: C++" : "Source Language: C");
+    ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(Times.TreeMs + Times.LineMs) + " ms").c_str());
+    _ReportNumber("Dwarf Version: ", pStore != nullptr ? static_cast<long>(pStore->DwarfVersion) : 0);
 }
 
+long _MsSince(std::clock_t Start) { return static_cast<long>((std::clock() - Start) * 1000 / CLOCKS_PER_SEC); }
+
 /// The steps behind the registration. Null, or the text of the step that failed.
-const char* _ParseFile(ELF_FILE* pFile, long* pLineMs) {
+const char* _ParseFile(ELF_FILE* pFile, LOAD_TIMES* pTimes) {
     if (_ParseHeader(pFile) != 0) {
         return "could not parse file header.";
     }
@@ -192,11 +203,14 @@ const char* _ParseFile(ELF_FILE* pFile, long* pLineMs) {
     if (ELF_LoadSymbols(pFile) != 0) {
         return "could not parse symbols.";
     }
-    const std::clock_t Start = std::clock();
-    if (ELF_LoadLines(pFile) != 0) {
+    std::clock_t Start = std::clock();
+    const int TreeResult = DWARF_Load(pFile);
+    pTimes->TreeMs = _MsSince(Start);
+    Start = std::clock();
+    if (ELF_LoadLines(pFile) != 0 || TreeResult != 0) {
         ELF_Report(ELF_MSG_READER, "debug info could not be parsed.");
     }
-    *pLineMs = static_cast<long>((std::clock() - Start) * 1000 / CLOCKS_PER_SEC);
+    pTimes->LineMs = _MsSince(Start);
     return nullptr;
 }
 
@@ -236,10 +250,10 @@ ELF_FILE* ELF_Open(const char* sPath) {
         pSlot = pFile;
     }
     pCurrentFile = pFile;
-    long LineMs = 0;
+    LOAD_TIMES Times;
     const char* sError = nullptr;
     try {
-        sError = _ParseFile(pFile, &LineMs);
+        sError = _ParseFile(pFile, &Times);
     } catch (const std::bad_alloc&) {
         sError = "could not allocate file data buffer.";
     }
@@ -251,8 +265,9 @@ ELF_FILE* ELF_Open(const char* sPath) {
     }
     pFile->IsParsed = 1;
     IsOpening = false;
+    ELF_ResolveRelocs(pFile);
     ELF_BuildImage(pFile);
-    _ReportLoad(pFile, LineMs);
+    _ReportLoad(pFile, Times);
     return pFile;
 }
 
@@ -260,6 +275,7 @@ void ELF_Close(ELF_FILE* pFile) {
     if (!_IsRegistered(pFile)) {
         return;
     }
+    ELF_ClearRelocs();
     pCurrentFile = nullptr;
     IsClosing = true;
     pFile->IsParsed = 0;
@@ -275,7 +291,7 @@ ELF_FILE* ELF_GetCurrentFile() {
     return pCurrentFile != nullptr && pCurrentFile->IsParsed != 0 && !IsOpening && !IsClosing ? pCurrentFile : nullptr;
 }
 
-U32 ELF_GetEntryPoint(const ELF_FILE* pFile) { return pFile != nullptr ? pFile->pEhdr.e_entry & ~1u : 0; }
+U32 ELF_GetEntryPoint(const ELF_FILE* pFile) { return pFile != nullptr ? ELF_Relocate(pFile->pEhdr.e_entry & ~1u) : 0; }
 
 int ELF_GetDataEncoding(const ELF_FILE* pFile) {
     if (pFile == nullptr) {

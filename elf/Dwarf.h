@@ -1,0 +1,78 @@
+#pragma once
+
+// What the symbol store knows about one DIE: names, relatives, types, sizes, ranges. A DIE is its ID, 0 is none and
+// gives 0, an empty text or nothing. Everything is bounded on damaged input: references by depth, lists by number.
+
+#include "elf/DwarfAttr.h"
+#include "elf/ElfSymLoc.h"
+
+constexpr U32 MAX_CHILDREN = 1024; ///< members, locals and base classes that a DIE shows
+
+struct ELF_SYM_ARRAY_INFO {
+    U32 TotalSize = 0;
+    U32 ElemSize = 0;
+    U32 ElemCount = 0;
+    U32 NumDims = 0;
+    U32 aDim[10] = {};
+};
+
+struct DWARF_RANGE {
+    U32 Lo;
+    U32 Hi; ///< exclusive
+};
+
+U32 _GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
+bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
+/// The attribute of the DIE, or the one it inherits from its declaration, abstract instance or definition.
+bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth = 0);
+/// Number of an attribute, inherited ones included; a reference gives the ID of its DIE.
+bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue);
+/// Constant value: number of bytes copied to the buffer of 256; 0 without the attribute.
+U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf);
+
+U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At);
+U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die);
+U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die);
+U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag);
+U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);
+
+std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+/// The same without a copy or the rewriting of base type names; empty where there is none.
+std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+/// Short form of the names of C's base types.
+std::string DWARF_ShortenBaseType(std::string sName);
+/// Data type text; empty if it is longer than 498 characters.
+const std::string& _GetDieTypeStr(DWARF_STORE& S, U32 Die);
+bool _IsStaticDie(const DWARF_STORE& S, U32 Die);
+
+U32 _GetParentDie(const DWARF_STORE& S, U32 Die);
+U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die); ///< the unit's root
+U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die);
+U32 _GetDieParentType(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die);
+U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die); ///< function or lexical block around it
+
+/// Children of a kind, in section order, at most MAX_CHILDREN.
+std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die);
+/// Variables and parameters of a function, those of its blocks included, those of functions inside it not.
+std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die);
+std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag);
+int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName);
+
+U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die);
+int _GetDieSign(const DWARF_STORE& S, U32 Die);
+U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die);
+U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die);
+U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die);
+ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+
+std::vector<DWARF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die);
+/// Name of the file that an attribute such as DW_AT_decl_file gives by number; empty if unknown.
+std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At);
+
+/// The expression or list entry that describes the attribute at PC (file address; 0: the first, 0xFFFFFFFF: none but
+/// an expression without range). False if there is none.
+bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** ppExpr, U32* pSize, U32* pAttrDie);
+/// Location by the attribute at PC, by the first operation of its expression.
+ELF_SYM_LOC _GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC);

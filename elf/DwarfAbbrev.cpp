@@ -1,0 +1,263 @@
+#include "elf/DwarfReader.h"
+#include "elf/DwarfUnits.h"
+
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+// Abbreviations, and how to lead over the values of each form (DWARF 5, sections 7.5.3 and 7.5.6).
+
+namespace {
+
+constexpr U32 MAX_ATTRS = 4096; ///< of one abbreviation; compilers stay below 30
+
+U8 _ActionOf(U16 Tag) {
+    switch (Tag) {
+    case DW_TAG_variable:
+        return DACT_VARIABLE;
+    case DW_TAG_subprogram:
+        return DACT_FUNC;
+    case DW_TAG_inlined_subroutine:
+        return DACT_INLINE;
+    case DW_TAG_typedef:
+        return DACT_TYPEDEF;
+    case DW_TAG_class_type:
+    case DW_TAG_structure_type:
+    case DW_TAG_union_type:
+    case DW_TAG_enumeration_type:
+        return DACT_TYPE;
+    case DW_TAG_namespace:
+        return DACT_NAMESPACE;
+    case DW_TAG_member:
+    case DW_TAG_enumerator:
+    case DW_TAG_formal_parameter:
+    case DW_TAG_inheritance:
+        return DACT_MEMBER;
+    default:
+        return DACT_NONE;
+    }
+}
+
+/// Notes what an attribute means for the linear pass.
+void _Judge(DWARF_ABBREV* pAbbrev, U32 At, U32 Form) {
+    switch (At) {
+    case DW_AT_declaration:
+    case DW_AT_artificial:
+        if (Form == DW_FORM_flag_present) {
+            pAbbrev->IsRefused |= At == DW_AT_declaration ? 1 : 2;
+        } else {
+            pAbbrev->NeedsLook = 1;
+        }
+        break;
+    case DW_AT_specification:
+    case DW_AT_extension:
+    case DW_AT_main_subprogram:
+        pAbbrev->NeedsLook = 1;
+        break;
+    case DW_AT_byte_size:
+        pAbbrev->NeedsLook |= pAbbrev->Action == DACT_TYPE;
+        break;
+    default:
+        break;
+    }
+}
+
+class CSkipWriter {
+public:
+    explicit CSkipWriter(std::vector<U16>* pSkips) : m_pSkips(pSkips), m_First(pSkips->size()) {}
+    void Add(int SizeOrCode) {
+        if (SizeOrCode == 0) {
+            return;
+        }
+        const bool IsSize = SizeOrCode < SKIP_FIRST;
+        if (IsSize && m_pSkips->size() > m_First && m_pSkips->back() + SizeOrCode < SKIP_FIRST) {
+            m_pSkips->back() = static_cast<U16>(m_pSkips->back() + SizeOrCode);
+        } else {
+            m_pSkips->push_back(static_cast<U16>(SizeOrCode));
+        }
+    }
+    U16 Num() const { return static_cast<U16>(m_pSkips->size() - m_First); }
+
+private:
+    std::vector<U16>* m_pSkips;
+    size_t m_First;
+};
+
+/// Reads the attribute list of one abbreviation. False if it is damaged.
+bool _ReadAttrs(DWARF_STORE& S, DWARF_READER& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+    CSkipWriter Skips(&S.Skips);
+    for (U32 n = 0; n < MAX_ATTRS; ++n) {
+        const U64 At = R.GetUleb();
+        const U64 Form = R.GetUleb();
+        if (!R.IsOk()) {
+            return false;
+        }
+        if (At == 0 && Form == 0) {
+            pAbbrev->NumAttrs = static_cast<U16>(n);
+            pAbbrev->NumSkips = Skips.Num();
+            return true;
+        }
+        const int Size = Form <= 0xFFFF ? DWARF_FormSize(static_cast<U32>(Form), Unit) : -1;
+        if (Size < 0) {
+            return false; // of unknown length: nothing behind it could be read
+        }
+        if (Form == DW_FORM_implicit_const) {
+            S.ImplicitConsts.push_back(R.GetSleb());
+            S.ImplicitKeys.push_back(static_cast<U32>(S.AttrSpecs.size()));
+        }
+        Skips.Add(Size);
+        S.AttrSpecs.push_back({static_cast<U16>(At <= 0xFFFF ? At : 0), static_cast<U16>(Form)});
+        _Judge(pAbbrev, static_cast<U32>(At), static_cast<U32>(Form));
+    }
+    return false;
+}
+
+} // namespace
+
+int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit) {
+    switch (Form) {
+    case DW_FORM_flag_present:
+    case DW_FORM_implicit_const:
+        return 0;
+    case DW_FORM_data1:
+    case DW_FORM_ref1:
+    case DW_FORM_flag:
+    case DW_FORM_strx1:
+    case DW_FORM_addrx1:
+        return 1;
+    case DW_FORM_data2:
+    case DW_FORM_ref2:
+    case DW_FORM_strx2:
+    case DW_FORM_addrx2:
+        return 2;
+    case DW_FORM_strx3:
+    case DW_FORM_addrx3:
+        return 3;
+    case DW_FORM_data4:
+    case DW_FORM_ref4:
+    case DW_FORM_strx4:
+    case DW_FORM_addrx4:
+    case DW_FORM_ref_sup4:
+        return 4;
+    case DW_FORM_data8:
+    case DW_FORM_ref8:
+    case DW_FORM_ref_sig8:
+    case DW_FORM_ref_sup8:
+        return 8;
+    case DW_FORM_data16:
+        return 16;
+    case DW_FORM_addr:
+        return Unit.AddrSize;
+    case DW_FORM_strp:
+    case DW_FORM_line_strp:
+    case DW_FORM_strp_sup:
+    case DW_FORM_sec_offset:
+    case DW_FORM_GNU_ref_alt:
+    case DW_FORM_GNU_strp_alt:
+        return Unit.OffsetSize;
+    case DW_FORM_ref_addr:
+        return Unit.Version < 3 ? Unit.AddrSize : Unit.OffsetSize;
+    case DW_FORM_sdata:
+    case DW_FORM_udata:
+    case DW_FORM_ref_udata:
+    case DW_FORM_strx:
+    case DW_FORM_addrx:
+    case DW_FORM_loclistx:
+    case DW_FORM_rnglistx:
+        return SKIP_ULEB;
+    case DW_FORM_string:
+        return SKIP_STRING;
+    case DW_FORM_block1:
+        return SKIP_BLOCK1;
+    case DW_FORM_block2:
+        return SKIP_BLOCK2;
+    case DW_FORM_block4:
+        return SKIP_BLOCK4;
+    case DW_FORM_block:
+    case DW_FORM_exprloc:
+        return SKIP_BLOCK;
+    case DW_FORM_indirect:
+        return SKIP_INDIRECT;
+    default:
+        return -1;
+    }
+}
+
+bool DWARF_SkipCode(DWARF_READER& R, U32 Code, const DWARF_UNIT& Unit) {
+    switch (Code) {
+    case SKIP_ULEB:
+        while (R.Get<U8>() >= 0x80 && R.IsOk()) {
+        }
+        return R.IsOk();
+    case SKIP_STRING:
+        R.GetString();
+        return R.IsOk();
+    case SKIP_BLOCK1:
+        return R.Skip(R.Get<U8>());
+    case SKIP_BLOCK2:
+        return R.Skip(R.Get<U16>());
+    case SKIP_BLOCK4:
+        return R.Skip(R.Get<U32>());
+    case SKIP_BLOCK:
+        return R.Skip(R.GetUleb());
+    case SKIP_INDIRECT: {
+        const U64 Form = R.GetUleb();
+        return Form != DW_FORM_indirect && Form <= 0xFFFF && DWARF_SkipForm(R, static_cast<U32>(Form), Unit);
+    }
+    default:
+        return R.Skip(Code);
+    }
+}
+
+bool DWARF_SkipForm(DWARF_READER& R, U32 Form, const DWARF_UNIT& Unit) {
+    const int Size = DWARF_FormSize(Form, Unit);
+    return Size >= 0 && DWARF_SkipCode(R, static_cast<U32>(Size), Unit) && R.IsOk();
+}
+
+const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Code) {
+    const DWARF_ABBREV_SET& Set = S.AbbrevSets[Unit.AbbrevSet];
+    const DWARF_ABBREV* pFirst = S.Abbrevs.data() + Set.First;
+    if (Set.IsDense) {
+        return Code - 1 < Set.Num ? pFirst + (Code - 1) : nullptr;
+    }
+    const DWARF_ABBREV* p = std::lower_bound(pFirst, pFirst + Set.Num, Code,
+                                             [](const DWARF_ABBREV& a, U64 Key) { return a.Code < Key; });
+    return p != pFirst + Set.Num && p->Code == Code ? p : nullptr;
+}
+
+int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBudget) {
+    DWARF_READER R(S, DSEC_ABBREV, Off);
+    const U64 NumBytes = R.NumLeft();
+    DWARF_ABBREV_SET Set;
+    Set.First = static_cast<U32>(S.Abbrevs.size());
+    Set.IsDense = true;
+    bool IsOk = false;
+    while (R.IsOk()) {
+        DWARF_ABBREV Abbrev{};
+        const U64 Code = R.GetUleb();
+        if (!R.IsOk() || Code == 0) {
+            IsOk = R.IsOk();
+            break;
+        }
+        Abbrev.Code = static_cast<U32>(Code);
+        const U64 Tag = R.GetUleb();
+        Abbrev.Tag = static_cast<U16>(Tag);
+        Abbrev.HasChildren = R.Get<U8>() != 0;
+        Abbrev.Action = _ActionOf(Abbrev.Tag);
+        Abbrev.FirstAttr = static_cast<U32>(S.AttrSpecs.size());
+        Abbrev.FirstSkip = static_cast<U32>(S.Skips.size());
+        if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.NumLeft() > *pBudget ||
+            !_ReadAttrs(S, R, Unit, &Abbrev)) {
+            break;
+        }
+        Set.IsDense = Set.IsDense && Code == Set.Num + 1;
+        S.Abbrevs.push_back(Abbrev);
+        ++Set.Num;
+    }
+    *pBudget -= std::min(*pBudget, NumBytes - R.NumLeft());
+    if (!Set.IsDense) {
+        std::stable_sort(S.Abbrevs.begin() + Set.First, S.Abbrevs.end(),
+                         [](const DWARF_ABBREV& a, const DWARF_ABBREV& b) { return a.Code < b.Code; });
+    }
+    S.AbbrevSets.push_back(Set);
+    return IsOk ? static_cast<int>(S.AbbrevSets.size()) - 1 : -1;
+}

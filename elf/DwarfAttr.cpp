@@ -1,0 +1,227 @@
+#include "elf/DwarfAttr.h"
+
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+// Attribute forms (DWARF 5, section 7.5.5).
+
+namespace {
+
+constexpr U32 LISTS_HEADER_SIZE = 8; ///< of .debug_addr and .debug_str_offsets, where the unit names no base
+
+std::string_view _StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
+    DWARF_READER R(S, Section, Off);
+    return R.GetString();
+}
+
+std::string_view _IndexedString(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx) {
+    const U64 Base = Unit.StrOffsetsBase != 0 ? Unit.StrOffsetsBase : LISTS_HEADER_SIZE;
+    if (Idx > S.aSection[DSEC_STR_OFFSETS].Size) {
+        return {};
+    }
+    DWARF_READER R(S, DSEC_STR_OFFSETS, Base + Idx * Unit.OffsetSize);
+    const U64 Off = R.GetSized(Unit.OffsetSize);
+    return R.IsOk() ? _StringAt(S, DSEC_STR, Off) : std::string_view();
+}
+
+U32 _DieOfSignature(const DWARF_STORE& S, U64 Signature) {
+    const auto It = S.UnitOfSignature.find(Signature);
+    if (It == S.UnitOfSignature.end()) {
+        return 0;
+    }
+    const DWARF_UNIT& Unit = S.Units[It->second];
+    return DWARF_DieAt(S, Unit.Section, Unit.TypeOff);
+}
+
+bool _SetBlock(DWARF_READER& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
+    if (Size > R.NumLeft()) {
+        return false;
+    }
+    pAttr->Class = Class;
+    pAttr->pBlock = R.p;
+    pAttr->BlockSize = static_cast<U32>(Size);
+    return R.Skip(Size);
+}
+
+I64 _ImplicitConst(const DWARF_STORE& S, U32 SpecIdx) {
+    const auto It = std::lower_bound(S.ImplicitKeys.begin(), S.ImplicitKeys.end(), SpecIdx);
+    return It != S.ImplicitKeys.end() && *It == SpecIdx
+               ? S.ImplicitConsts[static_cast<size_t>(It - S.ImplicitKeys.begin())]
+               : 0;
+}
+
+void _SetNumber(DWARF_ATTR* pAttr, U8 Class, U64 Value) {
+    pAttr->Class = Class;
+    pAttr->Value = Value;
+}
+
+void _SetText(DWARF_ATTR* pAttr, std::string_view sText) {
+    pAttr->Class = ATTR_STRING;
+    pAttr->sText = sText;
+}
+
+bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 SpecIdx, U32 Form,
+               DWARF_ATTR* pAttr) {
+    pAttr->Form = static_cast<U16>(Form);
+    const int Size = DWARF_FormSize(Form, Unit);
+    const auto Number = [&] { return Size == SKIP_ULEB ? R.GetUleb() : R.GetSized(static_cast<U32>(Size)); };
+    switch (Form) {
+    case DW_FORM_addr:
+        _SetNumber(pAttr, ATTR_ADDR, Number());
+        return R.IsOk();
+    case DW_FORM_addrx:
+    case DW_FORM_addrx1:
+    case DW_FORM_addrx2:
+    case DW_FORM_addrx3:
+    case DW_FORM_addrx4:
+        pAttr->Class = ATTR_ADDR;
+        return DWARF_ReadAddrIndex(S, Unit, Number(), &pAttr->Value) && R.IsOk();
+    case DW_FORM_data1:
+    case DW_FORM_data2:
+    case DW_FORM_data4:
+    case DW_FORM_data8:
+    case DW_FORM_udata:
+        _SetNumber(pAttr, ATTR_NUM, Number());
+        return R.IsOk();
+    case DW_FORM_sdata:
+        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSleb()));
+        return R.IsOk();
+    case DW_FORM_implicit_const:
+        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(_ImplicitConst(S, SpecIdx)));
+        return true;
+    case DW_FORM_data16:
+        return _SetBlock(R, 16, ATTR_BLOCK, pAttr);
+    case DW_FORM_flag:
+        _SetNumber(pAttr, ATTR_FLAG, R.Get<U8>() != 0);
+        return R.IsOk();
+    case DW_FORM_flag_present:
+        _SetNumber(pAttr, ATTR_FLAG, 1);
+        return true;
+    case DW_FORM_ref1:
+    case DW_FORM_ref2:
+    case DW_FORM_ref4:
+    case DW_FORM_ref8:
+    case DW_FORM_ref_udata: {
+        const U64 Off = Number();
+        _SetNumber(pAttr, ATTR_REF, Off < Unit.End - Unit.Off ? DWARF_DieAt(S, Unit.Section, Unit.Off + Off) : 0);
+        return R.IsOk();
+    }
+    case DW_FORM_ref_addr:
+        _SetNumber(pAttr, ATTR_REF, DWARF_DieAt(S, DSEC_INFO, Number()));
+        return R.IsOk();
+    case DW_FORM_ref_sig8:
+        _SetNumber(pAttr, ATTR_REF, _DieOfSignature(S, R.Get<U64>()));
+        return R.IsOk();
+    case DW_FORM_sec_offset:
+        _SetNumber(pAttr, ATTR_OFFSET, Number());
+        return R.IsOk();
+    case DW_FORM_loclistx:
+    case DW_FORM_rnglistx:
+        _SetNumber(pAttr, ATTR_INDEX, Number());
+        return R.IsOk();
+    case DW_FORM_string:
+        _SetText(pAttr, R.GetString());
+        return R.IsOk();
+    case DW_FORM_strp:
+    case DW_FORM_line_strp:
+        _SetText(pAttr, _StringAt(S, Form == DW_FORM_strp ? DSEC_STR : DSEC_LINE_STR, Number()));
+        return R.IsOk();
+    case DW_FORM_strx:
+    case DW_FORM_strx1:
+    case DW_FORM_strx2:
+    case DW_FORM_strx3:
+    case DW_FORM_strx4:
+        _SetText(pAttr, _IndexedString(S, Unit, Number()));
+        return R.IsOk();
+    case DW_FORM_block1:
+        return _SetBlock(R, R.Get<U8>(), ATTR_BLOCK, pAttr);
+    case DW_FORM_block2:
+        return _SetBlock(R, R.Get<U16>(), ATTR_BLOCK, pAttr);
+    case DW_FORM_block4:
+        return _SetBlock(R, R.Get<U32>(), ATTR_BLOCK, pAttr);
+    case DW_FORM_block:
+        return _SetBlock(R, R.GetUleb(), ATTR_BLOCK, pAttr);
+    case DW_FORM_exprloc:
+        return _SetBlock(R, R.GetUleb(), ATTR_EXPR, pAttr);
+    default:
+        return DWARF_SkipForm(R, Form, Unit); // of another file: there, but without a value
+    }
+}
+
+bool _FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& Abbrev, DWARF_READER& R, U32 At,
+             DWARF_ATTR* pAttr) {
+    for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs; ++i) {
+        if (S.AttrSpecs[i].At == At) {
+            *pAttr = {};
+            return DWARF_ReadValue(S, Unit, R, i, pAttr) && pAttr->Class != ATTR_NONE;
+        }
+        if (!DWARF_SkipForm(R, S.AttrSpecs[i].Form, Unit)) {
+            return false;
+        }
+    }
+    return false;
+}
+
+bool _HasSpec(const DWARF_STORE& S, const DWARF_ABBREV& Abbrev, U32 At) {
+    for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs; ++i) {
+        if (S.AttrSpecs[i].At == At) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+bool DWARF_ReadAddrIndex(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, U64* pAddr) {
+    const U64 Base = Unit.AddrBase != 0 ? Unit.AddrBase : LISTS_HEADER_SIZE;
+    if (Idx > S.aSection[DSEC_ADDR].Size) {
+        return false;
+    }
+    DWARF_READER R(S, DSEC_ADDR, Base + Idx * Unit.AddrSize);
+    *pAddr = R.GetSized(Unit.AddrSize);
+    return R.IsOk();
+}
+
+bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 SpecIdx, DWARF_ATTR* pAttr) {
+    U32 Form = S.AttrSpecs[SpecIdx].Form;
+    if (Form == DW_FORM_indirect) {
+        const U64 Real = R.GetUleb();
+        if (Real == DW_FORM_indirect || Real == DW_FORM_implicit_const || Real > 0xFFFF) {
+            return false;
+        }
+        Form = static_cast<U32>(Real);
+    }
+    return _ReadForm(S, Unit, R, SpecIdx, Form, pAttr);
+}
+
+bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 Form, DWARF_ATTR* pAttr) {
+    return Form != DW_FORM_indirect && Form != DW_FORM_implicit_const &&
+           _ReadForm(S, Unit, R, static_cast<U32>(S.AttrSpecs.size()), Form, pAttr);
+}
+
+bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
+    if (!DWARF_IsDie(S, Die)) {
+        return false;
+    }
+    const U32 Section = DWARF_SectionOf(Die, S);
+    const U32 Off = DWARF_OffsetOf(Die, S);
+    pDie->pUnit = DWARF_UnitAt(S, Section, Off);
+    if (pDie->pUnit == nullptr) {
+        return false;
+    }
+    pDie->R = DWARF_READER(S, Section, Off, pDie->pUnit->End);
+    pDie->pAbbrev = DWARF_FindAbbrev(S, *pDie->pUnit, pDie->R.GetUleb());
+    return pDie->pAbbrev != nullptr;
+}
+
+bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
+    DWARF_DIE D{nullptr, nullptr, DWARF_READER(nullptr, 0, false)};
+    return DWARF_OpenDie(S, Die, &D) && _HasSpec(S, *D.pAbbrev, At) && _FindIn(S, *D.pUnit, *D.pAbbrev, D.R, At, pAttr);
+}
+
+bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr) {
+    DWARF_READER R(S, Unit.Section, Unit.DieOff, Unit.End);
+    const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, Unit, R.GetUleb());
+    return pAbbrev != nullptr && _FindIn(S, Unit, *pAbbrev, R, At, pAttr);
+}

@@ -1,0 +1,343 @@
+#include "elf/Dwarf.h"
+
+#include <algorithm>
+#include <bit>
+#include <libdwarf/dwarf.h>
+
+// Attributes with inheritance, references and relatives of a DIE.
+
+namespace {
+
+constexpr U32 MAX_ATTR_DEPTH = 5;
+constexpr U32 MAX_MEMBER_DEPTH = 20;
+constexpr U32 MAX_PARENT_TYPE_DEPTH = 6;
+constexpr U32 MAX_TYPE_STEPS = 100; ///< of a chain along DW_AT_type; more is a cycle
+constexpr U32 MAX_CONST_DATA = 256;
+
+bool _IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) { return std::find(Tags.begin(), Tags.end(), Tag) != Tags.end(); }
+
+bool _IsCompound(U32 Tag) {
+    return _IsAnyOf(Tag, {DW_TAG_structure_type, DW_TAG_class_type, DW_TAG_union_type, DW_TAG_enumeration_type});
+}
+
+bool _IsFunction(U32 Tag) { return _IsAnyOf(Tag, {DW_TAG_subprogram, DW_TAG_inlined_subroutine}); }
+
+bool _IsDataType(U32 Tag) {
+    return _IsCompound(Tag) ||
+           _IsAnyOf(Tag, {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
+                          DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram,
+                          DW_TAG_subroutine_type});
+}
+
+/// Index of the innermost scope around the offset; -1 if there is none.
+int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
+    const auto It = std::lower_bound(Scopes.begin(), Scopes.end(), Off,
+                                     [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    I64 Idx = It - Scopes.begin() - 1;
+    while (Idx >= 0 && Scopes[static_cast<size_t>(Idx)].End <= Off) {
+        const U32 Parent = Scopes[static_cast<size_t>(Idx)].Parent;
+        Idx = Parent == 0xFFFFFFFF ? -1 : static_cast<I64>(Parent);
+    }
+    return static_cast<int>(Idx);
+}
+
+const std::vector<DWARF_SCOPE>& _Scopes(const DWARF_STORE& S, U32 Die) {
+    return S.aParentTable[DWARF_SectionOf(Die, S) == DSEC_TYPES];
+}
+
+template <typename PREDICATE>
+U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+    if (!DWARF_IsDie(S, Die)) {
+        return 0;
+    }
+    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
+    for (int i = _ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0; i = static_cast<int>(Scopes[static_cast<size_t>(i)].Parent)) {
+        const U32 Ancestor = DWARF_MakeID(DWARF_SectionOf(Die, S), Scopes[static_cast<size_t>(i)].Off);
+        if (IsWanted(_GetDieType(S, Ancestor))) {
+            return Ancestor;
+        }
+    }
+    return 0;
+}
+
+U32 _DeclarationOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_specification); }
+
+/// The next start of a DIE at or behind Off and below End; End if there is none.
+U32 _NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
+    while (Off < End) {
+        const U64 Word = Bits[Off / 64] >> (Off % 64);
+        if (Word != 0) {
+            return std::min(End, Off + static_cast<U32>(std::countr_zero(Word)));
+        }
+        Off = (Off / 64 + 1) * 64;
+    }
+    return End;
+}
+
+/// Calls Visit(child) for each DIE directly below, in section order; it may return false to stop. Children of children
+/// are skipped by the scopes.
+template <typename VISIT>
+void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
+    if (!DWARF_IsDie(S, Die)) {
+        return;
+    }
+    const U32 Section = DWARF_SectionOf(Die, S);
+    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
+    const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
+    const U32 DieOff = DWARF_OffsetOf(Die, S);
+    auto It = std::lower_bound(Scopes.begin(), Scopes.end(), DieOff,
+                               [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    if (It == Scopes.end() || It->Off != DieOff) {
+        return; // no children
+    }
+    const U32 End = It->End;
+    ++It;
+    for (U32 Off = _NextDieStart(Bits, DieOff + 1, End); Off < End;) {
+        if (!Visit(DWARF_MakeID(Section, Off))) {
+            return;
+        }
+        while (It != Scopes.end() && It->Off < Off) {
+            ++It;
+        }
+        const U32 Next = It != Scopes.end() && It->Off == Off ? It->End : Off + 1;
+        Off = _NextDieStart(Bits, Next, End);
+    }
+}
+
+bool _IsArtificial(const DWARF_STORE& S, U32 Die) {
+    DWARF_ATTR Attr;
+    return DWARF_GetAttr(S, Die, DW_AT_artificial, &Attr) && Attr.Value != 0;
+}
+
+void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pVars) {
+    constexpr U32 MAX_BLOCK_DEPTH = 200;
+    _ForEachChild(S, Die, [&](U32 Child) {
+        const U32 Tag = _GetDieType(S, Child);
+        DWARF_ATTR Attr;
+        if (_IsAnyOf(Tag, {DW_TAG_variable, DW_TAG_formal_parameter})) {
+            if (!DWARF_GetAttr(S, Child, DW_AT_declaration, &Attr) || Attr.Value == 0) {
+                pVars->push_back(Child);
+            }
+        } else if (_IsAnyOf(Tag, {DW_TAG_lexical_block, DW_TAG_try_block, DW_TAG_catch_block}) && Depth < MAX_BLOCK_DEPTH) {
+            _AddLocalVars(S, Child, Depth + 1, pVars);
+        }
+        return pVars->size() < MAX_CHILDREN;
+    });
+}
+
+} // namespace
+
+U32 _GetDieType(const DWARF_STORE& S, U32 Die) {
+    DWARF_DIE D{nullptr, nullptr, DWARF_READER(nullptr, 0, false)};
+    return DWARF_OpenDie(S, Die, &D) ? D.pAbbrev->Tag : 0;
+}
+
+bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At) {
+    DWARF_ATTR Attr;
+    return DWARF_GetAttr(S, Die, At, &Attr);
+}
+
+bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth) {
+    if (DWARF_GetAttr(S, Die, At, pAttr)) {
+        return true;
+    }
+    if (Depth >= MAX_ATTR_DEPTH ||
+        _IsAnyOf(At, {DW_AT_specification, DW_AT_abstract_origin, DW_AT_declaration, DW_AT_extension})) {
+        return false;
+    }
+    if (_GetDieType(S, Die) == DW_TAG_namespace) {
+        for (const U32 Ext : S.NamespaceExts) {
+            if (_GetReferenceDie(S, Ext, DW_AT_extension) == Die) {
+                return DWARF_GetAttr(S, Ext, At, pAttr);
+            }
+        }
+        return false;
+    }
+    if (const U32 Decl = _DeclarationOf(S, Die); Decl != 0) {
+        return DWARF_GetAttr(S, Decl, At, pAttr);
+    }
+    if (const U32 Origin = _GetReferenceDie(S, Die, DW_AT_abstract_origin); Origin != 0 && Origin != Die) {
+        return _CreateDieAttrEx(S, Origin, At, pAttr, Depth + 1);
+    }
+    const U32 Definition = _GetDefinitionDie(S, Die);
+    return Definition != 0 && DWARF_GetAttr(S, Definition, At, pAttr);
+}
+
+bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue) {
+    DWARF_ATTR Attr;
+    if (!_CreateDieAttrEx(S, Die, At, &Attr)) {
+        return false;
+    }
+    switch (Attr.Class) {
+    case ATTR_ADDR:
+    case ATTR_NUM:
+    case ATTR_SNUM:
+    case ATTR_FLAG:
+    case ATTR_REF:
+    case ATTR_OFFSET:
+        *pValue = Attr.Value;
+        return true;
+    default:
+        return false;
+    }
+}
+
+U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf) {
+    DWARF_ATTR Attr;
+    if (!_CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
+        return 0;
+    }
+    if (Attr.Class == ATTR_BLOCK || Attr.Class == ATTR_EXPR) {
+        const U32 Size = std::min(Attr.BlockSize, MAX_CONST_DATA);
+        std::memcpy(pBuf, Attr.pBlock, Size);
+        return Size;
+    }
+    if (Attr.Class == ATTR_STRING && !Attr.sText.empty()) {
+        const size_t Size = std::min<size_t>(Attr.sText.size() + 1, MAX_CONST_DATA);
+        std::memcpy(pBuf, Attr.sText.data(), Size);
+        return static_cast<U32>(Size);
+    }
+    if (Attr.Class != ATTR_NUM && Attr.Class != ATTR_SNUM && Attr.Class != ATTR_FLAG) {
+        return 0;
+    }
+    // Four bytes hold what fits; a wider value would be a wrong one.
+    const I64 Signed = static_cast<I64>(Attr.Value);
+    const U32 Size = Attr.Value <= 0xFFFFFFFF || (Signed < 0 && Signed >= -0x80000000ll) ? 4 : 8;
+    std::memcpy(pBuf, &Attr.Value, Size);
+    return Size;
+}
+
+U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At) {
+    DWARF_ATTR Attr;
+    return DWARF_GetAttr(S, Die, At, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+}
+
+U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die) {
+    const auto It = std::lower_bound(S.DefTable.begin(), S.DefTable.end(), Die,
+                                     [](const DWARF_PAIR& Pair, U32 Key) { return Pair.Key < Key; });
+    if (It != S.DefTable.end() && It->Key == Die) {
+        return It->Value;
+    }
+    return _GetReferenceDie(S, Die, DW_AT_signature); // a stub for a type in a unit of its own
+}
+
+U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_abstract_origin); }
+
+U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag) {
+    for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
+        if (_GetDieType(S, Die) == Tag) {
+            return Die;
+        }
+        DWARF_ATTR Attr;
+        Die = _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) ? static_cast<U32>(Attr.Value) : 0;
+    }
+    return 0;
+}
+
+U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
+    for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
+        if ((i != 0 || Resolve) && _IsDataType(_GetDieType(S, Die))) {
+            const U32 Definition = _GetDefinitionDie(S, Die);
+            return Definition != 0 ? Definition : Die;
+        }
+        DWARF_ATTR Attr;
+        Die = _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+    }
+    return 0;
+}
+
+U32 _GetParentDie(const DWARF_STORE& S, U32 Die) {
+    return _FindAncestor(S, Die, [](U32) { return true; });
+}
+
+U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die) {
+    return _FindAncestor(S, Die, [](U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit; });
+}
+
+U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
+    const auto IsNamespace = [](U32 Tag) { return Tag == DW_TAG_namespace; };
+    U32 Found = _FindAncestor(S, Die, IsNamespace);
+    for (U32 i = 0; Found == 0 && i < MAX_ATTR_DEPTH; ++i) {
+        U32 Next = _DeclarationOf(S, Die);
+        Next = Next != 0 ? Next : _GetAbstractInstanceOf(S, Die);
+        if (Next == 0 || Next == Die) {
+            break;
+        }
+        Die = Next;
+        Found = _FindAncestor(S, Die, IsNamespace);
+    }
+    return Found;
+}
+
+U32 _GetDieParentType(const DWARF_STORE& S, U32 Die, U32 Depth) {
+    if (Depth >= MAX_PARENT_TYPE_DEPTH || Die == 0) {
+        return 0;
+    }
+    U32 Found = _FindAncestor(S, Die, _IsCompound);
+    if (const U32 Decl = Found == 0 ? _DeclarationOf(S, Die) : 0; Decl != 0) {
+        Found = _FindAncestor(S, Decl, _IsCompound);
+    }
+    return Found != 0 ? Found : _GetDieParentType(S, _GetAbstractInstanceOf(S, Die), Depth + 1);
+}
+
+U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return _FindAncestor(S, Die, _IsFunction); }
+
+U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die) {
+    return _FindAncestor(S, Die, [](U32 Tag) {
+        return _IsFunction(Tag) || Tag == DW_TAG_subroutine_type || Tag == DW_TAG_lexical_block;
+    });
+}
+
+std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth) {
+    std::vector<U32> Members;
+    if (Depth > MAX_MEMBER_DEPTH || Die == 0) {
+        return Members;
+    }
+    if (_IsCompound(_GetDieType(S, Die))) {
+        _ForEachChild(S, Die, [&](U32 Child) {
+            if (_IsAnyOf(_GetDieType(S, Child), {DW_TAG_member, DW_TAG_subprogram, DW_TAG_enumerator}) &&
+                !_IsArtificial(S, Child)) {
+                const U32 Definition = _GetDefinitionDie(S, Child);
+                Members.push_back(Definition != 0 ? Definition : Child);
+            }
+            return Members.size() < MAX_CHILDREN;
+        });
+    }
+    const U32 Definition = Members.empty() ? _GetDefinitionDie(S, Die) : 0;
+    if (Definition != 0 && Definition != Die) {
+        Members = DWARF_GetMembers(S, Definition, Depth + 1);
+    }
+    const U32 Decl = Members.empty() ? _DeclarationOf(S, Die) : 0;
+    return Decl != 0 && Decl != Die ? DWARF_GetMembers(S, Decl, Depth + 1) : Members;
+}
+
+std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag) {
+    std::vector<U32> Children;
+    _ForEachChild(S, Die, [&](U32 Child) {
+        if (_GetDieType(S, Child) == Tag) {
+            Children.push_back(Child);
+        }
+        return Children.size() < MAX_CHILDREN;
+    });
+    return Children;
+}
+
+std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die) {
+    std::vector<U32> Bases = DWARF_GetChildren(S, Die, DW_TAG_inheritance);
+    std::erase_if(Bases, [&](U32 Base) { return _IsArtificial(S, Base); });
+    return Bases;
+}
+
+std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die) {
+    std::vector<U32> Vars;
+    if (_IsFunction(_GetDieType(S, Die))) {
+        _AddLocalVars(S, Die, 0, &Vars);
+    }
+    return Vars;
+}
+
+int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName) {
+    const std::vector<U32> Members = DWARF_GetMembers(S, Die);
+    const auto It = std::find_if(Members.begin(), Members.end(), [&](U32 Member) { return _GetDieName(S, Member) == sName; });
+    return It != Members.end() ? static_cast<int>(It - Members.begin()) : -1;
+}

@@ -1,0 +1,168 @@
+#pragma once
+
+// The DWARF symbol store: what one linear pass over all units leaves in memory (DWARF 2 to 5). It keeps no tree: a DIE
+// is known by its ID, and everything about it is read from the file again when it is asked for. Three compact tables
+// make that possible: one bit for each byte of a section says whether a DIE starts there, one entry for each DIE with
+// children gives the nesting, and a table of the abbreviations gives tags and attribute forms. The ID of a DIE is its
+// section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi.
+
+#include "elf/Elf.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+constexpr U32 DIE_ID_INFO = 1;
+constexpr U32 DIE_ID_TYPES = 0x1FFFFFF;
+constexpr U32 MAX_DIE_ID = 0x3FFFFFF; ///< a symbol handle has 26 bits for it
+
+enum DWARF_SECTION_ID : U32 {
+    DSEC_INFO,
+    DSEC_TYPES,
+    DSEC_ABBREV,
+    DSEC_STR,
+    DSEC_LINE_STR,
+    DSEC_STR_OFFSETS,
+    DSEC_ADDR,
+    DSEC_RNGLISTS,
+    DSEC_LOCLISTS,
+    DSEC_RANGES,
+    DSEC_LOC,
+    DSEC_LINE,
+    NUM_DSEC
+};
+
+struct DWARF_SECTION {
+    const U8* pData = nullptr;
+    U32 Size = 0;
+    U32 Idx = 0; ///< number in the file
+};
+
+struct DWARF_ATTR_SPEC {
+    U16 At;
+    U16 Form;
+};
+
+/// What the linear pass does with a DIE.
+enum DWARF_ACTION : U8 {
+    DACT_NONE,
+    DACT_VARIABLE,
+    DACT_FUNC,
+    DACT_INLINE,
+    DACT_TYPEDEF,
+    DACT_TYPE,
+    DACT_NAMESPACE,
+    DACT_MEMBER,
+};
+
+/// One abbreviation. The skip program is a list of byte counts and SKIP_... codes that leads over all attributes.
+struct DWARF_ABBREV {
+    U32 Code;
+    U32 FirstAttr; ///< index into DWARF_STORE::AttrSpecs
+    U32 FirstSkip; ///< index into DWARF_STORE::Skips
+    U16 NumAttrs;
+    U16 NumSkips;
+    U16 Tag;
+    U8 HasChildren;
+    U8 Action;
+    U8 IsRefused; ///< DW_AT_declaration or DW_AT_artificial without a value of its own
+    U8 NeedsLook; ///< an attribute's value decides what becomes of the DIE
+};
+
+struct DWARF_ABBREV_SET {
+    U32 First = 0; ///< index into DWARF_STORE::Abbrevs
+    U32 Num = 0;
+    bool IsDense = false; ///< codes are 1, 2, 3, ...
+};
+
+struct DWARF_UNIT {
+    U32 Off = 0;     ///< of the header
+    U32 DieOff = 0;  ///< of the root DIE
+    U32 End = 0;
+    U32 Section = DSEC_INFO;
+    U32 AbbrevSet = 0;
+    U16 Version = 0;
+    U8 OffsetSize = 4;
+    U8 AddrSize = 4;
+    U8 UnitType = 0;
+    U8 Lang = 0; ///< ELF_SRC_LANG
+    bool IsBad = false;
+    U64 Signature = 0;
+    U32 TypeOff = 0; ///< section offset of a type unit's type
+    U32 StrOffsetsBase = 0;
+    U32 AddrBase = 0;
+    U32 RngListsBase = 0;
+    U32 LocListsBase = 0;
+    U32 LowPC = 0;
+};
+
+/// A DIE with children. The parent of any DIE is the innermost scope around its offset.
+struct DWARF_SCOPE {
+    U32 Off;
+    U32 End;    ///< offset behind the last child
+    U32 Parent; ///< index of the scope around it, 0xFFFFFFFF for none
+};
+
+struct DWARF_PAIR {
+    U32 Key;
+    U32 Value;
+};
+
+
+
+struct DWARF_STORE {
+    const ELF_FILE* pFile = nullptr;
+    bool IsSwapped = false;
+    DWARF_SECTION aSection[NUM_DSEC];
+
+    std::vector<DWARF_ATTR_SPEC> AttrSpecs;
+    std::vector<U16> Skips;
+    std::vector<I64> ImplicitConsts; ///< values of DW_FORM_implicit_const ...
+    std::vector<U32> ImplicitKeys;   ///< ... and the index into AttrSpecs of each, ascending
+    std::vector<DWARF_ABBREV> Abbrevs;
+    std::vector<DWARF_ABBREV_SET> AbbrevSets;
+    std::vector<DWARF_UNIT> Units; ///< by section and offset
+    U32 FirstTypesUnit = 0;        ///< units of .debug_types start here
+    std::unordered_map<U64, U32> UnitOfSignature;
+
+    std::vector<U64> aDieStore[2];          ///< DieStore: one bit a byte of the section, set where a DIE starts
+    std::vector<DWARF_SCOPE> aParentTable[2]; ///< ParentTable: sorted by offset
+    std::vector<DWARF_PAIR> DefTable;       ///< IDs of declaration and definition, sorted by declaration
+    U64 NumDies = 0;
+    U32 NumKept = 0; ///< DIEs that a list or a table of children holds
+
+    std::vector<U32> GlobalVars; ///< lists of DIE IDs in order of discovery
+    std::vector<U32> Funcs;
+    std::vector<U32> InlineFuncs;
+    std::vector<U32> Types;
+    std::vector<U32> Namespaces;
+    std::vector<U32> NamespaceExts;
+    std::vector<U32> CompUnits;
+    U32 MainDie = 0;
+    U32 SrcLang = 1;
+    U32 NumTypeUnits = 0;
+    U32 DwarfVersion = 0;
+
+    std::unordered_map<U32, std::string> TypeNameTable; ///< filled by questions
+    std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
+};
+
+/// Runs the pass over all units of the file. 0, or -1 if it has debug information but none that can be read.
+int DWARF_Load(ELF_FILE* pFile);
+
+/// True for the ID of a DIE of the store.
+bool DWARF_IsDie(const DWARF_STORE& S, U32 Die);
+/// ID of the DIE at an offset of the section; 0 if none starts there.
+U32 DWARF_DieAt(const DWARF_STORE& S, U32 Section, U64 Off);
+inline U32 DWARF_SectionOf(U32 Die, const DWARF_STORE& S) {
+    return Die >= DIE_ID_TYPES && S.aSection[DSEC_TYPES].Size != 0 ? DSEC_TYPES : DSEC_INFO;
+}
+inline U32 DWARF_OffsetOf(U32 Die, const DWARF_STORE& S) {
+    return DWARF_SectionOf(Die, S) == DSEC_TYPES ? Die - DIE_ID_TYPES : Die - DIE_ID_INFO;
+}
+inline U32 DWARF_MakeID(U32 Section, U32 Off) { return Off + (Section == DSEC_TYPES ? DIE_ID_TYPES : DIE_ID_INFO); }
+/// Unit that holds the offset; null if none does.
+const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off);
+const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die);
+const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Code);

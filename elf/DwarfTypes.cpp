@@ -1,0 +1,294 @@
+#include "elf/Dwarf.h"
+
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+// Sizes, array dimensions, signs, bit fields and address ranges.
+
+namespace {
+
+constexpr U32 MAX_TYPE_STEPS = 100;
+constexpr U32 MAX_ARRAY_DEPTH = 16;
+constexpr U32 MAX_RANGES = 100'000;
+constexpr U32 MAX_EXTENT = 10'000'000; ///< a larger span of ranges is no size
+
+U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth);
+
+U32 _OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
+    switch (_GetDieType(S, Die)) {
+    case DW_TAG_pointer_type:
+    case DW_TAG_reference_type:
+    case DW_TAG_rvalue_reference_type:
+        return DWARF_UnitOf(S, Die)->AddrSize;
+    case DW_TAG_array_type:
+        return _GetDieArrayInfo(S, Die, ArrayDepth + 1).TotalSize;
+    default: {
+        U64 Size = 0;
+        if (_GetAttributeAsU64(S, Die, DW_AT_byte_size, &Size) && Size != 0) {
+            return static_cast<U32>(Size);
+        }
+        return _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
+    }
+    }
+}
+
+U32 _NextType(const DWARF_STORE& S, U32 Die) {
+    DWARF_ATTR Attr;
+    return _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+}
+
+U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
+    if (ArrayDepth > MAX_ARRAY_DEPTH) {
+        return 0;
+    }
+    for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
+        if (const U32 Size = _OwnSize(S, Die, ArrayDepth); Size != 0) {
+            return Size;
+        }
+        Die = _NextType(S, Die);
+    }
+    return 0;
+}
+
+U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
+    U64 Count = 0;
+    if (_GetAttributeAsU64(S, Subrange, DW_AT_count, &Count)) {
+        return static_cast<U32>(Count);
+    }
+    U64 Upper = 0;
+    U64 Lower = 0;
+    DWARF_ATTR Attr;
+    if (DWARF_GetAttr(S, Subrange, DW_AT_upper_bound, &Attr) && (Attr.Class == ATTR_NUM || Attr.Class == ATTR_SNUM)) {
+        Upper = Attr.Value;
+    }
+    _GetAttributeAsU64(S, Subrange, DW_AT_lower_bound, &Lower);
+    return static_cast<U32>(Upper - Lower + 1);
+}
+
+/// Walks a list of ranges of either format.
+class CRangeList {
+public:
+    CRangeList(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<DWARF_RANGE>* pRanges)
+        : m_S(S), m_Unit(Unit), m_Base(Unit.LowPC), m_Ranges(*pRanges) {}
+
+    /// .debug_ranges of versions 2 to 4
+    void ReadPairs(U64 Off) {
+        DWARF_READER R(m_S, DSEC_RANGES, Off);
+        const U64 Mark = m_Unit.AddrSize == 8 ? ~0ull : 0xFFFFFFFF;
+        while (m_Ranges.size() < MAX_RANGES) {
+            const U64 Lo = R.GetSized(m_Unit.AddrSize);
+            const U64 Hi = R.GetSized(m_Unit.AddrSize);
+            if (!R.IsOk() || (Lo == 0 && Hi == 0)) {
+                return;
+            }
+            if (Lo == Mark) {
+                m_Base = Hi;
+            } else {
+                Add(m_Base + Lo, m_Base + Hi);
+            }
+        }
+    }
+
+    /// .debug_rnglists of version 5
+    void ReadEntries(U64 Off) {
+        DWARF_READER R(m_S, DSEC_RNGLISTS, Off);
+        while (m_Ranges.size() < MAX_RANGES && R.IsOk()) {
+            const U8 Kind = R.Get<U8>();
+            if (Kind == DW_RLE_end_of_list || !ReadEntry(R, Kind)) {
+                return;
+            }
+        }
+    }
+
+private:
+    U64 Indexed(DWARF_READER& R) {
+        U64 Addr = 0;
+        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetUleb(), &Addr)) {
+            R.IsFailed = true;
+        }
+        return Addr;
+    }
+
+    bool ReadEntry(DWARF_READER& R, U8 Kind) {
+        U64 Lo = 0;
+        U64 Hi = 0;
+        switch (Kind) {
+        case DW_RLE_base_addressx:
+            m_Base = Indexed(R);
+            return R.IsOk();
+        case DW_RLE_base_address:
+            m_Base = R.GetSized(m_Unit.AddrSize);
+            return R.IsOk();
+        case DW_RLE_startx_endx:
+            Lo = Indexed(R);
+            Hi = Indexed(R);
+            break;
+        case DW_RLE_startx_length:
+            Lo = Indexed(R);
+            Hi = Lo + R.GetUleb();
+            break;
+        case DW_RLE_offset_pair:
+            Lo = m_Base + R.GetUleb();
+            Hi = m_Base + R.GetUleb();
+            break;
+        case DW_RLE_start_end:
+            Lo = R.GetSized(m_Unit.AddrSize);
+            Hi = R.GetSized(m_Unit.AddrSize);
+            break;
+        case DW_RLE_start_length:
+            Lo = R.GetSized(m_Unit.AddrSize);
+            Hi = Lo + R.GetUleb();
+            break;
+        default:
+            return false;
+        }
+        if (R.IsOk()) {
+            Add(Lo, Hi);
+        }
+        return R.IsOk();
+    }
+
+    void Add(U64 Lo, U64 Hi) {
+        if (Hi >= Lo && Lo + Hi != 0 && Hi <= 0xFFFFFFFF) {
+            m_Ranges.push_back({static_cast<U32>(Lo), static_cast<U32>(Hi)});
+        }
+    }
+
+    const DWARF_STORE& m_S;
+    const DWARF_UNIT& m_Unit;
+    U64 m_Base;
+    std::vector<DWARF_RANGE>& m_Ranges;
+};
+
+void _ReadIndexedList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CRangeList* pList) {
+    constexpr U32 HEADER_SIZE = 12; // where the unit names no base
+    const U64 Base = Unit.RngListsBase != 0 ? Unit.RngListsBase : HEADER_SIZE;
+    if (Idx > S.aSection[DSEC_RNGLISTS].Size) {
+        return;
+    }
+    DWARF_READER R(S, DSEC_RNGLISTS, Base + Idx * Unit.OffsetSize);
+    const U64 Off = R.GetSized(Unit.OffsetSize);
+    if (R.IsOk()) {
+        pList->ReadEntries(Base + Off);
+    }
+}
+
+} // namespace
+
+std::vector<DWARF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
+    std::vector<DWARF_RANGE> Ranges;
+    const DWARF_UNIT* pUnit = DWARF_IsDie(S, Die) ? DWARF_UnitOf(S, Die) : nullptr;
+    if (pUnit == nullptr) {
+        return Ranges;
+    }
+    DWARF_ATTR Attr;
+    CRangeList List(S, *pUnit, &Ranges);
+    if (DWARF_GetAttr(S, Die, DW_AT_ranges, &Attr)) {
+        if (Attr.Class == ATTR_INDEX) {
+            _ReadIndexedList(S, *pUnit, Attr.Value, &List);
+        } else if (pUnit->Version >= 5) {
+            List.ReadEntries(Attr.Value);
+        } else {
+            List.ReadPairs(Attr.Value);
+        }
+        return Ranges;
+    }
+    DWARF_ATTR High;
+    if (DWARF_GetAttr(S, Die, DW_AT_low_pc, &Attr) && Attr.Class == ATTR_ADDR) {
+        U64 Hi = 0;
+        if (DWARF_GetAttr(S, Die, DW_AT_high_pc, &High)) {
+            Hi = High.Class == ATTR_ADDR ? High.Value : Attr.Value + High.Value;
+        }
+        Ranges.push_back({static_cast<U32>(Attr.Value), Hi <= 0xFFFFFFFF ? static_cast<U32>(Hi) : 0});
+    }
+    return Ranges;
+}
+
+U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die) {
+    if (!DWARF_IsDie(S, Die)) {
+        return 0;
+    }
+    const U32 Tag = _GetDieType(S, Die);
+    const bool IsCode = Tag == DW_TAG_subprogram || Tag == DW_TAG_inlined_subroutine;
+    const U32 Size = IsCode ? 0 : _SizeOf(S, Die, 0); // its type is the type of the result
+    if (Size != 0) {
+        return Size;
+    }
+    U32 Lo = 0xFFFFFFFF;
+    U32 Hi = 0;
+    for (const DWARF_RANGE& Range : _GetDieRanges(S, Die)) {
+        Lo = std::min(Lo, Range.Lo);
+        Hi = std::max(Hi, Range.Hi);
+    }
+    return Hi > Lo && Hi - Lo <= MAX_EXTENT ? Hi - Lo : 0;
+}
+
+ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth) {
+    ELF_SYM_ARRAY_INFO Info;
+    if (_GetDieType(S, Die) != DW_TAG_array_type) {
+        return Info;
+    }
+    for (const U32 Subrange : DWARF_GetChildren(S, Die, DW_TAG_subrange_type)) {
+        if (Info.NumDims == std::size(Info.aDim)) {
+            break;
+        }
+        const U32 Count = _CountOf(S, Subrange);
+        Info.aDim[Info.NumDims++] = Count;
+        Info.ElemCount = Info.ElemCount == 0 ? Count : Info.ElemCount * Count;
+    }
+    Info.ElemSize = _SizeOf(S, _NextType(S, Die), Depth);
+    Info.TotalSize = Info.ElemSize * Info.ElemCount;
+    return Info;
+}
+
+int _GetDieSign(const DWARF_STORE& S, U32 Die) {
+    for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
+        const U32 Tag = _GetDieType(S, Die);
+        if (Tag == DW_TAG_pointer_type) {
+            return 0;
+        }
+        if (Tag == DW_TAG_base_type) {
+            U64 Encoding = 0;
+            return _GetAttributeAsU64(S, Die, DW_AT_encoding, &Encoding) &&
+                   (Encoding == DW_ATE_signed || Encoding == DW_ATE_signed_char || Encoding == DW_ATE_signed_fixed);
+        }
+        Die = _NextType(S, Die);
+    }
+    return 0;
+}
+
+U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die) {
+    U64 Value = 0;
+    if (_GetAttributeAsU64(S, Die, DW_AT_accessibility, &Value)) {
+        return static_cast<U32>(Value);
+    }
+    switch (_GetDieType(S, _GetParentDie(S, Die))) {
+    case DW_TAG_structure_type:
+    case DW_TAG_union_type:
+        return DW_ACCESS_public;
+    case DW_TAG_class_type:
+        return DW_ACCESS_private;
+    default:
+        return 0;
+    }
+}
+
+U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die) {
+    U64 Width = 0;
+    return _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Width) ? static_cast<U32>(Width) : 0;
+}
+
+U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
+    U64 Off = 0;
+    if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
+        const U32 UnitBits = _GetDieSizeRecursive(S, Die) * 8; // the member's offset counts whole storage units
+        return static_cast<U32>(UnitBits != 0 ? Off % UnitBits : Off);
+    }
+    if (!_GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off)) {
+        return 0;
+    }
+    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
+    const U32 Width = _GetDieBitWidth(S, Die);
+    const U32 FromTop = static_cast<U32>(Off);
+    return FromTop + Width > NumBits ? 32 - Width - FromTop : NumBits - Width - FromTop;
+}

@@ -1,0 +1,370 @@
+#include "elf/ElfApi.h"
+#include "elf/ElfApiState.h"
+#include "elf/ElfApiSyms.h"
+#include "elf/ElfReloc.h"
+
+#include <QHash>
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+// Symbols by name and by address. Name tables are built when they are first asked; functions by address with the load.
+
+namespace {
+
+constexpr qsizetype MAX_CACHED = 1 << 19;
+
+CFuncIndex FuncTree;
+CNameIndex GlobalNames; ///< inline expansions stand here as the function that they are copies of
+CNameIndex TypeNames;
+CNameIndex ElfNames;
+std::vector<U32> CodeSyms; ///< ELF symbols in sections with code
+QHash<U32, ELF_SYM_LIST> FuncsAtAddrCache;
+QHash<U32, ELF_SYM_LIST> DwarfAtAddr;
+QHash<U32, ELF_SYM_LIST> ElfAtAddr;
+bool IsDwarfAtAddrBuilt;
+bool IsElfAtAddrBuilt;
+ELF_SYM_HANDLE hRttControlBlock;
+ELF_SYM_HANDLE hCurrentFunc;
+U32 CurrentPC;
+ELF_SYM_LIST Locals;
+QHash<QString, ELF_SYM_LIST> LocalNames;
+
+/// Hash under which a DIE is found: of its plain name, of a namespace the qualified one.
+U32 _HashOfDie(const DWARF_STORE& S, U32 Die) {
+    if (_GetDieType(S, Die) == DW_TAG_namespace) {
+        std::string sPath;
+        U32 Space = Die;
+        for (int i = 0; i < 64 && Space != 0; ++i) {
+            sPath = std::string(_GetDieRawName(S, Space)) + (i != 0 ? "::" : "") + sPath;
+            Space = _GetDieParentNamespace(S, Space);
+        }
+        return CNameIndex::HashOf(sPath);
+    }
+    const std::string_view sName = _GetDieRawName(S, Die);
+    return sName.empty() ? 0 : CNameIndex::HashOf(sName);
+}
+
+void _BuildGlobalNames(const DWARF_STORE& S) {
+    if (GlobalNames.IsBuilt()) {
+        return;
+    }
+    std::vector<U32> Dies = S.Funcs;
+    Dies.insert(Dies.end(), S.GlobalVars.begin(), S.GlobalVars.end());
+    Dies.insert(Dies.end(), S.Namespaces.begin(), S.Namespaces.end());
+    // Originals that are no function of the list, such as those the compiler made up, still give their copies a name.
+    for (const U32 Origin : FuncTree.Origins()) {
+        if (!std::binary_search(S.Funcs.begin(), S.Funcs.end(), Origin)) {
+            Dies.push_back(Origin);
+        }
+    }
+    GlobalNames.Build(Dies, [&S](U32 Die) { return _HashOfDie(S, Die); });
+}
+
+bool _HasName(ELF_SYM_HANDLE h, const std::string& sName) {
+    const DWARF_STORE* pStore = ELF_GetStore();
+    const U32 Die = _GetDie(h);
+    if (Die != 0 && _GetDieType(*pStore, Die) == DW_TAG_namespace) {
+        return ElfApi_GetSymName(h, true).toStdString() == sName;
+    }
+    return Die != 0 ? _GetDieRawName(*pStore, Die) == sName : ELF_GetSymName(h) == sName;
+}
+
+void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
+    const DWARF_STORE* pStore = ELF_GetStore();
+    if (pStore == nullptr) {
+        return;
+    }
+    _BuildGlobalNames(*pStore);
+    GlobalNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Die) {
+        if (!_HasName(ELF_MakeDwarfHandle(Die), sName)) {
+            return;
+        }
+        for (const U32 Copy : FuncTree.ExpansionsOf(Die)) {
+            pFound->append(ELF_MakeDwarfHandle(Copy));
+        }
+        const U32 Tag = _GetDieType(*pStore, Die);
+        if (Tag != DW_TAG_subprogram || std::binary_search(pStore->Funcs.begin(), pStore->Funcs.end(), Die)) {
+            pFound->append(ELF_MakeDwarfHandle(Die));
+        }
+    });
+}
+
+void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
+    const DWARF_STORE* pStore = ELF_GetStore();
+    if (pStore == nullptr) {
+        return;
+    }
+    if (!TypeNames.IsBuilt()) {
+        TypeNames.Build(pStore->Types, [pStore](U32 Die) { return _HashOfDie(*pStore, Die); });
+    }
+    TypeNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Die) {
+        if (_HasName(ELF_MakeDwarfHandle(Die), sName)) {
+            pFound->append(ELF_MakeDwarfHandle(Die));
+        }
+    });
+}
+
+void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
+    const ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (!ElfNames.IsBuilt()) {
+        ElfNames.Build(CodeSyms, [pFile](U32 Idx) {
+            const char* s = ELF_GetSymNameByIdx(pFile, Idx);
+            return s != nullptr && *s != '\0' ? CNameIndex::HashOf(s) : 0;
+        });
+    }
+    ElfNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Idx) {
+        if (_HasName(ELF_MakeElfHandle(Idx), sName)) {
+            pFound->append(ELF_MakeElfHandle(Idx));
+        }
+    });
+}
+
+void _AddLocals(const QString& sName, ELF_SYM_LIST* pFound) {
+    if (LocalNames.isEmpty()) {
+        for (const ELF_SYM_HANDLE h : std::as_const(Locals)) {
+            LocalNames[ElfApi_GetSymName(h)].append(h);
+        }
+    }
+    pFound->append(LocalNames.value(sName));
+}
+
+/// Inline expansions, other symbols of the debug information, ELF symbols.
+void _Sort(ELF_SYM_LIST* pList) {
+    const auto Rank = [](ELF_SYM_HANDLE h) {
+        return ELF_IsElfSymbol(h) ? 2 : ELF_GetSymType(h) == DW_TAG_inlined_subroutine ? 0 : 1;
+    };
+    std::stable_sort(pList->begin(), pList->end(),
+                     [&](ELF_SYM_HANDLE a, ELF_SYM_HANDLE b) { return Rank(a) < Rank(b); });
+}
+
+ELF_SYM_LIST _Find(const QString& sScope, const QString& sName, bool Globals, bool FromLocals, bool Types) {
+    ELF_SYM_LIST Found;
+    const std::string sUtf8 = sName.toStdString();
+    if (FromLocals) {
+        _AddLocals(sName, &Found);
+    }
+    if (Globals) {
+        _AddGlobals(sUtf8, &Found);
+    }
+    if (Types) {
+        _AddTypes(sUtf8, &Found);
+    }
+    if (!sScope.isEmpty()) {
+        Found.removeIf([&](ELF_SYM_HANDLE h) { return ElfApi_GetSymScopeName(h) != sScope; });
+    }
+    return Found;
+}
+
+/// Position of the last "::" outside of template arguments; -1 without one.
+qsizetype _LastColons(const QString& sName) {
+    int Depth = 0;
+    for (qsizetype i = sName.size() - 1; i > 0; --i) {
+        Depth += sName[i] == QLatin1Char('>') ? 1 : sName[i] == QLatin1Char('<') ? -1 : 0;
+        if (Depth == 0 && sName[i] == QLatin1Char(':') && sName[i - 1] == QLatin1Char(':')) {
+            return i - 1;
+        }
+    }
+    return -1;
+}
+
+/// Names with namespaces in front: symbols of the last part whose qualified name is the whole.
+ELF_SYM_LIST _FindQualified(const QString& sName, bool Globals, bool FromLocals, bool Types) {
+    const qsizetype Last = _LastColons(sName);
+    ELF_SYM_LIST Found = _Find(QString(), Last < 0 ? sName : sName.mid(Last + 2), Globals, FromLocals, Types);
+    Found.append(_Find(QString(), sName, Globals, false, false)); // a namespace
+    Found.removeIf([&](ELF_SYM_HANDLE h) { return ElfApi_GetSymName(h, true) != sName; });
+    return Found;
+}
+
+void _BuildDwarfAtAddr() {
+    const DWARF_STORE* pStore = ELF_GetStore();
+    IsDwarfAtAddrBuilt = true;
+    if (pStore == nullptr) {
+        return;
+    }
+    for (const std::vector<U32>* pList : {&pStore->InlineFuncs, &pStore->Funcs, &pStore->GlobalVars}) {
+        for (const U32 Die : *pList) {
+            const ELF_SYM_HANDLE h = ELF_MakeDwarfHandle(Die);
+            if (const I64 Addr = ElfApi_GetSymAddr(h); Addr >= 0) {
+                DwarfAtAddr[static_cast<U32>(Addr)].append(h);
+            }
+        }
+    }
+}
+
+U32 _CodeAddr(const ELF_FILE* pFile, U32 Idx) {
+    const U32 Addr = ELF_Relocate(pFile->paSym[Idx].st_value);
+    return Addr & ~1u;
+}
+
+void _BuildElfAtAddr(const ELF_FILE* pFile) {
+    IsElfAtAddrBuilt = true;
+    for (const U32 Idx : CodeSyms) {
+        ElfAtAddr[_CodeAddr(pFile, Idx)].append(ELF_MakeElfHandle(Idx));
+    }
+}
+
+} // namespace
+
+const CFuncIndex& ElfApi_FuncIndex() { return FuncTree; }
+
+U32 ElfApi_GetCurrentPC() { return CurrentPC; }
+
+void ElfApi_InitFind() {
+    const ELF_FILE* pFile = ELF_GetCurrentFile();
+    FuncTree.Build(pFile);
+    for (U32 i = 0; pFile != nullptr && i < pFile->NumSyms; ++i) {
+        if ((ELF_GetSectionFlags(pFile, pFile->paSym[i].st_shndx) & SHF_EXECINSTR) != 0) {
+            CodeSyms.push_back(i);
+        }
+    }
+    hRttControlBlock = 0;
+    if (pFile != nullptr) {
+        hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true);
+    }
+}
+
+void ElfApi_ExitFind() {
+    FuncTree.Clear();
+    GlobalNames.Clear();
+    TypeNames.Clear();
+    ElfNames.Clear();
+    CodeSyms.clear();
+    FuncsAtAddrCache.clear();
+    DwarfAtAddr.clear();
+    ElfAtAddr.clear();
+    IsDwarfAtAddrBuilt = false;
+    IsElfAtAddrBuilt = false;
+    hRttControlBlock = 0;
+    hCurrentFunc = 0;
+    CurrentPC = 0;
+    Locals.clear();
+    LocalNames.clear();
+}
+
+void ElfApi_SetCurrentPC(U32 PC) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    if (ELF_GetCurrentFile() == nullptr) {
+        return;
+    }
+    CurrentPC = PC;
+    const ELF_SYM_HANDLE hFunc = ElfApi_GetFuncAtAddr(PC, false);
+    if (hFunc != hCurrentFunc) {
+        hCurrentFunc = hFunc;
+        Locals = ElfApi_LocalVars(hFunc);
+        LocalNames.clear();
+    }
+}
+
+ELF_SYM_LIST ElfApi_FindSyms(const QString& sName, bool Globals, bool FromLocals, bool Types, bool ElfSyms) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    ELF_SYM_LIST Found;
+    if (sName.isEmpty() || ELF_GetCurrentFile() == nullptr) {
+        return Found;
+    }
+    if (FromLocals && sName == QLatin1String("this") && hCurrentFunc != 0) {
+        const ELF_SYM_HANDLE hThis = ElfApi_GetThisPointer(hCurrentFunc);
+        return hThis != 0 ? ELF_SYM_LIST{hThis} : ELF_SYM_LIST();
+    }
+    const qsizetype Colon = sName.indexOf(QStringLiteral("::"));
+    Found = Colon < 0 ? _Find(QString(), sName, Globals, FromLocals, Types)
+                      : _Find(sName.left(Colon), sName.mid(Colon + 2), Globals, FromLocals, Types);
+    if (Found.isEmpty() && Colon >= 0) {
+        Found = _FindQualified(sName, Globals, FromLocals, Types);
+    }
+    if (ElfSyms) {
+        _AddElfSyms(sName.toStdString(), &Found);
+    }
+    _Sort(&Found);
+    return Found;
+}
+
+ELF_SYM_HANDLE ElfApi_FindSym(const QString& sName, bool Globals, bool FromLocals, bool Types, bool ElfSyms) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const ELF_SYM_LIST Found = ElfApi_FindSyms(sName, Globals, FromLocals, Types, ElfSyms);
+    if (FromLocals) {
+        for (const ELF_SYM_HANDLE h : Found) {
+            if (ElfApi_IsInScope(h, CurrentPC) != 0) {
+                return h;
+            }
+        }
+    }
+    return Found.isEmpty() ? 0 : Found.first();
+}
+
+ELF_SYM_LIST ElfApi_FindSymsAtAddr(U32 Addr, bool Dwarf, bool FromLocals) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    ELF_SYM_LIST Found;
+    const ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (pFile == nullptr) {
+        return Found;
+    }
+    const auto AtAddr = [Addr](ELF_SYM_HANDLE h) { return ElfApi_GetSymAddr(h) == static_cast<I64>(Addr); };
+    if (FromLocals) {
+        const auto It = std::find_if(Locals.cbegin(), Locals.cend(), AtAddr);
+        if (It != Locals.cend()) {
+            Found.append(*It);
+        }
+    }
+    if (Dwarf) {
+        if (!IsDwarfAtAddrBuilt) {
+            _BuildDwarfAtAddr();
+        }
+        Found.append(DwarfAtAddr.value(Addr));
+    }
+    if (!IsElfAtAddrBuilt) {
+        _BuildElfAtAddr(pFile);
+    }
+    Found.append(ElfAtAddr.value(Addr));
+    _Sort(&Found);
+    return Found;
+}
+
+ELF_SYM_HANDLE ElfApi_FindSymAtAddr(U32 Addr) {
+    const ELF_SYM_LIST Found = ElfApi_FindSymsAtAddr(Addr, true, true);
+    return Found.isEmpty() ? 0 : Found.first();
+}
+
+ELF_SYM_LIST ElfApi_GetFuncsAtAddr(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    Addr &= ~1u;
+    const auto It = FuncsAtAddrCache.constFind(Addr);
+    if (It != FuncsAtAddrCache.constEnd()) {
+        return *It;
+    }
+    ELF_SYM_LIST List;
+    if (ELF_GetCurrentFile() != nullptr) {
+        for (const ELF_SYM_HANDLE h : FuncTree.Find(Addr)) {
+            List.append(h);
+        }
+    }
+    if (FuncsAtAddrCache.size() >= MAX_CACHED) {
+        FuncsAtAddrCache.clear();
+    }
+    FuncsAtAddrCache.insert(Addr, List);
+    return List;
+}
+
+ELF_SYM_HANDLE ElfApi_GetFuncAtAddr(U32 Addr, bool NoInline) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const ELF_SYM_LIST Funcs = ElfApi_GetFuncsAtAddr(Addr);
+    if (!NoInline) {
+        const auto It = std::find_if(Funcs.crbegin(), Funcs.crend(), [](ELF_SYM_HANDLE h) {
+            return !ELF_IsElfSymbol(h) && ELF_GetSymType(h) == DW_TAG_inlined_subroutine;
+        });
+        if (It != Funcs.crend()) {
+            return *It;
+        }
+    }
+    for (const ELF_SYM_HANDLE h : Funcs) {
+        if (!ELF_IsElfSymbol(h) && ELF_GetSymType(h) == DW_TAG_subprogram) {
+            return h;
+        }
+    }
+    return Funcs.isEmpty() ? 0 : Funcs.first();
+}
+
+ELF_SYM_HANDLE ElfApi_GetRttControlBlock() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return hRttControlBlock;
+}

@@ -1,0 +1,453 @@
+#include "elf/ElfApiSyms.h"
+
+#include "elf/ElfApi.h"
+#include "elf/ElfApiState.h"
+#include "elf/ElfReloc.h"
+
+#include <QHash>
+#include <QStringList>
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+// Properties of symbols.
+
+namespace {
+
+constexpr U32 MAX_RANGE_SIZE = 1'000'000;
+constexpr int MAX_NAMESPACE_DEPTH = 64;
+constexpr qsizetype MAX_CACHED = 1 << 19; ///< answers of one kind
+
+QHash<U64, QString> NameCache;
+QHash<U64, QString> QualifiedCache;
+QHash<U64, QString> ScopeCache;
+QHash<U64, ELF_ADDR_RANGE> RangeCache;
+QHash<U64, U32> SizeCache;
+QHash<U64, ELF_SYM_LOC> LocCache;
+QHash<U64, ELF_SYM_HANDLE> ParentFuncCache;
+QHash<QPair<U64, QString>, int> MemberIdxCache;
+ELF_SYM_LOC (*pfResolveLoc)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h);
+
+/// The answer kept under the key, or the one that Make() gives, which is then kept.
+template <typename KEY, typename VALUE, typename MAKE>
+VALUE _Cached(QHash<KEY, VALUE>& Cache, const KEY& Key, MAKE Make) {
+    const auto It = Cache.constFind(Key);
+    if (It != Cache.constEnd()) {
+        return *It;
+    }
+    if (Cache.size() >= MAX_CACHED) {
+        Cache.clear();
+    }
+    const VALUE Value = Make();
+    Cache.insert(Key, Value);
+    return Value;
+}
+
+QString _Text(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
+
+ELF_ADDR_RANGE _MakeRange(ELF_SYM_HANDLE h) {
+    U32 Lo = 0xFFFFFFFF;
+    U32 Hi = 0;
+    for (const DWARF_RANGE& Range : ELF_GetSymAddrRanges(h)) {
+        Lo = std::min(Lo, Range.Lo);
+        Hi = std::max(Hi, Range.Hi);
+    }
+    Lo &= ~1u;
+    Hi &= ElfApi_IsFunc(h) || !ELF_IsElfSymbol(h) ? ~1u : ~0u; // data may end at an odd address
+    return Hi == 0 || Hi < Lo || Hi - Lo >= MAX_RANGE_SIZE ? ELF_ADDR_RANGE() : ELF_ADDR_RANGE{Lo, Hi - Lo};
+}
+
+QString _MakeNamespacePath(ELF_SYM_HANDLE h) {
+    QString sPath;
+    ELF_SYM_HANDLE hSpace = ELF_GetSymParentNamespace(h);
+    for (int i = 0; i < MAX_NAMESPACE_DEPTH && hSpace != 0; ++i) {
+        const QString sName = ElfApi_GetSymName(hSpace);
+        sPath.prepend((sName.isEmpty() ? QStringLiteral("(anonymous namespace)") : sName) + QStringLiteral("::"));
+        hSpace = ELF_GetSymParentNamespace(hSpace);
+    }
+    return sPath;
+}
+
+QString _MakeScopeName(ELF_SYM_HANDLE h) {
+    if (const ELF_SYM_HANDLE hType = ELF_GetSymParentType(h); hType != 0) {
+        return ElfApi_GetSymName(hType);
+    }
+    const ELF_SYM_LIST Types = ElfApi_FindSyms(ElfApi_GetSymName(h), false, false, true, false);
+    return Types.isEmpty() || Types.contains(h) ? QString() : ElfApi_GetSymName(Types.first());
+}
+
+QString _MakeQualifiedName(ELF_SYM_HANDLE h) {
+    const QString sName = ElfApi_GetSymName(h);
+    if (ELF_IsElfSymbol(h)) {
+        return sName;
+    }
+    const QString sPath = ElfApi_GetNamespacePath(h);
+    const ELF_SYM_HANDLE hType = ELF_GetSymParentType(h);
+    const QString sScope = hType != 0 ? ElfApi_GetSymName(hType) : QString();
+    return sPath + (sScope.isEmpty() ? QString() : sScope + QStringLiteral("::")) + sName;
+}
+
+ELF_SYM_LIST _Handles(const std::vector<U32>& Dies) {
+    ELF_SYM_LIST List;
+    List.reserve(static_cast<qsizetype>(Dies.size()));
+    for (const U32 Die : Dies) {
+        List.append(ELF_MakeDwarfHandle(Die));
+    }
+    return List;
+}
+
+template <typename FUNC>
+ELF_SYM_LIST _ListOf(ELF_SYM_HANDLE h, FUNC pfList) {
+    const U32 Die = _GetDie(h);
+    return Die != 0 ? _Handles(pfList(*ELF_GetStore(), Die)) : ELF_SYM_LIST();
+}
+
+bool _IsMemory(U32 Kind) {
+    return Kind == ELF_LOC_MEM || Kind == ELF_LOC_MEM_OFF || Kind == ELF_LOC_MEM_BASE || Kind == ELF_LOC_MEM_SP ||
+           Kind == ELF_LOC_MEM_BP || Kind == ELF_LOC_MEM_CFA;
+}
+
+/// True if the first operation of an expression is all that it says.
+bool _IsSimpleExpr(const QByteArray& Bytes) {
+    if (Bytes.isEmpty()) {
+        return false;
+    }
+    const U8 Op = static_cast<U8>(Bytes[0]);
+    DWARF_READER R(reinterpret_cast<const U8*>(Bytes.constData()) + 1, static_cast<U64>(Bytes.size() - 1), false);
+    if (Op == DW_OP_addr) {
+        R.Skip(4);
+    } else if (Op == DW_OP_fbreg || (Op >= DW_OP_breg0 && Op <= DW_OP_breg31)) {
+        R.GetSleb();
+    } else if (!(Op >= DW_OP_reg0 && Op <= DW_OP_reg31) && Op != DW_OP_call_frame_cfa) {
+        return false;
+    }
+    return R.IsOk() && R.IsAtEnd();
+}
+
+} // namespace
+
+void ElfApi_ExitSyms() {
+    NameCache.clear();
+    QualifiedCache.clear();
+    ScopeCache.clear();
+    RangeCache.clear();
+    SizeCache.clear();
+    LocCache.clear();
+    ParentFuncCache.clear();
+    MemberIdxCache.clear();
+}
+
+U32 ElfApi_GetSymType(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymType(h);
+}
+
+QString ElfApi_GetSymName(ELF_SYM_HANDLE h, bool Qualified) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return Qualified ? _Cached(QualifiedCache, h, [h] { return _MakeQualifiedName(h); })
+                     : _Cached(NameCache, h, [h] { return _Text(ELF_GetSymName(h)); });
+}
+
+QString ElfApi_GetSymDataTypeName(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Text(ELF_GetSymDataTypeName(h));
+}
+
+QString ElfApi_GetNamespacePath(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _MakeNamespacePath(h);
+}
+
+QString ElfApi_GetSymScopeName(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Cached(ScopeCache, h, [h] { return _MakeScopeName(h); });
+}
+
+ELF_ADDR_RANGE ElfApi_GetSymAddrRange(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Cached(RangeCache, h, [h] { return _MakeRange(h); });
+}
+
+U32 ElfApi_GetSymSize(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Cached(SizeCache, h, [h] { return ELF_GetSymSize(h); });
+}
+
+I64 ElfApi_GetSymAddr(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    if (const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h); Range.Addr != 0 || Range.Size != 0) {
+        return Range.Addr;
+    }
+    ELF_SYM_LOC Loc = ElfApi_GetSymLoc(h, 0xFFFFFFFF);
+    if (pfResolveLoc != nullptr && ElfApi_IsLocal(h)) {
+        Loc = pfResolveLoc(Loc, h);
+    }
+    if (Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF) {
+        return static_cast<U32>(Loc.Addr + static_cast<U32>(Loc.Off));
+    }
+    return _IsMemory(Loc.Kind) && Loc.Addr != 0 ? static_cast<I64>(Loc.Addr) : -1;
+}
+
+ELF_SYM_LOC ElfApi_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    PC = PC == 0xFFFFFFFF ? ElfApi_GetCurrentPC() : PC;
+    if (ElfApi_IsInScope(h, PC) == 0) {
+        return {};
+    }
+    if (ElfApi_IsFunc(h) || ElfApi_IsLocal(h)) {
+        return ELF_GetSymLoc(h, PC);
+    }
+    return _Cached(LocCache, h, [h, PC] { return ELF_GetSymLoc(h, PC); });
+}
+
+ELF_SYM_EXPR ElfApi_GetSymExpr(ELF_SYM_HANDLE h, U32 PC) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    ELF_SYM_EXPR Expr;
+    const U32 Die = _GetDie(h);
+    PC = PC == 0xFFFFFFFF ? ElfApi_GetCurrentPC() : PC;
+    const U8* pExpr = nullptr;
+    U32 Size = 0;
+    U32 AttrDie = 0;
+    if (Die != 0 && ElfApi_IsInScope(h, PC) != 0 &&
+        DWARF_FindExpr(*ELF_GetStore(), Die, DW_AT_location, ELF_Unrelocate(PC), &pExpr, &Size, &AttrDie)) {
+        Expr.Bytes = QByteArray(reinterpret_cast<const char*>(pExpr), static_cast<qsizetype>(Size));
+        Expr.IsSimple = _IsSimpleExpr(Expr.Bytes);
+    }
+    return Expr;
+}
+
+bool ElfApi_IsMemOrRegLoc(const ELF_SYM_LOC& Loc) {
+    switch (Loc.Kind) {
+    case ELF_LOC_MEM:
+    case ELF_LOC_MEM_OFF:
+        return Loc.Addr != 0;
+    case ELF_LOC_REG:
+    case ELF_LOC_REG_OFF:
+        return Loc.Reg != ELF_REG_UNSPECIFIED && Loc.Reg != ELF_REG_SAME_AS_CALLER;
+    default:
+        return false;
+    }
+}
+
+QString ElfApi_LocToText(const ELF_SYM_LOC& Loc) { return _Text(ELF_LocToText(Loc)); }
+
+bool ElfApi_IsSymSigned(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymSign(h) != 0;
+}
+
+U32 ElfApi_GetSymBitWidth(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymBitWidth(h);
+}
+
+U32 ElfApi_GetSymBitOffset(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymBitOffset(h);
+}
+
+QByteArray ElfApi_GetSymConstValue(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const U8* pData = nullptr;
+    const U32 Size = ELF_GetSymConstValueData(h, &pData);
+    return QByteArray(reinterpret_cast<const char*>(pData), static_cast<qsizetype>(Size));
+}
+
+ELF_SYM_HANDLE ElfApi_GetSymDataType(ELF_SYM_HANDLE h, bool Resolve) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymDataType(h, Resolve);
+}
+
+QList<U32> ElfApi_GetSymArrayDims(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const ELF_SYM_ARRAY_INFO Info = ELF_GetSymArrayInfo(h);
+    return QList<U32>(Info.aDim, Info.aDim + Info.NumDims);
+}
+
+U32 ElfApi_GetSymAccessibility(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymAccessibility(h);
+}
+
+QString ElfApi_AccessibilityText(U32 Accessibility) {
+    static const char* const aText[] = {"", "public", "protected", "private"};
+    return QString::fromLatin1(Accessibility < std::size(aText) ? aText[Accessibility] : "");
+}
+
+QString ElfApi_GetSymDeclFileName(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Text(ELF_GetSymDeclFileName(h));
+}
+
+I64 ElfApi_GetSymDeclLine(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymDeclLine(h);
+}
+
+QString ElfApi_GetSymCallFileName(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Text(ELF_GetSymCallFileName(h));
+}
+
+I64 ElfApi_GetSymCallLine(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymCallLine(h);
+}
+
+ELF_SYM_HANDLE ElfApi_GetParentFunc(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Cached(ParentFuncCache, h, [h] { return ELF_GetSymParentFunc(h); });
+}
+
+ELF_SYM_HANDLE ElfApi_GetAbstrInstance(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymAbstrInstance(h);
+}
+
+bool ElfApi_IsFunc(ELF_SYM_HANDLE h) {
+    const U32 Type = ElfApi_GetSymType(h);
+    return ELF_IsElfSymbol(h) ? ELF_IsFuncType(Type)
+                              : Type == DW_TAG_subprogram || Type == DW_TAG_inlined_subroutine ||
+                                    Type == DW_TAG_subroutine_type;
+}
+
+bool ElfApi_IsLocal(ELF_SYM_HANDLE h) { return ElfApi_GetParentFunc(h) != 0; }
+
+int ElfApi_IsInScope(ELF_SYM_HANDLE h, U32 PC) {
+    constexpr int UNKNOWN = 255;
+    const std::lock_guard Lock(ElfApi_Mutex());
+    PC = PC == 0xFFFFFFFF ? ElfApi_GetCurrentPC() : PC;
+    if (!ElfApi_IsLocal(h)) {
+        return UNKNOWN;
+    }
+    const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(ELF_GetSymParentScope(h));
+    if (Range.Size == 0) {
+        return 0;
+    }
+    if (PC < Range.Addr) {
+        return UNKNOWN;
+    }
+    return PC - Range.Addr < Range.Size ? 1 : 0;
+}
+
+ELF_SYM_LIST ElfApi_GetMembers(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _ListOf(h, [](const DWARF_STORE& S, U32 Die) { return DWARF_GetMembers(S, Die); });
+}
+
+int ElfApi_GetMemberIdx(ELF_SYM_HANDLE h, const QString& sName) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Cached(MemberIdxCache, qMakePair(h, sName),
+                   [&] { return ELF_GetSymMemberIdx(h, sName.toUtf8().constData()); });
+}
+
+I64 ElfApi_GetMemberOffset(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetSymMemberOffset(h);
+}
+
+ELF_SYM_LIST ElfApi_GetBases(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _ListOf(h, DWARF_GetInherited);
+}
+
+QPair<int, int> ElfApi_FindInherited(ELF_SYM_HANDLE h, const QString& sName) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const ELF_SYM_LIST Bases = ElfApi_GetBases(h);
+    for (qsizetype i = 0; i < Bases.size(); ++i) {
+        const int Member = ElfApi_GetMemberIdx(ELF_GetSymDataType(Bases[i], true), sName);
+        if (Member >= 0) {
+            return {static_cast<int>(i), Member};
+        }
+    }
+    return {-1, -1};
+}
+
+QString ElfApi_GetBaseClassNames(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    QStringList Names;
+    for (const ELF_SYM_HANDLE hBase : ElfApi_GetBases(h)) {
+        Names.append(ElfApi_GetSymDataTypeName(hBase));
+    }
+    return Names.join(QStringLiteral(", "));
+}
+
+ELF_SYM_HANDLE ElfApi_GetThisPointer(ELF_SYM_HANDLE h) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const U32 Die = _GetDie(h);
+    if (Die == 0) {
+        return 0;
+    }
+    const DWARF_STORE& S = *ELF_GetStore();
+    if (const U32 Pointer = _GetReferenceDie(S, Die, DW_AT_object_pointer); Pointer != 0) {
+        return ELF_MakeDwarfHandle(Pointer);
+    }
+    // An expansion's own parameter has a place; the one of its abstract instance doesn't.
+    for (const U32 Param : DWARF_GetChildren(S, Die, DW_TAG_formal_parameter)) {
+        if (_GetDieRawName(S, Param) == "this") {
+            return ELF_MakeDwarfHandle(Param);
+        }
+    }
+    DWARF_ATTR Attr;
+    return _CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr) ? ELF_MakeDwarfHandle(static_cast<U32>(Attr.Value)) : 0;
+}
+
+ELF_SYM_LIST ElfApi_LocalVars(ELF_SYM_HANDLE hFunc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _ListOf(hFunc, DWARF_GetLocalVars);
+}
+
+ELF_SYM_LIST ElfApi_GlobalVars() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->GlobalVars) : ELF_SYM_LIST();
+}
+
+ELF_SYM_LIST ElfApi_Functions() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    ELF_SYM_LIST List = ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Funcs) : ELF_SYM_LIST();
+    for (const ELF_SYM_HANDLE h : ElfApi_FuncIndex().ElfFuncs()) {
+        List.append(h);
+    }
+    return List;
+}
+
+ELF_SYM_LIST ElfApi_Types() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Types) : ELF_SYM_LIST();
+}
+
+ELF_SYM_LIST ElfApi_Namespaces() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Namespaces) : ELF_SYM_LIST();
+}
+
+ELF_SYM_HANDLE ElfApi_GetMainFunc() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetMainFunc();
+}
+
+I64 ElfApi_GetEntryFuncPC() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const I64 Base = ElfApi_GetBaseAddr();
+    return Base >= 0 && Base <= 0xFFFFFFFF - 4 ? ELF_ReadU32(static_cast<U32>(Base) + 4) : -1;
+}
+
+bool ElfApi_IsBigEndian() {
+    const int Encoding = ElfApi_GetDataEncoding();
+    return Encoding == ELF_ENC_BE8 || Encoding == ELF_ENC_BE32;
+}
+
+int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const int Result = ELF_AddReloc(sSymbols.toUtf8().constData(), Offset);
+    if (ELF_GetCurrentFile() != nullptr) {
+        ElfApi_ExitSyms(); // what was kept is of the addresses before
+        ElfApi_ExitFind();
+        ElfApi_InitFind();
+    }
+    return Result;
+}
+
+void ElfApi_SetFrameResolver(ELF_SYM_LOC (*pfResolve)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h)) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    pfResolveLoc = pfResolve;
+}

@@ -1,0 +1,120 @@
+#include "elf/ElfSym.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+// Texts and comparison of data locations.
+
+namespace {
+
+constexpr size_t MAX_LOC_TEXT = 63;
+
+std::string _RegText(U32 Reg) {
+    if (Reg == ELF_REG_SAME_AS_CALLER) {
+        return "same as caller";
+    }
+    return Reg == ELF_REG_UNSPECIFIED ? "unspecified" : "R" + std::to_string(Reg);
+}
+
+/// "SP", or "SP + 8" where the offset isn't zero.
+std::string _WithOffset(const std::string& sText, I32 Off) {
+    if (Off == 0) {
+        return sText;
+    }
+    return sText + (Off < 0 ? " - " : " + ") + std::to_string(std::llabs(Off));
+}
+
+std::string _AddrText(U32 Addr) {
+    char sText[16];
+    std::snprintf(sText, sizeof(sText), "[%X]", static_cast<unsigned>(Addr));
+    return sText;
+}
+
+std::string _BaseText(const ELF_SYM_LOC_BASE& Base) {
+    const std::string sReg = Base.Off == 0 ? _RegText(Base.Reg) : "R" + std::to_string(Base.Reg);
+    return "[" + _WithOffset(sReg, Base.Off) + "]";
+}
+
+std::string _Text(const ELF_SYM_LOC& Loc) {
+    switch (Loc.Kind) {
+    case ELF_LOC_CONST:
+        return "const";
+    case ELF_LOC_MEM:
+        return _AddrText(Loc.Addr);
+    case ELF_LOC_MEM_OFF:
+        return _WithOffset(_AddrText(Loc.Addr), Loc.Off);
+    case ELF_LOC_REG:
+        return _RegText(Loc.Reg);
+    case ELF_LOC_REG_OFF:
+        return _WithOffset(_RegText(Loc.Reg), Loc.Off);
+    case ELF_LOC_MEM_BASE:
+        return _BaseText(Loc.Base);
+    case ELF_LOC_SP:
+        return _WithOffset("SP", Loc.Off);
+    case ELF_LOC_BP:
+        return _WithOffset("BP", Loc.Off);
+    case ELF_LOC_CFA:
+        return _WithOffset("CFA", Loc.Off);
+    case ELF_LOC_MEM_SP:
+        return "[" + _WithOffset("SP", Loc.Off) + "]";
+    case ELF_LOC_MEM_BP:
+        return "[" + _WithOffset("BP", Loc.Off) + "]";
+    case ELF_LOC_MEM_CFA:
+        return "[" + _WithOffset("CFA", Loc.Off) + "]";
+    case ELF_LOC_PARENT_VALUE:
+        return _WithOffset("Parent value", Loc.Off);
+    case ELF_LOC_PARENT_LOC:
+        return _WithOffset("Parent loc", Loc.Off);
+    case ELF_LOC_ON_ENTRY:
+        return "? (on entry)";
+    default:
+        return "N/A";
+    }
+}
+
+} // namespace
+
+std::string ELF_LocToText(const ELF_SYM_LOC& Loc) { return _Text(Loc).substr(0, MAX_LOC_TEXT); }
+
+bool ELF_AreLocsEqual(const ELF_SYM_LOC& a, const ELF_SYM_LOC& b) {
+    if (a.Kind != b.Kind) {
+        return false;
+    }
+    switch (a.Kind) {
+    case ELF_LOC_CONST:
+        return a.Value == b.Value;
+    case ELF_LOC_MEM:
+    case ELF_LOC_MEM_BASE:
+    case ELF_LOC_MEM_SP:
+    case ELF_LOC_MEM_BP:
+    case ELF_LOC_MEM_CFA:
+        return a.Addr == b.Addr;
+    case ELF_LOC_MEM_OFF:
+        return a.Addr == b.Addr && a.Off == b.Off;
+    case ELF_LOC_REG:
+        return a.Reg == b.Reg;
+    case ELF_LOC_REG_OFF:
+        return a.Reg == b.Reg && a.Off == b.Off;
+    case ELF_LOC_SP:
+    case ELF_LOC_BP:
+    case ELF_LOC_CFA:
+    case ELF_LOC_PARENT_VALUE:
+    case ELF_LOC_PARENT_LOC:
+        return a.Off == b.Off;
+    case ELF_LOC_ON_ENTRY: {
+        ELF_SYM_LOC BaseA;
+        ELF_SYM_LOC BaseB;
+        BaseA.Kind = a.Base.Kind;
+        BaseA.Addr = a.Base.Addr;
+        BaseA.Reg = a.Base.Reg;
+        BaseA.Off = a.Base.Off;
+        BaseB.Kind = b.Base.Kind;
+        BaseB.Addr = b.Base.Addr;
+        BaseB.Reg = b.Base.Reg;
+        BaseB.Off = b.Base.Off;
+        return ELF_AreLocsEqual(BaseA, BaseB);
+    }
+    default:
+        return false;
+    }
+}

@@ -1,0 +1,175 @@
+#include "elf/ElfApi.h"
+#include "tests/elf/ElfImageBuilder.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QSet>
+#include <QStandardPaths>
+
+// The symbol store against gdb: every function's range, every global's address and size, every struct's layout, for C
+// and C++ at four levels of optimization and in four versions of DWARF.
+
+namespace {
+
+struct BUILD {
+    const char* sSource;
+    const char* sFlags;
+};
+
+const QString sSourceDir = QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/dwarf/");
+
+QString _Run(const QString& sProgram, const QStringList& Args) {
+    QProcess Process;
+    Process.start(sProgram, Args);
+    return Process.waitForFinished(60'000) && Process.exitCode() == 0
+               ? QString::fromUtf8(Process.readAllStandardOutput())
+               : QString();
+}
+
+QString _Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
+
+/// Name for comparison. gdb writes template arguments in its own spelling, and demangles the one name that the
+/// compiler gives in mangled form.
+QString _Squeeze(QString sName) {
+    sName.replace(QLatin1String("short int"), QLatin1String("short"));
+    if (sName.contains(QLatin1String("__static_initialization_and_destruction_0"))) {
+        return QStringLiteral("__static_initialization_and_destruction_0");
+    }
+    return sName.remove(QLatin1Char(' '));
+}
+
+QStringList _AskGdb(const QString& sElf) {
+    return _Run(_Tool("gdb-multiarch"), {"-nx", "-batch", "-ex", "python NM='" + _Tool("nm") + "'", "-x",
+                                         sSourceDir + "dump.py", sElf})
+        .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+/// Members of a type, those of its unnamed members not included.
+ELF_SYM_HANDLE _FindType(const QString& sName, U32 Size) {
+    for (const ELF_SYM_HANDLE h : ElfApi_Types()) {
+        if (_Squeeze(ElfApi_GetSymName(h, true)) == sName && ElfApi_GetSymSize(h) == Size) {
+            return h;
+        }
+    }
+    return 0;
+}
+
+QString _DescribeMember(ELF_SYM_HANDLE h) {
+    const I64 Off = ElfApi_GetMemberOffset(h);
+    return QStringLiteral("%1|%2|%3|%4")
+        .arg(ElfApi_GetSymName(h))
+        .arg(Off * 8 + ElfApi_GetSymBitOffset(h))
+        .arg(ElfApi_GetSymBitWidth(h))
+        .arg(ElfApi_GetSymSize(ElfApi_GetSymDataType(h)));
+}
+
+/// What is wrong with one fact of gdb's; empty if nothing is.
+QString _Check(const QStringList& Fact) {
+    const QString& sName = Fact[1];
+    if (Fact[0] == "F") {
+        const U32 Lo = Fact[2].toUInt();
+        const ELF_SYM_HANDLE h = ElfApi_GetFuncAtAddr(Lo, true);
+        const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
+        const QString sFound = ElfApi_GetSymName(h, true);
+        return _Squeeze(sFound) == _Squeeze(sName) && Range.Addr == Lo && Range.Size == Fact[3].toUInt() - Lo
+                   ? QString()
+                   : QStringLiteral("%1 at %2, %3 bytes").arg(sFound).arg(Range.Addr).arg(Range.Size);
+    }
+    if (Fact[0] == "G") {
+        const ELF_SYM_HANDLE h = ElfApi_FindSym(sName, true, false, false, false);
+        const I64 Addr = ElfApi_GetSymAddr(h);
+        return Addr == Fact[2].toLongLong() && ElfApi_GetSymSize(h) == Fact[3].toUInt()
+                   ? QString()
+                   : QStringLiteral("%1, %2 bytes").arg(Addr).arg(ElfApi_GetSymSize(h));
+    }
+    if (Fact[0] == "S") {
+        return _FindType(sName, Fact[2].toUInt()) != 0 ? QString() : QStringLiteral("no such type");
+    }
+    return {};
+}
+
+void _CheckMembers(const QString& sType, U32 Size, const QSet<QString>& Members, const QString& sWhere) {
+    const ELF_SYM_HANDLE hType = _FindType(sType, Size);
+    QSet<QString> Found;
+    for (const ELF_SYM_HANDLE h : ElfApi_GetMembers(hType)) {
+        if (!ElfApi_IsFunc(h) && !ElfApi_GetSymName(h).isEmpty() && ElfApi_GetMemberOffset(h) >= 0) {
+            Found.insert(_DescribeMember(h));
+        }
+    }
+    for (const QString& sMember : Members) {
+        // The pointer to the virtual functions is the compiler's, hence not shown.
+        EXPECT_TRUE(Found.contains(sMember) || sMember.startsWith(QLatin1String("_vptr")))
+            << qPrintable(sWhere + ": " + sType + "." + sMember) << " but "
+            << qPrintable(Found.values().join(QStringLiteral(" ")));
+    }
+}
+
+/// Compares all facts; returns how many there were.
+int _CompareWithGdb(const QString& sElf, const QString& sWhere) {
+    EXPECT_EQ(ElfApi_Init(sElf), 0) << qPrintable(sWhere);
+    const QStringList Facts = _AskGdb(sElf);
+    QMap<QString, QSet<QString>> Members;
+    QMap<QString, U32> Sizes;
+    for (const QString& sFact : Facts) {
+        const QStringList Fact = sFact.split(QLatin1Char('|'));
+        const QString sError = _Check(Fact);
+        EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": " + sFact + " but " + sError);
+        if (Fact[0] == "S") {
+            Sizes[Fact[1]] = Fact[2].toUInt();
+        } else if (Fact[0] == "M") {
+            Members[Fact[1]].insert(Fact.mid(2).join(QLatin1Char('|')));
+        }
+    }
+    for (auto It = Members.cbegin(); It != Members.cend(); ++It) {
+        _CheckMembers(It.key(), Sizes[It.key()], It.value(), sWhere);
+    }
+    ElfApi_Exit();
+    return static_cast<int>(Facts.size());
+}
+
+} // namespace
+
+class DwarfGdb : public CElfTest {
+protected:
+    void SetUp() override {
+        CElfTest::SetUp();
+        if (_Tool("gdb-multiarch").isEmpty() || _Tool("nm").isEmpty()) {
+            GTEST_SKIP() << "gdb-multiarch or nm is not installed";
+        }
+    }
+};
+
+TEST_F(DwarfGdb, EveryVersionAndOptimizationAgrees) {
+    const QString sC = _Tool("arm-none-eabi-gcc");
+    const QString sCpp = _Tool("arm-none-eabi-g++");
+    if (sC.isEmpty() || sCpp.isEmpty()) {
+        GTEST_SKIP() << "the ARM compilers are not installed";
+    }
+    const QStringList Common = {"-mcpu=cortex-m4", "-mthumb",          "-ffreestanding",     "-nostdlib",
+                                "-Wl,-e,main",     "-Wl,-Ttext=0x8000", "-Wl,-Tdata=0x20000000"};
+    const QStringList Cpp = {"-fno-exceptions", "-fno-rtti", "-fno-threadsafe-statics", "-fno-use-cxa-atexit", "-w"};
+    const QString sElf = m_Dir.filePath("program.elf");
+    for (const char* sVersion : {"-gdwarf-2", "-gdwarf-3", "-gdwarf-4", "-gdwarf-5", "-gdwarf-4 -fdebug-types-section"}) {
+        for (const char* sLevel : {"-O0", "-Og", "-O2", "-Os"}) {
+            const QStringList Flags = Common + QString(sVersion).split(QLatin1Char(' ')) + QStringList{sLevel, "-o", sElf};
+            const QString sWhere = QStringLiteral("%1 %2").arg(sVersion, sLevel);
+            _Run(sC, Flags + QStringList{sSourceDir + "types.c", "-lgcc"});
+            EXPECT_GT(_CompareWithGdb(sElf, "types.c " + sWhere), 25);
+            _Run(sCpp, Flags + Cpp + QStringList{sSourceDir + "classes.cpp", "-lgcc"});
+            EXPECT_GT(_CompareWithGdb(sElf, "classes.cpp " + sWhere), 25);
+        }
+    }
+}
+
+TEST_F(DwarfGdb, FirmwareAgrees) {
+    QStringList Files = {QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf")};
+    const QDir Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"));
+    for (const QString& sName : Firmware.entryList({"*.elf"})) {
+        Files.append(Firmware.filePath(sName));
+    }
+    int NumFacts = 0;
+    for (const QString& sFile : Files) {
+        NumFacts += _CompareWithGdb(sFile, sFile);
+    }
+    EXPECT_GT(NumFacts, 10);
+}
