@@ -63,23 +63,16 @@ void CTarget::ThreadMain() {
 }
 
 void CTarget::RunPiece() {
-    uint32_t Events = 0;
-    if (m_StepFirst) {
-        m_StepFirst = false;
-        Events = m_Cpu.Step(true);
+    const uint64_t Start = m_Cpu.Cycles;
+    uint64_t Count = PIECE;
+    if (Sampler.PeriodCycles) {
+        Count = std::clamp<uint64_t>(Sampler.NextCycle > Start ? Sampler.NextCycle - Start : 1, 1, PIECE);
     }
-    if (!Events) {
-        const uint64_t Start = m_Cpu.Cycles;
-        uint64_t Count = PIECE;
-        if (Sampler.PeriodCycles) {
-            Count = std::clamp<uint64_t>(Sampler.NextCycle > Start ? Sampler.NextCycle - Start : 1, 1, PIECE);
-        }
-        Events = m_Cpu.Run(Count);
-        m_Idle = !Events && m_Cpu.Sleeping && m_Cpu.Cycles == Start;
-        // Time may have jumped over several samples while the processor slept.
-        while (Sampler.PeriodCycles && m_Cpu.Cycles >= Sampler.NextCycle) {
-            TakeSample();
-        }
+    const uint32_t Events = m_Cpu.Run(Count);
+    m_Idle = !Events && m_Cpu.Sleeping && m_Cpu.Cycles == Start;
+    // Time may have jumped over several samples while the processor slept.
+    while (Sampler.PeriodCycles && m_Cpu.Cycles >= Sampler.NextCycle) {
+        TakeSample();
     }
     if (Events) {
         EnterHalt(Events);
@@ -120,8 +113,12 @@ void CTarget::Go() {
     m_Cpu.Dhcsr &= ~2u;
     m_Cpu.LockedUp = false;
     m_Cpu.Sleeping = false;
-    m_StepFirst = true;
     m_Running = true;
+    // The instruction that the program stands at is executed here, breakpoints aside: however soon it is halted again,
+    // it has left that place.
+    if (const uint32_t Events = m_Cpu.Step(true)) {
+        EnterHalt(Events);
+    }
 }
 
 bool CTarget::Step() {
@@ -138,7 +135,6 @@ void CTarget::Reset() {
     CAccess Access(*this);
     m_Cpu.Reset();
     m_Cpu.Events = 0;
-    m_StepFirst = false;
     EnterHalt(EVENT_REQUEST);
 }
 

@@ -87,7 +87,6 @@ private:
     std::atomic<bool> m_LockupSeen{false}; // not yet told
     bool m_Connected = false;
     bool m_Idle = false;      // asleep with nothing that could wake it
-    bool m_StepFirst = false; // the next instruction is executed without regard to breakpoints
     bool m_Quit = false;
     std::thread m_Thread;
 };
