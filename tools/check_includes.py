@@ -25,7 +25,7 @@ LEVELS = [
     ["command", "settings"],
     ["base"],
 ]
-ALLOWED_ASIDE = {("project", "script")}
+ALLOWED_ASIDE = {("project", "script"), ("datafile", "elf")}
 PROBE = "probe"
 PROBE_HEADER = "probe/novik.h"
 
