@@ -211,9 +211,9 @@ void CTableReader::AddUnusedFiles() {
 }
 
 void CTableReader::CloseRow(U32 Addr) {
-    if (m_HasRow && Addr >= m_Row.AddrLo) {
-        m_Row.AddrHi = Addr;
-        (Addr == m_Row.AddrLo ? m_pLines->Points : m_pLines->Lines).push_back(m_Row);
+    if (m_HasRow) { // dropped sections leave sequences that go backwards: such a row has no extent
+        m_Row.AddrHi = std::max(Addr, m_Row.AddrLo);
+        (Addr <= m_Row.AddrLo ? m_pLines->Points : m_pLines->Lines).push_back(m_Row);
     }
     m_HasRow = false;
 }

@@ -132,6 +132,8 @@ struct ELF_LINES {
     bool HasCpp = false;
 };
 
+class CSrcMap;
+struct CFI_TABLE;
 struct DWARF_STORE;
 
 struct ELF_FILE {
@@ -141,6 +143,8 @@ struct ELF_FILE {
     U32 NumFuncSyms = 0;
     U32 FileSize = 0;
     std::vector<U8> pData;
+    std::shared_ptr<CSrcMap> pSrcMap; ///< made when first asked for, as the next one
+    std::shared_ptr<CFI_TABLE> pCfi;
     Elf32_Ehdr pEhdr{};
     std::vector<Elf32_Phdr> paPhdr;
     std::vector<Elf32_Shdr> paShdr;

@@ -1,0 +1,295 @@
+#include "elf/ElfApiLines.h"
+
+#include "elf/Cfi.h"
+#include "elf/Elf.h"
+#include "elf/ElfApi.h"
+#include "elf/ElfApiState.h"
+#include "elf/ElfReloc.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace {
+
+constexpr U32 NEAR_DISTANCE = 256;      ///< bytes behind a line's address that still count as that line
+constexpr U32 MAX_BLOCK = 256;          ///< bytes of one block of a line
+constexpr U32 MAX_LINE_SEARCH = 1000;   ///< lines
+constexpr U32 MAX_ADDR_SEARCH = 1000;   ///< bytes
+constexpr U32 MIN_BLOCK_DISTANCE = 5;   ///< bytes; nearer than one wide instruction is the same block
+
+/// Lowest address of a function: line records below belong to functions that the linker dropped.
+U32 _Floor(const ELF_FILE* pFile) {
+    for (const U32 Idx : pFile->papFuncSym) {
+        const U32 Addr = pFile->paSym[Idx].st_value & ~1u;
+        if (Addr != 0) {
+            return ELF_Relocate(Addr);
+        }
+    }
+    return 0xFFFFFFFF;
+}
+
+CSrcMap& _Map() {
+    static CSrcMap Nothing;
+    ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (pFile == nullptr) {
+        return Nothing;
+    }
+    if (pFile->pSrcMap == nullptr) {
+        pFile->pSrcMap = std::make_shared<CSrcMap>();
+        pFile->pSrcMap->Build(pFile->Lines, _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
+    }
+    return *pFile->pSrcMap;
+}
+
+CFI_TABLE* _Cfi() {
+    ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (pFile != nullptr && pFile->pCfi == nullptr) {
+        pFile->pCfi = ELF_LoadCfi(pFile);
+    }
+    return pFile != nullptr ? pFile->pCfi.get() : nullptr;
+}
+
+/// Entry of the address list that stands for the address, by the near search if there is no exact one; -1.
+I64 _FindEntry(U32 Addr) {
+    const CSrcMap& Map = _Map();
+    if (Addr == 0 || Addr == 0xFFFFFFFF || Map.IsEmpty()) {
+        return -1;
+    }
+    const I64 Exact = Map.FindAddr(Addr);
+    if (Exact >= 0) {
+        return Exact;
+    }
+    const U64 hFunc = ElfApi_GetFuncAtAddr(Addr);
+    const I64 Prev = hFunc != 0 ? Map.GetPrevAddr(Addr) : -1;
+    return Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc
+               ? Map.FindAddr(static_cast<U32>(Prev))
+               : -1;
+}
+
+QList<CSrcLoc> _LocsOf(I64 Entry) {
+    U32 Num = 0;
+    const CSrcLoc* pLoc = _Map().GetLocs(Entry, &Num);
+    QList<CSrcLoc> Locs(pLoc, pLoc + Num);
+    std::sort(Locs.begin(), Locs.end(), [](const CSrcLoc& a, const CSrcLoc& b) {
+        return std::tie(a.Line, a.Col, a.FileId) < std::tie(b.Line, b.Col, b.FileId);
+    });
+    return Locs;
+}
+
+bool _IsAt(U32 Addr, const CSrcLoc& Loc) {
+    U32 Num = 0;
+    const CSrcLoc* pLoc = _Map().GetLocs(_FindEntry(Addr), &Num);
+    return std::find(pLoc, pLoc + Num, Loc) != pLoc + Num;
+}
+
+/// Bytes from the address to the next instruction or data item; 0 if it can't be told.
+U32 _StepAt(U32 Addr) {
+    const ELF_MEM_REGION Region = ELF_GetMemRegion(Addr);
+    if (Region.Kind == ELF_REGION_DATA) {
+        return Region.AddrHi - Addr < 4 ? 2 : 4;
+    }
+    if (Region.Kind == ELF_REGION_ARM) {
+        return 4;
+    }
+    const I64 Code = ELF_ReadU16(Addr);
+    return Code < 0 ? 0 : (Code & 0xF800) >= 0xE800 ? 4 : 2;
+}
+
+} // namespace
+
+U32 ElfApi_GetFileId(const QString& sPath) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetFileId(sPath);
+}
+
+QString ElfApi_GetFilePath(U32 FileId) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetFilePath(FileId);
+}
+
+bool ElfApi_FileExists(U32 FileId) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().FileExists(FileId);
+}
+
+QList<U32> ElfApi_GetSrcFileIds() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetSrcFileIds();
+}
+
+void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    if (ELF_GetCurrentFile() != nullptr) {
+        _Map().OnSrcFileLocated(sOldPath, sNewPath);
+    }
+}
+
+QList<CSrcLoc> ElfApi_GetSrcLocs(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _LocsOf(_FindEntry(Addr));
+}
+
+CSrcLoc ElfApi_GetSrcLoc(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    U32 Num = 0;
+    const I64 Entry = _FindEntry(Addr);
+    const CSrcLoc* pLoc = _Map().GetLocs(Entry, &Num);
+    return Num == 1 ? *pLoc : Num == 0 ? CSrcLoc() : _LocsOf(Entry).first();
+}
+
+CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr) {
+    const QList<CSrcLoc> Locs = ElfApi_GetSrcLocs(Addr);
+    return Locs.isEmpty() ? CSrcLoc() : Locs.last();
+}
+
+CSrcLoc ElfApi_GetExactSrcLoc(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    U32 Num = 0;
+    const CSrcLoc* pLoc = _Map().GetLocs(_Map().FindAddr(Addr), &Num);
+    return Num != 0 ? *pLoc : CSrcLoc();
+}
+
+bool ElfApi_HasSrcLoc(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _FindEntry(Addr) >= 0;
+}
+
+bool ElfApi_RangeHasSrcLoc(U32 Addr, U32 Size) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const I64 Next = _Map().GetNextAddr(Addr);
+    return _FindEntry(Addr) >= 0 || (Next >= 0 && Next < static_cast<I64>(Addr) + Size);
+}
+
+QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    U32 Num = 0;
+    const U32* pAddr = _Map().GetAddrs(Loc, &Num);
+    return QList<U32>(pAddr, pAddr + Num);
+}
+
+I64 ElfApi_GetAddr(const CSrcLoc& Loc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    U32 Num = 0;
+    const U32* pAddr = _Map().GetAddrs(Loc, &Num);
+    return Num != 0 ? static_cast<I64>(*pAddr) : -1;
+}
+
+QList<U32> ElfApi_GetAddrBlock(const CSrcLoc& Loc, U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    QList<U32> Block = {Addr};
+    for (U32 Next = Addr;;) {
+        const U32 Step = _StepAt(Next);
+        Next += Step;
+        if (Step == 0 || Next - Addr >= MAX_BLOCK || !_IsAt(Next, Loc)) {
+            return Block;
+        }
+        Block.append(Next);
+    }
+}
+
+QList<U32> ElfApi_GetLineEntryAddrs(const CSrcLoc& Loc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const QList<U32> Addrs = ElfApi_GetAddrs(Loc);
+    if (Addrs.size() < 2) {
+        return Addrs;
+    }
+    QList<U32> Starts;
+    I64 BlockEnd = -1; // last address of the blocks so far; they come in ascending order
+    for (qsizetype i = 0; i < Addrs.size(); ++i) {
+        if ((i != 0 && Addrs[i] - Addrs[i - 1] < MIN_BLOCK_DISTANCE) || Addrs[i] <= BlockEnd) {
+            continue;
+        }
+        Starts.append(Addrs[i]);
+        for (const U32 Addr : ElfApi_GetAddrBlock(Loc, Addrs[i])) {
+            if (ELF_GetMemRegion(Addr).Kind == ELF_REGION_DATA) {
+                break;
+            }
+            BlockEnd = std::max<I64>(BlockEnd, Addr);
+        }
+    }
+    return Starts;
+}
+
+CSrcLoc ElfApi_GetNextCodeLine(const CSrcLoc& Loc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    for (U32 i = 1; i <= MAX_LINE_SEARCH; ++i) {
+        const CSrcLoc Next{Loc.FileId, Loc.Line + i, 0};
+        if (_Map().HasLoc(Next)) {
+            return Next;
+        }
+    }
+    return {};
+}
+
+CSrcLoc ElfApi_GetPrevCodeLine(const CSrcLoc& Loc) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetPrevLoc(Loc);
+}
+
+I64 ElfApi_GetPrevAddr(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetPrevAddr(Addr);
+}
+
+I64 ElfApi_GetNextAddr(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetNextAddr(Addr);
+}
+
+I64 ElfApi_GetNextLineAddr(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const CSrcLoc Loc = ElfApi_GetSrcLoc(Addr);
+    const I64 Last = std::min<I64>(static_cast<I64>(Addr) + MAX_ADDR_SEARCH, _Map().GetHighestAddr());
+    for (I64 Next = static_cast<I64>(Addr) + 2; Next <= Last; Next += 2) {
+        const CSrcLoc At = ElfApi_GetExactSrcLoc(static_cast<U32>(Next));
+        if (At.IsValid() && !(At == Loc)) {
+            return Next;
+        }
+    }
+    return -1;
+}
+
+bool ElfApi_IsLineStart(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    const CSrcLoc Loc = ElfApi_GetExactSrcLoc(Addr);
+    if (!Loc.IsValid()) {
+        return false;
+    }
+    const I64 Prev = _Map().GetPrevAddr(Addr);
+    return ElfApi_GetAddrs(Loc).size() == 1 || Prev < 0 || !_IsAt(static_cast<U32>(Prev), Loc);
+}
+
+U32 ElfApi_GetFileAtAddr(U32 Addr) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return _Map().GetFileAtAddr(Addr);
+}
+
+I32 ElfApi_GetRegRules(U32 PC, ELF_SYM_LOC* paRules) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetRegRules(_Cfi(), ELF_Unrelocate(PC), paRules);
+}
+
+ELF_SYM_LOC ElfApi_GetCFA(U32 PC) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetCFA(_Cfi(), ELF_Unrelocate(PC));
+}
+
+I32 ElfApi_GetStackSize(U32 PC) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetStackSize(_Cfi(), ELF_Unrelocate(PC));
+}
+
+U32 ElfApi_GetFdeCnt() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return ELF_GetFdeCnt(_Cfi());
+}
+
+U32 ElfApi_GetFdeAddrLo(U32 i) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return i < ELF_GetFdeCnt(_Cfi()) ? ELF_Relocate(ELF_GetFdeAddrLo(_Cfi(), i)) : 0;
+}
+
+U32 ElfApi_GetFdeAddrHi(U32 i) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    return i < ELF_GetFdeCnt(_Cfi()) ? ELF_Relocate(ELF_GetFdeAddrHi(_Cfi(), i), true) : 0;
+}

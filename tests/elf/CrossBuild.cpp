@@ -1,0 +1,71 @@
+#include "tests/elf/CrossBuild.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+
+namespace {
+
+const QString sSourceDir = QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/src/");
+
+struct COMPILER {
+    QString sProgram;
+    QStringList Args;
+    QString sSource;
+};
+
+QList<COMPILER> _Compilers() {
+    const QStringList Common = {"-ffreestanding", "-nostdlib", "-mcpu=cortex-m4", "-mthumb"};
+    QList<COMPILER> List = {{FindCrossTool("gcc"), Common, "mixed.c"},
+                            {FindCrossTool("gcc"), Common + QStringList{"-Wa,-gdwarf-5"}, "mixed.c"},
+                            {FindCrossTool("gcc"), Common + QStringList{"-marm", "-mcpu=arm7tdmi"}, "mixed.c"},
+                            {FindCrossTool("g++"), Common + QStringList{"-fno-exceptions", "-fno-rtti"}, "mixed.cpp"}};
+    const QString sClang = QStandardPaths::findExecutable("clang");
+    const QStringList ForArm = {"--target=arm-none-eabi", "-fuse-ld=lld", "-Wno-unused-command-line-argument"};
+    if (!sClang.isEmpty() && !QStandardPaths::findExecutable("ld.lld").isEmpty()) {
+        List.append({sClang, ForArm + Common, "mixed.c"});
+    }
+    return List;
+}
+
+QList<CROSS_PROGRAM> _Build(const QString& sDir) {
+    QList<CROSS_PROGRAM> Programs;
+    for (const COMPILER& Compiler : _Compilers()) {
+        for (const char* sLevel : {"-O0", "-Og", "-O2", "-Os"}) {
+            for (const char* sVersion : {"-gdwarf-2", "-gdwarf-3", "-gdwarf-4", "-gdwarf-5"}) {
+                const QString sPath = QStringLiteral("%1/p%2.elf").arg(sDir).arg(Programs.size());
+                const QStringList Args = Compiler.Args + QStringList{sLevel, sVersion, "-Wl,-Ttext=0x8000",
+                                                                     sSourceDir + Compiler.sSource, "-o", sPath};
+                if (!Compiler.sProgram.isEmpty() && QProcess::execute(Compiler.sProgram, Args) == 0) {
+                    Programs.append({QFileInfo(Compiler.sProgram).fileName() + ' ' + Args.join(' '), sPath});
+                }
+            }
+        }
+    }
+    QDirIterator Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"), {"*.elf"}, QDir::Files, QDirIterator::Subdirectories);
+    while (Firmware.hasNext()) {
+        const QString sPath = Firmware.next();
+        Programs.append({sPath, sPath});
+    }
+    return Programs;
+}
+
+} // namespace
+
+QString RunTool(const QString& sProgram, const QStringList& Args) {
+    QProcess Process;
+    Process.start(sProgram, Args);
+    return Process.waitForFinished(60'000) && Process.exitCode() == 0 ? QString::fromUtf8(Process.readAllStandardOutput())
+                                                                      : QString();
+}
+
+QString FindCrossTool(const QString& sName) { return QStandardPaths::findExecutable("arm-none-eabi-" + sName); }
+
+const QList<CROSS_PROGRAM>& CrossPrograms() {
+    static const QTemporaryDir Dir;
+    static const QList<CROSS_PROGRAM> Programs =
+        FindCrossTool("gcc").isEmpty() ? QList<CROSS_PROGRAM>() : _Build(Dir.path());
+    return Programs;
+}

@@ -1,0 +1,187 @@
+#include "elf/Cfi.h"
+#include "elf/Elf.h"
+#include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
+#include "tests/elf/CrossBuild.h"
+
+#include <QFileInfo>
+#include <QMap>
+#include <QRegularExpression>
+#include <gtest/gtest.h>
+
+// Every row of every line table and every frame rule, against what the GNU binary tools say of the same program.
+
+namespace {
+
+constexpr int MAX_SHOWN = 5; ///< differences shown per program
+
+class LinesOracle : public testing::Test {
+protected:
+    void SetUp() override {
+        if (CrossPrograms().isEmpty() || FindCrossTool("objdump").isEmpty() || FindCrossTool("readelf").isEmpty()) {
+            GTEST_SKIP() << "the ARM cross compiler or its binary tools aren't installed";
+        }
+    }
+    void TearDown() override { ElfApi_Exit(); }
+};
+
+/// "file:line@address" with the number of its rows.
+using ROW_COUNTS = QMap<QString, int>;
+
+ROW_COUNTS _ObjdumpRows(const QString& sPath) {
+    static const QRegularExpression Form(QStringLiteral("^(\\S+)\\s+(\\d+)\\s+(?:0x)?([0-9a-f]+)"));
+    ROW_COUNTS Rows;
+    for (const QString& sLine : RunTool(FindCrossTool("objdump"), {"--dwarf=decodedline", sPath}).split('\n')) {
+        const QRegularExpressionMatch Match = Form.match(sLine);
+        if (Match.hasMatch()) {
+            ++Rows[QFileInfo(Match.captured(1)).fileName() + ':' + Match.captured(2) + '@' + Match.captured(3)];
+        }
+    }
+    return Rows;
+}
+
+ROW_COUNTS _OwnRows() {
+    ROW_COUNTS Rows;
+    const ELF_LINES& Lines = ELF_GetCurrentFile()->Lines;
+    for (const std::vector<ELF_LINE>* pRows : {&Lines.Lines, &Lines.Points}) {
+        for (const ELF_LINE& Row : *pRows) {
+            ++Rows[QFileInfo(QString::fromStdString(Lines.SrcFiles[Row.File])).fileName() + ':' +
+                   QString::number(Row.Line) + '@' + QString::number(Row.AddrLo, 16)];
+        }
+    }
+    return Rows;
+}
+
+QString _Difference(const ROW_COUNTS& Theirs, const ROW_COUNTS& Ours) {
+    QStringList Texts;
+    for (auto It = Theirs.cbegin(); It != Theirs.cend() && Texts.size() < MAX_SHOWN; ++It) {
+        if (Ours.value(It.key()) != It.value()) {
+            Texts.append(QStringLiteral("%1: theirs %2, ours %3").arg(It.key()).arg(It.value()).arg(Ours.value(It.key())));
+        }
+    }
+    for (auto It = Ours.cbegin(); It != Ours.cend() && Texts.size() < MAX_SHOWN; ++It) {
+        if (!Theirs.contains(It.key())) {
+            Texts.append(QStringLiteral("%1: only ours").arg(It.key()));
+        }
+    }
+    return Texts.join("; ");
+}
+
+/// One rule of readelf's table in our form. An unmentioned register is "u" there, though it keeps its value.
+QString _RuleText(const ELF_SYM_LOC& Loc, U32 Reg) {
+    const auto Signed = [](I32 Off) { return (Off < 0 ? "-" : "+") + QString::number(std::abs(Off)); };
+    switch (Loc.Kind) {
+    case ELF_LOC_MEM_CFA:
+        return "c" + Signed(Loc.Off);
+    case ELF_LOC_CFA:
+        return "v" + Signed(Loc.Off);
+    case ELF_LOC_REG_OFF:
+        return Loc.Reg == CFI_REG_CFA ? "c" + Signed(Loc.Off) : "r" + QString::number(Loc.Reg) + Signed(Loc.Off);
+    case ELF_LOC_REG:
+        return Loc.Reg == Reg || Loc.Reg == ELF_REG_UNSPECIFIED ? QStringLiteral("u") : "r" + QString::number(Loc.Reg);
+    default:
+        return QStringLiteral("none");
+    }
+}
+
+/// A table of readelf -wF: the columns and, for each row, address and cells; checked at each halfword of the row.
+struct FRAME_TABLE {
+    QStringList Columns;
+    QList<QPair<U32, QStringList>> Rows;
+    U32 Hi = 0;
+
+    QString Check(int* pNumChecked) const {
+        for (qsizetype i = 0; i < Rows.size(); ++i) {
+            const U32 End = i + 1 < Rows.size() ? Rows[i + 1].first : Hi;
+            for (U32 PC = Rows[i].first; PC < End; PC += 2) {
+                ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+                if (ElfApi_GetRegRules(PC, aRule) != NUM_UNWIND_REGS) {
+                    return QStringLiteral("no rules at %1").arg(PC, 0, 16);
+                }
+                for (qsizetype k = 0; k < Columns.size() && k < Rows[i].second.size(); ++k) {
+                    const U32 Reg = Columns[k] == "CFA" ? 13 : Columns[k] == "ra" ? 14 : Columns[k].mid(1).toUInt();
+                    const QString sTheirs = Rows[i].second[k] == "s" ? QStringLiteral("u") : Rows[i].second[k];
+                    ++*pNumChecked;
+                    if (Reg < NUM_UNWIND_REGS && _RuleText(aRule[Reg], Reg) != sTheirs) {
+                        return QStringLiteral("%1 at %2: theirs %3, ours %4")
+                            .arg(Columns[k], QString::number(PC, 16), sTheirs, _RuleText(aRule[Reg], Reg));
+                    }
+                }
+            }
+        }
+        return {};
+    }
+};
+
+QList<FRAME_TABLE> _ReadelfFrames(const QString& sPath) {
+    static const QRegularExpression Head(QStringLiteral(" FDE .*pc=([0-9a-f]+)\\.\\.([0-9a-f]+)"));
+    static const QRegularExpression Row(QStringLiteral("^([0-9a-f]{8}) +(r\\d+.*|exp.*)$"));
+    QList<FRAME_TABLE> Tables;
+    bool IsFde = false;
+    for (const QString& sLine : RunTool(FindCrossTool("readelf"), {"-wF", sPath}).split('\n')) {
+        const QRegularExpressionMatch HeadMatch = Head.match(sLine);
+        const QRegularExpressionMatch RowMatch = Row.match(sLine);
+        if (sLine.contains(" CIE ")) {
+            IsFde = false;
+        } else if (HeadMatch.hasMatch()) {
+            IsFde = true;
+            Tables.append(FRAME_TABLE());
+            Tables.last().Hi = HeadMatch.captured(2).toUInt(nullptr, 16);
+        } else if (IsFde && sLine.trimmed().startsWith("LOC")) {
+            Tables.last().Columns = sLine.split(' ', Qt::SkipEmptyParts).mid(1);
+        } else if (IsFde && RowMatch.hasMatch()) {
+            Tables.last().Rows.append({RowMatch.captured(1).toUInt(nullptr, 16),
+                                       RowMatch.captured(2).split(' ', Qt::SkipEmptyParts)});
+        }
+    }
+    return Tables;
+}
+
+} // namespace
+
+TEST_F(LinesOracle, EveryLineRowIsObjdumps) {
+    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+        ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
+        const ROW_COUNTS Theirs = _ObjdumpRows(Program.sPath);
+        EXPECT_FALSE(Theirs.isEmpty()) << qPrintable(Program.sName);
+        EXPECT_EQ(_Difference(Theirs, _OwnRows()).toStdString(), "") << qPrintable(Program.sName);
+    }
+}
+
+TEST_F(LinesOracle, EveryFrameRuleIsReadelfs) {
+    int NumChecked = 0;
+    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+        ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
+        const QList<FRAME_TABLE> Tables = _ReadelfFrames(Program.sPath);
+        EXPECT_EQ(ElfApi_GetFdeCnt(), static_cast<U32>(Tables.size())) << qPrintable(Program.sName);
+        // Descriptions of functions that the linker dropped stand at address 0 and may cover real ones.
+        const ELF_FILE* pFile = ELF_GetCurrentFile();
+        const U32 Floor = pFile->papFuncSym.empty() ? 0 : pFile->paSym[pFile->papFuncSym[0]].st_value & ~1u;
+        for (const FRAME_TABLE& Table : Tables) {
+            if (!Table.Rows.isEmpty() && Table.Rows[0].first < Floor) {
+                continue;
+            }
+            EXPECT_EQ(Table.Check(&NumChecked).toStdString(), "") << qPrintable(Program.sName);
+        }
+    }
+    EXPECT_GT(NumChecked, 10'000);
+}
+
+TEST_F(LinesOracle, PositionsAndAddressesLeadToEachOther) {
+    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+        ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
+        int NumFound = 0;
+        for (const ELF_LINE& Row : ELF_GetCurrentFile()->Lines.Lines) {
+            if (Row.Line == 0) {
+                continue; // code of no line has the position of the line before
+            }
+            for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Row.AddrLo)) {
+                EXPECT_TRUE(ElfApi_GetAddrs(Loc).contains(Row.AddrLo)) << qPrintable(Program.sName);
+                EXPECT_EQ(ElfApi_GetFileId(ElfApi_GetFilePath(Loc.FileId).toUpper()), Loc.FileId);
+                EXPECT_TRUE(ElfApi_GetSrcFileIds().contains(Loc.FileId));
+                ++NumFound;
+            }
+        }
+        EXPECT_TRUE(NumFound > 10 || ELF_GetCurrentFile()->papFuncSym.size() < 2) << qPrintable(Program.sName);
+    }
+}
