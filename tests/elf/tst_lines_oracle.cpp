@@ -143,7 +143,7 @@ TEST_F(LinesOracle, EveryLineRowIsObjdumps) {
     for (const CROSS_PROGRAM& Program : CrossPrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         const ROW_COUNTS Theirs = _ObjdumpRows(Program.sPath);
-        EXPECT_FALSE(Theirs.isEmpty()) << qPrintable(Program.sName);
+        EXPECT_EQ(Theirs.isEmpty(), ELF_FindSection(ELF_GetCurrentFile(), ".debug_line") < 0) << qPrintable(Program.sName);
         EXPECT_EQ(_Difference(Theirs, _OwnRows()).toStdString(), "") << qPrintable(Program.sName);
     }
 }
@@ -171,16 +171,20 @@ TEST_F(LinesOracle, PositionsAndAddressesLeadToEachOther) {
     for (const CROSS_PROGRAM& Program : CrossPrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         int NumFound = 0;
+        QSet<U32> FileIds;
         for (const ELF_LINE& Row : ELF_GetCurrentFile()->Lines.Lines) {
             if (Row.Line == 0) {
                 continue; // code of no line has the position of the line before
             }
             for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Row.AddrLo)) {
                 EXPECT_TRUE(ElfApi_GetAddrs(Loc).contains(Row.AddrLo)) << qPrintable(Program.sName);
-                EXPECT_EQ(ElfApi_GetFileId(ElfApi_GetFilePath(Loc.FileId).toUpper()), Loc.FileId);
-                EXPECT_TRUE(ElfApi_GetSrcFileIds().contains(Loc.FileId));
+                FileIds.insert(Loc.FileId);
                 ++NumFound;
             }
+        }
+        for (const U32 FileId : std::as_const(FileIds)) {
+            EXPECT_EQ(ElfApi_GetFileId(ElfApi_GetFilePath(FileId).toUpper()), FileId);
+            EXPECT_TRUE(ElfApi_GetSrcFileIds().contains(FileId));
         }
         EXPECT_TRUE(NumFound > 10 || ELF_GetCurrentFile()->papFuncSym.size() < 2) << qPrintable(Program.sName);
     }

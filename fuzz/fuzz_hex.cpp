@@ -1,0 +1,5 @@
+// Intel HEX files.
+
+#include "fuzz/DataFileInput.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) { return ReadInputAs("hex", pData, Size); }

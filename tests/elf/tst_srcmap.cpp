@@ -1,0 +1,248 @@
+#include "elf/ByteReader.h"
+#include "elf/Cfi.h"
+#include "elf/ElfApiLines.h"
+#include "elf/IntervalTree.h"
+#include "elf/SrcMap.h"
+
+#include <gtest/gtest.h>
+#include <libdwarf/dwarf.h>
+#include <random>
+
+// Source maps and frame tables of known content.
+
+namespace {
+
+/// Two files of code from 0x1000 and 0x2000, a third that has lines of a dropped section only.
+ELF_LINES _Lines() {
+    ELF_LINES Lines;
+    Lines.SrcFiles = {"/src/Main.c", "/src/util.c", "/src/dropped.c"};
+    Lines.OtherFiles = {"/src/types.h"};
+    Lines.Lines = {{0x0, 0x10, 0, 90, 0, 1},      {0x1000, 0x1004, 0, 10, 1, 1}, {0x1004, 0x1006, 0, 11, 1, 1},
+                   {0x1006, 0x1008, 0, 10, 5, 1}, {0x1200, 0x1204, 0, 2011, 0, 1}, {0x1500, 0x1510, 2, 5, 0, 1},
+                   {0x2000, 0x2010, 1, 7, 2, 1},  {0x9000, 0x9010, 1, 8, 0, 1}};
+    Lines.Points = {{0x2000, 0x2000, 1, 7, 9, 1}, {0x1004, 0x1004, 0, 12, 3, 1}};
+    Lines.Tables = {{{0}, {{0x1000, 0x1300}}}, {{1}, {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}}, {{2}, {}}};
+    return Lines;
+}
+
+std::vector<U32> _AddrsOf(const CSrcMap& Map, const CSrcLoc& Loc) {
+    U32 Num = 0;
+    const U32* p = Map.GetAddrs(Loc, &Num);
+    return {p, p + Num};
+}
+
+U32 _MoveUp(U32 Addr, bool) { return Addr + 0x1000; }
+
+class SrcMap : public testing::Test {
+protected:
+    void SetUp() override { m_Map.Build(_Lines(), 0x1000, nullptr); }
+    CSrcMap m_Map;
+};
+
+} // namespace
+
+TEST_F(SrcMap, LinksAreKeptWhereTheFileHasCode) {
+    const U32 Main = m_Map.GetFileId("/src/main.c");
+    const U32 Util = m_Map.GetFileId("/SRC/util.c");
+    EXPECT_EQ(m_Map.GetFileId("/src/Main.c"), Main);
+    EXPECT_EQ(m_Map.GetFileId("\\src\\.\\x\\..\\MAIN.c"), Main);
+    EXPECT_EQ(_AddrsOf(m_Map, {Main, 10, 0}), (std::vector<U32>{0x1000, 0x1006}));
+    EXPECT_EQ(m_Map.GetSkippedLines(), 1u); // below the lowest function
+    EXPECT_TRUE(_AddrsOf(m_Map, {Main, 90, 0}).empty());
+    EXPECT_EQ(m_Map.FindAddr(0x1500), -1); // a file without code
+    EXPECT_EQ(m_Map.FindAddr(0x9000), -1); // outside of its file's code
+    U32 Num = 0;
+    const CSrcLoc* pLoc = m_Map.GetLocs(m_Map.FindAddr(0x1004), &Num);
+    ASSERT_EQ(Num, 2u);
+    EXPECT_EQ(pLoc[0].Line, 12u);
+    EXPECT_EQ(pLoc[1].Line, 11u);
+    pLoc = m_Map.GetLocs(m_Map.FindAddr(0x2000), &Num);
+    ASSERT_EQ(Num, 1u); // two records, one link, the column of the first
+    EXPECT_EQ(pLoc[0].Col, 9u);
+    EXPECT_EQ(m_Map.GetFileRanges(Util).size(), 1); // touching ranges merged, the huge one dropped
+    EXPECT_EQ(m_Map.GetFileRanges(Util)[0].Hi, 0x2020u);
+    EXPECT_EQ(m_Map.GetFileAtAddr(0x201E), Util);
+    EXPECT_EQ(m_Map.GetFileAtAddr(0x3000), INVALID_FILE_ID);
+    EXPECT_EQ(m_Map.GetFileId("/src/types.h") == INVALID_FILE_ID, false); // known, though it has no code
+    EXPECT_FALSE(m_Map.GetSrcFileIds().contains(m_Map.GetFileId("/src/types.h")));
+    EXPECT_EQ(m_Map.GetFileId(""), INVALID_FILE_ID);
+    EXPECT_EQ(m_Map.GetFileId("nowhere.c"), INVALID_FILE_ID);
+}
+
+TEST_F(SrcMap, NeighboursOfAnyAddress) {
+    struct NEIGHBOURS {
+        U32 Addr;
+        I64 Prev;
+        I64 Next;
+    };
+    const NEIGHBOURS aCase[] = {{0, -1, 0x1000},           {0x1000, -1, 0x1004},    {0x1001, 0x1000, 0x1004},
+                                {0x1004, 0x1000, 0x1006},  {0x1200, 0x1006, 0x2000}, {0x1FFF, 0x1200, 0x2000},
+                                {0x2000, 0x1200, -1},      {0xFFFFFFFE, 0x2000, -1}};
+    for (const NEIGHBOURS& Case : aCase) {
+        EXPECT_EQ(m_Map.GetPrevAddr(Case.Addr), Case.Prev) << Case.Addr;
+        EXPECT_EQ(m_Map.GetNextAddr(Case.Addr), Case.Next) << Case.Addr;
+    }
+    const U32 Main = m_Map.GetFileId("/src/main.c");
+    EXPECT_EQ(m_Map.GetPrevLoc({Main, 2011, 0}).Line, 12u);
+    EXPECT_FALSE(m_Map.GetPrevLoc({Main, 10, 0}).IsValid());
+    m_Map.Clear();
+    EXPECT_EQ(m_Map.GetPrevAddr(0x1000), -1);
+    EXPECT_EQ(m_Map.GetNextAddr(0x1000), -1);
+}
+
+TEST_F(SrcMap, LocatedFilesKeepTheirPositions) {
+    const U32 Old = m_Map.GetFileId("/src/Main.c");
+    EXPECT_FALSE(m_Map.FileExists(Old));
+    m_Map.OnSrcFileLocated("/src/Main.c", "/home/me/Main.c");
+    EXPECT_EQ(m_Map.GetFileId("/home/me/main.C"), Old);
+    EXPECT_EQ(m_Map.GetFilePath(Old), "/home/me/Main.c");
+    EXPECT_TRUE(m_Map.FileExists(Old));
+    EXPECT_EQ(_AddrsOf(m_Map, {Old, 11, 0}), (std::vector<U32>{0x1004}));
+}
+
+TEST_F(SrcMap, RelocatedProgramsMoveAsAWhole) {
+    m_Map.Build(_Lines(), 0x2000, _MoveUp);
+    EXPECT_GE(m_Map.FindAddr(0x2004), 0);
+    EXPECT_EQ(m_Map.FindAddr(0x1004), -1);
+    EXPECT_EQ(m_Map.GetFileAtAddr(0x3008), m_Map.GetFileId("/src/util.c"));
+}
+
+TEST(IntervalTree, FindsWhatALinearSearchFinds) {
+    const U32 Seed = 3;
+    std::mt19937 Random(Seed);
+    std::vector<ELF_INTERVAL> Items;
+    for (U32 i = 0; i < 3000; ++i) {
+        const U32 Start = static_cast<U32>(Random()) % 100'000;
+        Items.push_back({Start, Start + static_cast<U32>(Random()) % (i % 50 == 0 ? 50'000 : 100), i});
+    }
+    Items.push_back({5, 4, 9999}); // empty
+    CIntervalTree Tree;
+    Tree.Build(Items);
+    for (int i = 0; i < 500; ++i) {
+        const U32 Lo = static_cast<U32>(Random()) % 110'000;
+        const U32 Hi = Lo + static_cast<U32>(Random()) % 200;
+        std::vector<U64> Found;
+        Tree.Query(Lo, Hi, &Found);
+        std::sort(Found.begin(), Found.end());
+        std::vector<U64> Expected;
+        for (const ELF_INTERVAL& Item : Items) {
+            if (Item.Start <= Hi && Item.Stop >= Lo && Item.Start <= Item.Stop) {
+                Expected.push_back(Item.Value);
+            }
+        }
+        EXPECT_EQ(Found, Expected) << Lo << ".." << Hi;
+    }
+}
+
+namespace {
+
+/// A frame table of one description for 0x100 to 0x200, whose instructions stand alone.
+CFI_TABLE _Table(const std::vector<U8>& Instructions) {
+    static const U8 aInitial[] = {DW_CFA_def_cfa, 13, 0};
+    static std::vector<U8> Section;
+    Section.assign(aInitial, aInitial + sizeof(aInitial));
+    Section.insert(Section.end(), Instructions.begin(), Instructions.end());
+    CFI_TABLE Table;
+    Table.pData = Section.data();
+    Table.Size = Section.size();
+    Table.Cies = {{2, -4, 0, sizeof(aInitial), false}};
+    Table.FdeList = {{0x100, 0x200, 0, sizeof(aInitial), static_cast<U32>(Instructions.size())}};
+    Table.FdeByAddr = {0};
+    return Table;
+}
+
+constexpr U8 ADVANCE_1 = DW_CFA_advance_loc | 1; ///< one code unit of 2 bytes
+
+} // namespace
+
+TEST(Cfi, RulesByKind) {
+    const std::vector<U8> Code = {ADVANCE_1, DW_CFA_def_cfa_offset, 16, DW_CFA_offset | 0, 4, DW_CFA_offset | 1, 3, DW_CFA_offset | 14, 1,
+                                  DW_CFA_val_offset, 2, 2, DW_CFA_register, 3, 9, DW_CFA_undefined, 4,
+                                  DW_CFA_expression, 5, 1, 0x30, DW_CFA_remember_state, ADVANCE_1, DW_CFA_def_cfa_register, 7,
+                                  DW_CFA_restore | 1, ADVANCE_1, DW_CFA_restore_state};
+    CFI_TABLE Table = _Table(Code);
+    ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+    const auto Expect = [&](U32 Reg, U32 Kind, U32 LocReg, I32 Off) {
+        EXPECT_EQ(aRule[Reg].Kind, Kind) << Reg;
+        EXPECT_EQ(aRule[Reg].Reg, LocReg) << Reg;
+        EXPECT_EQ(aRule[Reg].Off, Off) << Reg;
+    };
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x102, aRule), 30);
+    Expect(0, ELF_LOC_REG_OFF, CFI_REG_CFA, -16);
+    Expect(1, ELF_LOC_MEM_CFA, 0, -12);
+    Expect(2, ELF_LOC_CFA, 0, -8);
+    Expect(3, ELF_LOC_REG, 9, 0);
+    Expect(4, ELF_LOC_REG, ELF_REG_UNSPECIFIED, 0);
+    Expect(5, ELF_LOC_NONE, 0, 0);
+    Expect(6, ELF_LOC_REG, 6, 0);
+    Expect(13, ELF_LOC_REG_OFF, 13, 16);
+    Expect(14, ELF_LOC_MEM_CFA, 0, -4);
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x105, aRule), 30);
+    Expect(13, ELF_LOC_REG_OFF, 7, 16);
+    Expect(1, ELF_LOC_REG, 1, 0);
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x1FE, aRule), 30);
+    Expect(13, ELF_LOC_REG_OFF, 13, 16);
+    Expect(1, ELF_LOC_MEM_CFA, 0, -12);
+    EXPECT_EQ(ELF_GetRegRules(&Table, 0x200, aRule), 0);
+    EXPECT_EQ(ELF_GetRegRules(&Table, 0x100, nullptr), 0);
+    EXPECT_EQ(ELF_GetRegRules(nullptr, 0x100, aRule), 0);
+}
+
+TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
+    CFI_TABLE Table = _Table({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
+    Table.CfaFactor = 4;
+    ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x102, aRule), 30);
+    EXPECT_EQ(aRule[13].Off, 8);
+    EXPECT_EQ(ELF_GetCFA(&Table, 0x102).Off, 2);
+    Table.FdeList.clear(); // the second answer comes from the cache
+    Table.FdeByAddr.clear();
+    EXPECT_EQ(ELF_GetCFA(&Table, 0x102).Off, 2);
+    EXPECT_EQ(ELF_GetCFA(&Table, 0x104).Kind, ELF_LOC_NONE);
+}
+
+TEST(Cfi, StackUseIsTheLargestOffset) {
+    struct STACK_CASE {
+        std::vector<U8> Code;
+        I32 Size;
+    };
+    const STACK_CASE aCase[] = {
+        {{}, 0},
+        {{DW_CFA_def_cfa_offset, 8, ADVANCE_1, DW_CFA_def_cfa_offset, 16, DW_CFA_def_cfa_offset, 8}, 16},
+        {{DW_CFA_def_cfa, 13, 0x80, 0x02, DW_CFA_offset | 4, 2, DW_CFA_nop}, 256},
+        {{DW_CFA_def_cfa_offset_sf, 0x70}, 64},                   // -16 times -4
+        {{DW_CFA_def_cfa_sf, 13, 0x0A}, 40},                      // 10 times -4, by its absolute value
+        {{DW_CFA_expression, 5, 2, 0x0E, 99, DW_CFA_def_cfa_offset, 4}, 4}, // a block isn't an instruction
+        {{0x3C, DW_CFA_def_cfa_offset, 8}, 0},                    // unknown: what follows can't be told
+    };
+    for (size_t i = 0; i < std::size(aCase); ++i) {
+        const CFI_TABLE Table = _Table(aCase[i].Code);
+        EXPECT_EQ(ELF_GetStackSize(&Table, 0x180), aCase[i].Size) << i;
+        EXPECT_EQ(ELF_GetStackSize(&Table, 0x80), -1) << i;
+    }
+}
+
+TEST(Cfi, DamagedInstructionsGiveNoRules) {
+    ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+    const std::vector<U8> aCode[] = {{DW_CFA_restore_state}, {0x3C, 1}, {DW_CFA_def_cfa, 13}, {DW_CFA_advance_loc4, 1},
+                                     {DW_CFA_def_cfa_expression, 0x7F}, std::vector<U8>(1000, DW_CFA_remember_state)};
+    for (const std::vector<U8>& Code : aCode) {
+        CFI_TABLE Table = _Table(Code);
+        EXPECT_EQ(ELF_GetRegRules(&Table, 0x180, aRule), 0);
+    }
+}
+
+TEST(ByteReader, NumbersInBothOrdersAndPastTheEnd) {
+    const U8 aData[] = {0x81, 0x02, 0x7F, 0xFE, 0xFF, 0x80};
+    CByteReader Little(aData, sizeof(aData), false);
+    EXPECT_EQ(Little.GetULeb(), 0x101u);
+    EXPECT_EQ(Little.GetSLeb(), -1);
+    EXPECT_EQ(Little.GetSigned(2), -2);
+    EXPECT_EQ(Little.GetULeb(), 0u); // its last byte is missing
+    EXPECT_TRUE(Little.IsFailed());
+    CByteReader Big(aData, sizeof(aData), true);
+    EXPECT_EQ(Big.Get(3), 0x81027Fu);
+    EXPECT_EQ(Big.Sub(9).GetLeft(), 0u);
+    EXPECT_TRUE(Big.IsFailed());
+    EXPECT_STREQ(CByteReader(aData, sizeof(aData), false).GetString(), "");
+}
