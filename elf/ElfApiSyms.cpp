@@ -440,7 +440,8 @@ int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
     const std::lock_guard Lock(ElfApi_Mutex());
     const int Result = ELF_AddReloc(sSymbols.toUtf8().constData(), Offset);
     if (ELF_GetCurrentFile() != nullptr) {
-        ElfApi_ExitSyms(); // what was kept is of the addresses before
+        ELF_GetCurrentFile()->pSrcMap.reset(); // what was kept is of the addresses before
+        ElfApi_ExitSyms();
         ElfApi_ExitFind();
         ElfApi_InitFind();
     }
