@@ -3,7 +3,7 @@
 // ElfApi's questions about source lines and call frames. Any thread, one lock; 0, -1, empty or an invalid position where
 // there is nothing to say. The tables are made when the first question about an open file comes, and go with the file.
 
-#include "elf/ElfSymLoc.h"
+#include "elf/ElfApiSyms.h"
 #include "elf/SrcMap.h"
 
 #include <QList>
@@ -42,6 +42,26 @@ I64 ElfApi_GetNextLineAddr(U32 Addr); ///< first address within 1000 bytes at wh
 bool ElfApi_IsLineStart(U32 Addr);
 /// FileId of the file whose code holds the address, 0xFFFFFFFF if none.
 U32 ElfApi_GetFileAtAddr(U32 Addr);
+
+/// Where a symbol is declared, and where an inlined function is called.
+CSrcLoc ElfApi_GetSymDeclLoc(ELF_SYM_HANDLE h);
+CSrcLoc ElfApi_GetSymCallLoc(ELF_SYM_HANDLE h);
+/// The position to open for a symbol: call, declaration, code, or the function it stands in.
+CSrcLoc ElfApi_GetSymSrcLoc(ELF_SYM_HANDLE h);
+/// "file:line[:column]" with a path or FileId, a hexadecimal address, or a symbol's name.
+CSrcLoc ElfApi_ParseSrcLoc(const QString& sText);
+
+enum ELF_ADDR_KINDS : int {
+    ELF_ADDR_KIND_NONE = -1,
+    ELF_ADDR_KIND_NUMBER = 0,
+    ELF_ADDR_KIND_POSITION = 1,
+    ELF_ADDR_KIND_SYMBOL = 2,
+    ELF_ADDR_KIND_DECLARATION = 3, ///< of code at the symbol's declaration
+};
+/// Address and size that a text names: a hexadecimal number, a symbol or a position.
+ELF_ADDR_RANGE ElfApi_ParseAddr(const QString& sText, int* pKind);
+/// Location of an address or a symbol at PC, and the symbol's size.
+ELF_SYM_LOC ElfApi_ParseLoc(const QString& sText, U32 PC, U32* pSize);
 
 /// Where the caller's registers are at PC: 30 rules and 30, or 0 without a frame description. paRules must hold 30.
 I32 ElfApi_GetRegRules(U32 PC, ELF_SYM_LOC* paRules);

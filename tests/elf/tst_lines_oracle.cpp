@@ -189,3 +189,31 @@ TEST_F(LinesOracle, PositionsAndAddressesLeadToEachOther) {
         EXPECT_TRUE(NumFound > 10 || ELF_GetCurrentFile()->papFuncSym.size() < 2) << qPrintable(Program.sName);
     }
 }
+
+TEST_F(LinesOracle, TextsNamePositionsAndAddresses) {
+    const CROSS_PROGRAM& Program = CrossPrograms().first(); // not optimised: each function has code of its own
+    ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
+    const CSrcLoc Leaf = ElfApi_ParseSrcLoc("Leaf");
+    ASSERT_TRUE(Leaf.IsValid());
+    EXPECT_TRUE(ElfApi_GetFilePath(Leaf.FileId).endsWith("mixed.c"));
+    const QString sPosition = QStringLiteral("%1:%2").arg(ElfApi_GetFilePath(Leaf.FileId)).arg(Leaf.Line);
+    EXPECT_EQ(ElfApi_ParseSrcLoc(sPosition + ":3").Col, 3u);
+    EXPECT_TRUE(ElfApi_ParseSrcLoc(QStringLiteral("%1:%2").arg(Leaf.FileId).arg(Leaf.Line)) == Leaf);
+    EXPECT_FALSE(ElfApi_ParseSrcLoc("nowhere.c:5").IsValid());
+    EXPECT_FALSE(ElfApi_ParseSrcLoc("NoSuchThing").IsValid());
+    int Kind = 0;
+    const ELF_ADDR_RANGE Func = ElfApi_ParseAddr("Leaf", &Kind);
+    EXPECT_EQ(Kind, ELF_ADDR_KIND_SYMBOL);
+    EXPECT_GT(Func.Size, 4u);
+    EXPECT_TRUE(ElfApi_ParseSrcLoc(QString::number(Func.Addr, 16)) == Leaf);
+    EXPECT_EQ(ElfApi_ParseAddr(sPosition, &Kind).Addr, Func.Addr);
+    EXPECT_EQ(Kind, ELF_ADDR_KIND_POSITION);
+    EXPECT_EQ(ElfApi_ParseAddr("0x8004", &Kind).Addr, 0x8004u);
+    EXPECT_EQ(Kind, ELF_ADDR_KIND_NUMBER);
+    ElfApi_ParseAddr("NoSuchThing", &Kind);
+    EXPECT_EQ(Kind, ELF_ADDR_KIND_NONE);
+    U32 Size = 0;
+    EXPECT_EQ(ElfApi_ParseLoc("Leaf", 0, &Size).Addr, Func.Addr);
+    EXPECT_EQ(ElfApi_ParseLoc("aTable", Func.Addr, &Size).Kind, static_cast<U32>(ELF_LOC_MEM));
+    EXPECT_EQ(Size, 256u);
+}
