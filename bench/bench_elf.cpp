@@ -1,0 +1,131 @@
+#include "elf/DwarfReader.h"
+#include "elf/ElfApi.h"
+#include "elf/ElfSym.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <cstdio>
+
+// Opening a program with tens of megabytes of debug information, beside gdb, readelf and a bare walk over all DIEs of
+// the same file. Arguments: the files, see gen_elf.py.
+
+namespace {
+
+double _MsOf(const QElapsedTimer& Timer) { return static_cast<double>(Timer.nsecsElapsed()) / 1e6; }
+
+/// Highest memory of this process so far in MB.
+double _PeakMB() {
+    QFile File(QStringLiteral("/proc/self/status"));
+    if (!File.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    for (const QByteArray& Line : File.readAll().split('\n')) {
+        if (Line.startsWith("VmHWM:")) {
+            return Line.mid(6).trimmed().split(' ').first().toDouble() / 1024;
+        }
+    }
+    return 0;
+}
+
+/// Every DIE of .debug_info on one thread: code, abbreviation, values led over, nothing kept.
+U64 _BareWalk(const DWARF_STORE& S) {
+    U64 NumDies = 0;
+    for (U32 i = 0; i < S.FirstTypesUnit; ++i) {
+        const DWARF_UNIT& Unit = S.Units[i];
+        DWARF_READER R(S, DSEC_INFO, Unit.DieOff, Unit.End);
+        while (!R.IsAtEnd()) {
+            const U64 Code = R.GetUleb();
+            const DWARF_ABBREV* p = Code != 0 ? DWARF_FindAbbrev(S, Unit, Code) : nullptr;
+            for (U32 n = 0; p != nullptr && n < p->NumSkips; ++n) {
+                DWARF_SkipCode(R, S.Skips[p->FirstSkip + n], Unit);
+            }
+            NumDies += p != nullptr;
+        }
+    }
+    return NumDies;
+}
+
+double _RunTool(const char* sTool, const QStringList& Args) {
+    const QString sPath = QStandardPaths::findExecutable(QLatin1String(sTool));
+    if (sPath.isEmpty()) {
+        return 0;
+    }
+    QElapsedTimer Timer;
+    Timer.start();
+    QProcess Process;
+    Process.setStandardOutputFile(QProcess::nullDevice());
+    Process.setStandardErrorFile(QProcess::nullDevice());
+    Process.start(sPath, Args);
+    Process.waitForFinished(-1);
+    return _MsOf(Timer);
+}
+
+void _Print(const QString& sName, double Value, const char* sUnit, const char* sPeer, double Peer) {
+    if (Peer > 0) {
+        std::printf("%s %.3f %s %s %.3f %.3f\n", qPrintable(sName), Value, sUnit, sPeer, Peer, Value / Peer);
+    } else {
+        std::printf("%s %.3f %s - - -\n", qPrintable(sName), Value, sUnit);
+    }
+}
+
+/// Time per look-up of the names of all functions, in microseconds.
+double _NameLookup() {
+    QStringList Names;
+    for (const ELF_SYM_HANDLE h : ElfApi_Functions()) {
+        Names.append(ElfApi_GetSymName(h));
+    }
+    Names.removeDuplicates();
+    QElapsedTimer Timer;
+    Timer.start();
+    for (const QString& sName : Names) {
+        ElfApi_FindSym(sName, false, false, false, true);
+    }
+    return _MsOf(Timer) * 1000 / static_cast<double>(std::max<qsizetype>(Names.size(), 1));
+}
+
+void _Measure(const QString& sFile) {
+    const QString sName = QFileInfo(sFile).completeBaseName().replace(QLatin1Char('-'), QLatin1Char('_'));
+    const double Before = _PeakMB();
+    QElapsedTimer Timer;
+    Timer.start();
+    if (ElfApi_Init(sFile) != 0) {
+        std::fprintf(stderr, "%s: %s\n", qPrintable(sFile), qPrintable(ElfApi_GetErrorText()));
+        return;
+    }
+    const double InitMs = _MsOf(Timer);
+    ElfApi_FindSym(QStringLiteral("Entry1"), true, false, true, true);
+    ElfApi_GetFuncsAtAddr(0x08001000);
+    ElfApi_GetSrcFiles();
+    const double OpenMs = _MsOf(Timer);
+    const double Peak = _PeakMB() - Before;
+    const DWARF_STORE& S = *ELF_GetStore();
+    const double SectionMB = S.aSection[DSEC_INFO].Size / 1048576.0;
+
+    Timer.restart();
+    const U64 NumDies = _BareWalk(S);
+    const double WalkMs = _MsOf(Timer);
+    _Print(sName + "_open", OpenMs, "ms", "bare_walk", WalkMs);
+    _Print(sName + "_open", OpenMs, "ms", "gdb", _RunTool("gdb-multiarch", {"-nx", "-batch", sFile}));
+    _Print(sName + "_open", OpenMs, "ms", "gdb_readnow", _RunTool("gdb-multiarch", {"-nx", "-batch", "-readnow", sFile}));
+    _Print(sName + "_open", OpenMs, "ms", "readelf", _RunTool("readelf", {"--debug-dump=info", sFile}));
+    _Print(sName + "_open_without_names", InitMs, "ms", "bare_walk", WalkMs);
+    _Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
+    _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
+    _Print(sName + "_name_to_symbol", _NameLookup(), "us", "goal", 1);
+    std::fflush(stdout);
+    ElfApi_Exit();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const QCoreApplication App(argc, argv);
+    for (int i = 1; i < argc; ++i) {
+        _Measure(QString::fromLocal8Bit(argv[i]));
+    }
+    return 0;
+}
