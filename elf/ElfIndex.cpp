@@ -153,7 +153,8 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S, bool HasZero) {
         });
         const auto Add = [&](U32 Lo, U32 Hi, U32 Die) {
             if (Hi > Lo && Hi - Lo < MAX_FUNC_SIZE && (Lo != 0 || HasZero)) {
-                m_Entries.push_back({ELF_Relocate(Lo & ~1u), ELF_Relocate(Hi & ~1u, true), Die, 0});
+                m_Entries.push_back({ELF_Relocate(Lo & ~1u), ELF_Relocate(Hi & ~1u, true), Die, 0,
+                                     static_cast<U8>(pList == &S.InlineFuncs)});
             }
         };
         for (size_t i = 0; i < pList->size(); ++i) {
@@ -175,11 +176,9 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S, bool HasZero) {
 }
 
 void CFuncIndex::AddElf(const ELF_FILE* pFile) {
-    static const std::vector<U32> Nothing;
-    const std::vector<U32>* pInlines = pFile->pDwarf != nullptr ? &pFile->pDwarf->InlineFuncs : &Nothing;
     std::vector<U32> Starts; // an expansion at the start of a function doesn't stand for it
     for (const ENTRY& Entry : m_Entries) {
-        if (!std::binary_search(pInlines->begin(), pInlines->end(), Entry.ID)) {
+        if (Entry.IsInline == 0) {
             Starts.push_back(Entry.Lo);
         }
     }
@@ -193,7 +192,7 @@ void CFuncIndex::AddElf(const ELF_FILE* pFile) {
         }
         m_ElfFuncs.push_back(ELF_MakeElfHandle(Idx));
         if (Sym.st_size != 0 && !std::binary_search(Starts.begin(), Starts.end(), Lo)) {
-            m_Entries.push_back({Lo, Lo + Sym.st_size, Idx, 1});
+            m_Entries.push_back({Lo, Lo + Sym.st_size, Idx, 1, 0});
         }
     }
 }

@@ -59,6 +59,7 @@ private:
         U32 Hi;    ///< exclusive
         U32 ID;
         U8 IsElf;
+        U8 IsInline;
     };
     void AddDwarf(const DWARF_STORE& S, bool HasZero);
     void AddElf(const ELF_FILE* pFile);
