@@ -142,7 +142,7 @@ struct ELF_FILE {
     U32 NumMapSyms = 0;
     U32 NumFuncSyms = 0;
     U32 FileSize = 0;
-    std::vector<U8> pData;
+    std::unique_ptr<U8[]> pData; ///< not zeroed first: files run to 100 MB
     std::shared_ptr<CSrcMap> pSrcMap; ///< made when first asked for, as the next one
     std::shared_ptr<CFI_TABLE> pCfi;
     Elf32_Ehdr pEhdr{};

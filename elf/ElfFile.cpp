@@ -58,12 +58,11 @@ std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
         return _Fail("could not allocate file structure.");
     }
     pFile->FileSize = static_cast<U32>(Size);
-    try {
-        pFile->pData.resize(pFile->FileSize);
-    } catch (const std::bad_alloc&) {
+    pFile->pData.reset(new (std::nothrow) U8[pFile->FileSize]);
+    if (pFile->pData == nullptr) {
         return _Fail("could not allocate file data buffer.");
     }
-    if (std::fread(pFile->pData.data(), 1, pFile->FileSize, pDisk.get()) != pFile->FileSize) {
+    if (std::fread(pFile->pData.get(), 1, pFile->FileSize, pDisk.get()) != pFile->FileSize) {
         return _Fail("could not read file data.");
     }
     return pFile;
@@ -89,12 +88,12 @@ int _ParseHeader(ELF_FILE* pFile) {
         return _HeaderError("Invalid ELF file handle.");
     }
     U32 Magic = 0;
-    std::memcpy(&Magic, pFile->pData.data(), pFile->FileSize < 4 ? pFile->FileSize : 4);
+    std::memcpy(&Magic, pFile->pData.get(), pFile->FileSize < 4 ? pFile->FileSize : 4);
     if (Magic != ELF_MAGIC || pFile->FileSize < EHDR_SIZE) {
         return _HeaderError("Not a valid elf object file.");
     }
     Elf32_Ehdr& Header = pFile->pEhdr;
-    std::memcpy(&Header, pFile->pData.data(), EHDR_SIZE);
+    std::memcpy(&Header, pFile->pData.get(), EHDR_SIZE);
     if (Header.e_ident[4] != 1) {
         return _HeaderError("Invalid ELF file. Invalid file class");
     }
@@ -129,7 +128,7 @@ int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector
     const bool IsSwapped = ELF_IsFileDataSwapped(pFile) != 0;
     for (U32 i = 0; i < Num; ++i) {
         U32 aWord[sizeof(T) / 4] = {};
-        std::memcpy(aWord, pFile->pData.data() + Off + static_cast<size_t>(i) * EntSize,
+        std::memcpy(aWord, pFile->pData.get() + Off + static_cast<size_t>(i) * EntSize,
                     EntSize < sizeof(T) ? EntSize : sizeof(T));
         for (U32& Word : aWord) {
             Word = IsSwapped ? ELF_Swap32(Word) : Word;
@@ -240,7 +239,7 @@ ELF_FILE* ELF_Open(const char* sPath) {
     if (pOwner == nullptr) {
         return nullptr;
     }
-    if (pOwner->FileSize >= 4 && std::memcmp(pOwner->pData.data(), "\x7F"
+    if (pOwner->FileSize >= 4 && std::memcmp(pOwner->pData.get(), "\x7F"
                                                                   "ELF",
                                              4) != 0) {
         ELF_Report(ELF_MSG_READER, "not an elf file.");

@@ -39,7 +39,7 @@ const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx) {
         !ELF_IsInFile(pFile, p->p_offset, p->p_filesz)) {
         return nullptr;
     }
-    return pFile->pData.data() + p->p_offset;
+    return pFile->pData.get() + p->p_offset;
 }
 
 U32 ELF_GetSegmentDataOffset(const ELF_FILE* pFile, U32 Idx) {
@@ -74,7 +74,7 @@ const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
     if (p == nullptr || p->sh_type == SHT_NOBITS || !ELF_IsInFile(pFile, p->sh_offset, p->sh_size)) {
         return nullptr;
     }
-    return pFile->pData.data() + p->sh_offset;
+    return pFile->pData.get() + p->sh_offset;
 }
 
 const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off) {
