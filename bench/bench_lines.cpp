@@ -1,0 +1,95 @@
+// Addresses to source lines and back, in random order, on a program file given as the argument or on one of 40,000
+// lines that is generated and compiled here. The peer is the goal.
+
+#include "elf/Elf.h"
+#include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <cstdio>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr int NUM_FUNCTIONS = 4'000;
+constexpr int NUM_ROUNDS = 5;
+constexpr size_t NUM_ASKED = 1'000'000;
+constexpr double GOAL_NS = 200;
+
+QString _MakeProgram(const QString& sDir) {
+    QByteArray Text = "volatile int Sink;\n";
+    for (int i = 0; i < NUM_FUNCTIONS; ++i) {
+        Text += "int Function" + QByteArray::number(i) + "(int n) {\n    for (int i = 0; i < n; ++i) {\n        Sink = i * n;\n"
+                "        if (i & 1) {\n            Sink = Sink + n;\n        }\n    }\n    Sink = n;\n    return Sink;\n}\n";
+    }
+    QFile File(sDir + "/large.c");
+    if (!File.open(QIODevice::WriteOnly) || File.write(Text) != Text.size()) {
+        return {};
+    }
+    File.close();
+    const QString sElf = sDir + "/large.elf";
+    const QStringList Args = {"-g", "-O1", "-ffreestanding", "-nostdlib", "-mcpu=cortex-m4", "-mthumb", "-Wl,-e,0",
+                              File.fileName(), "-o", sElf};
+    return QProcess::execute("arm-none-eabi-gcc", Args) == 0 ? sElf : QString();
+}
+
+/// Best of the rounds, in nanoseconds for each of NUM_ASKED questions.
+template <typename F>
+double _Measure(F Ask) {
+    double Best = 1e9;
+    for (int Round = 0; Round < NUM_ROUNDS; ++Round) {
+        QElapsedTimer Timer;
+        Timer.start();
+        for (size_t i = 0; i < NUM_ASKED; ++i) {
+            Ask(i);
+        }
+        Best = std::min(Best, static_cast<double>(Timer.nsecsElapsed()) / NUM_ASKED);
+    }
+    return Best;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QCoreApplication App(argc, argv);
+    const QTemporaryDir Dir;
+    const QString sPath = argc > 1 ? QString::fromLocal8Bit(argv[1]) : _MakeProgram(Dir.path());
+    if (sPath.isEmpty() || ElfApi_Init(sPath) != 0) {
+        std::fprintf(stderr, "no program: arm-none-eabi-gcc is missing, or the file can't be opened\n");
+        return 1;
+    }
+    QElapsedTimer Timer;
+    Timer.start();
+    ElfApi_GetSrcFileIds();
+    std::printf("lines_map_build %.2f ms - - -\n", static_cast<double>(Timer.nsecsElapsed()) / 1e6);
+    std::vector<U32> Addrs;
+    std::vector<CSrcLoc> Locs;
+    for (const ELF_LINE& Row : ELF_GetCurrentFile()->Lines.Lines) {
+        const CSrcLoc Loc = ElfApi_GetExactSrcLoc(Row.AddrLo);
+        if (Loc.IsValid()) {
+            Addrs.push_back(Row.AddrLo);
+            Locs.push_back(Loc);
+        }
+    }
+    if (Addrs.empty()) {
+        return 1;
+    }
+    std::mt19937 Random(1);
+    std::vector<U32> Order(NUM_ASKED);
+    std::generate(Order.begin(), Order.end(), [&] { return static_cast<U32>(Random() % Addrs.size()); });
+    U64 Sum = 0;
+    std::printf("lines_rows %zu rows - - -\n", Addrs.size());
+    const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(Addrs[Order[i]]).Line; });
+    std::printf("lines_addr_to_line %.1f ns goal %.0f %.2f\n", Exact, GOAL_NS, Exact / GOAL_NS);
+    const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(Addrs[Order[i]] + 1).Line; });
+    std::printf("lines_addr_to_line_near %.1f ns - - -\n", Near);
+    const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(Locs[Order[i]])); });
+    std::printf("lines_line_to_addr %.1f ns - - -\n", Back);
+    return Sum != 0 ? 0 : 1;
+}
