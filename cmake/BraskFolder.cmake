@@ -24,7 +24,6 @@ function(brask_link_folders)
     add_library(brask SHARED ${Objects})
     set_target_properties(brask PROPERTIES AUTOMOC OFF LINKER_LANGUAGE CXX)
     target_include_directories(brask PUBLIC ${CMAKE_SOURCE_DIR})
-    target_link_libraries(brask PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::DBus Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS}
-        dwarf elf)
+    target_link_libraries(brask PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::DBus Qt6::Svg Threads::Threads ${CMAKE_DL_LIBS})
     add_dependencies(brask novik)
 endfunction()

@@ -55,26 +55,15 @@ public:
         if (m_p < m_pEnd && *m_p < 0x80) {
             return *m_p++;
         }
-        U64 Value = 0;
         U32 Shift = 0;
-        U8 Byte = 0x80;
-        while ((Byte & 0x80) != 0 && !m_IsFailed) {
-            Byte = GetU8();
-            Value |= Shift < 64 ? static_cast<U64>(Byte & 0x7F) << Shift : 0;
-            Shift = Shift < 64 ? Shift + 7 : Shift;
-        }
-        return Value;
+        U8 Last = 0;
+        return GetLeb(&Shift, &Last);
     }
     I64 GetSLeb() {
-        U64 Value = 0;
         U32 Shift = 0;
-        U8 Byte = 0x80;
-        while ((Byte & 0x80) != 0 && !m_IsFailed) {
-            Byte = GetU8();
-            Value |= Shift < 64 ? static_cast<U64>(Byte & 0x7F) << Shift : 0;
-            Shift = Shift < 64 ? Shift + 7 : Shift;
-        }
-        if (Shift < 64 && (Byte & 0x40) != 0) {
+        U8 Last = 0;
+        U64 Value = GetLeb(&Shift, &Last);
+        if (Shift < 64 && (Last & 0x40) != 0) {
             Value |= ~0ULL << Shift;
         }
         return static_cast<I64>(Value);
@@ -100,6 +89,18 @@ public:
     }
 
 private:
+    /// The bits of a LEB128 number, their count (64 at least from there on) and its last byte.
+    U64 GetLeb(U32* pShift, U8* pLast) {
+        U64 Value = 0;
+        *pLast = 0x80;
+        while ((*pLast & 0x80) != 0 && !m_IsFailed) {
+            *pLast = GetU8();
+            Value |= *pShift < 64 ? static_cast<U64>(*pLast & 0x7F) << *pShift : 0;
+            *pShift = *pShift < 64 ? *pShift + 7 : *pShift;
+        }
+        return Value;
+    }
+
     const U8* m_p = nullptr;
     const U8* m_pEnd = nullptr;
     bool m_IsBig = false;
