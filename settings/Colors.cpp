@@ -48,11 +48,11 @@ void SetColorValue(int Id, U32 Argb) {
 }
 
 QColor GetColor(int Id) {
-    if (!_IsId(Id)) {
-        return {};
-    }
+    return _IsId(Id) ? ResolveColor(Id, GetColorValue(Id)) : QColor();
+}
+
+QColor ResolveColor(int Id, U32 Value) {
     const COLOR_ROW& Row = aColorRow[Id];
-    U32 Value = GetColorValue(Id);
     if (Value == Row.Default && IsPaletteDark()) {
         Value = Row.Dark;
     }

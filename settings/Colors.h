@@ -82,6 +82,8 @@ void SetColorValue(int Id, U32 Argb);
 /// Colour to paint with: markers resolved to the palette; invalid for an id out of range. A colour at its default has
 /// a form of its own on a dark palette; one that was set is painted as it was set.
 QColor GetColor(int Id);
+/// What a value of the colour is painted as, whether it is in force or not; the id must be in range.
+QColor ResolveColor(int Id, U32 Value);
 /// True if the application's palette is light text on dark.
 bool IsPaletteDark();
 /// A colour name or "#RRGGBB", or a number taken as RGBA. False if the text is neither.

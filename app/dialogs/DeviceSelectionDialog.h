@@ -17,7 +17,6 @@ public:
     CDeviceSelectionDialog(const QString& sDevice, QWidget* pParent);
 
     QString GetDevice() const { return m_sDevice; }
-    int GetCoreIndex() const { return 0; } ///< the table has devices with one core
 
 private slots:
     void OnButtonAcceptClicked();

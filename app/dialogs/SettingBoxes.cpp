@@ -6,7 +6,6 @@
 #include <QColorDialog>
 #include <QComboBox>
 #include <QFontDialog>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QPainter>
@@ -28,16 +27,6 @@ QIcon _Swatch(const QColor& Color, const QPalette& Palette) {
     Painter.setPen(Palette.color(QPalette::Mid));
     Painter.drawRect(0, 0, SWATCH_SIZE.width() - 1, SWATCH_SIZE.height() - 1);
     return QIcon(Pixmap);
-}
-
-QColor _Resolve(int ColorId, U32 Value) {
-    if (Value == aColorRow[ColorId].Default && IsPaletteDark()) {
-        Value = aColorRow[ColorId].Dark;
-    }
-    if (Value == COLOR_MARK_BASE || Value == COLOR_MARK_WINDOW) {
-        return QGuiApplication::palette().color(Value == COLOR_MARK_BASE ? QPalette::Base : QPalette::Window);
-    }
-    return QColor::fromRgba(Value);
 }
 
 } // namespace
@@ -140,13 +129,13 @@ CColorBox::CColorBox(int ColorId, QWidget* pParent)
 
 void CColorBox::SetValue(U32 Value) {
     m_Value = Value;
-    const QColor Color = _Resolve(m_ColorId, Value);
+    const QColor Color = ResolveColor(m_ColorId, Value);
     m_pSelect->setIcon(_Swatch(Color, palette()));
     m_pSelect->setText(Value == aColorRow[m_ColorId].Default ? QStringLiteral("default") : Color.name());
 }
 
 void CColorBox::Select() {
-    const QColor Color = QColorDialog::getColor(_Resolve(m_ColorId, m_Value), this, QString::fromLatin1(aColorRow[m_ColorId].sLabel));
+    const QColor Color = QColorDialog::getColor(ResolveColor(m_ColorId, m_Value), this, QString::fromLatin1(aColorRow[m_ColorId].sLabel));
     if (Color.isValid()) {
         SetValue(Color.rgba());
     }
