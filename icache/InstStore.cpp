@@ -4,6 +4,7 @@
 #include "icache/InstClass.h"
 
 #include <QHash>
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -52,6 +53,9 @@ U16 _HalfWord(const U8* pBytes, bool IsBig) {
 bool _ReadInst(U32 Addr, U32 Size, U8* pBytes, bool* pIsBig) {
     if (ElfApi_ReadMem(Addr, Size, pBytes) == 0) {
         *pIsBig = ElfApi_GetDataEncoding() == ENCODING_BE32;
+        if (*pIsBig) {
+            std::reverse(pBytes, pBytes + Size); // the image gives numbers in host order
+        }
         return true;
     }
     const auto pHooks = _Hooks();

@@ -1,4 +1,5 @@
 #include "elf/ElfApi.h"
+#include "icache/InstStore.h"
 #include "tests/elf/ElfImageBuilder.h"
 
 // The load image: target memory as the segments say it is.
@@ -52,9 +53,9 @@ TEST_F(ElfImage, ReadsNeedOneSegmentThatHoldsThemWhole) {
 TEST_F(ElfImage, OnlyWordInvariantImagesSwapWhatIsRead) {
     struct ROW {
         U32 Flags;
-        I64 Half, Word;
+        I64 Half, Word, Inst;
     };
-    for (const ROW& Row : {ROW{0x05000000, 0x0102, 0x01020304}, ROW{0x05800000, 0x0201, 0x04030201}}) {
+    for (const ROW& Row : {ROW{0x05000000, 0x0102, 0x01020304, 0x03040102}, ROW{0x05800000, 0x0201, 0x04030201, 0x04030201}}) {
         CElfImageBuilder Builder;
         Builder.IsBigEndian = true;
         Builder.Flags = Row.Flags;
@@ -63,6 +64,8 @@ TEST_F(ElfImage, OnlyWordInvariantImagesSwapWhatIsRead) {
         ASSERT_NE(Open(Builder.Build()), nullptr);
         EXPECT_EQ(ELF_ReadU16(0x1000), Row.Half);
         EXPECT_EQ(ELF_ReadU32(0x1000), Row.Word);
+        EXPECT_EQ(ICACHE_GetInstBits(0x1000, 2), Row.Half) << "a Thumb instruction, and one of two halfwords";
+        EXPECT_EQ(ICACHE_GetInstBits(0x1000, 4), Row.Inst);
         U8 aByte[3] = {};
         EXPECT_EQ(ELF_ReadMem(0x1000, 3, aByte), 0);
         EXPECT_EQ(aByte[0], 1) << "other lengths come as they stand";
@@ -98,7 +101,7 @@ TEST_F(ElfImage, DownloadLeavesOutWhatStandsBeforeTheFirstSection) {
     EXPECT_EQ(Segments[1].PAddr, 0x9010u);
     EXPECT_EQ(Segments[1].VAddr, 0x8010u);
     EXPECT_EQ(Segments[1].Data, QByteArray(0x30, '\x22'));
-    EXPECT_EQ(ElfApi_GetEntryPoint(), 0x9000);
+    EXPECT_EQ(ElfApi_GetEntryPointPC(), 0x9000);
     U8 Byte = 0;
     EXPECT_EQ(ElfApi_ReadMem(0x8010, 1, &Byte), 0);
     EXPECT_EQ(Byte, 0x22);
