@@ -1,5 +1,6 @@
 #include "app/ConsoleWindow.h"
 #include "app/MainWindow.h"
+#include "app/Session.h"
 #include "app/Slots.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
@@ -220,6 +221,15 @@ void _ProjectAddPathSubstitute(CMainWindow&) {
     }
 }
 
+void _ProjectRelocateSymbols(CMainWindow& MainWindow) {
+    constexpr COMMAND_ID Id = CMD_PROJECT_RELOCATE_SYMBOLS;
+    unsigned Offset = 0;
+    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 1, &Offset) &&
+        MainWindow.GetSession().RelocateSymbols(GetCommandArg(Id, 0), static_cast<I32>(Offset)) != 0) {
+        FailCommand(Id, "unknown symbol");
+    }
+}
+
 void _ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
     if (CCommandTable::CheckArgs(Id)) {
@@ -247,6 +257,7 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_PROJECT_ADD_SEARCH_PATH, _ProjectAddSearchPath},
     {CMD_PROJECT_ADD_FILE_ALIAS, _ProjectAddFileAlias},
     {CMD_PROJECT_ADD_PATH_SUBSTITUTE, _ProjectAddPathSubstitute},
+    {CMD_PROJECT_RELOCATE_SYMBOLS, _ProjectRelocateSymbols},
     {CMD_PROJECT_SET_CONSOLE_LOG_FILE, _ProjectSetConsoleLogFile},
 };
 

@@ -44,6 +44,9 @@ public:
     /// Opens a program file (ELF or binary) for the session; an empty path closes the open one. An empty result, or
     /// the error text.
     QString OpenDataFile(const QString& sPath);
+    /// Says where parts of the program are loaded, of the open one or the next. 0, or -1 if the text names nothing in
+    /// the open one.
+    int RelocateSymbols(const QString& sSymbols, I32 Offset);
     void SetLoadAddress(I64 Address) { m_LoadAddress = Address; }
     void SetDownloadKind(DOWNLOAD_KIND Kind) { m_DownloadKind = Kind; }
     QString GetProgramFile() const { return m_sCurrentProgramFile; }

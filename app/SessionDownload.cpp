@@ -295,6 +295,23 @@ QString CSession::OpenDataFile(const QString& sPath) {
     return {};
 }
 
+int CSession::RelocateSymbols(const QString& sSymbols, I32 Offset) {
+    int Result = 0;
+    {
+        const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
+        Result = ElfApi_RelocateSymbols(sSymbols, Offset);
+        if (ElfApi_IsOpen()) {
+            CDevice::Get().Target().ResetInstStore();
+        }
+    }
+    if (ElfApi_IsOpen()) {
+        EvaluateBreakSymbol();
+        m_MainWindow.GetSourceWindow().UpdateMarks();
+        m_MainWindow.InvalidateViews();
+    }
+    return Result;
+}
+
 void CSession::RestoreBreakpoints(bool IsSameFile) {
     if (IsSameFile) {
         return; // the device kept them

@@ -57,6 +57,7 @@ const LINE_CASE aCommandCase[] = {
     {"Project.SetSemihosting (1);", "Project.SetSemihosting (0x1);", nullptr},
     {"Project.SetRTT (0);", "Project.SetRTT (0x0);", nullptr},
     {"Project.AddRootPath (\"$(ProjectDir)/root\");", "Project.AddRootPath (\"$(ProjectDir)/root\");", nullptr},
+    {"Project.RelocateSymbols (\".text\", 0);", "Project.RelocateSymbols (\".text\", 0x0);", nullptr},
     {"Project.AddSearchPath (\"src\");", "Project.AddSearchPath (\"src\");", nullptr},
     {"Project.AddFileAlias (\"a.elf\", \"b.elf\");", "Project.AddFileAlias (\"a.elf\", \"b.elf\");", nullptr},
     {"Project.AddPathSubstitute (\"C:/x\", \"/y\");", "Project.AddPathSubstitute (\"C:/x\", \"/y\");", nullptr},
