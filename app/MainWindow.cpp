@@ -14,6 +14,7 @@
 #include "device/Device.h"
 #include "device/DeviceEventWorker.h"
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "framework/DockWindow.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
@@ -132,6 +133,7 @@ void CMainWindow::ConnectSignals() {
     connect(&CProject::Get(), &CProject::Opened, this, &CMainWindow::OnProjectFileOpened);
     connect(&CProject::Get(), &CProject::Closed, this, &CMainWindow::OnProjectFileClosed);
     connect(&CProject::Get(), &CProject::ModifiedChanged, this, &CMainWindow::OnProjectModifiedChanged);
+    connect(&CFileFinder::Get(), &CFileFinder::SrcFilePathResolved, this, ElfApi_OnSrcFileLocated);
     connect(&CFileFinder::Get(), &CFileFinder::SrcFileResStatsChanged, this,
             &CMainWindow::OnFilePathResolutionStatsChanged);
     connect(m_pTheme, &CTheme::Changed, this, &CMainWindow::OnThemeChanged);

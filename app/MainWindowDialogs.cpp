@@ -1,4 +1,5 @@
 #include "app/Ask.h"
+#include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/Theme.h"
 #include "app/dialogs/CommandPalette.h"
@@ -117,7 +118,7 @@ void CMainWindow::LoadDefaultCpuSvdFile() {
 
 void CMainWindow::CheckRtosHints() {
     for (const RTOS_HINT& Hint : aRtosHint) {
-        if (ElfApi_IsOpen() && ElfApi_GetSymbolAddr(QLatin1String(Hint.sSymbol)) >= 0) {
+        if (ElfApi_IsOpen() && GetSymbolAddress(QLatin1String(Hint.sSymbol)) >= 0) {
             AskUser(QStringLiteral("RTOS Awareness"), QString::fromLatin1(Hint.sMessage), QMessageBox::Ok, QMessageBox::Ok);
         }
     }

@@ -2,6 +2,7 @@
 
 #include "app/Ask.h"
 #include "app/ConsoleWindow.h"
+#include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/StatusBar.h"
 #include "base/ConsoleRing.h"
@@ -10,6 +11,7 @@
 #include "device/Device.h"
 #include "device/TraceConfig.h"
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "script/JScript.h"
@@ -255,7 +257,7 @@ void CSession::ReadIntoTraceCache(U32 Addr, U32 Size) {
 }
 
 bool CSession::EvaluateBreakSymbol() {
-    const I64 Addr = ElfApi_GetSymbolAddr(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL));
+    const I64 Addr = GetSymbolAddress(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL));
     // Stored at once as well: the chain asks for it in the same turn of the event loop.
     CDevice::Get().StoreConfigParam(DEV_CFG_BREAK_ADDR, static_cast<I32>(Addr));
     return Addr >= 0;
@@ -303,10 +305,10 @@ void CSession::OnSysVarChanged(int Index, I32 Value) {
 }
 
 void CSession::ShowMainFunc() {
-    const I64 Main = ElfApi_GetSymbolAddr(QStringLiteral("main"));
-    ELF_SRC_LOC Loc;
-    if (Main >= 0 && ElfApi_GetSrcLoc(static_cast<U32>(Main), &Loc)) {
-        const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetSrcFile(Loc.File));
+    const I64 Main = GetSymbolAddress(QStringLiteral("main"));
+    const CSrcLoc Loc = Main >= 0 ? ElfApi_GetSrcLoc(static_cast<U32>(Main)) : CSrcLoc();
+    if (Loc.IsValid()) {
+        const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetFilePath(Loc.FileId));
         if (FileExists(sPath)) {
             m_MainWindow.GetSourceWindow().ShowLocation(sPath, static_cast<int>(Loc.Line));
         }

@@ -3,7 +3,6 @@
 #include "app/Slots.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
-#include "elf/ElfApi.h"
 #include "views/SourceWindow.h"
 
 #include <QInputDialog>

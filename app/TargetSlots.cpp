@@ -218,13 +218,13 @@ void _ElfGetBaseAddr(CMainWindow&) {
 
 void _ElfGetEntryPointPC(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_POINT_PC)) {
-        _ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPoint());
+        _ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPointPC());
     }
 }
 
 void _ElfGetEntryFuncPC(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_FUNC_PC)) {
-        _ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetSymbolAddr(QStringLiteral("main")));
+        _ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetEntryFuncPC());
     }
 }
 
@@ -244,8 +244,7 @@ void _ElfGetExprValue(CMainWindow&) {
 
 void _ElfGetEndianess(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENDIANESS)) {
-        const int Encoding = ElfApi_GetDataEncoding();
-        _ReportElfValue(CMD_ELF_GET_ENDIANESS, Encoding == 4 ? -1 : (Encoding != 0 ? 1 : 0));
+        _ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0);
     }
 }
 

@@ -9,7 +9,7 @@
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
-#include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "project/FileFinder.h"
 #include "settings/Colors.h"
 #include "views/SourceWindow.h"
@@ -27,9 +27,9 @@ constexpr int MAX_SLEEP_MS = 360'000;
 
 /// Shows the source line of an address. False if it has none that can be shown.
 bool _ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
-    ELF_SRC_LOC Loc;
-    return ElfApi_GetSrcLoc(Addr, &Loc) &&
-           MainWindow.GetSourceWindow().ShowLocation(CFileFinder::Get().FindFile(ElfApi_GetSrcFile(Loc.File)),
+    const CSrcLoc Loc = ElfApi_GetSrcLoc(Addr);
+    return Loc.IsValid() &&
+           MainWindow.GetSourceWindow().ShowLocation(CFileFinder::Get().FindFile(ElfApi_GetFilePath(Loc.FileId)),
                                                      static_cast<int>(Loc.Line));
 }
 

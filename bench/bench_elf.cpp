@@ -1,5 +1,6 @@
 #include "elf/DwarfReader.h"
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "elf/ElfSym.h"
 
 #include <QCoreApplication>

@@ -492,7 +492,7 @@ const COMMAND_ROW_DATA CommandRowData[CMD_COUNT] = {
      "", "Returns the entry point of the program", "Get entry point", "actionElfGetEntryPointPC"},
     {CMD_ELF_GET_ENTRY_FUNC_PC, 1, 0, "",
      "__api__ int Elf.GetEntryFuncPC (void);",
-     "", "Returns the address of the program's main function", "Get entry function", "actionElfGetEntryFuncPC"},
+     "", "Returns the program's reset address", "Get entry function", "actionElfGetEntryFuncPC"},
     {CMD_ELF_GET_EXPR_VALUE, 1, 0, "",
      "__api__ int Elf.GetExprValue (const char* sExpression);",
      "Expression", "Returns the value of an expression", "Evaluate expression", "actionElfGetExprValue"},

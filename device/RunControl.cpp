@@ -221,7 +221,7 @@ void CRunControl::OnInvalidHaltStatus() {
 
 int CRunControl::InitTargetSPandPC() {
     const I64 Base = ElfApi_GetBaseAddr();
-    I64 Entry = ElfApi_GetEntryPoint();
+    I64 Entry = ElfApi_GetEntryPointPC();
     if (m_T.Facts.IsCortexM() && Base >= 0) {
         // The vector table: initial SP, then the reset vector.
         U32 SP = 0;

@@ -73,20 +73,12 @@ int CStepper::StepInst() {
     return Result == 0 ? 0 : -1;
 }
 
-CStepper::POSITION CStepper::PositionOf(U32 Addr) {
-    POSITION Pos;
-    Pos.IsKnown = ElfApi_GetSrcLoc(Addr, &Pos.Loc);
-    return Pos;
-}
-
-bool CStepper::IsSameLine(const POSITION& A, const POSITION& B) {
-    return A.IsKnown && B.IsKnown && A.Loc.File == B.Loc.File && A.Loc.Line == B.Loc.Line;
+bool CStepper::IsSameLine(const CSrcLoc& A, const CSrcLoc& B) {
+    return A.IsValid() && A == B;
 }
 
 bool CStepper::HasSrcPosition(U64 hFunc) {
-    U32 Lo = 0;
-    U32 Hi = 0;
-    return ElfApi_GetFuncRange(hFunc, &Lo, &Hi) && PositionOf(Lo).IsKnown;
+    return hFunc != 0 && ElfApi_GetSymSrcLoc(hFunc).IsValid();
 }
 
 // False if the array is full. A BL of two halfwords counts for both: a step may stop between them.
@@ -110,14 +102,14 @@ bool CStepper::IsVisited(U32 PC) const {
 }
 
 // A breakpoint in the line that the step started on doesn't end the step.
-bool CStepper::IsUserBreakpoint(U32 PC, const POSITION& Start) const {
-    return m_T.BPs.GetEntry(PC).State == BP_STATE_ON && !IsSameLine(PositionOf(PC), Start);
+bool CStepper::IsUserBreakpoint(U32 PC, const CSrcLoc& Start) const {
+    return m_T.BPs.GetEntry(PC).State == BP_STATE_ON && !IsSameLine(ElfApi_GetSrcLoc(PC), Start);
 }
 
 void CStepper::StepIntoSimple() {
     U32 PC = 0;
     m_T.Regs.ReadPC(&PC);
-    const POSITION Start = PositionOf(PC);
+    const CSrcLoc Start = ElfApi_GetSrcLoc(PC);
     const U64 hStartFunc = ElfApi_GetFuncAtAddr(PC);
     const char* sReason = nullptr;
     U32 NumSteps = 0;
@@ -127,13 +119,13 @@ void CStepper::StepIntoSimple() {
             break;
         }
         NumSteps++;
-        const POSITION Pos = PositionOf(PC);
+        const CSrcLoc Pos = ElfApi_GetSrcLoc(PC);
         const U64 hFunc = ElfApi_GetFuncAtAddr(PC);
         if (IsUserBreakpoint(PC, Start)) {
             sReason = "User breakpoint hit";
         } else if (IsVisited(PC)) {
             sReason = "Circular step sequence encountered";
-        } else if (Pos.IsKnown && !IsSameLine(Pos, Start)) {
+        } else if (Pos.IsValid() && !IsSameLine(Pos, Start)) {
             sReason = "PC is on a new source line";
         } else if (hFunc == 0 && hStartFunc != 0) {
             sReason = "Unknown function was entered";
@@ -172,8 +164,8 @@ void CStepper::StoreContext() {
     m_Ctx.StartPC = PC;
     m_Ctx.StartSP = SP;
     m_Ctx.StartReturnAddr = m_T.State.ReturnAddr;
-    m_Ctx.Start = PositionOf(PC);
-    m_Ctx.Start.Loc.Col = 0;
+    m_Ctx.Start = ElfApi_GetSrcLoc(PC);
+    m_Ctx.Start.Col = 0;
     m_Ctx.hStartFunc = ElfApi_GetFuncAtAddr(PC);
     m_Ctx.hReturnFunc = m_Ctx.StartReturnAddr >= 0 ? ElfApi_GetFuncAtAddr(U32(m_Ctx.StartReturnAddr)) : 0;
 }
@@ -190,7 +182,7 @@ I64 CStepper::ReturnAddrOfLastCall() const {
 int CStepper::JudgeStepOver(U32 PC, U32 SP, U32 MaxSingleSteps) {
     const U64 hFunc = ElfApi_GetFuncAtAddr(PC);
     const bool IsCall = hFunc && hFunc != m_Ctx.hStartFunc && hFunc != m_Ctx.hReturnFunc && SP <= m_Ctx.StartSP;
-    const POSITION Pos = PositionOf(PC);
+    const CSrcLoc Pos = ElfApi_GetSrcLoc(PC);
     const auto End = [this](const char* sReason, int Result) {
         m_T.LogDebug(sReason);
         return Result;
@@ -205,7 +197,7 @@ int CStepper::JudgeStepOver(U32 PC, U32 SP, U32 MaxSingleSteps) {
         m_T.State.ReturnAddr = ReturnAddrOfLastCall();
         return End("Function was entered", STEP_CALL_ENTERED);
     }
-    if (Pos.IsKnown && !IsSameLine(Pos, m_Ctx.Start)) {
+    if (Pos.IsValid() && !IsSameLine(Pos, m_Ctx.Start)) {
         return End("PC is on a new source line", STEP_ARRIVED);
     }
     if (!hFunc && m_Ctx.hStartFunc) {
@@ -238,20 +230,11 @@ int CStepper::StepOverSimple(U32 MaxSingleSteps) {
 
 // Lowest address of the next line with code, if the program can only get there straight on; -1 otherwise.
 I64 CStepper::FindRunTarget() const {
-    if (!m_Ctx.Start.IsKnown) {
-        return -1;
-    }
-    const I64 Addr = ElfApi_GetAddrOfLine(m_Ctx.Start.Loc.File, m_Ctx.Start.Loc.Line + 1, false);
+    const I64 Addr = m_Ctx.Start.IsValid() ? ElfApi_GetAddr(ElfApi_GetNextCodeLine(m_Ctx.Start)) : -1;
     if (Addr <= I64(m_Ctx.StartPC) || !_IsSameFunc(U32(Addr), m_Ctx.StartPC)) {
         return -1;
     }
     return ICACHE_HasBranchInRange(m_Ctx.StartPC, U32(Addr)) ? -1 : Addr;
-}
-
-I64 CStepper::NextLineAddr(U32 PC) const {
-    const POSITION Pos = PositionOf(PC);
-    const I64 Addr = Pos.IsKnown ? ElfApi_GetAddrOfLine(Pos.Loc.File, Pos.Loc.Line + 1, false) : -1;
-    return Addr >= 0 && _IsSameFunc(U32(Addr), PC) ? Addr : -1;
 }
 
 int CStepper::RunForStep(U32 JobType, U32 Addr) {
@@ -274,8 +257,9 @@ int CStepper::LeaveCall() {
 
 int CStepper::LeaveCircle() {
     m_T.LogDebug("Stepping out of circular instruction sequence");
-    const I64 Addr = NextLineAddr(U32(m_T.State.Regs[REG_IDX_PC]));
-    return Addr >= 0 ? RunForStep(JT_STEP_OVER, U32(Addr)) : 0;
+    const U32 PC = U32(m_T.State.Regs[REG_IDX_PC]);
+    const I64 Addr = ElfApi_GetNextLineAddr(PC);
+    return Addr >= 0 && _IsSameFunc(U32(Addr), PC) ? RunForStep(JT_STEP_OVER, U32(Addr)) : 0;
 }
 
 int CStepper::StepOver(U8 DoStoreContext) {
@@ -307,8 +291,8 @@ int CStepper::StepOver(U8 DoStoreContext) {
 
 int CStepper::CompleteSrcStepOnHiddenBP(U32 PC) {
     const U32 JobType = m_T.State.HiddenBPJob;
-    const POSITION Pos = PositionOf(PC);
-    const bool IsArrived = Pos.IsKnown && (PC == m_Ctx.StartPC || !IsSameLine(Pos, m_Ctx.Start));
+    const QList<CSrcLoc> Locs = ElfApi_GetSrcLocs(PC);
+    const bool IsArrived = !Locs.isEmpty() && (PC == m_Ctx.StartPC || !Locs.contains(m_Ctx.Start));
     if ((JobType != JT_STEP_INTO && JobType != JT_STEP_OVER) || IsArrived) {
         return FinishSrcStep();
     }

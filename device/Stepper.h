@@ -5,6 +5,7 @@
 
 #include "base/Types.h"
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 
 #include <array>
 
@@ -31,16 +32,12 @@ public:
     int CompleteSrcStepOnHiddenBP(U32 PC);
 
 private:
-    struct POSITION {
-        bool IsKnown = false;
-        ELF_SRC_LOC Loc;
-    };
     struct CONTEXT {
         U32 Count = 0; ///< entries used in aVisited
         U32 StartPC = 0;
         U32 StartSP = 0;
         I64 StartReturnAddr = -1;
-        POSITION Start;
+        CSrcLoc Start;
         U64 hStartFunc = 0;
         U64 hReturnFunc = 0;
         std::array<U32, MAX_STEP_INSTS> aVisited;
@@ -49,21 +46,19 @@ private:
     void StoreContext();
     bool NoteVisited(U32 PC);
     bool IsVisited(U32 PC) const;
-    bool IsUserBreakpoint(U32 PC, const POSITION& Start) const;
+    bool IsUserBreakpoint(U32 PC, const CSrcLoc& Start) const;
     I64 ReturnAddrOfLastCall() const;
     void StepIntoSimple();
     int StepOverSimple(U32 MaxSingleSteps);
     int JudgeStepOver(U32 PC, U32 SP, U32 MaxSingleSteps);
     void StepOutSimple();
     I64 FindRunTarget() const;
-    I64 NextLineAddr(U32 PC) const;
     int RunForStep(U32 Job, U32 Addr);
     int LeaveCall();
     int LeaveCircle();
     int FinishSrcStep();
 
-    static POSITION PositionOf(U32 Addr);
-    static bool IsSameLine(const POSITION& A, const POSITION& B);
+    static bool IsSameLine(const CSrcLoc& A, const CSrcLoc& B);
     static bool HasSrcPosition(U64 hFunc);
 
     CTarget& m_T;

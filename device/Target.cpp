@@ -80,7 +80,9 @@ void CTarget::ResetInstStore() {
         ICACHE_MODE_RANGE Range;
         Range.Mode = U32(ARM_EXEC_MODES(State.ExecMode));
         if (const I64 PC = State.Regs[REG_IDX_PC]; PC >= 0) {
-            ElfApi_GetFuncRange(ElfApi_GetFuncAtAddr(U32(PC)), &Range.Start, &Range.End);
+            const ELF_ADDR_RANGE Func = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(U32(PC)));
+            Range.Start = Func.Addr;
+            Range.End = Func.Addr + Func.Size;
         }
         return Range;
     };

@@ -4,6 +4,7 @@
 #include "device/NovikFuncs.h"
 #include "device/Target.h"
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "settings/SysVars.h"
 
 #include <algorithm>
@@ -306,11 +307,8 @@ int CTargetRegs::SetTargetExecState(U32 Cnt, const I64* paRegVals) {
     UpdateExecMode(U32(CPSR));
     UpdateRegs(Cnt, paRegVals);
     const I64 PC = m_T.State.Regs[REG_IDX_PC];
-    m_T.State.CurSrcLoc = ELF_SRC_LOC();
     m_T.State.CurFunc = PC >= 0 ? ElfApi_GetFuncAtAddr(U32(PC)) : 0;
-    if (PC >= 0) {
-        ElfApi_GetSrcLoc(U32(PC), &m_T.State.CurSrcLoc);
-    }
+    m_T.State.CurSrcLoc = PC >= 0 ? ElfApi_GetSrcLoc(U32(PC)) : CSrcLoc();
     return 0;
 }
 

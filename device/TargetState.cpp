@@ -34,7 +34,7 @@ void CTargetState::Reset() {
     ExecMode = EXEC_MODE_UNKNOWN;
     ConditionAnswer = -1;
     CurFunc = 0;
-    CurSrcLoc = ELF_SRC_LOC();
+    CurSrcLoc = CSrcLoc();
     SavedBP = BPEntry();
 }
 

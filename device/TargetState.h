@@ -4,7 +4,7 @@
 
 #include "device/DeviceTypes.h"
 #include "device/SharedValue.h"
-#include "elf/ElfApi.h"
+#include "elf/SrcLoc.h"
 
 #include <array>
 
@@ -39,7 +39,7 @@ struct CTargetState {
     CSharedValue<U32> ConditionPC;
 
     U64 CurFunc = 0;       ///< function at the PC; device thread
-    ELF_SRC_LOC CurSrcLoc; ///< source line of the PC; device thread
+    CSrcLoc CurSrcLoc; ///< source line of the PC; device thread
     BPEntry SavedBP;       ///< disabled breakpoint that a run-to has replaced for its time; device thread
 
     CTargetState();

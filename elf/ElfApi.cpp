@@ -2,9 +2,10 @@
 
 #include "elf/Elf.h"
 #include "elf/ElfApiState.h"
+#include "elf/ElfInternal.h"
+#include "elf/ElfReloc.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include <QFile>
 #include <algorithm>
 
 namespace {
@@ -26,31 +27,39 @@ void _OnMessage(const char* sText, U32 Level) {
 
 const ELF_FILE* _File() { return ELF_GetCurrentFile(); }
 
-/// Row that covers the address; the last one that starts at or below it and reaches it.
-const ELF_LINE* _FindLine(U32 Addr) {
+/// Program data as it is loaded: where it stands in the file and its addresses on the target.
+struct LOAD_SPAN {
+    const U8* pData;
+    U32 PAddr;
+    U32 VAddr;
+    U32 Size;
+};
+
+std::vector<LOAD_SPAN> _LoadSpans() {
+    constexpr U32 PT_LOAD = 1;
     const ELF_FILE* pFile = _File();
-    if (pFile == nullptr) {
-        return nullptr;
-    }
-    const std::vector<ELF_LINE>& Lines = pFile->Lines.Lines;
-    auto It = std::upper_bound(Lines.begin(), Lines.end(), Addr,
-                               [](U32 Value, const ELF_LINE& Line) { return Value < Line.AddrLo; });
-    constexpr int MAX_OVERLAP = 32; // rows of different sequences at one place, as after section merging
-    for (int i = 0; i < MAX_OVERLAP && It != Lines.begin(); ++i) {
-        --It;
-        if (Addr < It->AddrHi) {
-            return &*It;
+    std::vector<LOAD_SPAN> Spans;
+    for (U32 i = 0; i < ELF_GetNumSegments(pFile); ++i) {
+        const U8* pData = ELF_GetSegmentData(pFile, i);
+        const U32 Off = ELF_GetSegmentDataOffset(pFile, i);
+        const U32 Size = ELF_GetSegmentFileSize(pFile, i);
+        if (ELF_GetSegmentType(pFile, i) == PT_LOAD && pData != nullptr && Off < Size) {
+            // What stands in front of the first section is padding or the file's own headers, not program.
+            Spans.push_back({pData + Off, ELF_Relocate(ELF_GetSegmentPAddr(pFile, i) + Off),
+                             ELF_Relocate(ELF_GetSegmentVAddr(pFile, i) + Off), Size - Off});
         }
     }
-    return nullptr;
+    return Spans;
 }
 
-const std::vector<ELF_LINE>& _Rows() {
-    static const std::vector<ELF_LINE> Nothing;
-    return _File() != nullptr ? _File()->Lines.Lines : Nothing;
+/// Closes the file, if one is open. What was relocated before a file was opened stays for the next one.
+void _Close() {
+    ElfApi_ExitSyms();
+    ElfApi_ExitFind();
+    ElfApi_ExitLines();
+    ELF_Close(pOpenFile);
+    pOpenFile = nullptr;
 }
-
-bool _IsNameOf(const char* sSym, const QByteArray& Name) { return sSym != nullptr && Name == sSym; }
 
 } // namespace
 
@@ -63,7 +72,7 @@ void ElfApi_SetMsgHandler(void (*pfHandler)(const char* sText, U32 Level)) {
 
 int ElfApi_Init(const QString& sPath) {
     const std::lock_guard Lock(Mutex);
-    ElfApi_Exit();
+    _Close();
     sErrorText.clear();
     ELF_SetMsgHandler(_OnMessage);
     pOpenFile = ELF_Open(QFile::encodeName(sPath).constData());
@@ -77,10 +86,8 @@ int ElfApi_Init(const QString& sPath) {
 
 void ElfApi_Exit() {
     const std::lock_guard Lock(Mutex);
-    ElfApi_ExitSyms();
-    ElfApi_ExitFind();
-    ELF_Close(pOpenFile);
-    pOpenFile = nullptr;
+    _Close();
+    ELF_ClearRelocs();
 }
 
 bool ElfApi_IsOpen() {
@@ -93,52 +100,16 @@ QString ElfApi_GetErrorText() {
     return sErrorText;
 }
 
-QString ElfApi_GetFuncName(U64 hFunc) { return ElfApi_IsFunc(hFunc) ? ElfApi_GetSymName(hFunc) : QString(); }
-
-bool ElfApi_GetFuncRange(U64 hFunc, U32* pLo, U32* pHi) {
-    const std::lock_guard Lock(Mutex);
-    if (!ElfApi_IsFunc(hFunc)) {
-        return false;
-    }
-    const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(hFunc);
-    *pLo = Range.Addr;
-    *pHi = Range.Addr + Range.Size;
-    return true;
-}
-
-I64 ElfApi_GetSymbolAddr(const QString& sName) {
-    const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
-    const QByteArray Name = sName.toUtf8();
-    I64 Found = -1;
-    for (U32 i = 0; pFile != nullptr && i < pFile->NumSyms; ++i) {
-        const Elf32_Sym& Sym = pFile->paSym[i];
-        const U32 Type = ELF_GetSymType(Sym);
-        if (Sym.st_shndx == 0 || !_IsNameOf(ELF_GetSymNameByIdx(pFile, i), Name)) {
-            continue;
-        }
-        if (ELF_IsFuncType(Type)) {
-            return Sym.st_value & ~1u;
-        }
-        Found = Found < 0 && (Type == STT_OBJECT || Type == STT_NOTYPE) ? Sym.st_value : Found;
-    }
-    return Found;
-}
-
 I64 ElfApi_GetBaseAddr() {
     const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
     I64 Base = -1;
-    for (U32 i = 0; i < ELF_GetNumSegments(pFile); ++i) {
-        if (ELF_GetSegmentData(pFile, i) != nullptr) {
-            const I64 Addr = static_cast<I64>(ELF_GetSegmentPAddr(pFile, i)) + ELF_GetSegmentDataOffset(pFile, i);
-            Base = Base < 0 ? Addr : std::min(Base, Addr);
-        }
+    for (const LOAD_SPAN& Span : _LoadSpans()) {
+        Base = Base < 0 ? static_cast<I64>(Span.PAddr) : std::min<I64>(Base, Span.PAddr);
     }
     return Base;
 }
 
-I64 ElfApi_GetEntryPoint() {
+I64 ElfApi_GetEntryPointPC() {
     const std::lock_guard Lock(Mutex);
     return _File() != nullptr ? static_cast<I64>(ELF_GetEntryPoint(_File())) : -1;
 }
@@ -150,112 +121,47 @@ int ElfApi_GetDataEncoding() {
 
 U32 ElfApi_GetMemRegionKind(U32 Addr, U32* pLo, U32* pHi) {
     const std::lock_guard Lock(Mutex);
-    const ELF_MEM_REGION Region = ELF_GetMemRegion(Addr);
+    const ELF_MEM_REGION Region = ELF_GetMemRegion(ELF_Unrelocate(Addr));
     if (pLo != nullptr) {
-        *pLo = Region.AddrLo;
+        *pLo = ELF_Relocate(Region.AddrLo);
     }
     if (pHi != nullptr) {
-        *pHi = Region.AddrHi;
+        *pHi = ELF_Relocate(Region.AddrHi, true);
     }
     return Region.Kind;
 }
 
 int ElfApi_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     const std::lock_guard Lock(Mutex);
-    return ELF_ReadMem(Addr, NumBytes, pBuf);
+    const U32 First = ELF_Unrelocate(Addr);
+    const bool HasMovedAsOne = NumBytes == 0 || ELF_Unrelocate(Addr + NumBytes, true) - First == NumBytes;
+    return HasMovedAsOne ? ELF_ReadMem(First, NumBytes, pBuf) : -1;
 }
 
 QList<ELF_SEGMENT> ElfApi_GetLoadSegments() {
-    constexpr U32 PT_LOAD = 1;
     const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
     QList<ELF_SEGMENT> Segments;
-    for (U32 i = 0; i < ELF_GetNumSegments(pFile); ++i) {
-        const U8* pData = ELF_GetSegmentData(pFile, i);
-        const U32 Off = ELF_GetSegmentDataOffset(pFile, i);
-        const U32 Size = ELF_GetSegmentFileSize(pFile, i);
-        if (ELF_GetSegmentType(pFile, i) == PT_LOAD && pData != nullptr && Off < Size) {
-            // What stands in front of the first section is padding or the file's own headers, not program.
-            Segments.append({ELF_GetSegmentPAddr(pFile, i) + Off, ELF_GetSegmentVAddr(pFile, i) + Off,
-                             QByteArray(reinterpret_cast<const char*>(pData + Off), static_cast<qsizetype>(Size - Off))});
-        }
+    for (const LOAD_SPAN& Span : _LoadSpans()) {
+        const char* pData = reinterpret_cast<const char*>(Span.pData);
+        Segments.append({Span.PAddr, Span.VAddr, QByteArray(pData, static_cast<qsizetype>(Span.Size))});
     }
     std::stable_sort(Segments.begin(), Segments.end(),
                      [](const ELF_SEGMENT& a, const ELF_SEGMENT& b) { return a.PAddr < b.PAddr; });
     return Segments;
 }
 
-bool ElfApi_GetSrcLoc(U32 Addr, ELF_SRC_LOC* pLoc) {
+int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
     const std::lock_guard Lock(Mutex);
-    const ELF_LINE* pLine = _FindLine(Addr);
-    if (pLine == nullptr || pLine->Line == 0) {
-        return false;
+    const int Result = ELF_AddReloc(sSymbols.toUtf8().constData(), Offset);
+    if (_File() == nullptr) {
+        return 0; // a name may still mean something in the file to come
     }
-    *pLoc = {static_cast<I32>(pLine->File), pLine->Line, pLine->Col};
-    return true;
-}
-
-bool ElfApi_IsStmtStart(U32 Addr) {
-    const std::lock_guard Lock(Mutex);
-    const ELF_LINE* pLine = _FindLine(Addr);
-    return pLine != nullptr && pLine->AddrLo == Addr && pLine->IsStmt != 0;
-}
-
-I64 ElfApi_GetAddrOfLine(I32 File, U32 Line, bool IsExact) {
-    const std::lock_guard Lock(Mutex);
-    const ELF_LINE* pBest = nullptr;
-    for (const ELF_LINE& Row : _Rows()) {
-        if (static_cast<I32>(Row.File) == File && Row.IsStmt != 0 && Row.Line >= Line &&
-            (!IsExact || Row.Line == Line) && (pBest == nullptr || Row.Line < pBest->Line)) {
-            pBest = &Row; // rows come by address: the first of a line is its lowest
-        }
-    }
-    return pBest != nullptr ? static_cast<I64>(pBest->AddrLo) : -1;
-}
-
-QSet<int> ElfApi_GetCodeLines(I32 File) {
-    const std::lock_guard Lock(Mutex);
-    QSet<int> Lines;
-    for (const ELF_LINE& Row : _Rows()) {
-        if (static_cast<I32>(Row.File) == File && Row.IsStmt != 0) {
-            Lines.insert(static_cast<int>(Row.Line));
-        }
-    }
-    return Lines;
-}
-
-QString ElfApi_GetSrcFile(I32 File) {
-    const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
-    if (pFile == nullptr || File < 0 || static_cast<size_t>(File) >= pFile->Lines.SrcFiles.size()) {
-        return {};
-    }
-    return QDir::cleanPath(QString::fromStdString(pFile->Lines.SrcFiles[static_cast<size_t>(File)]));
-}
-
-QList<QString> ElfApi_GetSrcFiles() {
-    const std::lock_guard Lock(Mutex);
-    const ELF_FILE* pFile = _File();
-    QList<QString> Files;
-    for (size_t i = 0; pFile != nullptr && i < pFile->Lines.SrcFiles.size(); ++i) {
-        Files.append(ElfApi_GetSrcFile(static_cast<I32>(i)));
-    }
-    return Files;
-}
-
-I32 ElfApi_FindSrcFile(const QString& sPath) {
-    const QString sClean = QDir::cleanPath(QString(sPath).replace(QLatin1Char('\\'), QLatin1Char('/')));
-    const QList<QString> Files = ElfApi_GetSrcFiles();
-    I32 Found = -1;
-    int NumFound = 0;
-    for (qsizetype i = 0; i < Files.size(); ++i) {
-        if (Files[i].compare(sClean, Qt::CaseInsensitive) == 0) {
-            return static_cast<I32>(i);
-        }
-        if (Files[i].endsWith(QLatin1Char('/') + sClean, Qt::CaseInsensitive)) {
-            Found = static_cast<I32>(i);
-            ++NumFound;
-        }
-    }
-    return NumFound == 1 ? Found : -1;
+    const U32 PC = ElfApi_GetCurrentPC(); // what was kept of answers is of the addresses before
+    ElfApi_ExitSyms();
+    ElfApi_ExitFind();
+    ELF_BuildImage(_File());
+    ElfApi_RebuildLines();
+    ElfApi_InitFind();
+    ElfApi_SetCurrentPC(PC);
+    return Result;
 }

@@ -1,9 +1,11 @@
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfApiSyms.h"
 #include "elf/ElfReloc.h"
 
 #include <QHash>
+#include <QSet>
 #include <algorithm>
 #include <libdwarf/dwarf.h>
 
@@ -334,7 +336,7 @@ ELF_SYM_LIST ElfApi_GetFuncsAtAddr(U32 Addr) {
     }
     ELF_SYM_LIST List;
     if (ELF_GetCurrentFile() != nullptr) {
-        for (const ELF_SYM_HANDLE h : FuncTree.Find(Addr)) {
+        for (const ELF_SYM_HANDLE h : FuncTree.Find(Addr, Addr)) {
             List.append(h);
         }
     }
@@ -342,6 +344,22 @@ ELF_SYM_LIST ElfApi_GetFuncsAtAddr(U32 Addr) {
         FuncsAtAddrCache.clear();
     }
     FuncsAtAddrCache.insert(Addr, List);
+    return List;
+}
+
+ELF_SYM_LIST ElfApi_GetFuncsInRange(const ELF_ADDR_RANGE& Range) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    ELF_SYM_LIST List;
+    QSet<ELF_SYM_HANDLE> Known; // a function may be in several pieces
+    const U64 Last = static_cast<U64>(Range.Addr) + Range.Size - 1;
+    if (Range.Size != 0 && ELF_GetCurrentFile() != nullptr) {
+        for (const ELF_SYM_HANDLE h : FuncTree.Find(Range.Addr, static_cast<U32>(std::min<U64>(Last, 0xFFFFFFFF)))) {
+            if (!Known.contains(h)) {
+                Known.insert(h);
+                List.append(h);
+            }
+        }
+    }
     return List;
 }
 

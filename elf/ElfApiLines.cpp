@@ -5,6 +5,7 @@
 #include "elf/ElfApi.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfReloc.h"
+#include "elf/SrcMap.h"
 
 #include <algorithm>
 #include <tuple>
@@ -17,15 +18,23 @@ constexpr U32 MAX_LINE_SEARCH = 1000;   ///< lines
 constexpr U32 MAX_ADDR_SEARCH = 1000;   ///< bytes
 constexpr U32 MIN_BLOCK_DISTANCE = 5;   ///< bytes; nearer than one wide instruction is the same block
 
+QHash<U32, ELF_SYM_LIST> FileFuncs; ///< filled when first asked
+bool AreFileFuncsBuilt;
+
 /// Lowest address of a function: line records below belong to functions that the linker dropped.
 U32 _Floor(const ELF_FILE* pFile) {
+    U32 Floor = 0xFFFFFFFF;
     for (const U32 Idx : pFile->papFuncSym) {
         const U32 Addr = pFile->paSym[Idx].st_value & ~1u;
-        if (Addr != 0) {
-            return ELF_Relocate(Addr);
-        }
+        Floor = Addr != 0 ? std::min(Floor, ELF_Relocate(Addr)) : Floor;
     }
-    return 0xFFFFFFFF;
+    return Floor;
+}
+
+std::shared_ptr<CSrcMap> _MakeMap(const ELF_FILE* pFile) {
+    auto pMap = std::make_shared<CSrcMap>();
+    pMap->Build(pFile->Lines, _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
+    return pMap;
 }
 
 CSrcMap& _Map() {
@@ -35,8 +44,7 @@ CSrcMap& _Map() {
         return Nothing;
     }
     if (pFile->pSrcMap == nullptr) {
-        pFile->pSrcMap = std::make_shared<CSrcMap>();
-        pFile->pSrcMap->Build(pFile->Lines, _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
+        pFile->pSrcMap = _MakeMap(pFile);
     }
     return *pFile->pSrcMap;
 }
@@ -84,18 +92,44 @@ bool _IsAt(U32 Addr, const CSrcLoc& Loc) {
 
 /// Bytes from the address to the next instruction or data item; 0 if it can't be told.
 U32 _StepAt(U32 Addr) {
-    const ELF_MEM_REGION Region = ELF_GetMemRegion(Addr);
-    if (Region.Kind == ELF_REGION_DATA) {
-        return Region.AddrHi - Addr < 4 ? 2 : 4;
-    }
-    if (Region.Kind == ELF_REGION_ARM) {
+    U32 Hi = 0;
+    U16 Code = 0;
+    switch (ElfApi_GetMemRegionKind(Addr, nullptr, &Hi)) {
+    case ELF_REGION_DATA:
+        return Hi - Addr < 4 ? 2 : 4;
+    case ELF_REGION_ARM:
         return 4;
+    default:
+        return ElfApi_ReadMem(Addr, sizeof(Code), &Code) != 0 ? 0 : (Code & 0xF800) >= 0xE800 ? 4 : 2;
     }
-    const I64 Code = ELF_ReadU16(Addr);
-    return Code < 0 ? 0 : (Code & 0xF800) >= 0xE800 ? 4 : 2;
+}
+
+void _AddFileFuncs(const ELF_SYM_LIST& Funcs) {
+    for (const ELF_SYM_HANDLE h : Funcs) {
+        const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
+        const U32 FileId = Range.Size != 0 ? _Map().GetFileAtAddr(Range.Addr) : INVALID_FILE_ID;
+        if (FileId != INVALID_FILE_ID) {
+            FileFuncs[FileId].append(h);
+        }
+    }
 }
 
 } // namespace
+
+void ElfApi_ExitLines() {
+    FileFuncs.clear();
+    AreFileFuncsBuilt = false;
+}
+
+void ElfApi_RebuildLines() {
+    ElfApi_ExitLines();
+    ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (pFile->pSrcMap != nullptr) {
+        const std::shared_ptr<CSrcMap> pMap = _MakeMap(pFile);
+        pMap->TakeLocated(*pFile->pSrcMap);
+        pFile->pSrcMap = pMap;
+    }
+}
 
 U32 ElfApi_GetFileId(const QString& sPath) {
     const std::lock_guard Lock(ElfApi_Mutex());
@@ -115,6 +149,15 @@ bool ElfApi_FileExists(U32 FileId) {
 QList<U32> ElfApi_GetSrcFileIds() {
     const std::lock_guard Lock(ElfApi_Mutex());
     return _Map().GetSrcFileIds();
+}
+
+QStringList ElfApi_GetSrcFiles() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    QStringList Paths;
+    for (const U32 FileId : _Map().GetSrcFileIds()) {
+        Paths.append(_Map().GetFilePath(FileId));
+    }
+    return Paths;
 }
 
 void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
@@ -154,10 +197,10 @@ bool ElfApi_HasSrcLoc(U32 Addr) {
     return _FindEntry(Addr) >= 0;
 }
 
-bool ElfApi_RangeHasSrcLoc(U32 Addr, U32 Size) {
+bool ElfApi_RangeHasSrcLoc(const ELF_ADDR_RANGE& Range) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const I64 Next = _Map().GetNextAddr(Addr);
-    return _FindEntry(Addr) >= 0 || (Next >= 0 && Next < static_cast<I64>(Addr) + Size);
+    const I64 Next = _Map().GetNextAddr(Range.Addr);
+    return _FindEntry(Range.Addr) >= 0 || (Next >= 0 && Next < static_cast<I64>(Range.Addr) + Range.Size);
 }
 
 QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc) {
@@ -201,7 +244,7 @@ QList<U32> ElfApi_GetLineEntryAddrs(const CSrcLoc& Loc) {
         }
         Starts.append(Addrs[i]);
         for (const U32 Addr : ElfApi_GetAddrBlock(Loc, Addrs[i])) {
-            if (ELF_GetMemRegion(Addr).Kind == ELF_REGION_DATA) {
+            if (ElfApi_GetMemRegionKind(Addr) == ELF_REGION_DATA) {
                 break;
             }
             BlockEnd = std::max<I64>(BlockEnd, Addr);
@@ -212,7 +255,7 @@ QList<U32> ElfApi_GetLineEntryAddrs(const CSrcLoc& Loc) {
 
 CSrcLoc ElfApi_GetNextCodeLine(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    for (U32 i = 1; i <= MAX_LINE_SEARCH; ++i) {
+    for (U32 i = 1; i <= MAX_LINE_SEARCH && Loc.Line <= 0xFFFFFFFF - i; ++i) {
         const CSrcLoc Next{Loc.FileId, Loc.Line + i, 0};
         if (_Map().HasLoc(Next)) {
             return Next;
@@ -262,6 +305,15 @@ bool ElfApi_IsLineStart(U32 Addr) {
 U32 ElfApi_GetFileAtAddr(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
     return _Map().GetFileAtAddr(Addr);
+}
+
+ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId) {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    if (!AreFileFuncsBuilt && ELF_GetCurrentFile() != nullptr) {
+        _AddFileFuncs(ElfApi_Functions());
+        AreFileFuncsBuilt = true;
+    }
+    return FileFuncs.value(FileId);
 }
 
 I32 ElfApi_GetRegRules(U32 PC, ELF_SYM_LOC* paRules) {

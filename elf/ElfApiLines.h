@@ -4,7 +4,7 @@
 // there is nothing to say. The tables are made when the first question about an open file comes, and go with the file.
 
 #include "elf/ElfApiSyms.h"
-#include "elf/SrcMap.h"
+#include "elf/SrcLoc.h"
 
 #include <QList>
 #include <QString>
@@ -15,6 +15,8 @@ QString ElfApi_GetFilePath(U32 FileId);
 bool ElfApi_FileExists(U32 FileId);
 /// Files with code.
 QList<U32> ElfApi_GetSrcFileIds();
+QStringList ElfApi_GetSrcFiles(); ///< the same as paths
+/// A source file of the program exists under another path: it keeps its FileId and is known under both.
 void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath);
 
 /// Positions of an address; of one that begins no line those of the line before it, within the same function and at
@@ -24,7 +26,7 @@ CSrcLoc ElfApi_GetSrcLoc(U32 Addr);      ///< the first of those
 CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr);  ///< the last of those
 CSrcLoc ElfApi_GetExactSrcLoc(U32 Addr); ///< only if a line record begins there
 bool ElfApi_HasSrcLoc(U32 Addr);
-bool ElfApi_RangeHasSrcLoc(U32 Addr, U32 Size);
+bool ElfApi_RangeHasSrcLoc(const ELF_ADDR_RANGE& Range);
 
 QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc); ///< sorted
 I64 ElfApi_GetAddr(const CSrcLoc& Loc);         ///< the lowest of them, or -1
@@ -42,6 +44,10 @@ I64 ElfApi_GetNextLineAddr(U32 Addr); ///< first address within 1000 bytes at wh
 bool ElfApi_IsLineStart(U32 Addr);
 /// FileId of the file whose code holds the address, 0xFFFFFFFF if none.
 U32 ElfApi_GetFileAtAddr(U32 Addr);
+/// Functions whose code lies in the file: those of the debug information, then those of the ELF symbol table.
+ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId);
+/// All functions and inline expansions that overlap the range, outermost first.
+ELF_SYM_LIST ElfApi_GetFuncsInRange(const ELF_ADDR_RANGE& Range);
 
 /// Where a symbol is declared, and where an inlined function is called.
 CSrcLoc ElfApi_GetSymDeclLoc(ELF_SYM_HANDLE h);

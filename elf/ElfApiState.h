@@ -13,4 +13,7 @@ void ElfApi_ExitSyms();
 /// Builds the indices of the file that was just opened.
 void ElfApi_InitFind();
 void ElfApi_ExitFind();
+void ElfApi_ExitLines();
+/// Makes the source map again, at the addresses that are now those of the target.
+void ElfApi_RebuildLines();
 U32 ElfApi_GetCurrentPC();

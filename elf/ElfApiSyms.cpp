@@ -428,24 +428,14 @@ ELF_SYM_HANDLE ElfApi_GetMainFunc() {
 I64 ElfApi_GetEntryFuncPC() {
     const std::lock_guard Lock(ElfApi_Mutex());
     const I64 Base = ElfApi_GetBaseAddr();
-    return Base >= 0 && Base <= 0xFFFFFFFF - 4 ? ELF_ReadU32(static_cast<U32>(Base) + 4) : -1;
+    U32 Value = 0;
+    const bool IsRead = Base >= 0 && ElfApi_ReadMem(static_cast<U32>(Base) + 4, sizeof(Value), &Value) == 0;
+    return IsRead ? static_cast<I64>(Value) : -1;
 }
 
 bool ElfApi_IsBigEndian() {
     const int Encoding = ElfApi_GetDataEncoding();
     return Encoding == ELF_ENC_BE8 || Encoding == ELF_ENC_BE32;
-}
-
-int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
-    const std::lock_guard Lock(ElfApi_Mutex());
-    const int Result = ELF_AddReloc(sSymbols.toUtf8().constData(), Offset);
-    if (ELF_GetCurrentFile() != nullptr) {
-        ELF_GetCurrentFile()->pSrcMap.reset(); // what was kept is of the addresses before
-        ElfApi_ExitSyms();
-        ElfApi_ExitFind();
-        ElfApi_InitFind();
-    }
-    return Result;
 }
 
 void ElfApi_SetFrameResolver(ELF_SYM_LOC (*pfResolve)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h)) {

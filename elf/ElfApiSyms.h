@@ -97,7 +97,5 @@ ELF_SYM_HANDLE ElfApi_GetRttControlBlock();
 /// Word at base address + 4 of the load image, -1 if the image doesn't hold it.
 I64 ElfApi_GetEntryFuncPC();
 bool ElfApi_IsBigEndian();
-/// Says where parts of the program are loaded; see ELF_AddReloc().
-int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset);
 /// Turns a location that depends on the call frame into one that doesn't; null where there is no frame.
 void ElfApi_SetFrameResolver(ELF_SYM_LOC (*pfResolve)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h));

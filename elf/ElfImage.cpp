@@ -1,5 +1,6 @@
 #include "elf/Elf.h"
 #include "elf/ElfInternal.h"
+#include "elf/ElfReloc.h"
 
 #include <algorithm>
 #include <cstring>
@@ -46,8 +47,8 @@ void ELF_BuildImage(const ELF_FILE* pFile) {
         aLoadRegion[i] = {Lo, Hi > 0xFFFFFFFF ? Lo : static_cast<U32>(Hi), ELF_GetSegmentData(pFile, i)};
     }
     for (const Elf32_Sym& Sym : pFile->paSym) {
-        SymAddrLo = std::min(SymAddrLo, Sym.st_value & ~1u);
-        SymAddrHi = std::max(SymAddrHi, Sym.st_value + Sym.st_size);
+        SymAddrLo = std::min(SymAddrLo, ELF_Relocate(Sym.st_value) & ~1u);
+        SymAddrHi = std::max(SymAddrHi, ELF_Relocate(Sym.st_value + Sym.st_size, true));
     }
     SymAddrCnt = pFile->NumSyms;
 }

@@ -222,12 +222,12 @@ void CFuncIndex::Build(const ELF_FILE* pFile) {
     }
 }
 
-std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 Addr) const {
+std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 First, U32 Last) const {
     std::vector<ELF_SYM_HANDLE> Found;
-    const auto It = std::upper_bound(m_Entries.begin(), m_Entries.end(), Addr,
+    const auto It = std::upper_bound(m_Entries.begin(), m_Entries.end(), Last,
                                      [](U32 Key, const ENTRY& Entry) { return Key < Entry.Lo; });
-    for (size_t i = static_cast<size_t>(It - m_Entries.begin()); i-- > 0 && m_MaxHi[i] > Addr;) {
-        if (m_Entries[i].Hi > Addr) {
+    for (size_t i = static_cast<size_t>(It - m_Entries.begin()); i-- > 0 && m_MaxHi[i] > First;) {
+        if (m_Entries[i].Hi > First) {
             const ENTRY& Entry = m_Entries[i];
             Found.push_back(Entry.IsElf != 0 ? ELF_MakeElfHandle(Entry.ID) : ELF_MakeDwarfHandle(Entry.ID));
         }

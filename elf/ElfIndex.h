@@ -43,8 +43,8 @@ public:
     /// Reads the ranges of all functions of the file. Functions of the ELF symbol table count where no other starts.
     void Build(const ELF_FILE* pFile);
     void Clear();
-    /// Functions around an address of the target, outermost first.
-    std::vector<ELF_SYM_HANDLE> Find(U32 Addr) const;
+    /// Functions that overlap the addresses [First, Last] of the target, outermost first.
+    std::vector<ELF_SYM_HANDLE> Find(U32 First, U32 Last) const;
     /// Inline expansions of an abstract instance, in order of discovery.
     std::vector<U32> ExpansionsOf(U32 Origin) const;
     /// Abstract instances that have expansions, each once.

@@ -216,16 +216,24 @@ QList<U32> CSrcMap::GetSrcFileIds() const {
 }
 
 void CSrcMap::OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
-    const U32 Old = _Id(sOldPath);
     const U32 New = _Id(sNewPath);
-    if (Old == New) {
-        FileExistsTable.insert(New, true);
-        return;
+    const U32 Old = FileAliasTable.value(_Id(sOldPath), _Id(sOldPath)); // found elsewhere before: still the same file
+    if (!FilePathTable.contains(Old)) {
+        return; // no file of the program
     }
-    FileRedirectTable.insert(Old, New);
-    FileAliasTable.insert(New, Old);
-    FilePathTable.insert(New, sNewPath);
+    FileRedirectTable.remove(Old);
+    if (Old != New) {
+        FileRedirectTable.insert(Old, New);
+        FileAliasTable.insert(New, Old);
+        FilePathTable.insert(New, sNewPath);
+    }
     FileExistsTable.insert(New, true);
+}
+
+void CSrcMap::TakeLocated(const CSrcMap& Other) {
+    for (auto It = Other.FileRedirectTable.cbegin(); It != Other.FileRedirectTable.cend(); ++It) {
+        OnSrcFileLocated(FilePathTable.value(It.key()), Other.FilePathTable.value(It.value()));
+    }
 }
 
 size_t CSrcMap::LowerBound(U32 Addr) const {

@@ -5,22 +5,10 @@
 
 #include "elf/Elf.h"
 #include "elf/IntervalTree.h"
+#include "elf/SrcLoc.h"
 
 #include <QHash>
 #include <QString>
-
-constexpr U32 INVALID_FILE_ID = 0xFFFFFFFF;
-
-/// A source position. The column takes no part in equality.
-struct CSrcLoc {
-    U32 FileId = INVALID_FILE_ID; ///< hash of the lower-cased path as it stands in the debug information
-    U32 Line = 0;
-    U32 Col = 0;
-    bool IsValid() const { return FileId != INVALID_FILE_ID && (FileId != 0 || Line != 0); }
-    friend bool operator==(const CSrcLoc& a, const CSrcLoc& b) { return a.FileId == b.FileId && a.Line == b.Line; }
-};
-
-inline size_t qHash(const CSrcLoc& Loc, size_t Seed = 0) { return ((Loc.FileId + 713u) * 31u + Loc.Line) ^ Seed; }
 
 class CSrcMap {
 public:
@@ -35,6 +23,8 @@ public:
     QList<U32> GetSrcFileIds() const;
     /// A source file was found under another path: its positions keep their FileId.
     void OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath);
+    /// Takes over where another map's files were found.
+    void TakeLocated(const CSrcMap& Other);
 
     /// Index into the address list of an address that begins a line, -1 for any other.
     I64 FindAddr(U32 Addr) const;

@@ -1,7 +1,7 @@
 #include "views/SourceWindow.h"
 
 #include "device/Device.h"
-#include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "framework/LayoutText.h"
 #include "project/FileFinder.h"
 #include "settings/Fonts.h"
@@ -14,17 +14,17 @@
 
 namespace {
 
-/// Index of the program's source file that a path on this machine stands for; -1 if it is none of them.
-I32 _ProgramFileOf(const QString& sPath) {
+/// FileId of the program's source file that a path on this machine stands for; INVALID_FILE_ID if it is none of them.
+U32 _ProgramFileOf(const QString& sPath) {
     const QString sWanted = QFileInfo(sPath).canonicalFilePath();
-    const QList<QString> Files = ElfApi_GetSrcFiles();
-    for (qsizetype i = 0; i < Files.size(); ++i) {
-        if (QFileInfo(Files[i]).fileName().compare(QFileInfo(sPath).fileName(), Qt::CaseInsensitive) == 0 &&
-            QFileInfo(CFileFinder::Get().FindFile(Files[i])).canonicalFilePath() == sWanted) {
-            return static_cast<I32>(i);
+    for (const U32 FileId : ElfApi_GetSrcFileIds()) {
+        const QString sFile = ElfApi_GetFilePath(FileId);
+        if (QFileInfo(sFile).fileName().compare(QFileInfo(sPath).fileName(), Qt::CaseInsensitive) == 0 &&
+            QFileInfo(CFileFinder::Get().FindFile(sFile)).canonicalFilePath() == sWanted) {
+            return FileId;
         }
     }
-    return -1;
+    return INVALID_FILE_ID;
 }
 
 } // namespace
@@ -141,12 +141,12 @@ void CSourceWindow::ReloadChanged() {
 }
 
 bool CSourceWindow::ShowPC(U32 PC) {
-    ELF_SRC_LOC Loc;
+    const CSrcLoc Loc = ElfApi_GetSrcLoc(PC);
     ClearPC();
-    if (!ElfApi_GetSrcLoc(PC, &Loc)) {
+    if (!Loc.IsValid()) {
         return false;
     }
-    const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetSrcFile(Loc.File));
+    const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetFilePath(Loc.FileId));
     if (!FileExists(sPath) || !ShowLocation(sPath, static_cast<int>(Loc.Line))) {
         return false;
     }
@@ -165,16 +165,23 @@ void CSourceWindow::ClearPC() {
 }
 
 void CSourceWindow::UpdateMarksOf(CSourceView* pView) const {
-    const I32 File = _ProgramFileOf(pView->GetPath());
+    const U32 FileId = _ProgramFileOf(pView->GetPath());
     QMap<int, BP_STATES> Breakpoints;
     for (const BPEntry& Entry : CDevice::Get().GetBreakpoints()) {
-        ELF_SRC_LOC Loc;
-        if (File >= 0 && ElfApi_GetSrcLoc(Entry.Addr, &Loc) && Loc.File == File) {
-            Breakpoints.insert(static_cast<int>(Loc.Line), Entry.State);
+        for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Entry.Addr)) {
+            if (Loc.FileId == FileId) {
+                Breakpoints.insert(static_cast<int>(Loc.Line), Entry.State);
+            }
+        }
+    }
+    QSet<int> CodeLines;
+    for (int Line = 1; FileId != INVALID_FILE_ID && Line <= pView->GetDocument().GetNumLines(); ++Line) {
+        if (ElfApi_GetAddr({FileId, static_cast<U32>(Line), 0}) >= 0) {
+            CodeLines.insert(Line);
         }
     }
     pView->SetBreakpoints(Breakpoints);
-    pView->SetCodeLines(ElfApi_GetCodeLines(File));
+    pView->SetCodeLines(CodeLines);
 }
 
 void CSourceWindow::UpdateMarks() {
@@ -184,8 +191,9 @@ void CSourceWindow::UpdateMarks() {
 }
 
 void CSourceWindow::ToggleBreakpoint(CSourceView* pView, int Line) {
-    const I32 File = _ProgramFileOf(pView->GetPath());
-    const I64 Addr = File >= 0 ? ElfApi_GetAddrOfLine(File, static_cast<U32>(Line), false) : -1;
+    const CSrcLoc Loc{_ProgramFileOf(pView->GetPath()), static_cast<U32>(Line), 0};
+    I64 Addr = Loc.IsValid() ? ElfApi_GetAddr(Loc) : -1;
+    Addr = Loc.IsValid() && Addr < 0 ? ElfApi_GetAddr(ElfApi_GetNextCodeLine(Loc)) : Addr;
     if (Addr >= 0) {
         const bool IsSet = CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).Valid != 0;
         emit BreakpointToggleRequested(QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(Line), !IsSet);

@@ -106,7 +106,7 @@ QStringList CAppTest::NewLines() const {
 }
 
 I64 CAppTest::AddressOf(const char* sSymbol) {
-    return ElfApi_GetSymbolAddr(QString::fromLatin1(sSymbol)) & ~1LL;
+    return ElfApi_GetSymAddr(ElfApi_FindSym(QString::fromLatin1(sSymbol), true, false, false, true));
 }
 
 bool CAppTest::IsHaltedAt(I64 Addr) {

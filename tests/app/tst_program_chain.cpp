@@ -15,7 +15,7 @@ const QStringList Notifications = {"BeforeTargetConnect",   "AfterTargetConnect"
 constexpr const char* HALT_FUNCTION = "void AfterTargetHalt (void) {\n"
                                       "  unsigned int PC;\n"
                                       "  PC = Target.GetReg (\"PC\");\n"
-                                      "  if (PC == Elf.GetEntryFuncPC()) {\n"
+                                      "  if (PC == Elf.GetExprValue (\"main\")) {\n"
                                       "    Util.Log (\"[AfterTargetHalt at main]\");\n"
                                       "    Break.SetOnSrc (\"Calc_Sort\");\n"
                                       "    Debug.Continue();\n"
@@ -150,12 +150,12 @@ TEST(ProgramChain, ConsoleLogIsTheWholeSession) {
         "Novik: Connected to Cortex-M4",
         "Novik: connected to target device",
         "Target.GetReg (\"PC\");",
-        "Elf.GetEntryFuncPC();",
+        "Elf.GetExprValue (\"main\");",
         "[AfterTargetHalt at main]",
         "Break.SetOnSrc (\"Calc_Sort\");",
         "Debug.Continue();",
         "Target.GetReg (\"PC\");",
-        "Elf.GetEntryFuncPC();",
+        "Elf.GetExprValue (\"main\");",
         "Elf.GetExprValue (\"Calc_Sort\");",
         "[AfterTargetHalt at Calc_Sort]",
         "Debug.Stop();",
@@ -201,7 +201,7 @@ TEST(ProgramChain, ResetModesStopWhereTheySay) {
             "  unsigned int PC;\n"
             "  PC = Target.GetReg (\"PC\");\n"
             "  if (PC == (Elf.GetEntryPointPC() & 0xFFFFFFFE)) { Util.Log (\"[at entry]\"); }\n"
-            "  if (PC == Elf.GetEntryFuncPC()) { Util.Log (\"[at main]\"); }\n"
+            "  if (PC == Elf.GetExprValue (\"main\")) { Util.Log (\"[at main]\"); }\n"
             "  if (PC == Elf.GetExprValue (\"Calc_Sort\")) { Util.Log (\"[at Calc_Sort]\"); }\n"
             "  File.Exit();\n"
             "}\n");
@@ -219,7 +219,7 @@ TEST(ProgramChain, AttachingLeavesTheTargetAlone) {
             Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() + "  Debug.Start();\n}\n" +
                     LoggingFunctions({"BeforeTargetReset", "BeforeTargetDownload", "AfterTargetConnect"}) +
                     "void AfterTargetHalt (void) {\n"
-                    "  if (Target.GetReg (\"PC\") == Elf.GetEntryFuncPC()) {\n"
+                    "  if (Target.GetReg (\"PC\") == Elf.GetExprValue (\"main\")) {\n"
                     "    Util.Log (\"[at main]\");\n"
                     "    Debug.Continue();\n"
                     "    Debug.Stop();\n"
@@ -248,7 +248,7 @@ TEST(ProgramChain, StepsOfAHaltFunctionEndInItsLastHalt) {
                                           "void AfterTargetHalt (void) {\n"
                                           "  int i;\n"
                                           "  Util.Log (\"[AfterTargetHalt]\");\n"
-                                          "  if (Target.GetReg (\"PC\") == Elf.GetEntryFuncPC()) {\n"
+                                          "  if (Target.GetReg (\"PC\") == Elf.GetExprValue (\"main\")) {\n"
                                           "    i = 20;\n"
                                           "    while (i > 0) { Debug.StepInto(); i -= 1; }\n"
                                           "  } else {\n"

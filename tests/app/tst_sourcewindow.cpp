@@ -1,6 +1,6 @@
 #include "tests/app/AppFixture.h"
 
-#include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "settings/Colors.h"
 #include "views/SourceWindow.h"
 
@@ -96,9 +96,26 @@ TEST_F(CSourceTest, ALineWithoutCodeGivesItsBreakpointToTheCodeBelow) {
     View()->EnsureLineVisible(Line);
     QTest::mouseClick(View()->viewport(), Qt::LeftButton, {}, SideBarPos(Line, RowHeight));
     ASSERT_TRUE(WaitUntil([] { return Device().GetBreakpoints().size() == 1; }));
-    ELF_SRC_LOC Loc;
-    ASSERT_TRUE(ElfApi_GetSrcLoc(Device().GetBreakpoints()[0].Addr, &Loc));
+    const CSrcLoc Loc = ElfApi_GetSrcLoc(Device().GetBreakpoints()[0].Addr);
+    ASSERT_TRUE(Loc.IsValid());
     EXPECT_EQ(int(Loc.Line), DemoLineWith("main.c", "static void FillValues"));
     QTest::mouseClick(View()->viewport(), Qt::LeftButton, {}, SideBarPos(Line, RowHeight));
     EXPECT_TRUE(WaitUntil([] { return Device().GetBreakpoints().isEmpty(); }));
+}
+
+TEST_F(CSourceTest, RelocatedCodeKeepsItsLines) {
+    const int Line = DemoLineWith("main.c", "RunOnce(LoopCounter);");
+    const I64 Main = AddressOf("main");
+    const I64 Addr = ElfApi_GetAddr(ElfApi_ParseSrcLoc(DemoSource("main.c") + QStringLiteral(":%1").arg(Line)));
+    ASSERT_GT(Addr, 0);
+    ASSERT_TRUE(Run("Project.RelocateSymbols (\"*\", 0x1000)"));
+    EXPECT_EQ(AddressOf("main"), Main + 0x1000);
+    ASSERT_TRUE(Run(QStringLiteral("Break.SetOnSrc (\"main.c:%1\")").arg(Line)));
+    ASSERT_TRUE(WaitUntil([] { return Device().GetBreakpoints().size() == 1; }));
+    EXPECT_EQ(I64(Device().GetBreakpoints()[0].Addr), Addr + 0x1000);
+    ASSERT_TRUE(Run(QStringLiteral("Break.ClearOnSrc (\"main.c:%1\")").arg(Line)));
+    EXPECT_TRUE(WaitUntil([] { return Device().GetBreakpoints().isEmpty(); }));
+    ASSERT_TRUE(Run("Project.RelocateSymbols (\"no such symbol\", -4)"));
+    EXPECT_EQ(NewLines().last(), "Project.RelocateSymbols (\"no such symbol\", -4): unknown symbol");
+    EXPECT_EQ(AddressOf("main"), Main + 0x1000);
 }

@@ -180,7 +180,7 @@ TEST_F(CStateTest, AResetRunsTheHaltFunctionOnlyWhereItStops) {
         DemoProject({}, "void AfterTargetHalt (void) {\n"
                         "  unsigned int PC;\n"
                         "  PC = Target.GetReg (\"PC\");\n"
-                        "  if (PC == Elf.GetEntryFuncPC()) { Util.Log (\"[at main]\"); }\n"
+                        "  if (PC == Elf.GetExprValue (\"main\")) { Util.Log (\"[at main]\"); }\n"
                         "  else if (PC == Elf.GetExprValue (\"Reset_Handler\")) { Util.Log (\"[at entry]\"); }\n"
                         "  else { Util.Log (\"[elsewhere]\"); }\n"
                         "}\n")));

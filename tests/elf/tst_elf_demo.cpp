@@ -1,4 +1,5 @@
 #include "elf/ElfApi.h"
+#include "elf/ElfApiLines.h"
 #include "tests/elf/ElfImageBuilder.h"
 
 #include <QFile>
@@ -42,6 +43,20 @@ QString _Hex(I64 Value) {
     return QString::number(Value, 16).rightJustified(8, '0');
 }
 
+/// FileId of the program's file of that name.
+U32 _FileOf(const QString& sName) {
+    for (const U32 FileId : ElfApi_GetSrcFileIds()) {
+        if (QFileInfo(ElfApi_GetFilePath(FileId)).fileName() == sName) {
+            return FileId;
+        }
+    }
+    return INVALID_FILE_ID;
+}
+
+U32 _AddrOf(const QString& sName) {
+    return static_cast<U32>(ElfApi_GetSymAddr(ElfApi_FindSym(sName, true, false, false, true)));
+}
+
 } // namespace
 
 class ElfDemo : public CElfTest {
@@ -57,44 +72,46 @@ protected:
 };
 
 TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
-    const I64 Main = ElfApi_GetSymbolAddr("main");
-    ASSERT_GT(Main, 0);
-    EXPECT_EQ(ElfApi_GetFuncName(ElfApi_GetFuncAtAddr(static_cast<U32>(Main))), "main");
-    EXPECT_EQ(ElfApi_GetMemRegionKind(static_cast<U32>(Main)), static_cast<U32>(ELF_REGION_THUMB));
-    ELF_SRC_LOC Loc;
-    ASSERT_TRUE(ElfApi_GetSrcLoc(static_cast<U32>(Main), &Loc));
-    EXPECT_EQ(QFileInfo(ElfApi_GetSrcFile(Loc.File)).fileName(), "main.c");
-    EXPECT_EQ(Loc.Line, _LineOf("main.c", "int main(void)"));
-    EXPECT_TRUE(ElfApi_IsStmtStart(static_cast<U32>(Main)));
-    EXPECT_FALSE(ElfApi_IsStmtStart(static_cast<U32>(Main) + 1));
+    const U32 Main = _AddrOf("main");
+    EXPECT_EQ(ElfApi_GetMemRegionKind(Main), static_cast<U32>(ELF_REGION_THUMB));
+    const CSrcLoc AtMain = ElfApi_GetSrcLoc(Main);
+    const U32 MainFile = _FileOf("main.c");
+    EXPECT_TRUE(AtMain == (CSrcLoc{MainFile, _LineOf("main.c", "int main(void)"), 0}));
+    EXPECT_TRUE(ElfApi_IsLineStart(Main));
+    EXPECT_FALSE(ElfApi_IsLineStart(Main + 1));
+    EXPECT_TRUE(ElfApi_GetSrcFiles().contains(ElfApi_GetFilePath(MainFile)));
 
     const std::pair<const char*, const char*> aMarker[] = {{"main.c", "MARK: loop"},  {"main.c", "Tick_Init(10000u)"},
                                                            {"main.c", "Checksum = "}, {"calc.c", "MARK: recursion end"},
                                                            {"calc.c", "return ~Crc"}, {"shapes.c", "Square / 2u"}};
     for (const auto& [sFile, sMarker] : aMarker) {
-        const I32 File = ElfApi_FindSrcFile(sFile);
-        const U32 Line = _LineOf(sFile, sMarker);
-        ASSERT_GE(File, 0) << sFile;
-        ASSERT_GT(Line, 0u) << sMarker;
-        const I64 Addr = ElfApi_GetAddrOfLine(File, Line, true);
+        const CSrcLoc Loc{_FileOf(sFile), _LineOf(sFile, sMarker), 0};
+        ASSERT_GT(Loc.Line, 0u) << sMarker;
+        const I64 Addr = ElfApi_GetAddr(Loc);
         ASSERT_GE(Addr, 0) << sMarker;
-        ASSERT_TRUE(ElfApi_GetSrcLoc(static_cast<U32>(Addr), &Loc)) << sMarker;
-        EXPECT_EQ(Loc.File, File);
-        EXPECT_EQ(Loc.Line, Line) << sMarker;
-        EXPECT_TRUE(ElfApi_IsStmtStart(static_cast<U32>(Addr)));
-        EXPECT_TRUE(ElfApi_GetCodeLines(File).contains(static_cast<int>(Line)));
+        EXPECT_TRUE(ElfApi_GetSrcLocs(static_cast<U32>(Addr)).contains(Loc)) << sMarker;
+        EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr)))) << sMarker;
     }
-    // The include line has no code: an inexact question gives the next line that has.
-    const I32 File = ElfApi_FindSrcFile("main.c");
-    const U32 Include = _LineOf("main.c", "#include");
-    EXPECT_EQ(ElfApi_GetAddrOfLine(File, Include, true), -1);
-    EXPECT_GE(ElfApi_GetAddrOfLine(File, Include, false), 0);
-    EXPECT_FALSE(ElfApi_GetCodeLines(File).contains(static_cast<int>(Include)));
-    EXPECT_EQ(ElfApi_GetAddrOfLine(File, 100'000, false), -1);
-    EXPECT_EQ(ElfApi_GetAddrOfLine(-1, 1, false), -1);
-    EXPECT_EQ(ElfApi_FindSrcFile("nowhere.c"), -1);
-    EXPECT_TRUE(ElfApi_GetSrcFile(-1).isEmpty());
-    EXPECT_FALSE(ElfApi_GetSrcLoc(0x20000000, &Loc));
+    // The include line has no code: the next line that has is as near as it gets.
+    const CSrcLoc Include{MainFile, _LineOf("main.c", "#include"), 0};
+    EXPECT_EQ(ElfApi_GetAddr(Include), -1);
+    EXPECT_GE(ElfApi_GetAddr(ElfApi_GetNextCodeLine(Include)), 0);
+    EXPECT_FALSE(ElfApi_GetNextCodeLine({MainFile, 100'000, 0}).IsValid());
+    EXPECT_FALSE(ElfApi_GetPrevCodeLine(Include).IsValid());
+    EXPECT_EQ(ElfApi_GetFileId("nowhere.c"), INVALID_FILE_ID);
+    EXPECT_FALSE(ElfApi_GetSrcLoc(0x20000000).IsValid());
+    EXPECT_TRUE(ElfApi_GetFuncsOfFile(INVALID_FILE_ID).isEmpty());
+}
+
+TEST_F(ElfDemo, FunctionsOfARangeOverlapIt) {
+    const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(_AddrOf("main")));
+    ASSERT_GT(Main.Size, 8u);
+    for (const ELF_ADDR_RANGE& Range : {Main, ELF_ADDR_RANGE{Main.Addr + 4, 1}, ELF_ADDR_RANGE{Main.Addr + Main.Size - 2, 2}}) {
+        EXPECT_TRUE(ElfApi_GetFuncsInRange(Range).contains(ElfApi_GetFuncAtAddr(Main.Addr)));
+    }
+    EXPECT_FALSE(ElfApi_GetFuncsInRange({Main.Addr + Main.Size, 0x1000}).contains(ElfApi_GetFuncAtAddr(Main.Addr)));
+    EXPECT_TRUE(ElfApi_GetFuncsInRange({Main.Addr, 0}).isEmpty());
+    EXPECT_GT(ElfApi_GetFuncsInRange({0, 0xFFFFFFFF}).size(), 10);
 }
 
 TEST_F(ElfDemo, SymbolsAndHeadersAgreeWithReadelf) {
@@ -108,42 +125,16 @@ TEST_F(ElfDemo, SymbolsAndHeadersAgreeWithReadelf) {
     for (auto It = Func.globalMatch(_Run(sTool, {"-sW", sDemoDir + "demo.elf"})); It.hasNext(); ++NumFuncs) {
         const QRegularExpressionMatch Match = It.next();
         const U32 Value = Match.captured(1).toUInt(nullptr, 16) & ~1u;
-        EXPECT_EQ(ElfApi_GetSymbolAddr(Match.captured(3)), static_cast<I64>(Value)) << qPrintable(Match.captured(3));
-        U32 Lo = 0;
-        U32 Hi = 0;
-        ASSERT_TRUE(ElfApi_GetFuncRange(ElfApi_GetFuncAtAddr(Value), &Lo, &Hi));
-        EXPECT_EQ(Lo, Value);
-        EXPECT_GE(Hi - Lo, Match.captured(2).toUInt());
+        EXPECT_EQ(_AddrOf(Match.captured(3)), Value) << qPrintable(Match.captured(3));
+        const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(Value));
+        EXPECT_EQ(Range.Addr, Value);
+        EXPECT_GE(Range.Size, Match.captured(2).toUInt());
     }
     EXPECT_GE(NumFuncs, 10);
     const QString sHeader = _Run(sTool, {"-h", sDemoDir + "demo.elf"});
     const QRegularExpressionMatch Entry = QRegularExpression("Entry point address:\\s+0x([0-9a-f]+)").match(sHeader);
     ASSERT_TRUE(Entry.hasMatch());
-    EXPECT_EQ(ElfApi_GetEntryPoint(), Entry.captured(1).toLongLong(nullptr, 16) & ~1ll);
-}
-
-TEST_F(ElfDemo, LinesAgreeWithObjdump) {
-    const QString sTool = QStandardPaths::findExecutable("arm-none-eabi-objdump");
-    if (sTool.isEmpty()) {
-        GTEST_SKIP() << "arm-none-eabi-objdump is not installed";
-    }
-    static const QRegularExpression Row("^(\\S+\\.[ch])\\s+(\\d+)\\s+(0x[0-9a-f]+|0)\\b.*\\bx\\b",
-                                        QRegularExpression::MultilineOption);
-    int NumRows = 0;
-    int NumStarts = 0;
-    for (auto It = Row.globalMatch(_Run(sTool, {"--dwarf=decodedline", sDemoDir + "demo.elf"})); It.hasNext();
-         ++NumRows) {
-        const QRegularExpressionMatch Match = It.next();
-        const U32 Addr = Match.captured(3).toUInt(nullptr, 0);
-        const I32 File = ElfApi_FindSrcFile(Match.captured(1));
-        ASSERT_GE(File, 0) << qPrintable(Match.captured(1));
-        EXPECT_TRUE(ElfApi_GetCodeLines(File).contains(Match.captured(2).toInt())) << qPrintable(Match.captured(0));
-        ELF_SRC_LOC Loc;
-        ASSERT_TRUE(ElfApi_GetSrcLoc(Addr, &Loc)) << qPrintable(Match.captured(0));
-        NumStarts += ElfApi_IsStmtStart(Addr) ? 1 : 0;
-    }
-    EXPECT_GT(NumRows, 50);
-    EXPECT_EQ(NumStarts, NumRows);
+    EXPECT_EQ(ElfApi_GetEntryPointPC(), Entry.captured(1).toLongLong(nullptr, 16) & ~1ll);
 }
 
 TEST_F(ElfDemo, AddressesOfLinesAgreeWithGdb) {
@@ -154,10 +145,9 @@ TEST_F(ElfDemo, AddressesOfLinesAgreeWithGdb) {
     QStringList Args = {"-batch", "-nx"};
     QList<QPair<QString, U32>> Asked;
     for (const QString& sFile : {QString("main.c"), QString("calc.c"), QString("shapes.c"), QString("tick.c")}) {
-        const QSet<int> Lines = ElfApi_GetCodeLines(ElfApi_FindSrcFile(sFile));
-        for (const int Line : Lines) {
-            Asked.append({sFile, static_cast<U32>(Line)});
-            Args << "-ex" << QString("info line %1:%2").arg(sFile).arg(Line);
+        for (CSrcLoc Loc{_FileOf(sFile), 0, 0}; (Loc = ElfApi_GetNextCodeLine(Loc)).IsValid();) {
+            Asked.append({sFile, Loc.Line});
+            Args << "-ex" << QString("info line %1:%2").arg(sFile).arg(Loc.Line);
         }
     }
     const QStringList Answers = _Run(sTool, Args << sDemoDir + "demo.elf").split('\n', Qt::SkipEmptyParts);
@@ -166,11 +156,76 @@ TEST_F(ElfDemo, AddressesOfLinesAgreeWithGdb) {
     for (qsizetype i = 0; i < Asked.size(); ++i) {
         const QRegularExpressionMatch Match = Start.match(Answers[i]);
         ASSERT_TRUE(Match.hasMatch()) << qPrintable(Answers[i]);
-        const I32 File = ElfApi_FindSrcFile(Asked[i].first);
-        const I64 Addr = ElfApi_GetAddrOfLine(File, Asked[i].second, true);
+        const I64 Addr = ElfApi_GetAddr({_FileOf(Asked[i].first), Asked[i].second, 0});
         EXPECT_EQ(_Hex(Addr), _Hex(Match.captured(1).toLongLong(nullptr, 16))) << qPrintable(Answers[i]);
     }
     EXPECT_GT(Asked.size(), 30);
+}
+
+namespace {
+
+/// Addresses that all move with the program, and what is found at them.
+QList<I64> _MovingAddrs() {
+    const U32 Main = _AddrOf("main");
+    U32 RegionLo = 0;
+    ElfApi_GetMemRegionKind(Main, &RegionLo);
+    const CSrcLoc Line = ElfApi_GetLastSrcLoc(Main);
+    return {Main,
+            ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(Main + 2)).Addr,
+            RegionLo,
+            ElfApi_GetAddr(Line),
+            ElfApi_GetNextAddr(Main),
+            ElfApi_GetNextLineAddr(Main),
+            ElfApi_GetBaseAddr(),
+            ElfApi_GetEntryPointPC(),
+            ElfApi_GetLoadSegments().value(0).VAddr,
+            ElfApi_FindSymsAtAddr(Main, true, false).isEmpty() ? -1 : I64(Main)};
+}
+
+U32 _CodeAt(U32 Addr) {
+    U32 Value = 0;
+    EXPECT_EQ(ElfApi_ReadMem(Addr, 4, &Value), 0);
+    return Value;
+}
+
+} // namespace
+
+TEST_F(ElfDemo, RelocatedProgramsMoveWhenEverTheyAreToldTo) {
+    const QString sElf = sDemoDir + "demo.elf";
+    const QList<I64> Addrs = _MovingAddrs();
+    const U32 Main = _AddrOf("main");
+    const U32 Code = _CodeAt(Main);
+    const auto ExpectMoved = [&](I64 Offset) {
+        const QList<I64> Moved = _MovingAddrs();
+        for (qsizetype i = 0; i < Addrs.size(); ++i) {
+            EXPECT_EQ(Moved[i], Addrs[i] + Offset) << i;
+        }
+        EXPECT_EQ(_CodeAt(static_cast<U32>(Main + Offset)), Code);
+        EXPECT_EQ(ElfApi_GetStackSize(static_cast<U32>(Main + Offset)) >= 0, ElfApi_GetFdeCnt() != 0);
+    };
+    // With the file open, after everything has been asked; a file that was found elsewhere stays found.
+    const QString sFile = ElfApi_GetFilePath(_FileOf("calc.c"));
+    ElfApi_OnSrcFileLocated(sFile, "/elsewhere/calc.c");
+    EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x4000), 0);
+    ExpectMoved(0x4000);
+    EXPECT_FALSE(ElfApi_GetSrcLoc(static_cast<U32>(Addrs[6] + 0x200)).IsValid());
+    EXPECT_EQ(ElfApi_GetFilePath(ElfApi_GetFileId(sFile)), "/elsewhere/calc.c");
+    // The entries go with the file; new ones are for the next.
+    ElfApi_Exit();
+    EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x2000), 0);
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    ExpectMoved(0x2000);
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    ExpectMoved(0);
+    // One function, then the rest: the first entry that holds an address counts.
+    const U32 Other = _AddrOf("Calc_Sort");
+    EXPECT_EQ(ElfApi_RelocateSymbols("main", -0x40), 0);
+    EXPECT_EQ(ElfApi_RelocateSymbols("no such symbol", 8), -1);
+    EXPECT_EQ(_AddrOf("Calc_Sort"), Other);
+    EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x10000), 0);
+    EXPECT_EQ(_AddrOf("main"), Main - 0x40);
+    EXPECT_EQ(_AddrOf("Calc_Sort"), Other + 0x10000);
+    EXPECT_EQ(ElfApi_GetAddr(ElfApi_GetSrcLoc(Other + 0x10000)), Other + 0x10000);
 }
 
 // Damaged headers, tables and debug information: refused, or open with what can still be read.
@@ -206,19 +261,15 @@ TEST_F(ElfDemo, DamagedFilesDoNoHarm) {
             continue;
         }
         ++NumOpen;
-        ELF_SRC_LOC Loc;
         U8 aByte[64];
         for (U32 Addr = 0; Addr < 0x1000; Addr += 6) {
-            const U64 hFunc = ElfApi_GetFuncAtAddr(Addr);
-            ElfApi_GetFuncName(hFunc);
+            ElfApi_GetSymName(ElfApi_GetFuncAtAddr(Addr));
             ElfApi_ReadMem(Addr, sizeof(aByte), aByte);
             ElfApi_GetMemRegionKind(Addr);
-            if (ElfApi_GetSrcLoc(Addr, &Loc)) {
-                EXPECT_GE(Loc.Line, 1u);
-                ElfApi_GetSrcFile(Loc.File);
-            }
+            const CSrcLoc Loc = ElfApi_GetSrcLoc(Addr);
+            EXPECT_FALSE(Loc.IsValid() && ElfApi_GetFilePath(Loc.FileId).isEmpty());
         }
-        ElfApi_GetSymbolAddr("main");
+        ElfApi_FindSym("main", true, true, true, true);
         ElfApi_GetLoadSegments();
         ElfApi_GetSrcFiles();
     }

@@ -283,13 +283,13 @@ TEST_F(ElfFile, TheApiKeepsTheReasonOfAFailure) {
     EXPECT_EQ(ElfApi_Init(Write("no elf")), -1);
     EXPECT_EQ(ElfApi_GetErrorText(), "not an elf file.");
     EXPECT_FALSE(ElfApi_IsOpen());
-    EXPECT_EQ(ElfApi_GetEntryPoint(), -1);
+    EXPECT_EQ(ElfApi_GetEntryPointPC(), -1);
     EXPECT_EQ(ElfApi_GetBaseAddr(), -1);
-    EXPECT_EQ(ElfApi_GetSymbolAddr("main"), -1);
+    EXPECT_EQ(ElfApi_FindSym("main", true, true, true, true), 0u);
     EXPECT_TRUE(ElfApi_GetLoadSegments().isEmpty());
     EXPECT_EQ(ElfApi_Init(Write(_Small().Build())), 0);
     EXPECT_TRUE(ElfApi_GetErrorText().isEmpty());
-    EXPECT_EQ(ElfApi_GetSymbolAddr("main"), 0x1000);
+    EXPECT_EQ(ElfApi_GetSymAddr(ElfApi_FindSym("main", false, false, false, true)), 0x1000);
     EXPECT_EQ(ElfApi_Init(m_Dir.filePath("missing")), -1);
     EXPECT_FALSE(ElfApi_IsOpen()) << "opening another file closes the one that was open";
 }

@@ -201,15 +201,12 @@ TEST_F(ElfSymbols, ThousandsOfFunctionsStaySortedAndAreAllFound) {
     ASSERT_EQ(ElfApi_Init(Write(Builder.Build())), 0);
     for (U32 n = 0; n < NUM_FUNCS; ++n) {
         const U64 hFunc = ElfApi_GetFuncAtAddr(0x1000 + n * 8 + 4);
-        ASSERT_EQ(ElfApi_GetFuncName(hFunc), QString("f%1").arg(n));
-        U32 Lo = 0;
-        U32 Hi = 0;
-        ASSERT_TRUE(ElfApi_GetFuncRange(hFunc, &Lo, &Hi));
-        ASSERT_EQ(Lo, 0x1000 + n * 8);
-        ASSERT_EQ(Hi, Lo + 8);
+        ASSERT_EQ(ElfApi_GetSymName(hFunc), QString("f%1").arg(n));
+        const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(hFunc);
+        ASSERT_EQ(Range.Addr, 0x1000 + n * 8);
+        ASSERT_EQ(Range.Size, 8u);
     }
     EXPECT_EQ(ElfApi_GetFuncAtAddr(0x1000 + NUM_FUNCS * 8), 0u);
-    EXPECT_FALSE(ElfApi_GetFuncRange(0, nullptr, nullptr));
-    EXPECT_TRUE(ElfApi_GetFuncName(0xFFFFFFFFFFFFFFFF).isEmpty());
+    EXPECT_TRUE(ElfApi_GetSymName(0xFFFFFFFFFFFFFFFF).isEmpty());
     ElfApi_Exit();
 }

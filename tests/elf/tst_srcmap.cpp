@@ -98,6 +98,13 @@ TEST_F(SrcMap, LocatedFilesKeepTheirPositions) {
     EXPECT_EQ(m_Map.GetFilePath(Old), "/home/me/Main.c");
     EXPECT_TRUE(m_Map.FileExists(Old));
     EXPECT_EQ(_AddrsOf(m_Map, {Old, 11, 0}), (std::vector<U32>{0x1004}));
+    m_Map.OnSrcFileLocated("/home/me/Main.c", "/moved/Main.c"); // and found once more
+    EXPECT_EQ(m_Map.GetFileId("/moved/Main.c"), Old);
+    EXPECT_EQ(m_Map.GetFilePath(Old), "/moved/Main.c");
+    m_Map.OnSrcFileLocated("Main.c", "/moved/Main.c"); // no path of the program
+    EXPECT_EQ(m_Map.GetFileId("/moved/Main.c"), Old);
+    m_Map.OnSrcFileLocated("/moved/Main.c", "/src/Main.c");
+    EXPECT_EQ(m_Map.GetFilePath(Old), "/src/Main.c");
 }
 
 TEST_F(SrcMap, RelocatedProgramsMoveAsAWhole) {
