@@ -6,6 +6,7 @@
 // another folder goes through ElfApi. Every offset that comes from the file is checked before it is used.
 
 #include "base/Types.h"
+#include "elf/ElfUnpack.h"
 
 #include <memory>
 #include <string>
@@ -73,6 +74,7 @@ enum ELF_CONSTANTS : U32 {
     SHT_DYNSYM = 11,
     SHF_ALLOC = 2,
     SHF_EXECINSTR = 4,
+    SHF_COMPRESSED = 0x800,
     STT_NOTYPE = 0,
     STT_OBJECT = 1,
     STT_FUNC = 2,
@@ -148,6 +150,7 @@ struct ELF_FILE {
     Elf32_Ehdr pEhdr{};
     std::vector<Elf32_Phdr> paPhdr;
     std::vector<Elf32_Shdr> paShdr;
+    std::vector<ELF_UNPACKED> Unpacked;  ///< debug sections that are compressed in the file
     std::vector<Elf32_Sym> paSym;
     std::vector<U32> paSymSection;       ///< section that each symbol came from
     std::vector<U32> papSymByAddr;       ///< indices into paSym by st_value
@@ -196,11 +199,13 @@ U32 ELF_GetSectionAddr(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionOffset(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionSize(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionEntSize(const ELF_FILE* pFile, U32 Idx);
-/// Null if the section has no bytes in the file or they don't lie wholly inside it.
+/// Null if the section has no bytes in the file or they don't lie wholly inside it. A compressed debug section has its
+/// unpacked bytes.
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx);
 /// Zero-terminated string at an offset of a section; null if it doesn't end inside the section within 64 KiB.
 const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off);
 const char* ELF_GetSectionName(const ELF_FILE* pFile, U32 Idx);
+/// A debug section is also found by the name that it has when it isn't compressed.
 int ELF_FindSection(const ELF_FILE* pFile, const char* sName);
 U32 ELF_GetSectionEntryCnt(U32 Idx);
 /// One relocation entry as stored. 0, or -1 on a bad section or index.

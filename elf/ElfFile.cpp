@@ -143,6 +143,7 @@ int _LoadSections(ELF_FILE* pFile) {
     const int Result = _LoadTable(pFile, Header.e_shoff, Header.e_shentsize, Header.e_shnum, &pFile->paShdr);
     pFile->StrTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".strtab"));
     pFile->SymTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".symtab"));
+    ELF_UnpackSections(pFile);
     return Result;
 }
 

@@ -13,5 +13,7 @@ void ELF_BuildImage(const ELF_FILE* pFile);
 void ELF_ClearImage();
 /// True if the bytes [Off, Off + Size) lie inside the file.
 bool ELF_IsInFile(const ELF_FILE* pFile, U64 Off, U64 Size);
+/// True if the section's name begins with the NumBytes bytes at s; with the zero that ends s, if it is s.
+bool ELF_IsSectionName(const ELF_FILE* pFile, U32 Section, const char* s, size_t NumBytes);
 U16 ELF_Swap16(U16 v);
 U32 ELF_Swap32(U32 v);

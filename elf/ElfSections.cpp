@@ -71,6 +71,11 @@ U32 ELF_GetSectionEntSize(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p
 
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
     const Elf32_Shdr* p = _Section(pFile, Idx);
+    if (p != nullptr && !pFile->Unpacked.empty()) {
+        if (const ELF_UNPACKED* pUnpacked = ELF_FindUnpacked(pFile, Idx); pUnpacked != nullptr) {
+            return pUnpacked->pData.get();
+        }
+    }
     if (p == nullptr || p->sh_type == SHT_NOBITS || !ELF_IsInFile(pFile, p->sh_offset, p->sh_size)) {
         return nullptr;
     }
@@ -92,11 +97,24 @@ const char* ELF_GetSectionName(const ELF_FILE* pFile, U32 Idx) {
     return p != nullptr ? ELF_GetSectionString(pFile, pFile->pEhdr.e_shstrndx, p->sh_name) : nullptr;
 }
 
+bool ELF_IsSectionName(const ELF_FILE* pFile, U32 Section, const char* s, size_t NumBytes) {
+    const U32 Names = pFile->pEhdr.e_shstrndx;
+    const U8* pNames = ELF_GetSectionData(pFile, Names);
+    const U64 Off = ELF_GetSectionNameOffset(pFile, Section);
+    return pNames != nullptr && Off + NumBytes <= ELF_GetSectionSize(pFile, Names) && std::memcmp(pNames + Off, s, NumBytes) == 0;
+}
+
 int ELF_FindSection(const ELF_FILE* pFile, const char* sName) {
+    const size_t NumBytes = std::strlen(sName) + 1;
     for (U32 i = 0; i < ELF_GetNumSections(pFile); ++i) {
-        const char* sSection = ELF_GetSectionName(pFile, i);
-        if (sSection != nullptr && std::strcmp(sSection, sName) == 0) {
+        if (ELF_IsSectionName(pFile, i, sName, NumBytes)) {
             return static_cast<int>(i);
+        }
+    }
+    const std::string sOldName = ".z" + std::string(sName).substr(sName[0] == '.' ? 1 : 0);
+    for (U32 i = 0; pFile != nullptr && i < pFile->Unpacked.size(); ++i) {
+        if (ELF_IsSectionName(pFile, pFile->Unpacked[i].Section, sOldName.c_str(), sOldName.size() + 1)) {
+            return static_cast<int>(pFile->Unpacked[i].Section);
         }
     }
     return -1;
