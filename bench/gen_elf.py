@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Makes an ARM ELF file with 30 MB or more of .debug_info from generated C++.
 
-    bench/gen_elf.py OUTPUT-FOLDER    writes large-4.elf and large-5.elf (DWARF 4 and 5)
+    bench/gen_elf.py OUTPUT-FOLDER    writes large-4.elf and large-5.elf (DWARF 4 and 5), and of three units alone
+                                      medium-4.elf and medium-5.elf
 
 Eight different units of classes, templates, structs, enums, inlined and plain functions are compiled by
 arm-none-eabi-g++ and linked several times each: everything in them has internal linkage.
@@ -63,9 +64,10 @@ def make(folder, version):
             if not os.path.exists(name):
                 os.link(obj, name)
             copies.append(name)
-    elf = os.path.join(folder, 'large-%d.elf' % version)
-    subprocess.check_call(['arm-none-eabi-g++', '-nostdlib', '-mcpu=cortex-m4', '-mthumb', '-Wl,-e,0', '-Wl,-Ttext=0x08000000',
-                           '-Wl,-Tdata=0x20000000', '-o', elf, *copies, '-lgcc'])
+    for name, parts in (('medium', objects[:3]), ('large', copies)):
+        elf = os.path.join(folder, '%s-%d.elf' % (name, version))
+        subprocess.check_call(['arm-none-eabi-g++', '-nostdlib', '-mcpu=cortex-m4', '-mthumb', '-Wl,-e,0',
+                               '-Wl,-Ttext=0x08000000', '-Wl,-Tdata=0x20000000', '-o', elf, *parts, '-lgcc'])
     return elf
 
 

@@ -7,10 +7,11 @@
 
 namespace {
 
+constexpr U32 MAX_TEXT_SIZE = 16'384; ///< a longer name is damage, and every DIE may have the same one
 constexpr U32 LISTS_HEADER_SIZE = 8; ///< of .debug_addr and .debug_str_offsets, where the unit names no base
 
 std::string_view _StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
-    DWARF_READER R(S, Section, Off);
+    DWARF_READER R(S, Section, Off, Off + MAX_TEXT_SIZE);
     return R.GetString();
 }
 

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr qsizetype MAX_CACHED = 1 << 19;
+constexpr int MAX_NAMESPACE_DEPTH = 24; ///< deeper ones are not found by name
 
 CFuncIndex FuncTree;
 CNameIndex GlobalNames; ///< inline expansions stand here as the function that they are copies of
@@ -21,6 +22,7 @@ CNameIndex TypeNames;
 CNameIndex ElfNames;
 std::vector<U32> CodeSyms; ///< ELF symbols in sections with code
 QHash<U32, ELF_SYM_LIST> FuncsAtAddrCache;
+qsizetype NumFuncsCached; ///< in all lists, and one for each list
 QHash<U32, ELF_SYM_LIST> DwarfAtAddr;
 QHash<U32, ELF_SYM_LIST> ElfAtAddr;
 bool IsDwarfAtAddrBuilt;
@@ -36,7 +38,7 @@ U32 _HashOfDie(const DWARF_STORE& S, U32 Die) {
     if (_GetDieType(S, Die) == DW_TAG_namespace) {
         std::string sPath;
         U32 Space = Die;
-        for (int i = 0; i < 64 && Space != 0; ++i) {
+        for (int i = 0; i < MAX_NAMESPACE_DEPTH && Space != 0; ++i) {
             sPath = std::string(_GetDieRawName(S, Space)) + (i != 0 ? "::" : "") + sPath;
             Space = _GetDieParentNamespace(S, Space);
         }
@@ -233,6 +235,7 @@ void ElfApi_ExitFind() {
     ElfNames.Clear();
     CodeSyms.clear();
     FuncsAtAddrCache.clear();
+    NumFuncsCached = 0;
     DwarfAtAddr.clear();
     ElfAtAddr.clear();
     IsDwarfAtAddrBuilt = false;
@@ -340,8 +343,10 @@ ELF_SYM_LIST ElfApi_GetFuncsAtAddr(U32 Addr) {
             List.append(h);
         }
     }
-    if (FuncsAtAddrCache.size() >= MAX_CACHED) {
+    NumFuncsCached += List.size() + 1;
+    if (NumFuncsCached > MAX_CACHED) {
         FuncsAtAddrCache.clear();
+        NumFuncsCached = List.size() + 1;
     }
     FuncsAtAddrCache.insert(Addr, List);
     return List;

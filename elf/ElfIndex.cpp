@@ -144,6 +144,8 @@ void CFuncIndex::Clear() {
 }
 
 void CFuncIndex::AddDwarf(const DWARF_STORE& S, bool HasZero) {
+    // A range takes 2 bytes at least and belongs to one function: more than fit aren't a compiler's work.
+    U64 RangesLeft = (S.aSection[DSEC_RANGES].Size + U64{S.aSection[DSEC_RNGLISTS].Size}) / 2;
     for (const std::vector<U32>* pList : {&S.Funcs, &S.InlineFuncs}) {
         std::vector<FUNC_INFO> Infos(pList->size());
         _RunParallel(pList->size(), [&](size_t First, size_t End) {
@@ -166,7 +168,9 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S, bool HasZero) {
                 Add(Infos[i].Lo, Infos[i].Hi, Die);
                 continue;
             }
-            for (const DWARF_RANGE& Range : _GetDieRanges(S, Die)) {
+            const std::vector<DWARF_RANGE> Ranges = RangesLeft != 0 ? _GetDieRanges(S, Die) : std::vector<DWARF_RANGE>();
+            RangesLeft -= std::min<U64>(RangesLeft, Ranges.size());
+            for (const DWARF_RANGE& Range : Ranges) {
                 Add(Range.Lo, Range.Hi, Die);
             }
         }
