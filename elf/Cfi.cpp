@@ -178,6 +178,14 @@ std::shared_ptr<CFI_TABLE> ELF_LoadCfi(const ELF_FILE* pFile) {
     return pTable;
 }
 
+CFI_TABLE* ELF_GetCfi() {
+    ELF_FILE* pFile = ELF_GetCurrentFile();
+    if (pFile != nullptr && pFile->pCfi == nullptr) {
+        pFile->pCfi = ELF_LoadCfi(pFile);
+    }
+    return pFile != nullptr ? pFile->pCfi.get() : nullptr;
+}
+
 const CFI_FDE* CFI_FindFde(const CFI_TABLE* pTable, U32 PC) {
     if (pTable == nullptr) {
         return nullptr;

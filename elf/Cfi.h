@@ -43,6 +43,9 @@ struct CFI_TABLE {
 /// Reads the frame section; empty without one, up to the first damaged entry otherwise.
 std::shared_ptr<CFI_TABLE> ELF_LoadCfi(const ELF_FILE* pFile);
 
+/// Table of the open file, read when it is first asked for; null without a file.
+CFI_TABLE* ELF_GetCfi();
+
 /// Rules at PC for registers 0 to 29: NUM_UNWIND_REGS, or 0 if no frame description covers it. The rule of the stack
 /// pointer is the CFA.
 I32 ELF_GetRegRules(CFI_TABLE* pTable, U32 PC, ELF_SYM_LOC* paRules);

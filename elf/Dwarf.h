@@ -58,6 +58,8 @@ std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die);
 /// Variables and parameters of a function, those of its blocks included, those of functions inside it not.
 std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die);
 std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag);
+/// All DIEs of the tag below, at any depth, in section order.
+std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag);
 int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName);
 
 U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die);
@@ -74,5 +76,5 @@ std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At);
 /// The expression or list entry that describes the attribute at PC (file address; 0: the first, 0xFFFFFFFF: none but
 /// an expression without range). False if there is none.
 bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** ppExpr, U32* pSize, U32* pAttrDie);
-/// Location by the attribute at PC, by the first operation of its expression.
+/// Location by the attribute at PC, as far as one operation tells it; see ELF_LOC_EXPR.
 ELF_SYM_LOC _GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC);

@@ -29,10 +29,15 @@ bool _IsDataType(U32 Tag) {
                           DW_TAG_subroutine_type});
 }
 
+/// First scope at or behind the offset.
+std::vector<DWARF_SCOPE>::const_iterator _FindScope(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
+    return std::lower_bound(Scopes.begin(), Scopes.end(), Off,
+                            [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+}
+
 /// Index of the innermost scope around the offset; -1 if there is none.
 int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
-    const auto It = std::lower_bound(Scopes.begin(), Scopes.end(), Off,
-                                     [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    const auto It = _FindScope(Scopes, Off);
     I64 Idx = It - Scopes.begin() - 1;
     while (Idx >= 0 && Scopes[static_cast<size_t>(Idx)].End <= Off) {
         const U32 Parent = Scopes[static_cast<size_t>(Idx)].Parent;
@@ -85,8 +90,7 @@ void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
     const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
     const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
     const U32 DieOff = DWARF_OffsetOf(Die, S);
-    auto It = std::lower_bound(Scopes.begin(), Scopes.end(), DieOff,
-                               [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    auto It = _FindScope(Scopes, DieOff);
     if (It == Scopes.end() || It->Off != DieOff) {
         return; // no children
     }
@@ -320,6 +324,25 @@ std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag) {
         return Children.size() < MAX_CHILDREN;
     });
     return Children;
+}
+
+std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
+    std::vector<U32> Found;
+    if (!DWARF_IsDie(S, Die)) {
+        return Found;
+    }
+    const U32 Section = DWARF_SectionOf(Die, S);
+    const U32 DieOff = DWARF_OffsetOf(Die, S);
+    const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
+    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
+    const auto It = _FindScope(Scopes, DieOff);
+    const U32 End = It != Scopes.end() && It->Off == DieOff ? It->End : 0;
+    for (U32 Off = _NextDieStart(Bits, DieOff + 1, End); Off < End; Off = _NextDieStart(Bits, Off + 1, End)) {
+        if (_GetDieType(S, DWARF_MakeID(Section, Off)) == Tag) {
+            Found.push_back(DWARF_MakeID(Section, Off));
+        }
+    }
+    return Found;
 }
 
 std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die) {

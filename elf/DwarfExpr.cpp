@@ -34,8 +34,10 @@ private:
     int RunDeref(U32 NumBytes, const ELF_EXPR_TYPE& Type);
     int RunEntryValue();
     int PushReg(U64 Reg, I64 Off);
+    bool ReadTyped(U32 Reg, U32 ByteSize, U64* pBits) const;
     int PushAddr(int (*pfGet)(void*, U32*));
     int PushIndexed(int (*pfGet)(void*, U64, U32*), U64 Idx);
+    int PushNamed(int (*pfGet)(void*, U64, U64*), U64 Off);
     int AddPiece(U64 BitSize, U64 BitOffset);
     int GetType(U64 Off, ELF_EXPR_TYPE* pType) const;
     bool IsPlaceKnown() const { return m_Place != PLACE_STACK; }
@@ -116,9 +118,13 @@ int CEvaluator::RunOp(U8 Op, U32 Depth) {
 
 int CEvaluator::RunConst(U8 Op) {
     switch (Op) {
-    case DW_OP_addr:
+    case DW_OP_addr: {
+        const U32 Addr = m_In.GetU32();
+        Push(m_Env.pfMapAddr != nullptr ? m_Env.pfMapAddr(Addr) : Addr);
+        break;
+    }
     case DW_OP_const4u:
-        Push(m_In.Get(ADDR_SIZE));
+        Push(m_In.Get(4));
         break;
     case DW_OP_const1u:
         Push(m_In.Get(1));
@@ -296,7 +302,7 @@ int CEvaluator::RunPlaceOp(U8 Op) {
         m_Place = PLACE_IMPLICIT_PTR;
         m_Found = {};
         m_Found.Kind = ELF_EXPR_PIECE_IMPLICIT_PTR;
-        m_Found.Value = m_In.Get(4);
+        m_Found.Value = m_In.Get(m_Env.OffsetSize);
         m_Found.Off = static_cast<I32>(m_In.GetSLeb());
         return ELF_EXPR_OK;
     default:
@@ -329,6 +335,21 @@ int CEvaluator::RunDeref(U32 NumBytes, const ELF_EXPR_TYPE& Type) {
 }
 
 /// Operations with a type of their own; -1 for any other.
+/// A type wider than a core register takes the next one too.
+bool CEvaluator::ReadTyped(U32 Reg, U32 ByteSize, U64* pBits) const {
+    constexpr U32 LAST_CORE_REG = 15;
+    U64 Next = 0;
+    const bool IsPair = ByteSize > 4 && Reg < LAST_CORE_REG;
+    if (m_Env.pfReadReg == nullptr || m_Env.pfReadReg(m_Env.pContext, Reg, pBits) != 0 ||
+        (IsPair && m_Env.pfReadReg(m_Env.pContext, Reg + 1, &Next) != 0)) {
+        return false;
+    }
+    if (IsPair) {
+        *pBits = m_Env.IsBigEndian ? (*pBits << 32) | (Next & 0xFFFFFFFF) : (Next << 32) | (*pBits & 0xFFFFFFFF);
+    }
+    return true;
+}
+
 int CEvaluator::RunTypedOp(U8 Op) {
     ELF_EXPR_TYPE Type = ELF_EXPR_GENERIC;
     ELF_EXPR_VALUE Value;
@@ -361,10 +382,8 @@ int CEvaluator::RunTypedOp(U8 Op) {
         if (GetType(m_In.GetULeb(), &Type) != ELF_EXPR_OK || Reg > 0xFFFFFFFF) {
             return ELF_EXPR_INVALID;
         }
-        if (m_Env.pfReadReg == nullptr || m_Env.pfReadReg(m_Env.pContext, static_cast<U32>(Reg), &Bits) != 0) {
-            return ELF_EXPR_UNAVAILABLE;
-        }
-        return PushValue(ELF_ExprMake(Bits, Type));
+        return ReadTyped(static_cast<U32>(Reg), Type.ByteSize, &Bits) ? PushValue(ELF_ExprMake(Bits, Type))
+                                                                      : ELF_EXPR_UNAVAILABLE;
     case DW_OP_convert:
     case DW_OP_GNU_convert:
         return GetType(m_In.GetULeb(), &Type) == ELF_EXPR_OK && Pop(&Value) && ELF_ExprConvert(Value, Type, &Value)
@@ -397,7 +416,7 @@ int CEvaluator::PushIndexed(int (*pfGet)(void*, U64, U32*), U64 Idx) {
 }
 
 int CEvaluator::RunCall(U8 Op, U32 Depth) {
-    const U64 Off = m_In.Get(Op == DW_OP_call2 ? 2 : 4);
+    const U64 Off = m_In.Get(Op == DW_OP_call2 ? 2 : Op == DW_OP_call4 ? 4 : m_Env.OffsetSize);
     const U8* pExpr = nullptr;
     U32 NumBytes = 0;
     if (Depth + 1 >= ELF_EXPR_MAX_DEPTH || m_In.IsFailed()) {
@@ -417,12 +436,17 @@ int CEvaluator::RunEntryValue() {
     if (m_In.IsFailed() || NumBytes == 0) {
         return ELF_EXPR_INVALID;
     }
+    U64 Value = 0; // what a register held on entry is gone unless the caller still has it
+    const int Status = m_Env.pfGetEntryValue != nullptr
+                           ? m_Env.pfGetEntryValue(m_Env.pContext, pExpr, static_cast<U32>(NumBytes), &Value)
+                           : ELF_EXPR_OPTIMIZED_OUT;
+    return Status == ELF_EXPR_OK ? PushValue(ELF_ExprMake(Value, ELF_EXPR_GENERIC)) : Status;
+}
+
+int CEvaluator::PushNamed(int (*pfGet)(void*, U64, U64*), U64 Off) {
     U64 Value = 0;
-    if (m_Env.pfGetEntryValue == nullptr ||
-        m_Env.pfGetEntryValue(m_Env.pContext, pExpr, static_cast<U32>(NumBytes), &Value) != 0) {
-        return ELF_EXPR_OPTIMIZED_OUT; // what a register held on entry is gone unless the caller still has it
-    }
-    return PushValue(ELF_ExprMake(Value, ELF_EXPR_GENERIC));
+    const int Status = pfGet != nullptr ? pfGet(m_Env.pContext, Off, &Value) : ELF_EXPR_UNAVAILABLE;
+    return Status == ELF_EXPR_OK ? PushValue(ELF_ExprMake(Value, ELF_EXPR_GENERIC)) : Status;
 }
 
 int CEvaluator::RunContextOp(U8 Op, U32 Depth) {
@@ -455,6 +479,10 @@ int CEvaluator::RunContextOp(U8 Op, U32 Depth) {
     case DW_OP_entry_value:
     case DW_OP_GNU_entry_value:
         return RunEntryValue();
+    case DW_OP_GNU_parameter_ref:
+        return PushNamed(m_Env.pfGetParam, m_In.Get(4));
+    case DW_OP_GNU_variable_value:
+        return PushNamed(m_Env.pfGetVariable, m_In.Get(m_Env.OffsetSize));
     default:
         return ELF_EXPR_INVALID;
     }

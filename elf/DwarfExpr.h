@@ -66,13 +66,20 @@ struct ELF_EXPR_ENV {
     int (*pfGetTlsAddr)(void* pContext, U64 Off, U32* pAddr) = nullptr;
     /// Address of the object whose member, bound or data location is asked for.
     int (*pfGetObjectAddr)(void* pContext, U32* pAddr) = nullptr;
-    /// Value that the expression in the block had on entry to the function.
+    /// Address on the target of one that stands in the file.
+    U32 (*pfMapAddr)(U32 Addr) = nullptr;
+    /// Value that the expression in the block had on entry to the function: an ELF_EXPR_STATUS, as the next two.
     int (*pfGetEntryValue)(void* pContext, const U8* pExpr, U32 NumBytes, U64* pValue) = nullptr;
+    /// Value that the caller passed for the parameter at an offset of the unit.
+    int (*pfGetParam)(void* pContext, U64 Off, U64* pValue) = nullptr;
+    /// Value of the variable at an offset of the section.
+    int (*pfGetVariable)(void* pContext, U64 Off, U64* pValue) = nullptr;
     /// Location expression of another DIE. IsUnitRef tells whether Off counts from the unit or from the section.
     int (*pfGetExpr)(void* pContext, U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumBytes) = nullptr;
     /// Base type at an offset of the unit.
     int (*pfGetType)(void* pContext, U64 Off, ELF_EXPR_TYPE* pType) = nullptr;
     bool IsBigEndian = false;
+    U32 OffsetSize = 4; ///< bytes of a section offset in the expression
 };
 
 /// Evaluates a location expression. An empty one, and one that leaves nothing, is ELF_EXPR_OPTIMIZED_OUT. With pInitial

@@ -49,14 +49,6 @@ CSrcMap& _Map() {
     return *pFile->pSrcMap;
 }
 
-CFI_TABLE* _Cfi() {
-    ELF_FILE* pFile = ELF_GetCurrentFile();
-    if (pFile != nullptr && pFile->pCfi == nullptr) {
-        pFile->pCfi = ELF_LoadCfi(pFile);
-    }
-    return pFile != nullptr ? pFile->pCfi.get() : nullptr;
-}
-
 /// Entry of the address list that stands for the address, by the near search if there is no exact one; -1.
 I64 _FindEntry(U32 Addr) {
     const CSrcMap& Map = _Map();
@@ -318,30 +310,30 @@ ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId) {
 
 I32 ElfApi_GetRegRules(U32 PC, ELF_SYM_LOC* paRules) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetRegRules(_Cfi(), ELF_Unrelocate(PC), paRules);
+    return ELF_GetRegRules(ELF_GetCfi(), ELF_Unrelocate(PC), paRules);
 }
 
 ELF_SYM_LOC ElfApi_GetCFA(U32 PC) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetCFA(_Cfi(), ELF_Unrelocate(PC));
+    return ELF_GetCFA(ELF_GetCfi(), ELF_Unrelocate(PC));
 }
 
 I32 ElfApi_GetStackSize(U32 PC) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetStackSize(_Cfi(), ELF_Unrelocate(PC));
+    return ELF_GetStackSize(ELF_GetCfi(), ELF_Unrelocate(PC));
 }
 
 U32 ElfApi_GetFdeCnt() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetFdeCnt(_Cfi());
+    return ELF_GetFdeCnt(ELF_GetCfi());
 }
 
 U32 ElfApi_GetFdeAddrLo(U32 i) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return i < ELF_GetFdeCnt(_Cfi()) ? ELF_Relocate(ELF_GetFdeAddrLo(_Cfi(), i)) : 0;
+    return i < ELF_GetFdeCnt(ELF_GetCfi()) ? ELF_Relocate(ELF_GetFdeAddrLo(ELF_GetCfi(), i)) : 0;
 }
 
 U32 ElfApi_GetFdeAddrHi(U32 i) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return i < ELF_GetFdeCnt(_Cfi()) ? ELF_Relocate(ELF_GetFdeAddrHi(_Cfi(), i), true) : 0;
+    return i < ELF_GetFdeCnt(ELF_GetCfi()) ? ELF_Relocate(ELF_GetFdeAddrHi(ELF_GetCfi(), i), true) : 0;
 }

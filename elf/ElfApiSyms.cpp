@@ -1,6 +1,7 @@
 #include "elf/ElfApiSyms.h"
 
 #include "elf/ElfApi.h"
+#include "elf/ElfApiFrame.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfReloc.h"
 
@@ -25,7 +26,7 @@ QHash<U64, U32> SizeCache;
 QHash<U64, ELF_SYM_LOC> LocCache;
 QHash<U64, ELF_SYM_HANDLE> ParentFuncCache;
 QHash<QPair<U64, QString>, int> MemberIdxCache;
-ELF_SYM_LOC (*pfResolveLoc)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h);
+bool (*pfFrameSource)(ELF_FRAME* pFrame);
 
 /// The answer kept under the key, or the one that Make() gives, which is then kept.
 template <typename KEY, typename VALUE, typename MAKE>
@@ -106,23 +107,6 @@ bool _IsMemory(U32 Kind) {
            Kind == ELF_LOC_MEM_BP || Kind == ELF_LOC_MEM_CFA;
 }
 
-/// True if the first operation of an expression is all that it says.
-bool _IsSimpleExpr(const QByteArray& Bytes) {
-    if (Bytes.isEmpty()) {
-        return false;
-    }
-    const U8 Op = static_cast<U8>(Bytes[0]);
-    DWARF_READER R(reinterpret_cast<const U8*>(Bytes.constData()) + 1, static_cast<U64>(Bytes.size() - 1), false);
-    if (Op == DW_OP_addr) {
-        R.Skip(4);
-    } else if (Op == DW_OP_fbreg || (Op >= DW_OP_breg0 && Op <= DW_OP_breg31)) {
-        R.GetSleb();
-    } else if (!(Op >= DW_OP_reg0 && Op <= DW_OP_reg31) && Op != DW_OP_call_frame_cfa) {
-        return false;
-    }
-    return R.IsOk() && R.IsAtEnd();
-}
-
 } // namespace
 
 void ElfApi_ExitSyms() {
@@ -177,10 +161,12 @@ I64 ElfApi_GetSymAddr(ELF_SYM_HANDLE h) {
     if (const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h); Range.Addr != 0 || Range.Size != 0) {
         return Range.Addr;
     }
-    ELF_SYM_LOC Loc = ElfApi_GetSymLoc(h, 0xFFFFFFFF);
-    if (pfResolveLoc != nullptr && ElfApi_IsLocal(h)) {
-        Loc = pfResolveLoc(Loc, h);
+    if (ELF_FRAME Frame; pfFrameSource != nullptr && ElfApi_IsLocal(h) && pfFrameSource(&Frame)) {
+        const ELF_SYM_PLACE Place = ElfApi_GetSymPlace(h, Frame);
+        const bool IsInMemory = Place.Pieces.size() == 1 && Place.Pieces[0].Kind == ELF_EXPR_PIECE_MEM;
+        return IsInMemory ? static_cast<I64>(Place.Pieces[0].Addr) : -1;
     }
+    const ELF_SYM_LOC Loc = ElfApi_GetSymLoc(h, 0xFFFFFFFF);
     if (Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF) {
         return static_cast<U32>(Loc.Addr + static_cast<U32>(Loc.Off));
     }
@@ -197,22 +183,6 @@ ELF_SYM_LOC ElfApi_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
         return ELF_GetSymLoc(h, PC);
     }
     return _Cached(LocCache, h, [h, PC] { return ELF_GetSymLoc(h, PC); });
-}
-
-ELF_SYM_EXPR ElfApi_GetSymExpr(ELF_SYM_HANDLE h, U32 PC) {
-    const std::lock_guard Lock(ElfApi_Mutex());
-    ELF_SYM_EXPR Expr;
-    const U32 Die = _GetDie(h);
-    PC = PC == 0xFFFFFFFF ? ElfApi_GetCurrentPC() : PC;
-    const U8* pExpr = nullptr;
-    U32 Size = 0;
-    U32 AttrDie = 0;
-    if (Die != 0 && ElfApi_IsInScope(h, PC) != 0 &&
-        DWARF_FindExpr(*ELF_GetStore(), Die, DW_AT_location, ELF_Unrelocate(PC), &pExpr, &Size, &AttrDie)) {
-        Expr.Bytes = QByteArray(reinterpret_cast<const char*>(pExpr), static_cast<qsizetype>(Size));
-        Expr.IsSimple = _IsSimpleExpr(Expr.Bytes);
-    }
-    return Expr;
 }
 
 bool ElfApi_IsMemOrRegLoc(const ELF_SYM_LOC& Loc) {
@@ -438,7 +408,7 @@ bool ElfApi_IsBigEndian() {
     return Encoding == ELF_ENC_BE8 || Encoding == ELF_ENC_BE32;
 }
 
-void ElfApi_SetFrameResolver(ELF_SYM_LOC (*pfResolve)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h)) {
+void ElfApi_SetFrameSource(bool (*pfGetFrame)(ELF_FRAME* pFrame)) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    pfResolveLoc = pfResolve;
+    pfFrameSource = pfGetFrame;
 }

@@ -19,12 +19,6 @@ struct ELF_ADDR_RANGE {
     U32 Size = 0;
 };
 
-/// A location expression as it stands in the file, for values that its first operation doesn't tell.
-struct ELF_SYM_EXPR {
-    QByteArray Bytes;       ///< empty: the symbol is nowhere at that PC, so it is optimized out
-    bool IsSimple = false;  ///< ElfApi_GetSymLoc() says all of it
-};
-
 U32 ElfApi_GetSymType(ELF_SYM_HANDLE h); ///< DWARF tag or ELF symbol type, 65535 for none
 /// Name; Qualified puts the type or namespaces that the symbol stands in before it.
 QString ElfApi_GetSymName(ELF_SYM_HANDLE h, bool Qualified = false);
@@ -40,7 +34,6 @@ U32 ElfApi_GetSymSize(ELF_SYM_HANDLE h);
 I64 ElfApi_GetSymAddr(ELF_SYM_HANDLE h);
 /// Location at PC (0xFFFFFFFF: the current one); empty out of scope.
 ELF_SYM_LOC ElfApi_GetSymLoc(ELF_SYM_HANDLE h, U32 PC);
-ELF_SYM_EXPR ElfApi_GetSymExpr(ELF_SYM_HANDLE h, U32 PC);
 /// True for locations in memory or a register that can be read directly.
 bool ElfApi_IsMemOrRegLoc(const ELF_SYM_LOC& Loc);
 QString ElfApi_LocToText(const ELF_SYM_LOC& Loc);
@@ -97,5 +90,3 @@ ELF_SYM_HANDLE ElfApi_GetRttControlBlock();
 /// Word at base address + 4 of the load image, -1 if the image doesn't hold it.
 I64 ElfApi_GetEntryFuncPC();
 bool ElfApi_IsBigEndian();
-/// Turns a location that depends on the call frame into one that doesn't; null where there is no frame.
-void ElfApi_SetFrameResolver(ELF_SYM_LOC (*pfResolve)(const ELF_SYM_LOC& Loc, ELF_SYM_HANDLE h));

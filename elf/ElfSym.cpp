@@ -178,10 +178,9 @@ ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
     }
     const DWARF_STORE& S = *ELF_GetStore();
     Loc = _GetDieLoc(S, Die, _LocAttrOf(_GetDieType(S, Die)), ELF_Unrelocate(PC));
-    CFI_TABLE* pCfi = ELF_GetCurrentFile()->pCfi.get();
-    if (Loc.Kind == ELF_LOC_CFA && pCfi != nullptr) {
+    if (Loc.Kind == ELF_LOC_CFA && Loc.Off == 0) {
         // A frame base that is the CFA: its rule at PC says which register that counts from.
-        const ELF_SYM_LOC Rule = ELF_GetCFA(pCfi, ELF_Unrelocate(PC));
+        const ELF_SYM_LOC Rule = ELF_GetCFA(ELF_GetCfi(), ELF_Unrelocate(PC));
         Loc = Rule.Kind != ELF_LOC_NONE ? Rule : Loc;
     }
     if (Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF) {

@@ -101,6 +101,8 @@ bool ELF_AreLocsEqual(const ELF_SYM_LOC& a, const ELF_SYM_LOC& b) {
     case ELF_LOC_PARENT_VALUE:
     case ELF_LOC_PARENT_LOC:
         return a.Off == b.Off;
+    case ELF_LOC_EXPR:
+        return a.Addr == b.Addr && a.Value == b.Value && a.Reg == b.Reg;
     case ELF_LOC_ON_ENTRY: {
         ELF_SYM_LOC BaseA;
         ELF_SYM_LOC BaseB;

@@ -36,7 +36,7 @@ int _Indexed(void*, U64 Idx, U32* pAddr) {
 
 int _Entry(void*, const U8* pExpr, U32 NumBytes, U64* pValue) {
     *pValue = 0x77;
-    return NumBytes == 1 && *pExpr == DW_OP_reg0 ? 0 : -1;
+    return NumBytes == 1 && *pExpr == DW_OP_reg0 ? ELF_EXPR_OK : ELF_EXPR_OPTIMIZED_OUT;
 }
 
 const U8 aCalled[] = {DW_OP_lit7};

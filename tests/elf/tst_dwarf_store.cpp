@@ -133,7 +133,7 @@ TEST_F(DwarfStore, AStructShowsAtMost1024Members) {
     EXPECT_EQ(ElfApi_GetMemberIdx(h, "m1400"), -1);
 }
 
-TEST_F(DwarfStore, LocationsByTheFirstOperation) {
+TEST_F(DwarfStore, LocationsOfOneOperationAreRecordsOthersExpressions) {
     struct CASE {
         std::initializer_list<U32> Expr;
         U32 Kind;
@@ -144,7 +144,7 @@ TEST_F(DwarfStore, LocationsByTheFirstOperation) {
         {{DW_OP_reg0 + 3}, ELF_LOC_REG, "R3"},
         {{DW_OP_breg0 + 7, 0x78}, ELF_LOC_MEM_BASE, "[R7 - 8]"},
         {{DW_OP_bregx, 13, 4}, ELF_LOC_MEM_BASE, "[R13 + 4]"},
-        {{DW_OP_fbreg, 0x74, DW_OP_deref}, ELF_LOC_MEM_BP, "[BP - 12]"},
+        {{DW_OP_fbreg, 0x74}, ELF_LOC_MEM_BP, "[BP - 12]"},
         {{DW_OP_const1u, 5, DW_OP_stack_value}, ELF_LOC_COMPUTED, "N/A"},
         {{DW_OP_const1u, 5}, ELF_LOC_CONST, "const"},
         {{DW_OP_reg0 + 2, DW_OP_stack_value}, ELF_LOC_COMPUTED, "N/A"},
@@ -153,6 +153,14 @@ TEST_F(DwarfStore, LocationsByTheFirstOperation) {
         {{DW_OP_implicit_value, 12, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, ELF_LOC_CONST, "const"},
         {{DW_OP_implicit_value, 12, 1}, ELF_LOC_NONE, "N/A"},
         {{DW_OP_call_frame_cfa}, ELF_LOC_CFA, "CFA"},
+        {{DW_OP_lit4, DW_OP_stack_value}, ELF_LOC_COMPUTED, "N/A"},
+        {{DW_OP_lit4}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_fbreg, 0x74, DW_OP_deref}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_reg0, DW_OP_piece, 4, DW_OP_reg1, DW_OP_piece, 4}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_breg0 + 1, 0, DW_OP_lit4, DW_OP_plus, DW_OP_stack_value}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_entry_value, 3, DW_OP_breg0, 0, DW_OP_deref, DW_OP_stack_value}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_entry_value, 1, DW_OP_reg0, DW_OP_lit1, DW_OP_plus, DW_OP_stack_value}, ELF_LOC_EXPR, "N/A"},
+        {{DW_OP_implicit_pointer, 0x20, 0, 0, 0, 0}, ELF_LOC_EXPR, "N/A"},
         {{DW_OP_addr, 1}, ELF_LOC_NONE, "N/A"},
         {{}, ELF_LOC_NONE, "N/A"},
     };

@@ -1,0 +1,234 @@
+#include "elf/CallSite.h"
+
+#include "elf/ElfApi.h"
+#include "elf/ElfReloc.h"
+
+#include <algorithm>
+#include <libdwarf/dwarf.h>
+
+namespace {
+
+constexpr size_t MAX_TAIL_FUNCS = 64; ///< looked at for a way of jumps back into a function
+constexpr U32 MAX_PARAM_DEPTH = 5;
+
+U32 _Reference(const DWARF_STORE& S, U32 Die, std::initializer_list<U32> Ats) {
+    for (const U32 At : Ats) {
+        if (const U32 Target = _GetReferenceDie(S, Die, At); Target != 0) {
+            return Target;
+        }
+    }
+    return 0;
+}
+
+bool _IsFlagSet(const DWARF_STORE& S, U32 Die, std::initializer_list<U32> Ats) {
+    DWARF_ATTR Attr;
+    return std::any_of(Ats.begin(), Ats.end(),
+                       [&](U32 At) { return DWARF_GetAttr(S, Die, At, &Attr) && Attr.Value != 0; });
+}
+
+bool _Block(const DWARF_STORE& S, U32 Die, std::initializer_list<U32> Ats, DWARF_ATTR* pAttr) {
+    return std::any_of(Ats.begin(), Ats.end(), [&](U32 At) {
+        return DWARF_GetAttr(S, Die, At, pAttr) && (pAttr->Class == ATTR_EXPR || pAttr->Class == ATTR_BLOCK);
+    });
+}
+
+std::vector<U8> _Copy(const DWARF_ATTR& Attr) { return {Attr.pBlock, Attr.pBlock + Attr.BlockSize}; }
+
+std::vector<U32> _CallSites(const DWARF_STORE& S, U32 Func) {
+    std::vector<U32> Sites = DWARF_GetDescendants(S, Func, DW_TAG_call_site);
+    const std::vector<U32> Gnu = DWARF_GetDescendants(S, Func, DW_TAG_GNU_call_site);
+    Sites.insert(Sites.end(), Gnu.begin(), Gnu.end());
+    return Sites;
+}
+
+U32 _FindCallSite(const DWARF_STORE& S, U32 Func, U32 ReturnPC) {
+    for (const U32 Site : _CallSites(S, Func)) {
+        DWARF_ATTR Attr;
+        const U32 At = _GetDieType(S, Site) == DW_TAG_call_site ? DW_AT_call_return_pc : DW_AT_low_pc;
+        if (DWARF_GetAttr(S, Site, At, &Attr) && Attr.Class == ATTR_ADDR && (Attr.Value & ~1ull) == ReturnPC) {
+            return Site;
+        }
+    }
+    return 0;
+}
+
+bool _EntryOf(const DWARF_STORE& S, U32 Func, U32* pAddr) {
+    DWARF_ATTR Attr;
+    if (DWARF_GetAttr(S, Func, DW_AT_low_pc, &Attr) && Attr.Class == ATTR_ADDR) {
+        *pAddr = static_cast<U32>(Attr.Value) & ~1u;
+        return true;
+    }
+    const std::vector<DWARF_RANGE> Ranges = _GetDieRanges(S, Func);
+    if (!Ranges.empty()) {
+        *pAddr = Ranges[0].Lo & ~1u;
+    }
+    return !Ranges.empty();
+}
+
+std::string_view _LinkName(const DWARF_STORE& S, U32 Die) {
+    DWARF_ATTR Attr;
+    for (const U32 At : {DW_AT_linkage_name, DW_AT_MIPS_linkage_name, DW_AT_name}) {
+        if (_CreateDieAttrEx(S, Die, static_cast<U32>(At), &Attr) && Attr.Class == ATTR_STRING) {
+            return Attr.sText;
+        }
+    }
+    return {};
+}
+
+/// Code behind a DIE that names a function: its own, its definition's, or that of the function of the same name.
+U32 _Definition(const DWARF_STORE& S, U32 Func) {
+    U32 Addr = 0;
+    if (Func == 0 || _EntryOf(S, Func, &Addr)) {
+        return Func;
+    }
+    if (const U32 Definition = _GetDefinitionDie(S, Func); Definition != 0 && _EntryOf(S, Definition, &Addr)) {
+        return Definition;
+    }
+    const std::string_view sLink = _LinkName(S, Func);
+    const std::string_view sName = _GetDieRawName(S, Func);
+    for (const ELF_SYM_HANDLE h :
+         ElfApi_FindSyms(QString::fromUtf8(sName.data(), static_cast<qsizetype>(sName.size())), true, false, false, false)) {
+        const U32 Die = _GetDie(h);
+        DWARF_ATTR Attr;
+        if (_GetDieType(S, Die) == DW_TAG_subprogram && _EntryOf(S, Die, &Addr) && _LinkName(S, Die) == sLink &&
+            _CreateDieAttrEx(S, Die, DW_AT_external, &Attr) && Attr.Value != 0) {
+            return Die;
+        }
+    }
+    return 0;
+}
+
+bool _IsTailCall(const DWARF_STORE& S, U32 Site) { return _IsFlagSet(S, Site, {DW_AT_call_tail_call, DW_AT_GNU_tail_call}); }
+
+/// True if no jump out of the function can lead back to its start.
+bool _IsEnteredByCalls(const DWARF_STORE& S, U32 Func) {
+    std::vector<U32> Seen = {Func};
+    for (size_t i = 0; i < Seen.size(); ++i) {
+        if (!_IsFlagSet(S, Seen[i], {DW_AT_call_all_calls, DW_AT_call_all_tail_calls, DW_AT_call_all_source_calls,
+                                     DW_AT_GNU_all_call_sites, DW_AT_GNU_all_tail_call_sites})) {
+            return false;
+        }
+        for (const U32 Site : _CallSites(S, Seen[i])) {
+            if (!_IsTailCall(S, Site)) {
+                continue;
+            }
+            const U32 Target = _Definition(S, _Reference(S, Site, {DW_AT_call_origin, DW_AT_abstract_origin}));
+            if (Target == 0 || Target == Func || Seen.size() >= MAX_TAIL_FUNCS) {
+                return false;
+            }
+            if (std::find(Seen.begin(), Seen.end(), Target) == Seen.end()) {
+                Seen.push_back(Target);
+            }
+        }
+    }
+    return true;
+}
+
+/// The call that entered the function around PC, with what is still to be asked to be sure of it; 0 if unknown.
+U32 _FindEntry(const DWARF_STORE& S, U32 PC, U32 ReturnPC, CALL_VALUE* pValue) {
+    const U32 Func = CALL_FuncAt(PC);
+    const U32 Caller = CALL_FuncAt(ReturnPC - 2);
+    const U32 Site = Caller != 0 ? _FindCallSite(S, Caller, ELF_Unrelocate(ReturnPC) & ~1u) : 0;
+    U32 Entry = 0;
+    if (Func == 0 || Site == 0 || !_EntryOf(S, Func, &Entry) || !_IsEnteredByCalls(S, Func)) {
+        return 0;
+    }
+    pValue->Entry = ELF_Relocate(Entry);
+    if (const U32 Named = _Reference(S, Site, {DW_AT_call_origin, DW_AT_abstract_origin}); Named != 0) {
+        return _Definition(S, Named) == Func ? Site : 0;
+    }
+    DWARF_ATTR Attr;
+    if (!_Block(S, Site, {DW_AT_call_target, DW_AT_GNU_call_site_target}, &Attr)) {
+        return 0;
+    }
+    pValue->Target = _Copy(Attr);
+    return Site;
+}
+
+bool _IsSameParam(const DWARF_STORE& S, U32 Die, U32 Param) {
+    for (U32 i = 0; i < MAX_PARAM_DEPTH && Die != 0; ++i) {
+        if (Die == Param) {
+            return true;
+        }
+        Die = _GetAbstractInstanceOf(S, Die);
+    }
+    return false;
+}
+
+/// DW_OP_bregN 0 + DW_OP_deref, with a size or without: what the register points to.
+bool _IsDeref(const U8* pBlock, U32 NumBytes) {
+    return NumBytes >= 3 && pBlock[0] >= DW_OP_breg0 && pBlock[0] <= DW_OP_breg31 && pBlock[1] == 0 &&
+           ((NumBytes == 3 && pBlock[2] == DW_OP_deref) || (NumBytes == 4 && pBlock[2] == DW_OP_deref_size && pBlock[3] == 4));
+}
+
+bool _IsPlace(const DWARF_ATTR& Attr, const U8* pBlock, U32 NumBytes, bool IsDeref) {
+    const U8 aReg[] = {static_cast<U8>(IsDeref ? pBlock[0] - DW_OP_breg0 + DW_OP_reg0 : 0)};
+    pBlock = IsDeref ? aReg : pBlock;
+    NumBytes = IsDeref ? 1 : NumBytes;
+    return Attr.BlockSize == NumBytes && std::equal(pBlock, pBlock + NumBytes, Attr.pBlock);
+}
+
+std::vector<U32> _Params(const DWARF_STORE& S, U32 Site) {
+    return DWARF_GetChildren(S, Site, _GetDieType(S, Site) == DW_TAG_call_site ? DW_TAG_call_site_parameter
+                                                                               : DW_TAG_GNU_call_site_parameter);
+}
+
+bool _TakeValue(const DWARF_STORE& S, U32 Param, bool IsDeref, CALL_VALUE* pValue) {
+    DWARF_ATTR Attr;
+    const bool IsFound = IsDeref ? _Block(S, Param, {DW_AT_call_data_value, DW_AT_GNU_call_site_data_value}, &Attr)
+                                 : _Block(S, Param, {DW_AT_call_value, DW_AT_GNU_call_site_value}, &Attr);
+    if (IsFound) {
+        pValue->Die = Param;
+        pValue->Expr = _Copy(Attr);
+    }
+    return IsFound;
+}
+
+} // namespace
+
+U32 CALL_FuncAt(U32 PC) {
+    const U32 Addr = ELF_Unrelocate(PC) & ~1u;
+    for (const ELF_SYM_HANDLE h : ElfApi_GetFuncsAtAddr(PC)) {
+        const U32 Die = _GetDie(h);
+        if (Die == 0 || _GetDieType(*ELF_GetStore(), Die) != DW_TAG_subprogram) {
+            continue;
+        }
+        for (const DWARF_RANGE& Range : _GetDieRanges(*ELF_GetStore(), Die)) {
+            if (Addr >= Range.Lo && Addr < Range.Hi) {
+                return Die;
+            }
+        }
+    }
+    return 0;
+}
+
+bool CALL_FindValue(U32 PC, U32 ReturnPC, const U8* pBlock, U32 NumBytes, CALL_VALUE* pValue) {
+    if (ELF_GetStore() == nullptr) {
+        return false;
+    }
+    const DWARF_STORE& S = *ELF_GetStore();
+    const bool IsDeref = _IsDeref(pBlock, NumBytes);
+    const U32 Site = _FindEntry(S, PC, ReturnPC, pValue);
+    for (const U32 Param : _Params(S, Site)) {
+        DWARF_ATTR Attr;
+        if (_Block(S, Param, {DW_AT_location}, &Attr) && _IsPlace(Attr, pBlock, NumBytes, IsDeref)) {
+            return _TakeValue(S, Param, IsDeref, pValue);
+        }
+    }
+    return false;
+}
+
+bool CALL_FindParam(U32 PC, U32 ReturnPC, U32 ParamDie, CALL_VALUE* pValue) {
+    if (ELF_GetStore() == nullptr) {
+        return false;
+    }
+    const DWARF_STORE& S = *ELF_GetStore();
+    const U32 Site = _FindEntry(S, PC, ReturnPC, pValue);
+    for (const U32 Param : _Params(S, Site)) {
+        const U32 Named = _Reference(S, Param, {DW_AT_call_parameter, DW_AT_abstract_origin});
+        if (Named != 0 && (_IsSameParam(S, ParamDie, Named) || _IsSameParam(S, Named, ParamDie))) {
+            return _TakeValue(S, Param, false, pValue);
+        }
+    }
+    return false;
+}
