@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr size_t MAX_TAIL_FUNCS = 64; ///< looked at for a way of jumps back into a function
+constexpr size_t MAX_TAIL_FUNCS = 64; ///< that a way of jumps may lead through
 constexpr U32 MAX_PARAM_DEPTH = 5;
 
 U32 _Reference(const DWARF_STORE& S, U32 Die, std::initializer_list<U32> Ats) {
@@ -100,9 +100,10 @@ U32 _Definition(const DWARF_STORE& S, U32 Func) {
 
 bool _IsTailCall(const DWARF_STORE& S, U32 Site) { return _IsFlagSet(S, Site, {DW_AT_call_tail_call, DW_AT_GNU_tail_call}); }
 
-/// True if no jump out of the function can lead back to its start.
-bool _IsEnteredByCalls(const DWARF_STORE& S, U32 Func) {
-    std::vector<U32> Seen = {Func};
+/// Collects the jumps that lead into a function out of another one and all that this one jumps to. False if that isn't
+/// known: a function doesn't tell all of its jumps, or not where one leads.
+bool _FindJumps(const DWARF_STORE& S, U32 From, U32 To, std::vector<U32>* pSites) {
+    std::vector<U32> Seen = {From};
     for (size_t i = 0; i < Seen.size(); ++i) {
         if (!_IsFlagSet(S, Seen[i], {DW_AT_call_all_calls, DW_AT_call_all_tail_calls, DW_AT_call_all_source_calls,
                                      DW_AT_GNU_all_call_sites, DW_AT_GNU_all_tail_call_sites})) {
@@ -113,10 +114,12 @@ bool _IsEnteredByCalls(const DWARF_STORE& S, U32 Func) {
                 continue;
             }
             const U32 Target = _Definition(S, _Reference(S, Site, {DW_AT_call_origin, DW_AT_abstract_origin}));
-            if (Target == 0 || Target == Func || Seen.size() >= MAX_TAIL_FUNCS) {
+            if (Target == 0 || Seen.size() >= MAX_TAIL_FUNCS) {
                 return false;
             }
-            if (std::find(Seen.begin(), Seen.end(), Target) == Seen.end()) {
+            if (Target == To) {
+                pSites->push_back(Site);
+            } else if (std::find(Seen.begin(), Seen.end(), Target) == Seen.end()) {
                 Seen.push_back(Target);
             }
         }
@@ -124,18 +127,37 @@ bool _IsEnteredByCalls(const DWARF_STORE& S, U32 Func) {
     return true;
 }
 
-/// The call that entered the function around PC, with what is still to be asked to be sure of it; 0 if unknown.
+/// An address at the jump: of itself, or just in front of where it would return to.
+U32 _JumpPC(const DWARF_STORE& S, U32 Site) {
+    DWARF_ATTR Attr;
+    if (DWARF_GetAttr(S, Site, DW_AT_call_pc, &Attr) && Attr.Class == ATTR_ADDR) {
+        return static_cast<U32>(Attr.Value) & ~1u;
+    }
+    const bool IsFound = DWARF_GetAttr(S, Site, DW_AT_call_return_pc, &Attr) || DWARF_GetAttr(S, Site, DW_AT_low_pc, &Attr);
+    return IsFound ? (static_cast<U32>(Attr.Value) & ~1u) - 2 : 0;
+}
+
+/// The call or jump that entered the function around PC, with what is still to be asked to be sure of it; 0 if unknown.
 U32 _FindEntry(const DWARF_STORE& S, U32 PC, U32 ReturnPC, CALL_VALUE* pValue) {
     const U32 Func = CALL_FuncAt(PC);
     const U32 Caller = CALL_FuncAt(ReturnPC - 2);
     const U32 Site = Caller != 0 ? _FindCallSite(S, Caller, ELF_Unrelocate(ReturnPC) & ~1u) : 0;
     U32 Entry = 0;
-    if (Func == 0 || Site == 0 || !_EntryOf(S, Func, &Entry) || !_IsEnteredByCalls(S, Func)) {
+    std::vector<U32> Jumps;
+    if (Func == 0 || Site == 0 || !_EntryOf(S, Func, &Entry) || !_FindJumps(S, Func, Func, &Jumps) || !Jumps.empty()) {
         return 0;
     }
     pValue->Entry = ELF_Relocate(Entry);
     if (const U32 Named = _Reference(S, Site, {DW_AT_call_origin, DW_AT_abstract_origin}); Named != 0) {
-        return _Definition(S, Named) == Func ? Site : 0;
+        const U32 Called = _Definition(S, Named);
+        if (Called == Func || Called == 0) {
+            return Called != 0 ? Site : 0;
+        }
+        if (!_FindJumps(S, Called, Func, &Jumps) || Jumps.size() != 1) {
+            return 0;
+        }
+        pValue->JumpPC = ELF_Relocate(_JumpPC(S, Jumps[0]));
+        return Jumps[0];
     }
     DWARF_ATTR Attr;
     if (!_Block(S, Site, {DW_AT_call_target, DW_AT_GNU_call_site_target}, &Attr)) {

@@ -1,8 +1,8 @@
 #pragma once
 
 // What callers are known to pass (DWARF 5, section 3.4, and the GNU form before it): the value that a parameter had on
-// entry to a function, as an expression over the caller's frame. An answer is given only if the call is known to have
-// entered the function directly: behind a jump from one function into another the parameters are those of the jump.
+// entry to a function, as an expression over the caller's frame. The function may have been entered by a jump at the
+// end of the one that was called; an answer is given only if there is just one way.
 // The caller of these functions holds ElfApi's lock.
 
 #include "elf/ElfSym.h"
@@ -12,6 +12,7 @@ struct CALL_VALUE {
     std::vector<U8> Expr;   ///< the value
     std::vector<U8> Target; ///< gives the called address, which must be Entry; empty where that is known already
     U32 Entry = 0;
+    U32 JumpPC = 0; ///< not 0: Expr stands at a jump in a function that left its frame to this one
 };
 
 /// Function of the debug information whose code holds the address; 0 if there is none.

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr U32 ADDR_SIZE = 4;
+constexpr U32 WIDE_CONST_SIZE = 8;
 
 /// What the operation last read says of the object's place; memory is the plain meaning of the top of the stack.
 enum PLACE : int { PLACE_STACK, PLACE_REG, PLACE_VALUE, PLACE_BYTES, PLACE_IMPLICIT_PTR };
@@ -117,45 +118,48 @@ int CEvaluator::RunOp(U8 Op, U32 Depth) {
 }
 
 int CEvaluator::RunConst(U8 Op) {
+    U64 Value = 0;
     switch (Op) {
-    case DW_OP_addr: {
-        const U32 Addr = m_In.GetU32();
-        Push(m_Env.pfMapAddr != nullptr ? m_Env.pfMapAddr(Addr) : Addr);
-        break;
-    }
-    case DW_OP_const4u:
-        Push(m_In.Get(4));
+    case DW_OP_addr:
+        Value = m_In.GetU32();
+        Value = m_Env.pfMapAddr != nullptr ? m_Env.pfMapAddr(static_cast<U32>(Value)) : Value;
         break;
     case DW_OP_const1u:
-        Push(m_In.Get(1));
+        Value = m_In.Get(1);
         break;
     case DW_OP_const1s:
-        Push(static_cast<U64>(m_In.GetSigned(1)));
+        Value = static_cast<U64>(m_In.GetSigned(1));
         break;
     case DW_OP_const2u:
-        Push(m_In.Get(2));
+        Value = m_In.Get(2);
         break;
     case DW_OP_const2s:
-        Push(static_cast<U64>(m_In.GetSigned(2)));
+        Value = static_cast<U64>(m_In.GetSigned(2));
+        break;
+    case DW_OP_const4u:
+        Value = m_In.Get(4);
         break;
     case DW_OP_const4s:
-        Push(static_cast<U64>(m_In.GetSigned(4)));
+        Value = static_cast<U64>(m_In.GetSigned(4));
         break;
     case DW_OP_const8u:
     case DW_OP_const8s:
-        Push(m_In.Get(8));
+        Value = m_In.Get(8);
         break;
     case DW_OP_constu:
-        Push(m_In.GetULeb());
+        Value = m_In.GetULeb();
         break;
     case DW_OP_consts:
-        Push(static_cast<U64>(m_In.GetSLeb()));
+        Value = static_cast<U64>(m_In.GetSLeb());
         break;
     default:
-        Push(static_cast<U64>(Op - DW_OP_lit0));
+        Value = static_cast<U64>(Op - DW_OP_lit0);
         break;
     }
-    return m_Stack.size() < ELF_EXPR_MAX_STACK ? ELF_EXPR_OK : ELF_EXPR_INVALID;
+    if (!m_In.IsAtEnd() && *m_In.GetPtr() == DW_OP_stack_value) { // the object itself: it may be wider than an address
+        return PushValue({Value, {WIDE_CONST_SIZE, 0}});
+    }
+    return PushValue(ELF_ExprMake(Value, ELF_EXPR_GENERIC));
 }
 
 int CEvaluator::PushReg(U64 Reg, I64 Off) {

@@ -10,6 +10,7 @@ namespace {
 constexpr U32 PC_NONE = 0xFFFFFFFF;
 constexpr U32 MAX_LIST_ENTRIES = 100'000;
 constexpr U8 LLE_GNU_VIEW_PAIR = 9;
+constexpr U32 AT_GNU_LOCVIEWS = 0x2137;
 
 struct FOUND {
     const U8* pExpr = nullptr;
@@ -19,8 +20,8 @@ struct FOUND {
 /// Searches a location list of either format for the entry that holds at PC.
 class CLocList {
 public:
-    CLocList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 PC, FOUND* pFound)
-        : m_S(S), m_Unit(Unit), m_PC(PC), m_Base(Unit.LowPC), m_Found(*pFound) {}
+    CLocList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 PC, bool HasViews, FOUND* pFound)
+        : m_S(S), m_Unit(Unit), m_PC(PC), m_HasViews(HasViews), m_Base(Unit.LowPC), m_Found(*pFound) {}
 
     /// .debug_loc of versions 2 to 4
     bool FindPairs(U64 Off) {
@@ -61,8 +62,8 @@ public:
     }
 
 private:
-    /// True if the entry is the one. An empty range holds at its address only where no other entry does: the machine is
-    /// in the state that the later one tells.
+    /// True if the entry is the one. An empty range holds at its address only where no other entry does, and with
+    /// location views not at all: it tells a state between two statements, neither of which has code there.
     bool Take(DWARF_READER& R, U64 Size, U64 Lo, U64 Hi) {
         const U8* pExpr = R.p;
         if (!R.Skip(Size) || Size == 0 || m_PC == PC_NONE) {
@@ -70,7 +71,7 @@ private:
         }
         Hi = std::min<U64>(Hi, 0xFFFFFFFF);
         const bool IsHit = m_PC == 0 || (m_PC >= Lo && m_PC < Hi);
-        if (IsHit || (Lo == Hi && m_PC == Lo && m_Found.pExpr == nullptr)) {
+        if (IsHit || (Lo == Hi && m_PC == Lo && !m_HasViews && m_Found.pExpr == nullptr)) {
             m_Found = {pExpr, static_cast<U32>(Size)};
         }
         return IsHit;
@@ -141,6 +142,7 @@ private:
     const DWARF_STORE& m_S;
     const DWARF_UNIT& m_Unit;
     U32 m_PC;
+    bool m_HasViews;
     U64 m_Base;
     FOUND& m_Found;
 };
@@ -180,7 +182,7 @@ bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** pp
     }
     const DWARF_UNIT& Unit = *DWARF_UnitOf(S, *pAttrDie);
     FOUND Found;
-    CLocList List(S, Unit, PC, &Found);
+    CLocList List(S, Unit, PC, _HasAttribute(S, *pAttrDie, AT_GNU_LOCVIEWS), &Found);
     bool IsFound = false;
     if (Attr.Class == ATTR_EXPR || Attr.Class == ATTR_BLOCK) {
         Found = {Attr.pBlock, Attr.BlockSize};

@@ -51,17 +51,20 @@ U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
 }
 
 U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
+    const auto Number = [&](U32 At, U64* pValue) { // a bound may also be a variable, which has no fixed value
+        DWARF_ATTR Attr;
+        const bool IsNumber = DWARF_GetAttr(S, Subrange, At, &Attr) && (Attr.Class == ATTR_NUM || Attr.Class == ATTR_SNUM);
+        *pValue = IsNumber ? Attr.Value : 0;
+        return IsNumber;
+    };
     U64 Count = 0;
-    if (_GetAttributeAsU64(S, Subrange, DW_AT_count, &Count)) {
-        return static_cast<U32>(Count);
-    }
     U64 Upper = 0;
     U64 Lower = 0;
-    DWARF_ATTR Attr;
-    if (DWARF_GetAttr(S, Subrange, DW_AT_upper_bound, &Attr) && (Attr.Class == ATTR_NUM || Attr.Class == ATTR_SNUM)) {
-        Upper = Attr.Value;
+    if (Number(DW_AT_count, &Count)) {
+        return static_cast<U32>(Count);
     }
-    _GetAttributeAsU64(S, Subrange, DW_AT_lower_bound, &Lower);
+    Number(DW_AT_upper_bound, &Upper);
+    Number(DW_AT_lower_bound, &Lower);
     return static_cast<U32>(Upper - Lower + 1);
 }
 

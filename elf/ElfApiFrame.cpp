@@ -23,6 +23,31 @@ struct EXPR {
     U32 Die = 0;     ///< whose object it describes: the function around it has the frame base
 };
 
+/// The frame of a function that has jumped into another one: its stack is freed, its registers are the caller's again.
+struct JUMP_FRAME {
+    const ELF_FRAME& Caller;
+    ELF_FRAME Frame;
+
+    const ELF_FRAME& Make(U32 PC) {
+        Frame.pContext = this;
+        Frame.PC = PC;
+        Frame.ResumePC = PC;
+        Frame.pfReadReg = [](void* p, U32 Reg, U64* pValue) {
+            const ELF_FRAME& Outer = static_cast<JUMP_FRAME*>(p)->Caller;
+            return Outer.pfReadReg != nullptr ? Outer.pfReadReg(Outer.pContext, Reg, pValue) : -1;
+        };
+        Frame.pfReadMem = [](void* p, U32 Addr, U32 NumBytes, U8* pBuf) {
+            const ELF_FRAME& Outer = static_cast<JUMP_FRAME*>(p)->Caller;
+            return Outer.pfReadMem != nullptr ? Outer.pfReadMem(Outer.pContext, Addr, NumBytes, pBuf) : -1;
+        };
+        Frame.pfGetCaller = [](void* p, ELF_FRAME* pCaller) {
+            *pCaller = static_cast<JUMP_FRAME*>(p)->Caller;
+            return 0;
+        };
+        return Frame;
+    }
+};
+
 class CResolver {
 public:
     CResolver(const ELF_FRAME& Frame, const EXPR& Expr, U32* pBudget, U32 Depth)
@@ -245,7 +270,11 @@ int CResolver::GetFromCaller(FIND Find, U64* pValue) {
         }
     }
     const EXPR Expr = {std::move(Call.Expr), Call.Die, Call.Die};
-    return CResolver(Caller, Expr, m_pBudget, m_Depth + 1).EvaluateValue(pValue);
+    if (Call.JumpPC == 0) {
+        return CResolver(Caller, Expr, m_pBudget, m_Depth + 1).EvaluateValue(pValue);
+    }
+    JUMP_FRAME Jump = {Caller, {}};
+    return CResolver(Jump.Make(Call.JumpPC), Expr, m_pBudget, m_Depth + 1).EvaluateValue(pValue);
 }
 
 ELF_SYM_PIECE _MakePiece(const ELF_EXPR_PIECE& From) {
@@ -314,9 +343,9 @@ bool _IsVisible(const DWARF_STORE& S, U32 Die, U32 PC) {
 bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
     const std::lock_guard Lock(ElfApi_Mutex());
     const U32 Die = _GetDie(h);
-    const ELF_SYM_LOC Loc = Die == 0 || !ElfApi_IsFunc(h) ? ELF_GetSymLoc(h, PC) : ELF_SYM_LOC();
-    ELF_SYM_PIECE Piece;
     if (Die == 0) {
+        const ELF_SYM_LOC Loc = ELF_GetSymLoc(h, PC);
+        ELF_SYM_PIECE Piece;
         Piece.Kind = ELF_EXPR_PIECE_MEM;
         Piece.Addr = Loc.Addr;
         *pPlace = Loc.Kind == ELF_LOC_MEM ? _OnePiece(Piece) : ELF_SYM_PLACE();
@@ -325,13 +354,6 @@ bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
     const DWARF_STORE& S = *ELF_GetStore();
     if (const U32 FilePC = ELF_Unrelocate(PC) & ~1u; !_IsVisible(S, Die, FilePC)) {
         pPlace->Status = ELF_EXPR_UNAVAILABLE;
-        return true;
-    }
-    if (Loc.Kind == ELF_LOC_COMPUTED && Loc.Base.Kind == ELF_LOC_CONST) { // may be wider than an address
-        Piece.Kind = ELF_EXPR_PIECE_VALUE;
-        Piece.Value = Loc.Value;
-        Piece.NumBytes = CONST_SIZE;
-        *pPlace = _OnePiece(Piece);
         return true;
     }
     if (_FindExpr(Die, DW_AT_location, PC, pExpr)) {

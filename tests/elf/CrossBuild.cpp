@@ -4,6 +4,7 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace {
@@ -52,6 +53,9 @@ QList<CROSS_PROGRAM> _Build(const QString& sDir) {
     return Programs;
 }
 
+/// Options that choose the variant of the compiler's library.
+QStringList _TargetFlags(const QStringList& Args) { return Args.filter(QRegularExpression(QStringLiteral("^-m"))); }
+
 } // namespace
 
 QString RunTool(const QString& sProgram, const QStringList& Args) {
@@ -68,4 +72,17 @@ const QList<CROSS_PROGRAM>& CrossPrograms() {
     static const QList<CROSS_PROGRAM> Programs =
         FindCrossTool("gcc").isEmpty() ? QList<CROSS_PROGRAM>() : _Build(Dir.path());
     return Programs;
+}
+
+bool BuildCross(const QString& sCompiler, const QStringList& Args, const QString& sElf) {
+    const bool IsClang = sCompiler.startsWith(QLatin1String("clang"));
+    const QString sProgram = IsClang ? QStandardPaths::findExecutable(sCompiler) : FindCrossTool(sCompiler);
+    const QString sLibGcc = RunTool(FindCrossTool("gcc"), QStringList{"-print-libgcc-file-name"} + _TargetFlags(Args)).trimmed();
+    if (sProgram.isEmpty() || (IsClang && QStandardPaths::findExecutable("ld.lld").isEmpty())) {
+        return false;
+    }
+    const QStringList ForArm = {"--target=arm-none-eabi", "-fuse-ld=lld", "-Wno-unused-command-line-argument"};
+    QStringList All = (IsClang ? ForArm : QStringList()) + Args + QStringList{"-o", sElf};
+    All += sLibGcc.isEmpty() ? QStringList() : QStringList{sLibGcc};
+    return QProcess::execute(sProgram, All) == 0;
 }

@@ -18,3 +18,5 @@ QString FindCrossTool(const QString& sName);
 /// The sources of tests/elf/src at four optimisation levels and DWARF versions 2 to 5, by GCC and, where it is
 /// installed, clang, plus the firmware images of the build. Empty without a cross compiler. Built once.
 const QList<CROSS_PROGRAM>& CrossPrograms();
+/// Compiles and links for ARM with "gcc", "g++", "clang" or "clang++". False where the compiler is missing or fails.
+bool BuildCross(const QString& sCompiler, const QStringList& Args, const QString& sElf);
