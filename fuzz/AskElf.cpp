@@ -1,6 +1,9 @@
 #include "fuzz/AskElf.h"
 
 #include "elf/Elf.h"
+#include "elf/ElfApiFrame.h"
+
+#include <cstdint>
 
 namespace {
 
@@ -69,10 +72,32 @@ void _AskType(ELF_SYM_HANDLE h) {
     ElfApi_GetSymName(h, true);
 }
 
+int _ReadReg(void*, U32 Reg, U64* pValue) {
+    *pValue = 0x20000000 + Reg;
+    return 0;
+}
+
+int _ReadImage(void*, U32 Addr, U32 NumBytes, U8* pBuf) { return ElfApi_ReadMem(Addr, NumBytes, pBuf); }
+
+/// A frame that seems to have called itself, over and over.
+ELF_FRAME _Frame(U32 PC) {
+    ELF_FRAME Frame;
+    Frame.PC = PC;
+    Frame.ResumePC = PC;
+    Frame.pfReadReg = _ReadReg;
+    Frame.pfReadMem = _ReadImage;
+    Frame.pContext = reinterpret_cast<void*>(static_cast<std::uintptr_t>(PC));
+    Frame.pfGetCaller = [](void* p, ELF_FRAME* pCaller) {
+        *pCaller = _Frame(static_cast<U32>(reinterpret_cast<std::uintptr_t>(p)));
+        return 0;
+    };
+    return Frame;
+}
+
 void _AskPlace(ELF_SYM_HANDLE h, U32 PC) {
     ElfApi_IsInScope(h, PC);
     ElfApi_LocToText(ElfApi_GetSymLoc(h, PC));
-    ElfApi_GetSymExpr(h, PC);
+    ElfApi_ReadSym(h, _Frame(PC));
 }
 
 void _AskSym(ELF_SYM_HANDLE h) {
