@@ -32,7 +32,8 @@ bool _IsProgramFile(const QString& sPath) {
 QString _AskForFile(CMainWindow& MainWindow) {
     QString sPath = QFileDialog::getOpenFileName(
         &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
-        QStringLiteral("Projects and programs (*.dbgprj *.elf *.axf *.out *.bin *.mot *.srec *.hex);;Source files (*.c *.h *.cpp *.hpp *.s *.S);;All files (*)"));
+        QStringLiteral("Project Files (*.dbgprj);;Data Files (*.bin *.mot *.srec *.hex *.elf *.out *.axf);;"
+                                      "Source Files (*.c *.h *.cpp *.hpp *.s *.S);;All Files (*)"));
     if (!sPath.isEmpty()) {
         WriteSetting(QLatin1String(KEY_DIR_OPEN), QFileInfo(sPath).absolutePath());
     }

@@ -64,7 +64,7 @@ void CMainWindow::ShowOpenProjectDialog() {
     const QString sKey = QStringLiteral("AppData/MainWindow/DefaultDirOpen");
     const QString sPath = QFileDialog::getOpenFileName(this, QStringLiteral("Open Project"),
                                                        ReadSetting(sKey, QDir::homePath()).toString(),
-                                                       QStringLiteral("Projects (*.dbgprj)"));
+                                                       QStringLiteral("Project Files (*.dbgprj)"));
     if (!sPath.isEmpty()) {
         WriteSetting(sKey, QFileInfo(sPath).absolutePath());
         CCommandTable::Execute(CMD_FILE_OPEN, {sPath});

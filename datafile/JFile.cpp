@@ -52,7 +52,7 @@ QList<CMemBlock> _ReadBinary(const QString& sPath) {
         Data.append(Chunk);
         Progress.Set(Data.size());
     } while (Chunk.size() == BUFFER_SIZE);
-    return Data.isEmpty() ? QList<CMemBlock>() : QList<CMemBlock>{CMemBlock(0, Data)};
+    return {CMemBlock(0, Data)};
 }
 
 /// Cuts a file of text records into lines and collects what they hold.

@@ -216,7 +216,7 @@ const char* ELF_GetSymNameByIdx(const ELF_FILE* pFile, U32 Idx);
 inline U32 ELF_GetSymType(const Elf32_Sym& Sym) { return Sym.st_info & 15; }
 inline U32 ELF_GetSymBinding(const Elf32_Sym& Sym) { return Sym.st_info >> 4; }
 inline bool ELF_IsFuncType(U32 Type) { return Type == STT_FUNC || Type == STT_ARM_TFUNC; }
-/// Index of the first symbol at the address with that type and binding (-1: any), or -1.
+/// Index of the first symbol at the address, which is even, with that type and binding (-1: any), or -1.
 int ELF_FindSymByAddr(const ELF_FILE* pFile, U32 Addr, int Type, int Binding);
 /// Index of the function symbol that holds the address; without Strict also the nearest below. 0xFFFFFFFF if none.
 U32 ELF_FindFuncSym(const ELF_FILE* pFile, U32 Addr, int Strict);

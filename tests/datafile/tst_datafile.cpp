@@ -182,7 +182,9 @@ TEST_F(DataFile, WorkerTellsWhenTheFileIsSaved) {
 TEST_F(DataFile, TheGivenAddressIsForAnEmptyBlockOnly) {
     const QString sBin = Write("x.bin", "\x01\x02");
     EXPECT_EQ(_Text(JFile::ReadFile(sBin, 0x4000)), "0:0102");
-    EXPECT_TRUE(JFile::ReadFile(Write("empty.bin", ""), 0x4000).isEmpty());
+    EXPECT_EQ(_Text(JFile::ReadFile(Write("empty.bin", ""), 0x4000)), "4000:");
+    EXPECT_EQ(_Text(JFile::ReadFile(Write("empty.bin", ""), -1)), "0:");
+    EXPECT_TRUE(JFile::ReadFile(Write("empty.hex", ""), 0x4000).isEmpty());
 }
 
 TEST_F(DataFile, DamagedElfFilesGiveLessNotMore) {

@@ -118,6 +118,7 @@ TEST_F(ElfSymbols, SymbolsByAddressTypeAndBinding) {
                         {0x1040, STT_FUNC, 2, "Weak"},
                         {0x1040, -1, 2, "Weak"},
                         {0x1040, STT_OBJECT, -1, ""},
+                        {0x1041, STT_FUNC, -1, ""},
                         {0x1042, -1, -1, ""},
                         {0x103F, -1, -1, ""},
                         {0x0FFF, STT_FUNC, -1, ""},
