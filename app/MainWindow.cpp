@@ -334,7 +334,7 @@ void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     StopDevice();
     while (m_pConsole->DrainRing()) {
     }
-    ElfApi_Exit();
+    ElfApi_Deinit();
     SaveColorsAndFonts();
     SaveUserPrefs();
     QMainWindow::closeEvent(pEvent);

@@ -264,7 +264,7 @@ QString CSession::OpenDataFile(const QString& sPath) {
     QString sError;
     if (sPath.isEmpty()) {
         const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
-        ElfApi_Exit();
+        ElfApi_Deinit();
         m_MainWindow.ClearWindows();
     } else if (IsElf) {
         QApplication::setOverrideCursor(Qt::WaitCursor);

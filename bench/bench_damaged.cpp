@@ -211,7 +211,7 @@ bool _Load(const QString& sPath, PROGRAM* pProgram) {
             pProgram->Sections.append({sName, ELF_GetSectionOffset(pFile, i), ELF_GetSectionSize(pFile, i)});
         }
     }
-    ElfApi_Exit();
+    ElfApi_Deinit();
     return !pProgram->Sections.isEmpty();
 }
 

@@ -118,7 +118,7 @@ void _Measure(const QString& sFile) {
     _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
     _Print(sName + "_name_to_symbol", _NameLookup(), "us", "goal", 1);
     std::fflush(stdout);
-    ElfApi_Exit();
+    ElfApi_Deinit();
 }
 
 } // namespace

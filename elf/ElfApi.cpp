@@ -84,7 +84,7 @@ int ElfApi_Init(const QString& sPath) {
     return 0;
 }
 
-void ElfApi_Exit() {
+void ElfApi_Deinit() {
     const std::lock_guard Lock(Mutex);
     _Close();
     ELF_ClearRelocs();

@@ -24,7 +24,7 @@ void ElfApi_SetMsgHandler(void (*pfHandler)(const char* sText, U32 Level));
 /// stands in ElfApi_GetErrorText().
 int ElfApi_Init(const QString& sPath);
 /// Releases all symbol data and forgets what was relocated.
-void ElfApi_Exit();
+void ElfApi_Deinit();
 bool ElfApi_IsOpen();
 QString ElfApi_GetErrorText();
 

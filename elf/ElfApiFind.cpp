@@ -132,13 +132,14 @@ void _AddLocals(const QString& sName, ELF_SYM_LIST* pFound) {
     pFound->append(LocalNames.value(sName));
 }
 
-/// Inline expansions, other symbols of the debug information, ELF symbols.
+/// Inline expansions, other symbols of the debug information, ELF symbols. A name may have a hundred thousand of them,
+/// so each is looked at once.
 void _Sort(ELF_SYM_LIST* pList) {
-    const auto Rank = [](ELF_SYM_HANDLE h) {
-        return ELF_IsElfSymbol(h) ? 2 : ELF_GetSymType(h) == DW_TAG_inlined_subroutine ? 0 : 1;
-    };
-    std::stable_sort(pList->begin(), pList->end(),
-                     [&](ELF_SYM_HANDLE a, ELF_SYM_HANDLE b) { return Rank(a) < Rank(b); });
+    ELF_SYM_LIST aRank[3];
+    for (const ELF_SYM_HANDLE h : std::as_const(*pList)) {
+        aRank[ELF_IsElfSymbol(h) ? 2 : ELF_GetSymType(h) == DW_TAG_inlined_subroutine ? 0 : 1].append(h);
+    }
+    *pList = aRank[0] + aRank[1] + aRank[2];
 }
 
 ELF_SYM_LIST _Find(const QString& sScope, const QString& sName, bool Globals, bool FromLocals, bool Types) {

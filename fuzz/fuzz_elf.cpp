@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
         ElfApi_RelocateSymbols(QStringLiteral("*"), -0x200);
         AskElf(NUM_ASKED_AFTER);
     }
-    ElfApi_Exit();
+    ElfApi_Deinit();
     close(File);
     return 0;
 }

@@ -141,7 +141,7 @@ int _CompareWithGdb(const QString& sElf, const QString& sWhere) {
     for (auto It = Members.cbegin(); It != Members.cend(); ++It) {
         _CheckMembers(It.key(), Sizes[It.key()], It.value(), sWhere);
     }
-    ElfApi_Exit();
+    ElfApi_Deinit();
     return static_cast<int>(Facts.size());
 }
 

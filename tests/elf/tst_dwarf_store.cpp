@@ -78,7 +78,7 @@ protected:
         ASSERT_EQ(ElfApi_Init(Write(Image.Build())), 0);
     }
     void TearDown() override {
-        ElfApi_Exit();
+        ElfApi_Deinit();
         CElfTest::TearDown();
     }
     static U32 OffsetIn(const CBytes& Dies) { return HEADER_SIZE + static_cast<U32>(Dies.size()); }

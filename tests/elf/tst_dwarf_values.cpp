@@ -252,7 +252,7 @@ TEST_F(DwarfValues, OptimizedCodeAgreesWithGdb) {
         const QString sFacts = _AskGdb(sElf);
         EXPECT_FALSE(sFacts.isEmpty()) << qPrintable(sWhere);
         _Compare(sFacts, sWhere, &Tally);
-        ElfApi_Exit();
+        ElfApi_Deinit();
     }
     if (NumBuilds == 0) {
         GTEST_SKIP() << "no cross compiler is installed";

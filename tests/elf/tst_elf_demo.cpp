@@ -66,7 +66,7 @@ protected:
         ASSERT_EQ(ElfApi_Init(sDemoDir + "demo.elf"), 0) << qPrintable(ElfApi_GetErrorText());
     }
     void TearDown() override {
-        ElfApi_Exit();
+        ElfApi_Deinit();
         CElfTest::TearDown();
     }
 };
@@ -211,7 +211,7 @@ TEST_F(ElfDemo, RelocatedProgramsMoveWhenEverTheyAreToldTo) {
     EXPECT_FALSE(ElfApi_GetSrcLoc(static_cast<U32>(Addrs[6] + 0x200)).IsValid());
     EXPECT_EQ(ElfApi_GetFilePath(ElfApi_GetFileId(sFile)), "/elsewhere/calc.c");
     // The entries go with the file; new ones are for the next.
-    ElfApi_Exit();
+    ElfApi_Deinit();
     EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x2000), 0);
     ASSERT_EQ(ElfApi_Init(sElf), 0);
     ExpectMoved(0x2000);

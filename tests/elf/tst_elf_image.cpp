@@ -105,5 +105,5 @@ TEST_F(ElfImage, DownloadLeavesOutWhatStandsBeforeTheFirstSection) {
     U8 Byte = 0;
     EXPECT_EQ(ElfApi_ReadMem(0x8010, 1, &Byte), 0);
     EXPECT_EQ(Byte, 0x22);
-    ElfApi_Exit();
+    ElfApi_Deinit();
 }

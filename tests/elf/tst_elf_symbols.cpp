@@ -209,5 +209,5 @@ TEST_F(ElfSymbols, ThousandsOfFunctionsStaySortedAndAreAllFound) {
     }
     EXPECT_EQ(ElfApi_GetFuncAtAddr(0x1000 + NUM_FUNCS * 8), 0u);
     EXPECT_TRUE(ElfApi_GetSymName(0xFFFFFFFFFFFFFFFF).isEmpty());
-    ElfApi_Exit();
+    ElfApi_Deinit();
 }

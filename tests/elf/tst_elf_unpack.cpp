@@ -114,5 +114,5 @@ TEST_F(ElfUnpack, ProgramsAnswerAsTheyDoUncompressed) {
         EXPECT_FALSE(ELF_GetCurrentFile()->Unpacked.empty()) << sForm;
         EXPECT_EQ(Describe(), Expected) << sForm;
     }
-    ElfApi_Exit();
+    ElfApi_Deinit();
 }

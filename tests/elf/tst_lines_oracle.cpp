@@ -22,7 +22,7 @@ protected:
             GTEST_SKIP() << "the ARM cross compiler or its binary tools aren't installed";
         }
     }
-    void TearDown() override { ElfApi_Exit(); }
+    void TearDown() override { ElfApi_Deinit(); }
 };
 
 /// "file:line@address" with the number of its rows.
