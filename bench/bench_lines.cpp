@@ -70,12 +70,9 @@ int main(int argc, char** argv) {
     std::printf("lines_map_build %.2f ms - - -\n", static_cast<double>(Timer.nsecsElapsed()) / 1e6);
     std::vector<U32> Addrs;
     std::vector<CSrcLoc> Locs;
-    for (const ELF_LINE& Row : ELF_GetCurrentFile()->Lines.Lines) {
-        const CSrcLoc Loc = ElfApi_GetExactSrcLoc(Row.AddrLo);
-        if (Loc.IsValid()) {
-            Addrs.push_back(Row.AddrLo);
-            Locs.push_back(Loc);
-        }
+    for (I64 Addr = ElfApi_GetNextAddr(0); Addr >= 0; Addr = ElfApi_GetNextAddr(static_cast<U32>(Addr))) {
+        Addrs.push_back(static_cast<U32>(Addr));
+        Locs.push_back(ElfApi_GetExactSrcLoc(static_cast<U32>(Addr)));
     }
     if (Addrs.empty()) {
         return 1;

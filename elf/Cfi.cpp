@@ -179,10 +179,7 @@ std::shared_ptr<CFI_TABLE> ELF_LoadCfi(const ELF_FILE* pFile) {
 }
 
 CFI_TABLE* ELF_GetCfi() {
-    ELF_FILE* pFile = ELF_GetCurrentFile();
-    if (pFile != nullptr && pFile->pCfi == nullptr) {
-        pFile->pCfi = ELF_LoadCfi(pFile);
-    }
+    const ELF_FILE* pFile = ELF_GetCurrentFile();
     return pFile != nullptr ? pFile->pCfi.get() : nullptr;
 }
 

@@ -45,6 +45,8 @@ std::string DWARF_ShortenBaseType(std::string sName);
 const std::string& _GetDieTypeStr(DWARF_STORE& S, U32 Die);
 bool _IsStaticDie(const DWARF_STORE& S, U32 Die);
 
+/// ID behind the last DIE below this one; the next ID if it has no children.
+U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die);
 U32 _GetParentDie(const DWARF_STORE& S, U32 Die);
 U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die); ///< the unit's root
 U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die);

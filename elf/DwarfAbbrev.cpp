@@ -2,6 +2,7 @@
 #include "elf/DwarfUnits.h"
 
 #include <algorithm>
+#include <iterator>
 #include <libdwarf/dwarf.h>
 
 // Abbreviations, and how to lead over the values of each form (DWARF 5, sections 7.5.3 and 7.5.6).
@@ -37,30 +38,53 @@ U8 _ActionOf(U16 Tag) {
     }
 }
 
-/// Notes what an attribute means for the linear pass.
-void _Judge(DWARF_ABBREV* pAbbrev, U32 At, U32 Form) {
-    switch (At) {
-    case DW_AT_declaration:
-    case DW_AT_artificial:
-        if (Form == DW_FORM_flag_present) {
-            pAbbrev->IsRefused |= At == DW_AT_declaration ? 1 : 2;
-        } else {
-            pAbbrev->NeedsLook = 1;
-        }
-        break;
-    case DW_AT_specification:
-    case DW_AT_extension:
-    case DW_AT_main_subprogram:
-        pAbbrev->NeedsLook = 1;
-        break;
-    case DW_AT_byte_size:
-        pAbbrev->NeedsLook |= pAbbrev->Action == DACT_TYPE;
-        break;
+constexpr U32 _Bit(DWARF_FIELD Field) { return 1u << Field; }
+
+/// Fields that the linear pass reads of a DIE, by what it does with it.
+U32 _FieldsOf(U8 Action) {
+    constexpr U32 KEPT = _Bit(DFLD_DECLARATION) | _Bit(DFLD_ARTIFICIAL) | _Bit(DFLD_SPECIFICATION);
+    switch (Action) {
+    case DACT_VARIABLE:
+        return KEPT | _Bit(DFLD_NAME);
+    case DACT_FUNC:
+        return KEPT | _Bit(DFLD_NAME) | _Bit(DFLD_LOW) | _Bit(DFLD_HIGH) | _Bit(DFLD_RANGES) | _Bit(DFLD_ORIGIN) |
+               _Bit(DFLD_MAIN);
+    case DACT_INLINE:
+        return KEPT | _Bit(DFLD_LOW) | _Bit(DFLD_HIGH) | _Bit(DFLD_RANGES) | _Bit(DFLD_ORIGIN);
+    case DACT_TYPEDEF:
+        return _Bit(DFLD_NAME);
+    case DACT_TYPE:
+        return KEPT | _Bit(DFLD_NAME) | _Bit(DFLD_SIZE);
+    case DACT_NAMESPACE:
+        return _Bit(DFLD_NAME) | _Bit(DFLD_EXTENSION);
+    case DACT_MEMBER:
+        return KEPT;
     default:
-        break;
+        return 0;
     }
 }
 
+struct FIELD_OF_ATTR {
+    U16 At;
+    DWARF_FIELD Field;
+};
+
+constexpr FIELD_OF_ATTR aField[] = {
+    {DW_AT_name, DFLD_NAME},
+    {DW_AT_low_pc, DFLD_LOW},
+    {DW_AT_high_pc, DFLD_HIGH},
+    {DW_AT_ranges, DFLD_RANGES},
+    {DW_AT_declaration, DFLD_DECLARATION},
+    {DW_AT_artificial, DFLD_ARTIFICIAL},
+    {DW_AT_byte_size, DFLD_SIZE},
+    {DW_AT_specification, DFLD_SPECIFICATION},
+    {DW_AT_abstract_origin, DFLD_ORIGIN},
+    {DW_AT_main_subprogram, DFLD_MAIN},
+    {DW_AT_extension, DFLD_EXTENSION},
+};
+static_assert(std::size(aField) == NUM_DFLD);
+
+/// Appends a skip or look program to the list; neighbouring byte counts become one.
 class CSkipWriter {
 public:
     explicit CSkipWriter(std::vector<U16>* pSkips) : m_pSkips(pSkips), m_First(pSkips->size()) {}
@@ -68,23 +92,70 @@ public:
         if (SizeOrCode == 0) {
             return;
         }
-        const bool IsSize = SizeOrCode < SKIP_FIRST;
-        if (IsSize && m_pSkips->size() > m_First && m_pSkips->back() + SizeOrCode < SKIP_FIRST) {
+        const bool IsSize = SizeOrCode < LOOK_FIRST;
+        if (IsSize && m_IsLastSize && m_pSkips->back() + SizeOrCode < LOOK_FIRST) {
             m_pSkips->back() = static_cast<U16>(m_pSkips->back() + SizeOrCode);
         } else {
             m_pSkips->push_back(static_cast<U16>(SizeOrCode));
         }
+        m_IsLastSize = IsSize;
     }
+    void AddLook(DWARF_FIELD Field, U32 Form) {
+        m_pSkips->push_back(static_cast<U16>(static_cast<U32>(LOOK_FIRST) + Field));
+        m_pSkips->push_back(static_cast<U16>(Form));
+        m_IsLastSize = false;
+    }
+    U32 First() const { return static_cast<U32>(m_First); }
     U16 Num() const { return static_cast<U16>(m_pSkips->size() - m_First); }
 
 private:
     std::vector<U16>* m_pSkips;
     size_t m_First;
+    bool m_IsLastSize = false;
 };
+
+void _WriteSkips(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+    CSkipWriter Skips(&S.Skips);
+    for (U32 i = 0; i < pAbbrev->NumAttrs; ++i) {
+        Skips.Add(DWARF_FormSize(S.AttrSpecs[pAbbrev->FirstAttr + i].Form, Unit));
+    }
+    pAbbrev->FirstSkip = Skips.First();
+    pAbbrev->NumSkips = Skips.Num();
+}
+
+void _WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+    const U32 Fields = _FieldsOf(pAbbrev->Action);
+    CSkipWriter Looks(&S.Skips);
+    bool HasFields = false;
+    for (U32 i = 0; Fields != 0 && i < pAbbrev->NumAttrs; ++i) {
+        const DWARF_ATTR_SPEC Spec = S.AttrSpecs[pAbbrev->FirstAttr + i];
+        const auto* pField = std::find_if(std::begin(aField), std::end(aField),
+                                          [&](const FIELD_OF_ATTR& Field) { return Field.At == Spec.At; });
+        if (pField != std::end(aField) && (Fields & _Bit(pField->Field)) != 0) {
+            const bool IsZero = Spec.Form == DW_FORM_implicit_const && DWARF_ImplicitConst(S, pAbbrev->FirstAttr + i) == 0;
+            if (IsZero) {
+                // as if it weren't there
+            } else if (Spec.Form == DW_FORM_flag_present && pField->Field == DFLD_DECLARATION) {
+                pAbbrev->IsRefused |= 1;
+            } else if (Spec.Form == DW_FORM_flag_present && pField->Field == DFLD_ARTIFICIAL) {
+                pAbbrev->IsRefused |= 2;
+            } else {
+                Looks.AddLook(pField->Field, Spec.Form);
+                HasFields = true;
+            }
+        }
+        Looks.Add(DWARF_FormSize(Spec.Form, Unit));
+    }
+    if (!HasFields) {
+        S.Skips.resize(Looks.First());
+        return;
+    }
+    pAbbrev->FirstLook = Looks.First();
+    pAbbrev->NumLooks = Looks.Num();
+}
 
 /// Reads the attribute list of one abbreviation. False if it is damaged.
 bool _ReadAttrs(DWARF_STORE& S, DWARF_READER& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
-    CSkipWriter Skips(&S.Skips);
     for (U32 n = 0; n < MAX_ATTRS; ++n) {
         const U64 At = R.GetUleb();
         const U64 Form = R.GetUleb();
@@ -93,25 +164,30 @@ bool _ReadAttrs(DWARF_STORE& S, DWARF_READER& R, const DWARF_UNIT& Unit, DWARF_A
         }
         if (At == 0 && Form == 0) {
             pAbbrev->NumAttrs = static_cast<U16>(n);
-            pAbbrev->NumSkips = Skips.Num();
+            _WriteSkips(S, Unit, pAbbrev);
+            _WriteLooks(S, Unit, pAbbrev);
             return true;
         }
-        const int Size = Form <= 0xFFFF ? DWARF_FormSize(static_cast<U32>(Form), Unit) : -1;
-        if (Size < 0) {
+        if (Form > 0xFFFF || DWARF_FormSize(static_cast<U32>(Form), Unit) < 0) {
             return false; // of unknown length: nothing behind it could be read
         }
         if (Form == DW_FORM_implicit_const) {
             S.ImplicitConsts.push_back(R.GetSleb());
             S.ImplicitKeys.push_back(static_cast<U32>(S.AttrSpecs.size()));
         }
-        Skips.Add(Size);
         S.AttrSpecs.push_back({static_cast<U16>(At <= 0xFFFF ? At : 0), static_cast<U16>(Form)});
-        _Judge(pAbbrev, static_cast<U32>(At), static_cast<U32>(Form));
     }
     return false;
 }
 
 } // namespace
+
+I64 DWARF_ImplicitConst(const DWARF_STORE& S, U32 SpecIdx) {
+    const auto It = std::lower_bound(S.ImplicitKeys.begin(), S.ImplicitKeys.end(), SpecIdx);
+    return It != S.ImplicitKeys.end() && *It == SpecIdx
+               ? S.ImplicitConsts[static_cast<size_t>(It - S.ImplicitKeys.begin())]
+               : 0;
+}
 
 int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit) {
     switch (Form) {
@@ -244,7 +320,6 @@ int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBud
         Abbrev.HasChildren = R.Get<U8>() != 0;
         Abbrev.Action = _ActionOf(Abbrev.Tag);
         Abbrev.FirstAttr = static_cast<U32>(S.AttrSpecs.size());
-        Abbrev.FirstSkip = static_cast<U32>(S.Skips.size());
         if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.NumLeft() > *pBudget ||
             !_ReadAttrs(S, R, Unit, &Abbrev)) {
             break;

@@ -1,6 +1,5 @@
 #include "elf/DwarfAttr.h"
 
-#include <algorithm>
 #include <libdwarf/dwarf.h>
 
 // Attribute forms (DWARF 5, section 7.5.5).
@@ -44,13 +43,6 @@ bool _SetBlock(DWARF_READER& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
     return R.Skip(Size);
 }
 
-I64 _ImplicitConst(const DWARF_STORE& S, U32 SpecIdx) {
-    const auto It = std::lower_bound(S.ImplicitKeys.begin(), S.ImplicitKeys.end(), SpecIdx);
-    return It != S.ImplicitKeys.end() && *It == SpecIdx
-               ? S.ImplicitConsts[static_cast<size_t>(It - S.ImplicitKeys.begin())]
-               : 0;
-}
-
 void _SetNumber(DWARF_ATTR* pAttr, U8 Class, U64 Value) {
     pAttr->Class = Class;
     pAttr->Value = Value;
@@ -88,7 +80,7 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U3
         _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSleb()));
         return R.IsOk();
     case DW_FORM_implicit_const:
-        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(_ImplicitConst(S, SpecIdx)));
+        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(DWARF_ImplicitConst(S, SpecIdx)));
         return true;
     case DW_FORM_data16:
         return _SetBlock(R, 16, ATTR_BLOCK, pAttr);

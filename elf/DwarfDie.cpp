@@ -46,16 +46,12 @@ int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
     return static_cast<int>(Idx);
 }
 
-const std::vector<DWARF_SCOPE>& _Scopes(const DWARF_STORE& S, U32 Die) {
-    return S.aParentTable[DWARF_SectionOf(Die, S) == DSEC_TYPES];
-}
-
 template <typename PREDICATE>
 U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
     if (!DWARF_IsDie(S, Die)) {
         return 0;
     }
-    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
+    const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
     for (int i = _ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0; i = static_cast<int>(Scopes[static_cast<size_t>(i)].Parent)) {
         const U32 Ancestor = DWARF_MakeID(DWARF_SectionOf(Die, S), Scopes[static_cast<size_t>(i)].Off);
         if (IsWanted(_GetDieType(S, Ancestor))) {
@@ -87,7 +83,7 @@ void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
         return;
     }
     const U32 Section = DWARF_SectionOf(Die, S);
-    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
+    const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
     const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
     const U32 DieOff = DWARF_OffsetOf(Die, S);
     auto It = _FindScope(Scopes, DieOff);
@@ -217,10 +213,8 @@ U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At) {
 }
 
 U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die) {
-    const auto It = std::lower_bound(S.DefTable.begin(), S.DefTable.end(), Die,
-                                     [](const DWARF_PAIR& Pair, U32 Key) { return Pair.Key < Key; });
-    if (It != S.DefTable.end() && It->Key == Die) {
-        return It->Value;
+    if (const U32 Definition = DWARF_DefinitionOf(S, Die); Definition != 0) {
+        return Definition;
     }
     return _GetReferenceDie(S, Die, DW_AT_signature); // a stub for a type in a unit of its own
 }
@@ -248,6 +242,14 @@ U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
         Die = _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
     }
     return 0;
+}
+
+U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die) {
+    const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
+    const U32 Off = DWARF_OffsetOf(Die, S);
+    const auto It = std::lower_bound(Scopes.begin(), Scopes.end(), Off,
+                                     [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    return It != Scopes.end() && It->Off == Off ? Die + (It->End - Off) : Die + 1;
 }
 
 U32 _GetParentDie(const DWARF_STORE& S, U32 Die) {
@@ -334,9 +336,7 @@ std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
     const U32 Section = DWARF_SectionOf(Die, S);
     const U32 DieOff = DWARF_OffsetOf(Die, S);
     const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
-    const std::vector<DWARF_SCOPE>& Scopes = _Scopes(S, Die);
-    const auto It = _FindScope(Scopes, DieOff);
-    const U32 End = It != Scopes.end() && It->Off == DieOff ? It->End : 0;
+    const U32 End = DWARF_OffsetOf(DWARF_EndOfDie(S, Die), S);
     for (U32 Off = _NextDieStart(Bits, DieOff + 1, End); Off < End; Off = _NextDieStart(Bits, Off + 1, End)) {
         if (_GetDieType(S, DWARF_MakeID(Section, Off)) == Tag) {
             Found.push_back(DWARF_MakeID(Section, Off));

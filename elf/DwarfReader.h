@@ -116,8 +116,10 @@ struct DWARF_READER {
     }
 };
 
-/// Codes of a skip program; smaller values are byte counts.
+/// Codes of skip and look programs; smaller values are byte counts. LOOK_FIRST plus a DWARF_FIELD says that the field
+/// begins here; the entry behind it is its form.
 enum DWARF_SKIP : U16 {
+    LOOK_FIRST = 0xFFD0,
     SKIP_FIRST = 0xFFF0,
     SKIP_ULEB = SKIP_FIRST,
     SKIP_STRING,
@@ -128,6 +130,8 @@ enum DWARF_SKIP : U16 {
     SKIP_INDIRECT,
 };
 
+/// Value of DW_FORM_implicit_const at that index of AttrSpecs.
+I64 DWARF_ImplicitConst(const DWARF_STORE& S, U32 SpecIdx);
 /// Size in bytes of a form without variable parts; otherwise its SKIP_ code; -1 for an unknown form.
 int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit);
 /// Leads over one value. False at the end of the data or at an unknown form.

@@ -4,7 +4,8 @@
 // is known by its ID, and everything about it is read from the file again when it is asked for. Three compact tables
 // make that possible: one bit for each byte of a section says whether a DIE starts there, one entry for each DIE with
 // children gives the nesting, and a table of the abbreviations gives tags and attribute forms. The ID of a DIE is its
-// section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi.
+// section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi. Some
+// tables are put in order by the first question that needs them, so even questions must come one at a time.
 
 #include "elf/Elf.h"
 
@@ -56,18 +57,36 @@ enum DWARF_ACTION : U8 {
     DACT_MEMBER,
 };
 
-/// One abbreviation. The skip program is a list of byte counts and SKIP_... codes that leads over all attributes.
+/// Attributes that the linear pass reads.
+enum DWARF_FIELD : U8 {
+    DFLD_NAME,
+    DFLD_LOW,
+    DFLD_HIGH,
+    DFLD_RANGES,
+    DFLD_DECLARATION,
+    DFLD_ARTIFICIAL,
+    DFLD_SIZE,
+    DFLD_SPECIFICATION,
+    DFLD_ORIGIN,
+    DFLD_MAIN,
+    DFLD_EXTENSION,
+    NUM_DFLD
+};
+
+/// One abbreviation. The skip program is a list of byte counts and SKIP_... codes that leads over all attributes. The
+/// look program does the same and says in between where the fields that the linear pass reads begin.
 struct DWARF_ABBREV {
     U32 Code;
     U32 FirstAttr; ///< index into DWARF_STORE::AttrSpecs
     U32 FirstSkip; ///< index into DWARF_STORE::Skips
+    U32 FirstLook; ///< index into DWARF_STORE::Skips
     U16 NumAttrs;
     U16 NumSkips;
+    U16 NumLooks; ///< 0 if the pass reads none of its attributes
     U16 Tag;
     U8 HasChildren;
     U8 Action;
-    U8 IsRefused; ///< DW_AT_declaration or DW_AT_artificial without a value of its own
-    U8 NeedsLook; ///< an attribute's value decides what becomes of the DIE
+    U8 IsRefused; ///< DW_AT_declaration (1), DW_AT_artificial (2) without a value of its own
 };
 
 struct DWARF_ABBREV_SET {
@@ -104,12 +123,40 @@ struct DWARF_SCOPE {
     U32 Parent; ///< index of the scope around it, 0xFFFFFFFF for none
 };
 
-struct DWARF_PAIR {
-    U32 Key;
-    U32 Value;
+/// A reference from a definition to its declaration, or from an instance of a function to the abstract one.
+struct DWARF_REF {
+    U32 Target;
+    U32 Die : 31;
+    U32 IsSpecification : 1;
 };
 
+/// References in the order of the section, or by target once IsSorted.
+struct DWARF_REFS {
+    std::vector<DWARF_REF> Refs;
+    bool IsSorted = false;
+};
 
+/// Name of a DIE as its hash, see ELF_HashName().
+struct DWARF_NAME {
+    U32 Hash;
+    U32 Die;
+};
+
+/// Code of a function, addresses of the file. Hi 0 means that it has a list of ranges instead.
+struct DWARF_CODE {
+    U32 Die;
+    U32 Lo;
+    U32 Hi; ///< exclusive
+};
+
+/// Nanoseconds of processor time that the stages of opening took.
+struct DWARF_TIMES {
+    U64 TypeUnits = 0;
+    U64 Units = 0;
+    U64 SrcFiles = 0;
+    U64 SrcLines = 0;
+    U64 Frames = 0;
+};
 
 struct DWARF_STORE {
     const ELF_FILE* pFile = nullptr;
@@ -127,8 +174,8 @@ struct DWARF_STORE {
     std::unordered_map<U64, U32> UnitOfSignature;
 
     std::vector<U64> aDieStore[2];          ///< DieStore: one bit a byte of the section, set where a DIE starts
-    std::vector<DWARF_SCOPE> aParentTable[2]; ///< ParentTable: sorted by offset
-    std::vector<DWARF_PAIR> DefTable;       ///< IDs of declaration and definition, sorted by declaration
+    std::vector<std::vector<DWARF_SCOPE>> ParentTable; ///< by unit, each sorted by offset
+    mutable std::vector<DWARF_REFS> DefTable; ///< by the unit of the target; the last one is for other units' targets
     U64 NumDies = 0;
     U32 NumKept = 0; ///< DIEs that a list or a table of children holds
 
@@ -139,6 +186,10 @@ struct DWARF_STORE {
     std::vector<U32> Namespaces;
     std::vector<U32> NamespaceExts;
     std::vector<U32> CompUnits;
+    std::vector<DWARF_CODE> Code;       ///< of Funcs and of expansions outside of any, in their order
+    std::vector<std::vector<DWARF_NAME>> Names; ///< own names of functions, also of those in no list, and global variables
+    std::vector<std::vector<DWARF_NAME>> TypeNames; ///< of Types
+    std::vector<U32> NamedByOthers;     ///< global variables whose name stands at their declaration
     U32 MainDie = 0;
     U32 SrcLang = 1;
     U32 NumTypeUnits = 0;
@@ -148,8 +199,10 @@ struct DWARF_STORE {
     std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
 };
 
-/// Runs the pass over all units of the file. 0, or -1 if it has debug information but none that can be read.
-int DWARF_Load(ELF_FILE* pFile);
+/// DIEs that refer to this one as their declaration or abstract instance, in the order of the section.
+std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die);
+/// The last of those that refer to it as their declaration; 0 if there is none.
+U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die);
 
 /// True for the ID of a DIE of the store.
 bool DWARF_IsDie(const DWARF_STORE& S, U32 Die);
@@ -165,4 +218,6 @@ inline U32 DWARF_MakeID(U32 Section, U32 Off) { return Off + (Section == DSEC_TY
 /// Unit that holds the offset; null if none does.
 const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off);
 const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die);
+/// Scopes of the unit that holds the DIE, which must be one.
+const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die);
 const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Code);

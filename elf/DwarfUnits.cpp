@@ -192,11 +192,9 @@ void _ReadSection(DWARF_STORE& S, U32 Section, U64* pBudget) {
     }
 }
 
-} // namespace
-
-int DWARF_ReadUnits(DWARF_STORE& S) {
-    constexpr U32 ABBREV_READS = 2; // units of different address sizes may share a table
-    U64 Budget = static_cast<U64>(S.aSection[DSEC_ABBREV].Size) * ABBREV_READS;
+int _ReadUnits(DWARF_STORE& S) {
+    constexpr U64 SPARE = 64 << 10; // units of different address sizes may share a table
+    U64 Budget = S.aSection[DSEC_ABBREV].Size + SPARE;
     _ReadSection(S, DSEC_INFO, &Budget);
     S.FirstTypesUnit = static_cast<U32>(S.Units.size());
     _ReadSection(S, DSEC_TYPES, &Budget);
@@ -209,24 +207,15 @@ int DWARF_ReadUnits(DWARF_STORE& S) {
     return S.Units.empty() ? -1 : 0;
 }
 
-int DWARF_Load(ELF_FILE* pFile) {
-    auto pStore = std::make_shared<DWARF_STORE>();
-    DWARF_STORE& S = *pStore;
+} // namespace
+
+int DWARF_Begin(ELF_FILE* pFile) {
+    pFile->pDwarf = std::make_shared<DWARF_STORE>();
+    DWARF_STORE& S = *pFile->pDwarf;
     S.pFile = pFile;
     S.IsSwapped = ELF_IsFileDataSwapped(pFile) != 0;
-    pFile->pDwarf = pStore;
     _FindSections(S);
-    if (S.aSection[DSEC_INFO].Size == 0) {
-        return 0;
-    }
-    if (DWARF_ReadUnits(S) != 0) {
-        return -1;
-    }
-    const U32 NumFailed = DWARF_WalkUnits(S);
-    for (U32 i = 0; i < std::min(NumFailed, 100u); ++i) {
-        ELF_Report(ELF_MSG_READER, "Could not parse debug info for compilation unit.");
-    }
-    return 0;
+    return S.aSection[DSEC_INFO].Size != 0 ? _ReadUnits(S) : 0;
 }
 
 const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off) {
@@ -243,6 +232,12 @@ const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off) {
 
 const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die) {
     return DWARF_UnitAt(S, DWARF_SectionOf(Die, S), DWARF_OffsetOf(Die, S));
+}
+
+const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die) {
+    static const std::vector<DWARF_SCOPE> Nothing;
+    const DWARF_UNIT* pUnit = DWARF_UnitOf(S, Die);
+    return pUnit != nullptr ? S.ParentTable[static_cast<size_t>(pUnit - S.Units.data())] : Nothing;
 }
 
 bool DWARF_IsDie(const DWARF_STORE& S, U32 Die) {

@@ -1,13 +1,23 @@
 #pragma once
 
-// Steps of DWARF_Load() that live in files of their own.
+// Steps of opening the debug information that live in files of their own.
 
 #include "elf/DwarfStore.h"
+#include "elf/ElfTasks.h"
+
+#include <memory>
+
+/// Finds the sections and reads the unit headers and what the root DIEs say about the units. 0, also without debug
+/// information, or -1 if it has some but no unit that can be read.
+int DWARF_Begin(ELF_FILE* pFile);
 
 /// Reads the abbreviations at the offset of .debug_abbrev. Number of the set, or -1 if it is damaged. The budget bounds
 /// the bytes that all sets together may take, so that overlapping sets can't fill the memory.
 int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBudget);
-/// Reads the unit headers of both sections and the bases that the root DIEs give. 0, or -1 if there is no unit.
-int DWARF_ReadUnits(DWARF_STORE& S);
-/// Walks over all DIEs and fills the tables and lists. Number of units that could not be walked to their end.
-U32 DWARF_WalkUnits(DWARF_STORE& S);
+
+/// The pass over all DIEs while it runs.
+struct DWARF_WALK;
+/// Appends the tasks that walk over all units.
+std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes, std::vector<ELF_TASK>* pTasks);
+/// Fills the lists from what the tasks found. Number of units that could not be walked to their end.
+U32 DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk);

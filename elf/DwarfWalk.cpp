@@ -1,12 +1,12 @@
-#include "elf/DwarfReader.h"
+#include "elf/DwarfAttr.h"
 #include "elf/DwarfUnits.h"
+#include "elf/NameHash.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <cstring>
-#include <exception>
+#include <iterator>
 #include <libdwarf/dwarf.h>
-#include <thread>
 
 // The linear pass: every DIE of every unit once, in section order, with the nesting kept on a stack. Units are
 // independent of each other, so neighbouring ones form chunks that run on threads of their own.
@@ -14,8 +14,7 @@
 namespace {
 
 constexpr U32 NO_SCOPE = 0xFFFFFFFF;
-constexpr U32 MIN_CHUNK_SIZE = 1 << 20; ///< less than this isn't worth a thread
-constexpr U32 MAX_THREADS = 4;
+constexpr U32 CHUNK_SIZE = 1 << 20; ///< bytes of DIEs in one task
 constexpr U32 BYTES_PER_ENTRY = 8; ///< fewer bytes of DIEs for each table entry are no compiler's work: memory bound
 
 enum LEVEL_FLAG : U8 { LEVEL_IN_FUNC = 1, LEVEL_IN_TYPE = 2 };
@@ -25,7 +24,7 @@ struct LEVEL {
     U8 Flags;
 };
 
-/// What one thread finds; merged in section order.
+/// What one task finds; merged in section order.
 struct CHUNK {
     U32 FirstUnit = 0;
     U32 EndUnit = 0;
@@ -33,10 +32,17 @@ struct CHUNK {
     U32 MainDie = 0;
     U32 NumKept = 0;
     U64 NumDies = 0;
-    bool IsOutOfMemory = false;
+    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceExts, CompUnits, NamedByOthers;
+    std::vector<DWARF_CODE> Code;
+    std::vector<DWARF_NAME> Names, TypeNames;
+    std::vector<DWARF_REF> ForeignRefs;
+};
+
+/// Working memory of a unit, kept for the next one.
+struct SCRATCH {
     std::vector<DWARF_SCOPE> Scopes;
-    std::vector<DWARF_PAIR> Defs;
-    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceExts, CompUnits;
+    std::vector<DWARF_REF> Refs;
+    std::vector<LEVEL> Levels;
 };
 
 /// Collects the start bits of neighbouring DIEs and writes them one word at a time. Threads share the words at the
@@ -67,22 +73,25 @@ private:
     U64 m_Bits = 0;
 };
 
-/// What the values of a DIE decide, beyond what its abbreviation says.
+/// The fields of one DIE that the pass reads, as places in the section.
 struct LOOK {
-    bool IsDeclaration = false;
-    bool IsArtificial = false;
-    bool IsExtension = false;
-    bool IsMain = false;
-    U64 ByteSize = 0;
-    U64 SpecOff = 0; ///< section offset of the declaration, 0 for none
+    U32 Mask = 0; ///< which of the others count
+    const U8* ap[NUM_DFLD];
+    U16 aForm[NUM_DFLD];
+    bool Has(DWARF_FIELD Field) const { return ((Mask >> Field) & 1) != 0; }
 };
 
 class CUnitWalk {
 public:
-    CUnitWalk(DWARF_STORE& S, const DWARF_UNIT& Unit, CHUNK* pChunk)
-        : m_S(S), m_Unit(Unit), m_Chunk(*pChunk), m_Bits(&S.aDieStore[Unit.Section == DSEC_TYPES]),
-          m_pBase(S.aSection[Unit.Section].pData), m_pEnd(m_pBase + Unit.End), m_FirstScope(pChunk->Scopes.size()),
-          m_MaxEntries((Unit.End - Unit.Off) / BYTES_PER_ENTRY + 64), m_IsTypeUnit(Unit.UnitType == DW_UT_type) {}
+    CUnitWalk(DWARF_STORE& S, U32 Unit, CHUNK* pChunk, SCRATCH* pScratch)
+        : m_S(S), m_Unit(S.Units[Unit]), m_Chunk(*pChunk), m_Scopes(pScratch->Scopes), m_Refs(pScratch->Refs),
+          m_Levels(pScratch->Levels), m_Bits(&S.aDieStore[m_Unit.Section == DSEC_TYPES]),
+          m_pBase(S.aSection[m_Unit.Section].pData), m_pEnd(m_pBase + m_Unit.End),
+          m_MaxEntries((m_Unit.End - m_Unit.Off) / BYTES_PER_ENTRY + 64), m_IsTypeUnit(m_Unit.UnitType == DW_UT_type) {
+        m_Scopes.clear();
+        m_Refs.clear();
+        m_Levels.clear();
+    }
 
     /// False if the unit could not be read to its end; what was read stays.
     bool Run() {
@@ -90,40 +99,49 @@ public:
         const bool IsDone = Walk(p);
         const U32 End = IsDone ? static_cast<U32>(p - m_pBase) : m_Unit.End;
         for (const LEVEL& Level : m_Levels) {
-            m_Chunk.Scopes[Level.Scope].End = End;
+            m_Scopes[Level.Scope].End = End;
         }
+        const size_t Idx = static_cast<size_t>(&m_Unit - m_S.Units.data());
+        m_S.ParentTable[Idx].assign(m_Scopes.begin(), m_Scopes.end());
+        m_S.DefTable[Idx].Refs.assign(m_Refs.begin(), m_Refs.end());
         return IsDone;
     }
 
 private:
     bool Walk(const U8*& p) {
+        U32 NumDies = 0;
+        bool IsOk = true;
         do {
             const U32 Off = static_cast<U32>(p - m_pBase);
             const U64 Code = ReadUleb(p);
             if (Code == 0) {
-                if (p > m_pEnd) {
-                    return false;
-                }
+                IsOk = p <= m_pEnd;
                 CloseScope(static_cast<U32>(p - m_pBase));
                 continue;
             }
             const DWARF_ABBREV* pAbbrev = p <= m_pEnd ? DWARF_FindAbbrev(m_S, m_Unit, Code) : nullptr;
             if (pAbbrev == nullptr) {
-                return false;
+                IsOk = false;
+                break;
             }
             m_Bits.Set(Off);
-            ++m_Chunk.NumDies;
-            if (pAbbrev->Action != DACT_NONE) {
-                File(*pAbbrev, Off, p);
+            ++NumDies;
+            LOOK Look;
+            if (pAbbrev->NumLooks != 0) {
+                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstLook, pAbbrev->NumLooks, p, &Look);
+                File(*pAbbrev, Off, Look);
+            } else {
+                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstSkip, pAbbrev->NumSkips, p, nullptr);
+                if (pAbbrev->Action != DACT_NONE) {
+                    File(*pAbbrev, Off, Look);
+                }
             }
-            if (!SkipAttrs(*pAbbrev, p)) {
-                return false;
+            if (pAbbrev->HasChildren != 0) {
+                IsOk = IsOk && OpenScope(*pAbbrev, Off);
             }
-            if (pAbbrev->HasChildren != 0 && !OpenScope(*pAbbrev, Off)) {
-                return false;
-            }
-        } while (!m_Levels.empty() && p < m_pEnd);
-        return m_Levels.empty();
+        } while (IsOk && !m_Levels.empty() && p < m_pEnd);
+        m_Chunk.NumDies += NumDies;
+        return IsOk && m_Levels.empty();
     }
 
     /// 0 with p behind the end if the number doesn't end inside the unit.
@@ -143,19 +161,27 @@ private:
         return 0;
     }
 
-    bool SkipAttrs(const DWARF_ABBREV& Abbrev, const U8*& p) const {
-        const U16* pSkip = m_S.Skips.data() + Abbrev.FirstSkip;
-        for (const U16* const pStop = pSkip + Abbrev.NumSkips; pSkip != pStop; ++pSkip) {
-            U64 Size = *pSkip;
-            if (Size == SKIP_BLOCK) {
-                Size = ReadUleb(p);
-            } else if (Size >= SKIP_FIRST) {
-                DWARF_READER R(p, static_cast<U64>(m_pEnd - p), m_S.IsSwapped);
-                if (!DWARF_SkipCode(R, *pSkip, m_Unit) || !R.IsOk()) {
-                    return false;
+    /// Leads p over all attributes. False if they reach beyond the unit.
+    bool RunProgram(const U16* pStep, U32 NumSteps, const U8*& p, LOOK* pLook) const {
+        for (const U16* const pStop = pStep + NumSteps; pStep != pStop; ++pStep) {
+            U64 Size = *pStep;
+            if (Size >= LOOK_FIRST) {
+                if (Size < SKIP_FIRST) {
+                    const U32 Field = *pStep - LOOK_FIRST;
+                    pLook->Mask |= 1u << Field;
+                    pLook->ap[Field] = p;
+                    pLook->aForm[Field] = *++pStep;
+                    continue;
                 }
-                p = R.p;
-                continue;
+                if (Size != SKIP_BLOCK) {
+                    DWARF_READER R(p, static_cast<U64>(m_pEnd - p), m_S.IsSwapped);
+                    if (!DWARF_SkipCode(R, *pStep, m_Unit) || !R.IsOk()) {
+                        return false;
+                    }
+                    p = R.p;
+                    continue;
+                }
+                Size = ReadUleb(p);
             }
             if (p > m_pEnd || Size > static_cast<U64>(m_pEnd - p)) {
                 return false;
@@ -166,110 +192,142 @@ private:
     }
 
     bool OpenScope(const DWARF_ABBREV& Abbrev, U32 Off) {
-        if (m_Chunk.Scopes.size() - m_FirstScope > m_MaxEntries) {
+        if (m_Scopes.size() > m_MaxEntries) {
             return false;
         }
         U8 Flags = m_Levels.empty() ? 0 : m_Levels.back().Flags & LEVEL_IN_FUNC;
         Flags |= Abbrev.Action == DACT_FUNC || Abbrev.Action == DACT_INLINE ? LEVEL_IN_FUNC : 0;
         Flags |= Abbrev.Action == DACT_TYPE ? LEVEL_IN_TYPE : 0;
         const U32 Parent = m_Levels.empty() ? NO_SCOPE : m_Levels.back().Scope;
-        m_Levels.push_back({static_cast<U32>(m_Chunk.Scopes.size()), Flags});
-        m_Chunk.Scopes.push_back({Off, m_Unit.End, Parent});
+        m_Levels.push_back({static_cast<U32>(m_Scopes.size()), Flags});
+        m_Scopes.push_back({Off, m_Unit.End, Parent});
         return true;
     }
 
     void CloseScope(U32 End) {
         if (!m_Levels.empty()) {
-            m_Chunk.Scopes[m_Levels.back().Scope].End = End;
+            m_Scopes[m_Levels.back().Scope].End = End;
             m_Levels.pop_back();
         }
     }
 
-    /// Section offset that a reference points to; 0 where it leads out of the unit's section.
-    U64 ReadReference(DWARF_READER& R, U32 Form) const {
-        const U8* pStart = R.p;
-        if (!DWARF_SkipForm(R, Form, m_Unit)) {
+    /// The field's value. False if the DIE doesn't have it or it is damaged.
+    bool Read(const LOOK& Look, DWARF_FIELD Field, DWARF_ATTR* pAttr) const {
+        if (!Look.Has(Field)) {
+            return false;
+        }
+        DWARF_READER R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsSwapped);
+        U32 Form = Look.aForm[Field];
+        if (Form == DW_FORM_implicit_const) {
+            pAttr->Class = ATTR_NUM; // those of 0 are in no look program
+            pAttr->Value = 1;
+            return true;
+        }
+        Form = Form == DW_FORM_indirect ? static_cast<U32>(std::min<U64>(R.GetUleb(), 0xFFFF)) : Form;
+        return DWARF_ReadForm(m_S, m_Unit, R, Form, pAttr);
+    }
+
+    bool IsSet(const LOOK& Look, DWARF_FIELD Field) const {
+        DWARF_ATTR Attr;
+        return Read(Look, Field, &Attr) && Attr.Value != 0;
+    }
+
+    /// Section offset of the DIE that the field refers to; 0 where it leads out of the unit's section. Whether a DIE
+    /// starts there is known only when all units are walked.
+    U64 ReadReference(const LOOK& Look, DWARF_FIELD Field) const {
+        if (!Look.Has(Field)) {
             return 0;
         }
-        const U64 Size = static_cast<U64>(R.p - pStart);
-        DWARF_READER Value(pStart, Size, m_S.IsSwapped);
-        switch (Form) {
+        DWARF_READER R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsSwapped);
+        switch (Look.aForm[Field]) {
         case DW_FORM_ref_addr:
-            return m_Unit.Section == DSEC_INFO ? Value.GetSized(static_cast<U32>(Size)) : 0;
+            return m_Unit.Section == DSEC_INFO ? R.GetSized(m_Unit.Version < 3 ? m_Unit.AddrSize : m_Unit.OffsetSize) : 0;
         case DW_FORM_ref_udata:
-            return m_Unit.Off + Value.GetUleb();
+            return m_Unit.Off + R.GetUleb();
         case DW_FORM_ref1:
+            return m_Unit.Off + R.Get<U8>();
         case DW_FORM_ref2:
+            return m_Unit.Off + R.Get<U16>();
         case DW_FORM_ref4:
+            return m_Unit.Off + R.Get<U32>();
         case DW_FORM_ref8:
-            return m_Unit.Off + Value.GetSized(static_cast<U32>(Size));
+            return m_Unit.Off + R.Get<U64>();
         default:
             return 0;
         }
     }
 
-    U64 ReadNumber(DWARF_READER& R, U32 Form) const {
-        const U8* pStart = R.p;
-        if (Form == DW_FORM_flag_present || Form == DW_FORM_implicit_const) {
-            return 1;
-        }
-        if (!DWARF_SkipForm(R, Form, m_Unit)) {
-            return 0;
-        }
-        const U64 Size = static_cast<U64>(R.p - pStart);
-        DWARF_READER Value(pStart, Size, m_S.IsSwapped);
-        const bool IsUleb = Form == DW_FORM_udata || Form == DW_FORM_sdata;
-        return IsUleb || Size > 8 || Size == 0 ? Value.GetUleb() : Value.GetSized(static_cast<U32>(Size));
+    U32 ReadNameHash(const LOOK& Look) const {
+        DWARF_ATTR Attr;
+        return Read(Look, DFLD_NAME, &Attr) && !Attr.sText.empty() ? ELF_HashName(Attr.sText) : 0;
     }
 
-    LOOK Look(const DWARF_ABBREV& Abbrev, const U8* p) const {
-        LOOK Result;
-        DWARF_READER R(p, static_cast<U64>(m_pEnd - p), m_S.IsSwapped);
-        for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs && R.IsOk(); ++i) {
-            const DWARF_ATTR_SPEC Spec = m_S.AttrSpecs[i];
-            switch (Spec.At) {
-            case DW_AT_declaration:
-                Result.IsDeclaration = ReadNumber(R, Spec.Form) != 0;
-                break;
-            case DW_AT_artificial:
-                Result.IsArtificial = ReadNumber(R, Spec.Form) != 0;
-                break;
-            case DW_AT_byte_size:
-                Result.ByteSize = ReadNumber(R, Spec.Form);
-                break;
-            case DW_AT_main_subprogram:
-                Result.IsMain = ReadNumber(R, Spec.Form) != 0;
-                break;
-            case DW_AT_specification:
-                Result.SpecOff = ReadReference(R, Spec.Form);
-                break;
-            case DW_AT_extension:
-                Result.IsExtension = ReadReference(R, Spec.Form) != 0;
-                break;
-            default:
-                if (!DWARF_SkipForm(R, Spec.Form, m_Unit)) {
-                    return Result;
-                }
-                break;
+    template <typename T>
+    void Keep(std::vector<T>* pList, const T& Entry) {
+        if (pList->size() < m_Unit.End / BYTES_PER_ENTRY + 64) { // lists run over all units of the chunk
+            pList->push_back(Entry);
+        }
+    }
+
+    void KeepRef(const LOOK& Look, DWARF_FIELD Field, U32 Die) {
+        const U64 Off = ReadReference(Look, Field);
+        if (Off == 0 || Off >= m_S.aSection[m_Unit.Section].Size) {
+            return;
+        }
+        const DWARF_REF Ref{DWARF_MakeID(m_Unit.Section, static_cast<U32>(Off)), Die, Field == DFLD_SPECIFICATION};
+        Keep(Off >= m_Unit.Off && Off < m_Unit.End ? &m_Refs : &m_Chunk.ForeignRefs, Ref);
+    }
+
+    void KeepCode(const LOOK& Look, U32 Die) {
+        if (Look.Has(DFLD_RANGES)) {
+            Keep(&m_Chunk.Code, {Die, 0, 0});
+            return;
+        }
+        DWARF_ATTR Low;
+        DWARF_ATTR High;
+        if (Read(Look, DFLD_LOW, &Low) && Low.Class == ATTR_ADDR && Read(Look, DFLD_HIGH, &High)) {
+            const U64 Hi = High.Class == ATTR_ADDR ? High.Value : Low.Value + High.Value;
+            if (Hi > Low.Value && Hi <= 0xFFFFFFFF) {
+                Keep(&m_Chunk.Code, {Die, static_cast<U32>(Low.Value), static_cast<U32>(Hi)});
             }
         }
-        return Result;
     }
 
-    void Keep(std::vector<U32>* pList, U32 Off) {
-        if (pList->size() < m_Unit.End / BYTES_PER_ENTRY + 64) { // lists run over all units of the chunk
-            pList->push_back(DWARF_MakeID(m_Unit.Section, Off));
+    /// A function of the list and of those that only give others their name.
+    void FileFunc(const LOOK& Look, U32 Die, bool IsListed) {
+        if (IsListed) {
+            Keep(&m_Chunk.Funcs, Die);
+            KeepCode(Look, Die);
+            if (m_Chunk.MainDie == 0 && IsSet(Look, DFLD_MAIN)) {
+                m_Chunk.MainDie = Die;
+            }
+        }
+        if (const U32 Hash = ReadNameHash(Look); Hash != 0) {
+            Keep(&m_Chunk.Names, {Hash, Die});
         }
     }
 
-    /// Puts the DIE into the list that it belongs to.
-    void File(const DWARF_ABBREV& Abbrev, U32 Off, const U8* p) {
-        LOOK Result;
-        if (Abbrev.NeedsLook != 0) {
-            Result = Look(Abbrev, p);
+    void FileGlobalVar(const LOOK& Look, U32 Die) {
+        Keep(&m_Chunk.GlobalVars, Die);
+        if (const U32 Hash = ReadNameHash(Look); Hash != 0) {
+            Keep(&m_Chunk.Names, {Hash, Die});
+        } else {
+            m_Chunk.NamedByOthers.push_back(Die);
         }
-        const bool IsDeclaration = (Abbrev.IsRefused & 1) != 0 || Result.IsDeclaration;
-        const bool IsArtificial = (Abbrev.IsRefused & 2) != 0 || Result.IsArtificial;
+    }
+
+    void FileType(const LOOK& Look, U32 Die) {
+        Keep(&m_Chunk.Types, Die);
+        if (const U32 Hash = ReadNameHash(Look); Hash != 0) {
+            Keep(&m_Chunk.TypeNames, {Hash, Die});
+        }
+    }
+
+    /// Puts the DIE into the lists that it belongs to.
+    void File(const DWARF_ABBREV& Abbrev, U32 Off, const LOOK& Look) {
+        const U32 Die = DWARF_MakeID(m_Unit.Section, Off);
+        const bool IsDeclaration = (Abbrev.IsRefused & 1) != 0 || IsSet(Look, DFLD_DECLARATION);
+        const bool IsArtificial = (Abbrev.IsRefused & 2) != 0 || IsSet(Look, DFLD_ARTIFICIAL);
         const U8 Flags = m_Levels.empty() ? 0 : m_Levels.back().Flags;
         bool IsKept = (Flags & LEVEL_IN_TYPE) != 0 && !IsArtificial &&
                       (Abbrev.Action == DACT_MEMBER || Abbrev.Action == DACT_FUNC);
@@ -279,40 +337,39 @@ private:
             if ((Flags & LEVEL_IN_FUNC) != 0) {
                 IsKept |= !IsDeclaration;
             } else if (IsPlain) {
-                Keep(&m_Chunk.GlobalVars, Off);
+                FileGlobalVar(Look, Die);
                 IsKept = true;
             }
             break;
         case DACT_FUNC:
-            if (IsPlain) {
-                Keep(&m_Chunk.Funcs, Off);
-                IsKept = true;
-                m_Chunk.MainDie = Result.IsMain && m_Chunk.MainDie == 0 ? DWARF_MakeID(m_Unit.Section, Off)
-                                                                       : m_Chunk.MainDie;
-            }
+            FileFunc(Look, Die, IsPlain);
+            IsKept |= IsPlain;
             break;
         case DACT_INLINE:
             if (IsPlain) {
-                Keep(&m_Chunk.InlineFuncs, Off);
+                Keep(&m_Chunk.InlineFuncs, Die);
+                if ((Flags & LEVEL_IN_FUNC) == 0) {
+                    KeepCode(Look, Die); // others are found through the function around them
+                }
                 IsKept = true;
             }
             break;
         case DACT_TYPEDEF:
-            Keep(&m_Chunk.Types, Off);
+            FileType(Look, Die);
             IsKept = true;
             break;
         case DACT_TYPE:
-            if (!IsDeclaration && !IsArtificial && Result.ByteSize != 0) {
-                Keep(&m_Chunk.Types, Off);
+            if (!IsDeclaration && !IsArtificial && IsSet(Look, DFLD_SIZE)) {
+                FileType(Look, Die);
                 IsKept = true;
             }
             break;
         case DACT_NAMESPACE:
             if (!m_IsTypeUnit) {
-                Keep(&m_Chunk.Namespaces, Off);
+                Keep(&m_Chunk.Namespaces, Die);
                 IsKept = true;
-                if (Result.IsExtension) {
-                    Keep(&m_Chunk.NamespaceExts, Off);
+                if (ReadReference(Look, DFLD_EXTENSION) != 0) {
+                    Keep(&m_Chunk.NamespaceExts, Die);
                 }
             }
             break;
@@ -322,75 +379,58 @@ private:
         }
         if (IsKept) {
             ++m_Chunk.NumKept;
-            if (Result.SpecOff != 0 && Result.SpecOff < m_S.aSection[m_Unit.Section].Size) {
-                m_Chunk.Defs.push_back({DWARF_MakeID(m_Unit.Section, static_cast<U32>(Result.SpecOff)),
-                                        DWARF_MakeID(m_Unit.Section, Off)});
-            }
+            KeepRef(Look, DFLD_SPECIFICATION, Die);
+            KeepRef(Look, DFLD_ORIGIN, Die);
         }
     }
 
     DWARF_STORE& m_S;
     const DWARF_UNIT& m_Unit;
     CHUNK& m_Chunk;
+    std::vector<DWARF_SCOPE>& m_Scopes;
+    std::vector<DWARF_REF>& m_Refs;
+    std::vector<LEVEL>& m_Levels;
     CBitWriter m_Bits;
     const U8* m_pBase;
     const U8* m_pEnd;
-    size_t m_FirstScope;
     size_t m_MaxEntries;
     bool m_IsTypeUnit;
-    std::vector<LEVEL> m_Levels;
 };
 
 void _WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {
-    try {
-        for (U32 i = pChunk->FirstUnit; i < pChunk->EndUnit; ++i) {
-            const DWARF_UNIT& Unit = S.Units[i];
-            if (Unit.UnitType != DW_UT_type && !Unit.IsBad) {
-                pChunk->CompUnits.push_back(DWARF_MakeID(Unit.Section, Unit.DieOff));
-            }
-            if (Unit.IsBad || !CUnitWalk(S, Unit, pChunk).Run()) {
-                ++pChunk->NumFailed;
-            }
+    SCRATCH Scratch;
+    for (U32 i = pChunk->FirstUnit; i < pChunk->EndUnit; ++i) {
+        const DWARF_UNIT& Unit = S.Units[i];
+        if (Unit.UnitType != DW_UT_type && !Unit.IsBad) {
+            pChunk->CompUnits.push_back(DWARF_MakeID(Unit.Section, Unit.DieOff));
         }
-    } catch (const std::bad_alloc&) {
-        pChunk->IsOutOfMemory = true; // a thread's exception would end the program
+        if (Unit.IsBad || !CUnitWalk(S, i, pChunk, &Scratch).Run()) {
+            ++pChunk->NumFailed;
+        }
     }
 }
 
-/// Cuts the units [First, End) into chunks of about the same number of bytes.
+/// Cuts the units [First, End) into chunks.
 void _AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pChunks) {
-    const U32 Size = S.aSection[First < S.FirstTypesUnit ? DSEC_INFO : DSEC_TYPES].Size;
-    const U32 NumChunks = std::clamp(std::min(Size / MIN_CHUNK_SIZE, std::thread::hardware_concurrency()), 1u, MAX_THREADS);
-    for (U32 i = 1; i <= NumChunks && First < End; ++i) {
+    while (First < End) {
         CHUNK Chunk;
         Chunk.FirstUnit = First;
-        const U64 Limit = static_cast<U64>(Size) * i / NumChunks;
-        while (First < End && (i == NumChunks || S.Units[First].Off < Limit)) {
+        const U32 Limit = S.Units[First].Off + CHUNK_SIZE;
+        do {
             ++First;
-        }
+        } while (First < End && S.Units[First].End <= Limit);
         Chunk.EndUnit = First;
         pChunks->push_back(std::move(Chunk));
     }
 }
 
-void _Append(std::vector<U32>* pTo, std::vector<U32>* pFrom) {
+template <typename T>
+void _Append(std::vector<T>* pTo, std::vector<T>* pFrom) {
     pTo->insert(pTo->end(), pFrom->begin(), pFrom->end());
-    std::vector<U32>().swap(*pFrom);
+    std::vector<T>().swap(*pFrom);
 }
 
-void _Merge(DWARF_STORE& S, CHUNK* p, bool IsTypes) {
-    std::vector<DWARF_SCOPE>& Scopes = S.aParentTable[IsTypes];
-    const U32 Shift = static_cast<U32>(Scopes.size());
-    if (Shift == 0) {
-        Scopes = std::move(p->Scopes);
-    } else {
-        Scopes.reserve(Scopes.size() + p->Scopes.size());
-        for (const DWARF_SCOPE& Scope : p->Scopes) {
-            Scopes.push_back({Scope.Off, Scope.End, Scope.Parent == NO_SCOPE ? NO_SCOPE : Scope.Parent + Shift});
-        }
-        std::vector<DWARF_SCOPE>().swap(p->Scopes);
-    }
-    S.DefTable.insert(S.DefTable.end(), p->Defs.begin(), p->Defs.end());
+void _Merge(DWARF_STORE& S, CHUNK* p) {
     _Append(&S.GlobalVars, &p->GlobalVars);
     _Append(&S.Funcs, &p->Funcs);
     _Append(&S.InlineFuncs, &p->InlineFuncs);
@@ -398,53 +438,92 @@ void _Merge(DWARF_STORE& S, CHUNK* p, bool IsTypes) {
     _Append(&S.Namespaces, &p->Namespaces);
     _Append(&S.NamespaceExts, &p->NamespaceExts);
     _Append(&S.CompUnits, &p->CompUnits);
+    _Append(&S.NamedByOthers, &p->NamedByOthers);
+    _Append(&S.Code, &p->Code);
+    S.Names.push_back(std::move(p->Names));
+    S.TypeNames.push_back(std::move(p->TypeNames));
+    _Append(&S.DefTable.back().Refs, &p->ForeignRefs);
     S.MainDie = S.MainDie == 0 ? p->MainDie : S.MainDie;
     S.NumDies += p->NumDies;
     S.NumKept += p->NumKept;
 }
 
-/// Pairs whose declaration is a DIE, sorted; of several definitions of one declaration the last stays.
-void _FinishDefs(DWARF_STORE& S) {
-    std::vector<DWARF_PAIR>& Defs = S.DefTable;
-    std::erase_if(Defs, [&](const DWARF_PAIR& Pair) { return !DWARF_IsDie(S, Pair.Key); });
-    std::stable_sort(Defs.begin(), Defs.end(), [](const DWARF_PAIR& a, const DWARF_PAIR& b) { return a.Key < b.Key; });
-    size_t Num = 0;
-    for (size_t i = 0; i < Defs.size(); ++i) {
-        if (i + 1 == Defs.size() || Defs[i + 1].Key != Defs[i].Key) {
-            Defs[Num++] = Defs[i];
-        }
+/// References in the order of their targets; those of one target stay in the order of the section.
+std::pair<const DWARF_REF*, const DWARF_REF*> _RefsTo(DWARF_REFS* p, U32 Target) {
+    if (!p->IsSorted) {
+        std::stable_sort(p->Refs.begin(), p->Refs.end(),
+                         [](const DWARF_REF& a, const DWARF_REF& b) { return a.Target < b.Target; });
+        p->IsSorted = true;
     }
-    Defs.resize(Num);
-    Defs.shrink_to_fit();
+    const DWARF_REF* pBegin = p->Refs.data();
+    const DWARF_REF* pEnd = pBegin + p->Refs.size();
+    const DWARF_REF* pFirst = std::lower_bound(pBegin, pEnd, Target,
+                                               [](const DWARF_REF& Ref, U32 Key) { return Ref.Target < Key; });
+    const DWARF_REF* pLast = pFirst;
+    while (pLast != pEnd && pLast->Target == Target) {
+        ++pLast;
+    }
+    return {pFirst, pLast};
+}
+
+/// The references that may lead to the DIE: those of its own unit, then those across units.
+std::array<DWARF_REFS*, 2> _RefTablesOf(const DWARF_STORE& S, U32 Die) {
+    const DWARF_UNIT* pUnit = DWARF_UnitOf(S, Die);
+    DWARF_REFS* pForeign = S.DefTable.empty() ? nullptr : &S.DefTable.back();
+    return {pUnit != nullptr ? &S.DefTable[static_cast<size_t>(pUnit - S.Units.data())] : nullptr, pForeign};
 }
 
 } // namespace
 
-U32 DWARF_WalkUnits(DWARF_STORE& S) {
+struct DWARF_WALK {
+    std::vector<CHUNK> Chunks;
+};
+
+std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes, std::vector<ELF_TASK>* pTasks) {
+    auto pWalk = std::make_shared<DWARF_WALK>();
     S.aDieStore[0].resize(S.aSection[DSEC_INFO].Size / 64 + 1);
     S.aDieStore[1].resize(S.aSection[DSEC_TYPES].Size / 64 + 1);
-    std::vector<CHUNK> Chunks;
     const U32 NumUnits = static_cast<U32>(S.Units.size());
-    _AddChunks(S, S.FirstTypesUnit, NumUnits, &Chunks); // type units first: their lists come first
-    _AddChunks(S, 0, S.FirstTypesUnit, &Chunks);
-    std::vector<std::thread> Threads;
-    for (size_t i = 1; i < Chunks.size(); ++i) {
-        Threads.emplace_back(_WalkChunk, std::ref(S), &Chunks[i]);
+    S.ParentTable.resize(NumUnits);
+    S.DefTable.resize(NumUnits + 1);
+    _AddChunks(S, S.FirstTypesUnit, NumUnits, &pWalk->Chunks); // type units first: their lists come first
+    _AddChunks(S, 0, S.FirstTypesUnit, &pWalk->Chunks);
+    for (CHUNK& Chunk : pWalk->Chunks) {
+        U64* pTime = Chunk.FirstUnit >= S.FirstTypesUnit ? &pTimes->TypeUnits : &pTimes->Units;
+        pTasks->push_back({[&S, &Chunk] { _WalkChunk(S, &Chunk); }, pTime});
     }
-    if (!Chunks.empty()) {
-        _WalkChunk(S, &Chunks[0]);
-    }
-    for (std::thread& Thread : Threads) {
-        Thread.join();
-    }
+    return pWalk;
+}
+
+U32 DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
     U32 NumFailed = 0;
-    for (CHUNK& Chunk : Chunks) {
-        if (Chunk.IsOutOfMemory) {
-            throw std::bad_alloc();
-        }
+    for (CHUNK& Chunk : pWalk->Chunks) {
         NumFailed += Chunk.NumFailed;
-        _Merge(S, &Chunk, Chunk.FirstUnit >= S.FirstTypesUnit);
+        _Merge(S, &Chunk);
     }
-    _FinishDefs(S);
     return NumFailed;
+}
+
+std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {
+    std::vector<U32> Found;
+    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
+        if (pTable != nullptr) {
+            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
+            std::transform(pFirst, pLast, std::back_inserter(Found), [](const DWARF_REF& Ref) { return Ref.Die; });
+        }
+    }
+    return Found;
+}
+
+U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die) {
+    U32 Found = 0;
+    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
+        if (pTable != nullptr && !pTable->Refs.empty()) {
+            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
+            for (const DWARF_REF* p = pFirst; p != pLast; ++p) {
+                Found = p->IsSpecification != 0 ? static_cast<U32>(p->Die) : Found;
+            }
+        }
+    }
+    return Found;
 }

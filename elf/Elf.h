@@ -6,7 +6,9 @@
 // another folder goes through ElfApi. Every offset that comes from the file is checked before it is used.
 
 #include "base/Types.h"
+#include "elf/ElfBuffer.h"
 #include "elf/ElfUnpack.h"
+#include "elf/LineTable.h"
 
 #include <memory>
 #include <string>
@@ -103,37 +105,6 @@ struct ELF_RELOC {
     U32 Addend;
 };
 
-/// One source line: a run of code that belongs to it. File is an index into ELF_LINES::SrcFiles.
-struct ELF_LINE {
-    U32 AddrLo;
-    U32 AddrHi; ///< exclusive
-    U32 File;
-    U32 Line;
-    U32 Col;
-    U8 IsStmt;
-};
-
-struct ELF_RANGE {
-    U32 Lo;
-    U32 Hi; ///< exclusive
-};
-
-/// One line table with the code of all units that use it.
-struct ELF_LINE_TABLE {
-    std::vector<U32> Files; ///< indices into ELF_LINES::SrcFiles, without repeats
-    std::vector<ELF_RANGE> Ranges;
-};
-
-struct ELF_LINES {
-    std::vector<std::string> SrcFiles;   ///< files with lines, paths as recorded by the compiler
-    std::vector<std::string> OtherFiles; ///< files of the tables that no line names
-    std::vector<ELF_LINE> Lines;         ///< sorted by AddrLo
-    std::vector<ELF_LINE> Points;        ///< records that the next one at the same address replaces; AddrHi is AddrLo
-    std::vector<ELF_LINE_TABLE> Tables;
-    U32 MaxVersion = 0;          ///< highest version of a unit header
-    bool HasCpp = false;
-};
-
 class CSrcMap;
 struct CFI_TABLE;
 struct DWARF_STORE;
@@ -144,8 +115,8 @@ struct ELF_FILE {
     U32 NumMapSyms = 0;
     U32 NumFuncSyms = 0;
     U32 FileSize = 0;
-    std::unique_ptr<U8[]> pData; ///< not zeroed first: files run to 100 MB
-    std::shared_ptr<CSrcMap> pSrcMap; ///< made when first asked for, as the next one
+    ELF_BUFFER pData;
+    std::shared_ptr<CSrcMap> pSrcMap;
     std::shared_ptr<CFI_TABLE> pCfi;
     Elf32_Ehdr pEhdr{};
     std::vector<Elf32_Phdr> paPhdr;
@@ -158,7 +129,7 @@ struct ELF_FILE {
     std::vector<U32> papFuncSym;
     U32 StrTabIdx = 0xFFFFFFFF;
     U32 SymTabIdx = 0xFFFFFFFF;
-    ELF_LINES Lines;
+    ELF_LINES Lines; ///< until the source map is built
     std::shared_ptr<DWARF_STORE> pDwarf; ///< null without debug information
 };
 

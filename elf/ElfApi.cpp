@@ -80,7 +80,10 @@ int ElfApi_Init(const QString& sPath) {
         return -1;
     }
     sErrorText.clear();
-    ElfApi_InitFind();
+    std::vector<ELF_TASK> Tasks = {{ElfApi_BuildLines}};
+    ElfApi_StartFind(&Tasks);
+    ELF_RunTasks(Tasks, pOpenFile->FileSize);
+    ElfApi_EndFind();
     return 0;
 }
 
@@ -158,10 +161,9 @@ int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
     }
     const U32 PC = ElfApi_GetCurrentPC(); // what was kept of answers is of the addresses before
     ElfApi_ExitSyms();
-    ElfApi_ExitFind();
     ELF_BuildImage(_File());
     ElfApi_RebuildLines();
-    ElfApi_InitFind();
+    ElfApi_OnRelocated();
     ElfApi_SetCurrentPC(PC);
     return Result;
 }

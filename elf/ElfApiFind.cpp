@@ -5,11 +5,10 @@
 #include "elf/ElfReloc.h"
 
 #include <QHash>
-#include <QSet>
 #include <algorithm>
 #include <libdwarf/dwarf.h>
 
-// Symbols by name and by address. Name tables are built when they are first asked; functions by address with the load.
+// Symbols by name and by address. Tables by address are built when they are first asked; the others with the load.
 
 namespace {
 
@@ -17,7 +16,7 @@ constexpr qsizetype MAX_CACHED = 1 << 19;
 constexpr int MAX_NAMESPACE_DEPTH = 24; ///< deeper ones are not found by name
 
 CFuncIndex FuncTree;
-CNameIndex GlobalNames; ///< inline expansions stand here as the function that they are copies of
+CNameIndex GlobalNames; ///< instances of functions stand here as the DIE that they have their name from
 CNameIndex TypeNames;
 CNameIndex ElfNames;
 std::vector<U32> CodeSyms; ///< ELF symbols in sections with code
@@ -33,35 +32,44 @@ U32 CurrentPC;
 ELF_SYM_LIST Locals;
 QHash<QString, ELF_SYM_LIST> LocalNames;
 
-/// Hash under which a DIE is found: of its plain name, of a namespace the qualified one.
-U32 _HashOfDie(const DWARF_STORE& S, U32 Die) {
-    if (_GetDieType(S, Die) == DW_TAG_namespace) {
-        std::string sPath;
-        U32 Space = Die;
-        for (int i = 0; i < MAX_NAMESPACE_DEPTH && Space != 0; ++i) {
-            sPath = std::string(_GetDieRawName(S, Space)) + (i != 0 ? "::" : "") + sPath;
-            Space = _GetDieParentNamespace(S, Space);
-        }
-        return CNameIndex::HashOf(sPath);
+/// Hash of the qualified name, under which a namespace is found.
+U32 _HashOfNamespace(const DWARF_STORE& S, U32 Die) {
+    std::string sPath;
+    for (int i = 0; i < MAX_NAMESPACE_DEPTH && Die != 0; ++i) {
+        sPath = std::string(_GetDieRawName(S, Die)) + (i != 0 ? "::" : "") + sPath;
+        Die = _GetDieParentNamespace(S, Die);
     }
-    const std::string_view sName = _GetDieRawName(S, Die);
-    return sName.empty() ? 0 : CNameIndex::HashOf(sName);
+    return ELF_HashName(sPath);
 }
 
-void _BuildGlobalNames(const DWARF_STORE& S) {
-    if (GlobalNames.IsBuilt()) {
-        return;
+/// Own names are known from the pass over the debug information; the few others are looked up here.
+void _BuildGlobalNames(DWARF_STORE& S) {
+    std::vector<DWARF_NAME>& Names = S.Names.emplace_back();
+    for (const U32 Die : S.NamedByOthers) {
+        const std::string_view sName = _GetDieRawName(S, Die);
+        Names.push_back({sName.empty() ? 0 : ELF_HashName(sName), Die});
     }
-    std::vector<U32> Dies = S.Funcs;
-    Dies.insert(Dies.end(), S.GlobalVars.begin(), S.GlobalVars.end());
-    Dies.insert(Dies.end(), S.Namespaces.begin(), S.Namespaces.end());
-    // Originals that are no function of the list, such as those the compiler made up, still give their copies a name.
-    for (const U32 Origin : FuncTree.Origins()) {
-        if (!std::binary_search(S.Funcs.begin(), S.Funcs.end(), Origin)) {
-            Dies.push_back(Origin);
+    for (const U32 Die : S.Namespaces) {
+        Names.push_back({_HashOfNamespace(S, Die), Die});
+    }
+    GlobalNames.Build(S.Names);
+    S.Names.clear();
+}
+
+void _BuildElfNames(const ELF_FILE* pFile) {
+    for (U32 i = 0; i < pFile->NumSyms; ++i) {
+        if ((ELF_GetSectionFlags(pFile, pFile->paSym[i].st_shndx) & SHF_EXECINSTR) != 0) {
+            CodeSyms.push_back(i);
         }
     }
-    GlobalNames.Build(Dies, [&S](U32 Die) { return _HashOfDie(S, Die); });
+    std::vector<std::vector<DWARF_NAME>> Lists(1);
+    std::vector<DWARF_NAME>& Names = Lists.front();
+    Names.reserve(CodeSyms.size());
+    for (const U32 Idx : CodeSyms) {
+        const char* s = ELF_GetSymNameByIdx(pFile, Idx);
+        Names.push_back({s != nullptr && *s != '\0' ? ELF_HashName(s) : 0, Idx});
+    }
+    ElfNames.Build(Lists);
 }
 
 bool _HasName(ELF_SYM_HANDLE h, const std::string& sName) {
@@ -73,24 +81,45 @@ bool _HasName(ELF_SYM_HANDLE h, const std::string& sName) {
     return Die != 0 ? _GetDieRawName(*pStore, Die) == sName : ELF_GetSymName(h) == sName;
 }
 
+/// The DIE if a list holds it, and all that have its name from it: definitions, instances, inline expansions.
+void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pFound) {
+    constexpr U32 MAX_DEPTH = 5;
+    constexpr size_t MAX_FOUND = 1'000'000; // references of a damaged file may lead to the same DIEs again and again
+    if (_GetDieType(S, Die) != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
+        pFound->push_back(Die);
+    }
+    for (const U32 Other : Depth < MAX_DEPTH ? DWARF_ReferrersOf(S, Die) : std::vector<U32>()) {
+        DWARF_ATTR Attr;
+        if (pFound->size() < MAX_FOUND && !DWARF_GetAttr(S, Other, DW_AT_name, &Attr)) {
+            _AddInstances(S, Other, Depth + 1, pFound);
+        }
+    }
+}
+
 void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
     const DWARF_STORE* pStore = ELF_GetStore();
     if (pStore == nullptr) {
         return;
     }
-    _BuildGlobalNames(*pStore);
-    GlobalNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Die) {
-        if (!_HasName(ELF_MakeDwarfHandle(Die), sName)) {
-            return;
-        }
-        for (const U32 Copy : FuncTree.ExpansionsOf(Die)) {
-            pFound->append(ELF_MakeDwarfHandle(Copy));
-        }
-        const U32 Tag = _GetDieType(*pStore, Die);
-        if (Tag != DW_TAG_subprogram || std::binary_search(pStore->Funcs.begin(), pStore->Funcs.end(), Die)) {
-            pFound->append(ELF_MakeDwarfHandle(Die));
+    std::vector<U32> Dies;
+    GlobalNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
+        if (_HasName(ELF_MakeDwarfHandle(Die), sName)) {
+            _AddInstances(*pStore, Die, 0, &Dies);
         }
     });
+    const auto Rank = [&](U32 Die) {
+        const U32 Tag = _GetDieType(*pStore, Die);
+        return Tag == DW_TAG_inlined_subroutine ? 0 : Tag == DW_TAG_subprogram ? 1 : Tag == DW_TAG_variable ? 2 : 3;
+    };
+    std::vector<std::pair<int, U32>> Order;
+    for (const U32 Die : Dies) {
+        Order.emplace_back(Rank(Die), Die);
+    }
+    std::sort(Order.begin(), Order.end());
+    Order.erase(std::unique(Order.begin(), Order.end()), Order.end());
+    for (const auto& [Kind, Die] : Order) {
+        pFound->append(ELF_MakeDwarfHandle(Die));
+    }
 }
 
 void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
@@ -98,10 +127,7 @@ void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
     if (pStore == nullptr) {
         return;
     }
-    if (!TypeNames.IsBuilt()) {
-        TypeNames.Build(pStore->Types, [pStore](U32 Die) { return _HashOfDie(*pStore, Die); });
-    }
-    TypeNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Die) {
+    TypeNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
         if (_HasName(ELF_MakeDwarfHandle(Die), sName)) {
             pFound->append(ELF_MakeDwarfHandle(Die));
         }
@@ -109,14 +135,7 @@ void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
 }
 
 void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
-    const ELF_FILE* pFile = ELF_GetCurrentFile();
-    if (!ElfNames.IsBuilt()) {
-        ElfNames.Build(CodeSyms, [pFile](U32 Idx) {
-            const char* s = ELF_GetSymNameByIdx(pFile, Idx);
-            return s != nullptr && *s != '\0' ? CNameIndex::HashOf(s) : 0;
-        });
-    }
-    ElfNames.ForEach(CNameIndex::HashOf(sName), [&](U32 Idx) {
+    ElfNames.ForEach(ELF_HashName(sName), [&](U32 Idx) {
         if (_HasName(ELF_MakeElfHandle(Idx), sName)) {
             pFound->append(ELF_MakeElfHandle(Idx));
         }
@@ -211,22 +230,40 @@ void _BuildElfAtAddr(const ELF_FILE* pFile) {
 
 } // namespace
 
-const CFuncIndex& ElfApi_FuncIndex() { return FuncTree; }
+CFuncIndex& ElfApi_FuncIndex() { return FuncTree; }
 
 U32 ElfApi_GetCurrentPC() { return CurrentPC; }
 
-void ElfApi_InitFind() {
+void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
-    FuncTree.Build(pFile);
-    for (U32 i = 0; pFile != nullptr && i < pFile->NumSyms; ++i) {
-        if ((ELF_GetSectionFlags(pFile, pFile->paSym[i].st_shndx) & SHF_EXECINSTR) != 0) {
-            CodeSyms.push_back(i);
+    DWARF_STORE* pStore = ELF_GetStore();
+    // Questions to the store must come one at a time: all that ask some are one task.
+    pTasks->push_back({[pFile, pStore] {
+        FuncTree.Build(pFile);
+        if (pStore != nullptr) {
+            _BuildGlobalNames(*pStore);
         }
-    }
-    hRttControlBlock = 0;
-    if (pFile != nullptr) {
-        hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true);
-    }
+    }});
+    pTasks->push_back({[pFile, pStore] {
+        _BuildElfNames(pFile);
+        if (pStore != nullptr) {
+            TypeNames.Build(pStore->TypeNames);
+            pStore->TypeNames.clear();
+        }
+    }});
+}
+
+void ElfApi_EndFind() {
+    hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true);
+}
+
+void ElfApi_OnRelocated() {
+    FuncTree.Build(ELF_GetCurrentFile());
+    FuncsAtAddrCache.clear();
+    DwarfAtAddr.clear();
+    ElfAtAddr.clear();
+    IsDwarfAtAddrBuilt = false;
+    IsElfAtAddrBuilt = false;
 }
 
 void ElfApi_ExitFind() {
@@ -356,14 +393,10 @@ ELF_SYM_LIST ElfApi_GetFuncsAtAddr(U32 Addr) {
 ELF_SYM_LIST ElfApi_GetFuncsInRange(const ELF_ADDR_RANGE& Range) {
     const std::lock_guard Lock(ElfApi_Mutex());
     ELF_SYM_LIST List;
-    QSet<ELF_SYM_HANDLE> Known; // a function may be in several pieces
     const U64 Last = static_cast<U64>(Range.Addr) + Range.Size - 1;
     if (Range.Size != 0 && ELF_GetCurrentFile() != nullptr) {
         for (const ELF_SYM_HANDLE h : FuncTree.Find(Range.Addr, static_cast<U32>(std::min<U64>(Last, 0xFFFFFFFF)))) {
-            if (!Known.contains(h)) {
-                Known.insert(h);
-                List.append(h);
-            }
+            List.append(h);
         }
     }
     return List;

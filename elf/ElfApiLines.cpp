@@ -1,6 +1,7 @@
 #include "elf/ElfApiLines.h"
 
 #include "elf/Cfi.h"
+#include "elf/DwarfLines.h"
 #include "elf/Elf.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiState.h"
@@ -31,45 +32,36 @@ U32 _Floor(const ELF_FILE* pFile) {
     return Floor;
 }
 
-std::shared_ptr<CSrcMap> _MakeMap(const ELF_FILE* pFile) {
+std::shared_ptr<CSrcMap> _MakeMap(ELF_FILE* pFile) {
     auto pMap = std::make_shared<CSrcMap>();
-    pMap->Build(pFile->Lines, _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
+    pMap->Build(std::move(pFile->Lines), _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
     return pMap;
 }
 
 CSrcMap& _Map() {
     static CSrcMap Nothing;
     ELF_FILE* pFile = ELF_GetCurrentFile();
-    if (pFile == nullptr) {
-        return Nothing;
-    }
-    if (pFile->pSrcMap == nullptr) {
-        pFile->pSrcMap = _MakeMap(pFile);
-    }
-    return *pFile->pSrcMap;
+    return pFile != nullptr && pFile->pSrcMap != nullptr ? *pFile->pSrcMap : Nothing;
 }
 
-/// Entry of the address list that stands for the address, by the near search if there is no exact one; -1.
+/// Address of a line's begin that stands for the address, by the near search unless a line begins there; -1.
 I64 _FindEntry(U32 Addr) {
     const CSrcMap& Map = _Map();
     if (Addr == 0 || Addr == 0xFFFFFFFF || Map.IsEmpty()) {
         return -1;
     }
-    const I64 Exact = Map.FindAddr(Addr);
-    if (Exact >= 0) {
-        return Exact;
+    if (Map.HasAddr(Addr)) {
+        return Addr;
     }
     const U64 hFunc = ElfApi_GetFuncAtAddr(Addr);
     const I64 Prev = hFunc != 0 ? Map.GetPrevAddr(Addr) : -1;
     return Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc
-               ? Map.FindAddr(static_cast<U32>(Prev))
+               ? Prev
                : -1;
 }
 
-QList<CSrcLoc> _LocsOf(I64 Entry) {
-    U32 Num = 0;
-    const CSrcLoc* pLoc = _Map().GetLocs(Entry, &Num);
-    QList<CSrcLoc> Locs(pLoc, pLoc + Num);
+std::vector<CSrcLoc> _LocsOf(I64 Entry) {
+    std::vector<CSrcLoc> Locs = Entry >= 0 ? _Map().GetLocs(static_cast<U32>(Entry)) : std::vector<CSrcLoc>();
     std::sort(Locs.begin(), Locs.end(), [](const CSrcLoc& a, const CSrcLoc& b) {
         return std::tie(a.Line, a.Col, a.FileId) < std::tie(b.Line, b.Col, b.FileId);
     });
@@ -77,9 +69,9 @@ QList<CSrcLoc> _LocsOf(I64 Entry) {
 }
 
 bool _IsAt(U32 Addr, const CSrcLoc& Loc) {
-    U32 Num = 0;
-    const CSrcLoc* pLoc = _Map().GetLocs(_FindEntry(Addr), &Num);
-    return std::find(pLoc, pLoc + Num, Loc) != pLoc + Num;
+    const I64 Entry = _FindEntry(Addr);
+    const std::vector<CSrcLoc> Locs = Entry >= 0 ? _Map().GetLocs(static_cast<U32>(Entry)) : std::vector<CSrcLoc>();
+    return std::find(Locs.begin(), Locs.end(), Loc) != Locs.end();
 }
 
 /// Bytes from the address to the next instruction or data item; 0 if it can't be told.
@@ -113,13 +105,21 @@ void ElfApi_ExitLines() {
     AreFileFuncsBuilt = false;
 }
 
+void ElfApi_BuildLines() {
+    ELF_FILE* pFile = ELF_GetCurrentFile();
+    pFile->pSrcMap = _MakeMap(pFile);
+}
+
 void ElfApi_RebuildLines() {
     ElfApi_ExitLines();
     ELF_FILE* pFile = ELF_GetCurrentFile();
-    if (pFile->pSrcMap != nullptr) {
-        const std::shared_ptr<CSrcMap> pMap = _MakeMap(pFile);
-        pMap->TakeLocated(*pFile->pSrcMap);
-        pFile->pSrcMap = pMap;
+    const std::shared_ptr<CSrcMap> pOld = pFile->pSrcMap;
+    if (pFile->pDwarf != nullptr) {
+        pFile->Lines = DWARF_ReadLines(*pFile->pDwarf);
+    }
+    ElfApi_BuildLines();
+    if (pOld != nullptr) {
+        pFile->pSrcMap->TakeLocated(*pOld);
     }
 }
 
@@ -161,15 +161,14 @@ void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
 
 QList<CSrcLoc> ElfApi_GetSrcLocs(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _LocsOf(_FindEntry(Addr));
+    const std::vector<CSrcLoc> Locs = _LocsOf(_FindEntry(Addr));
+    return QList<CSrcLoc>(Locs.begin(), Locs.end());
 }
 
 CSrcLoc ElfApi_GetSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    U32 Num = 0;
-    const I64 Entry = _FindEntry(Addr);
-    const CSrcLoc* pLoc = _Map().GetLocs(Entry, &Num);
-    return Num == 1 ? *pLoc : Num == 0 ? CSrcLoc() : _LocsOf(Entry).first();
+    const std::vector<CSrcLoc> Locs = _LocsOf(_FindEntry(Addr));
+    return Locs.empty() ? CSrcLoc() : Locs.front();
 }
 
 CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr) {
@@ -179,9 +178,7 @@ CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr) {
 
 CSrcLoc ElfApi_GetExactSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    U32 Num = 0;
-    const CSrcLoc* pLoc = _Map().GetLocs(_Map().FindAddr(Addr), &Num);
-    return Num != 0 ? *pLoc : CSrcLoc();
+    return _Map().GetFirstLoc(Addr);
 }
 
 bool ElfApi_HasSrcLoc(U32 Addr) {
@@ -197,16 +194,13 @@ bool ElfApi_RangeHasSrcLoc(const ELF_ADDR_RANGE& Range) {
 
 QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    U32 Num = 0;
-    const U32* pAddr = _Map().GetAddrs(Loc, &Num);
-    return QList<U32>(pAddr, pAddr + Num);
+    const std::vector<U32> Addrs = _Map().GetAddrs(Loc);
+    return QList<U32>(Addrs.begin(), Addrs.end());
 }
 
 I64 ElfApi_GetAddr(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    U32 Num = 0;
-    const U32* pAddr = _Map().GetAddrs(Loc, &Num);
-    return Num != 0 ? static_cast<I64>(*pAddr) : -1;
+    return _Map().GetAddr(Loc);
 }
 
 QList<U32> ElfApi_GetAddrBlock(const CSrcLoc& Loc, U32 Addr) {

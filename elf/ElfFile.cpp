@@ -1,11 +1,12 @@
+#include "elf/Cfi.h"
+#include "elf/DwarfLines.h"
+#include "elf/DwarfUnits.h"
 #include "elf/Elf.h"
-#include "elf/DwarfStore.h"
 #include "elf/ElfInternal.h"
 #include "elf/ElfReloc.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <new>
 
@@ -14,17 +15,14 @@ namespace {
 constexpr U32 NUM_FILE_SLOTS = 3;
 constexpr U32 ELF_MAGIC = 0x464C457F;
 constexpr U32 EHDR_SIZE = 52;
-constexpr long MAX_FILE_SIZE = 0x7FFFFFFF; ///< offsets are signed 32-bit values in places
+constexpr U32 MAX_UNIT_REPORTS = 100; ///< of a damaged file
+constexpr I64 MAX_FILE_SIZE = 0x7FFFFFFF; ///< offsets are signed 32-bit values in places
 
 ELF_FILE* aFile[NUM_FILE_SLOTS];
 ELF_FILE* pCurrentFile;
 bool IsOpening;
 bool IsClosing;
 ELF_MSG_HANDLER pfMsgHandler;
-
-struct FILE_CLOSER {
-    void operator()(std::FILE* p) const { std::fclose(p); }
-};
 
 bool _IsRegistered(const ELF_FILE* pFile) {
     for (const ELF_FILE* p : aFile) {
@@ -43,13 +41,10 @@ std::nullptr_t _Fail(const char* sText) {
 
 /// Reads the disk file. Null with the text reported on failure.
 std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
-    const std::unique_ptr<std::FILE, FILE_CLOSER> pDisk(std::fopen(sPath, "rb"));
-    if (pDisk == nullptr) {
+    const I64 Size = ELF_GetDiskFileSize(sPath);
+    if (Size < 0) {
         return _Fail("failed to open file.");
     }
-    std::fseek(pDisk.get(), 0, SEEK_END);
-    const long Size = std::ftell(pDisk.get());
-    std::fseek(pDisk.get(), 0, SEEK_SET);
     if (Size < 1 || Size > MAX_FILE_SIZE) {
         return _Fail("invalid file size detected. Could not parse file.");
     }
@@ -58,11 +53,11 @@ std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
         return _Fail("could not allocate file structure.");
     }
     pFile->FileSize = static_cast<U32>(Size);
-    pFile->pData.reset(new (std::nothrow) U8[pFile->FileSize]);
+    pFile->pData = ELF_AllocBuffer(pFile->FileSize);
     if (pFile->pData == nullptr) {
         return _Fail("could not allocate file data buffer.");
     }
-    if (std::fread(pFile->pData.get(), 1, pFile->FileSize, pDisk.get()) != pFile->FileSize) {
+    if (!ELF_ReadDiskFile(sPath, pFile->pData.get(), pFile->FileSize)) {
         return _Fail("could not read file data.");
     }
     return pFile;
@@ -164,32 +159,51 @@ void _ReportNumber(const char* sText, long Value) {
     ELF_Report(ELF_MSG_READER, (std::string(sText) + std::to_string(Value)).c_str());
 }
 
-/// Milliseconds of processor time that the stages of the debug information took.
-struct LOAD_TIMES {
-    long TreeMs = 0;
-    long LineMs = 0;
-};
-
-void _ReportLoad(const ELF_FILE* pFile, const LOAD_TIMES& Times) {
+void _ReportLoad(const ELF_FILE* pFile, const DWARF_TIMES& Times) {
+    const auto Ms = [](U64 Nanoseconds) { return static_cast<long>(Nanoseconds / 1'000'000); };
     const DWARF_STORE* pStore = pFile->pDwarf.get();
-    _ReportNumber("parsed type unit tree in ms:   ", 0); // one pass walks both kinds of units
-    _ReportNumber("parsed debug info tree in ms:  ", Times.TreeMs);
-    _ReportNumber("parsed source file info in ms: ", 0);
-    _ReportNumber("parsed source line info in ms: ", Times.LineMs);
-    _ReportNumber("parsed call frame info in ms:  ", 0);
+    _ReportNumber("parsed type unit tree in ms:   ", Ms(Times.TypeUnits));
+    _ReportNumber("parsed debug info tree in ms:  ", Ms(Times.Units));
+    _ReportNumber("parsed source file info in ms: ", Ms(Times.SrcFiles));
+    _ReportNumber("parsed source line info in ms: ", Ms(Times.SrcLines));
+    _ReportNumber("parsed call frame info in ms:  ", Ms(Times.Frames));
     _ReportNumber("File Size: ", static_cast<long>(pFile->FileSize));
     _ReportNumber("Dwarf Symbol Count: ", pStore != nullptr ? static_cast<long>(pStore->NumKept) : 0);
     _ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
     ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + _EncodingText(ELF_GetDataEncoding(pFile))).c_str());
     ELF_Report(ELF_MSG_READER, pStore != nullptr && pStore->SrcLang == 2 ? "Source Language: C++" : "Source Language: C");
-    ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(Times.TreeMs + Times.LineMs) + " ms").c_str());
+    const long Total = Ms(Times.TypeUnits) + Ms(Times.Units) + Ms(Times.SrcFiles) + Ms(Times.SrcLines) + Ms(Times.Frames);
+    ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(Total) + " ms").c_str());
     _ReportNumber("Dwarf Version: ", pStore != nullptr ? static_cast<long>(pStore->DwarfVersion) : 0);
 }
 
-long _MsSince(std::clock_t Start) { return static_cast<long>((std::clock() - Start) * 1000 / CLOCKS_PER_SEC); }
+/// Symbols and debug information: independent of each other, so they are read at the same time. Messages come in the
+/// order in which the parts stand in the file's description, whichever part ends first.
+const char* _ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
+    int SymResult = 0;
+    std::vector<ELF_TASK> Tasks = {{[&] { SymResult = ELF_LoadSymbols(pFile); }}};
+    const int BeginResult = DWARF_Begin(pFile);
+    DWARF_STORE& S = *pFile->pDwarf;
+    const std::shared_ptr<DWARF_WALK> pWalk = DWARF_StartWalk(S, pTimes, &Tasks);
+    const std::shared_ptr<DWARF_LINES> pLines = DWARF_StartLines(S, pTimes, &Tasks);
+    Tasks.push_back({[pFile] { pFile->pCfi = ELF_LoadCfi(pFile); }, &pTimes->Frames});
+    ELF_RunTasks(Tasks, pFile->FileSize);
+    if (SymResult != 0) {
+        return "could not parse symbols.";
+    }
+    const U32 NumFailed = DWARF_EndWalk(S, pWalk.get());
+    for (U32 i = 0; i < std::min(NumFailed, MAX_UNIT_REPORTS); ++i) {
+        ELF_Report(ELF_MSG_READER, "Could not parse debug info for compilation unit.");
+    }
+    pFile->Lines = DWARF_EndLines(S, pLines.get());
+    if (BeginResult != 0) {
+        ELF_Report(ELF_MSG_READER, "debug info could not be parsed.");
+    }
+    return nullptr;
+}
 
 /// The steps behind the registration. Null, or the text of the step that failed.
-const char* _ParseFile(ELF_FILE* pFile, LOAD_TIMES* pTimes) {
+const char* _ParseFile(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
     if (_ParseHeader(pFile) != 0) {
         return "could not parse file header.";
     }
@@ -200,18 +214,7 @@ const char* _ParseFile(ELF_FILE* pFile, LOAD_TIMES* pTimes) {
     if (_LoadSections(pFile) != 0) {
         return "could not section headers.";
     }
-    if (ELF_LoadSymbols(pFile) != 0) {
-        return "could not parse symbols.";
-    }
-    std::clock_t Start = std::clock();
-    const int TreeResult = DWARF_Load(pFile);
-    pTimes->TreeMs = _MsSince(Start);
-    Start = std::clock();
-    if (ELF_LoadLines(pFile) != 0 || TreeResult != 0) {
-        ELF_Report(ELF_MSG_READER, "debug info could not be parsed.");
-    }
-    pTimes->LineMs = _MsSince(Start);
-    return nullptr;
+    return _ParseContents(pFile, pTimes);
 }
 
 } // namespace
@@ -250,7 +253,7 @@ ELF_FILE* ELF_Open(const char* sPath) {
         pSlot = pFile;
     }
     pCurrentFile = pFile;
-    LOAD_TIMES Times;
+    DWARF_TIMES Times;
     const char* sError = nullptr;
     try {
         sError = _ParseFile(pFile, &Times);

@@ -6,8 +6,6 @@
 
 /// Symbols: load, sort, fill in sizes, collect mapping and function symbols. 0 or -1.
 int ELF_LoadSymbols(ELF_FILE* pFile);
-/// Line tables of all units. 0, or -1 if the file has none that can be read.
-int ELF_LoadLines(ELF_FILE* pFile);
 /// Load-image table and symbol address range of the current file.
 void ELF_BuildImage(const ELF_FILE* pFile);
 void ELF_ClearImage();

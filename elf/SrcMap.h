@@ -1,7 +1,7 @@
 #pragma once
 
-// Source positions to addresses and back, built once from the line tables of the open file and then only read. Addresses
-// are those of the target. It belongs to ElfApi and is guarded by its lock.
+// Source positions to addresses and back, built once from the line tables of the open file. Addresses are those of the
+// target. It belongs to ElfApi and is guarded by its lock, also for questions.
 
 #include "elf/Elf.h"
 #include "elf/IntervalTree.h"
@@ -14,7 +14,7 @@ class CSrcMap {
 public:
     /// Builds all tables. Line records below Floor are dropped and counted; pfRelocate moves addresses of the file to
     /// the target, null where they are the same.
-    void Build(const ELF_LINES& Lines, U32 Floor, U32 (*pfRelocate)(U32 Addr, bool IsEnd));
+    void Build(ELF_LINES Lines, U32 Floor, U32 (*pfRelocate)(U32 Addr, bool IsEnd));
     void Clear() { *this = CSrcMap(); }
 
     U32 GetFileId(const QString& sPath) const;
@@ -26,11 +26,13 @@ public:
     /// Takes over where another map's files were found.
     void TakeLocated(const CSrcMap& Other);
 
-    /// Index into the address list of an address that begins a line, -1 for any other.
-    I64 FindAddr(U32 Addr) const;
-    /// Positions of entry Idx of the address list, in the order of the line records.
-    const CSrcLoc* GetLocs(I64 Idx, U32* pNum) const;
-    const U32* GetAddrs(const CSrcLoc& Loc, U32* pNum) const; ///< sorted
+    /// True if a line begins at the address.
+    bool HasAddr(U32 Addr) const;
+    /// Positions of an address, in the order of the line records; none unless a line begins there.
+    std::vector<CSrcLoc> GetLocs(U32 Addr) const;
+    CSrcLoc GetFirstLoc(U32 Addr) const; ///< the first of those, or invalid
+    std::vector<U32> GetAddrs(const CSrcLoc& Loc) const; ///< sorted
+    I64 GetAddr(const CSrcLoc& Loc) const;               ///< the lowest of them, -1 if there is none
     bool HasLoc(const CSrcLoc& Loc) const;
     /// Nearest line with code before this one in the same file, column 0; invalid if there is none.
     CSrcLoc GetPrevLoc(const CSrcLoc& Loc) const;
@@ -38,47 +40,44 @@ public:
     I64 GetNextAddr(U32 Addr) const;
     /// File whose code holds the address, INVALID_FILE_ID if none.
     U32 GetFileAtAddr(U32 Addr) const;
-    QList<ELF_RANGE> GetFileRanges(U32 FileId) const { return FileRangesTable.value(FileId); }
-    bool IsEmpty() const { return AddrList.empty(); }
-    U32 GetSkippedLines() const { return SkippedLines; }
-    U32 GetLowestAddr() const { return LowestAddr; }
-    U32 GetHighestAddr() const { return HighestAddr; }
+    QList<ELF_RANGE> GetFileRanges(U32 FileId) const;
+    bool IsEmpty() const { return Rows.IsEmpty(); }
+    U32 GetSkippedLines() const { return Rows.GetNumSkipped(); }
+    U32 GetLowestAddr() const { return Rows.GetLowestAddr(); }
+    U32 GetHighestAddr() const { return Rows.GetHighestAddr(); }
 
 private:
-    struct LINK {
+    /// A link from the side of the position.
+    struct LINE_ADDR {
+        U32 Line;
         U32 Addr;
-        U32 Order; ///< of the line record
-        CSrcLoc Loc;
+        bool operator==(const LINE_ADDR& Other) const = default;
+        bool operator<(const LINE_ADDR& Other) const { return Line != Other.Line ? Line < Other.Line : Addr < Other.Addr; }
+    };
+    struct SRC_FILE {
+        U32 FileId = INVALID_FILE_ID;
+        U32 LowAddr = 0xFFFFFFFF; ///< lowest and highest line address of the file
+        U32 HighAddr = 0;
+        ELF_RANGE Range{1, 0}; ///< overall range of its code
+        QList<ELF_RANGE> Ranges;
+        std::vector<LINE_ADDR> Lines; ///< sorted; made by the first question about the file
+        bool HasLines = false;
     };
     static QString Normalise(const QString& sPath);
-    void AddFiles(const ELF_LINES& Lines, std::vector<U32>* pIds);
-    std::vector<LINK> CollectLinks(const ELF_LINES& Lines, const std::vector<U32>& Ids, U32 Floor, U32 (*pfRelocate)(U32, bool));
-    void BuildFileRanges(const ELF_LINES& Lines, const std::vector<U32>& Ids, U32 (*pfRelocate)(U32, bool));
-    void RemoveForeign(std::vector<LINK>* pLinks) const;
-    void BuildTables(std::vector<LINK> Links);
-    size_t LowerBound(U32 Addr) const;
+    void AddFiles(const ELF_LINES& Lines);
+    void BuildFileRanges();
+    bool IsLink(const CLineTable::CURSOR& Cursor) const;
+    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const;
+    const SRC_FILE* FileOf(U32 FileId) const;
+    const std::vector<LINE_ADDR>& LinesOf(U32 FileId) const;
 
     QHash<U32, QString> FilePathTable;
     QHash<U32, bool> FileExistsTable;
     QHash<U32, U32> FileRedirectTable; ///< FileId in the debug information to that of the path it was found at
     QHash<U32, U32> FileAliasTable;    ///< hash of that path to the FileId in the debug information
-    QHash<U32, U32> FileLowAddrTable;
-    QHash<U32, U32> FileHighAddrTable;
-    QHash<U32, ELF_RANGE> FileRangeTable;
-    QHash<U32, QList<ELF_RANGE>> FileRangesTable;
+    QHash<U32, U32> FileNumbers; ///< FileId to index into Files
+    mutable std::vector<SRC_FILE> Files;
+    std::vector<U32> FileOfPath; ///< index into ELF_LINES::SrcFiles to index into Files
     CIntervalTree FileTree;
-    U32 LowestAddr = 0xFFFFFFFF;
-    U32 HighestAddr = 0;
-    U32 SkippedLines = 0;
-    // Address to positions: AddrList[i] has the positions AddrLocs[AddrFirst[i]] up to the next entry's. Steps gives
-    // the place of an address in the list, to within a few entries, without a search over all of it.
-    std::vector<U32> AddrList;
-    std::vector<U32> AddrFirst;
-    std::vector<CSrcLoc> AddrLocs;
-    std::vector<U32> Steps;
-    U32 StepShift = 0;
-    // Position to addresses, the same way round: keys of file and line, sorted.
-    std::vector<U64> LocKeys;
-    std::vector<U32> LocFirst;
-    std::vector<U32> LocAddrs;
+    CLineTable Rows;
 };

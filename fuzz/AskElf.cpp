@@ -151,8 +151,11 @@ void _AskSections(const ELF_FILE* pFile, U32 NumAsked) {
 
 void AskElf(U32 NumAsked) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
-    const std::vector<ELF_LINE>& Rows = pFile->Lines.Lines;
-    _Spread(Rows.size(), NumAsked, [&](size_t i) { _AskAddr(Rows[i].AddrLo); });
+    I64 Line = ElfApi_GetNextAddr(0);
+    for (U32 i = 0; i < NumAsked && Line >= 0; ++i) {
+        _AskAddr(static_cast<U32>(Line));
+        Line = ElfApi_GetNextAddr(static_cast<U32>(Line));
+    }
     _Spread(pFile->NumSyms, NumAsked, [&](size_t i) { _AskAddr(pFile->paSym[i].st_value); });
     _Spread(ElfApi_GetFdeCnt(), NumAsked, [](size_t i) {
         _AskAddr(ElfApi_GetFdeAddrLo(static_cast<U32>(i)));

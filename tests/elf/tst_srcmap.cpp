@@ -6,29 +6,43 @@
 
 #include <gtest/gtest.h>
 #include <libdwarf/dwarf.h>
+#include <map>
 #include <random>
+#include <set>
 
 // Source maps and frame tables of known content.
 
 namespace {
 
+struct ROW {
+    U32 Addr;
+    U32 File;
+    U32 Line;
+    U32 Col;
+};
+
+ELF_LINE_TABLE _Table(const std::vector<ROW>& Rows, const std::vector<ELF_RANGE>& Ranges) {
+    ELF_LINE_TABLE Table;
+    CLineTableWriter Writer(&Table);
+    for (const ROW& Row : Rows) {
+        Writer.Add(Row.Addr, Row.Line, Row.File, Row.Col);
+    }
+    Writer.EndRun();
+    Table.Files = {0, 1, 2};
+    Table.Ranges = Ranges;
+    return Table;
+}
+
 /// Two files of code from 0x1000 and 0x2000, a third that has lines of a dropped section only.
 ELF_LINES _Lines() {
     ELF_LINES Lines;
-    Lines.SrcFiles = {"/src/Main.c", "/src/util.c", "/src/dropped.c"};
-    Lines.OtherFiles = {"/src/types.h"};
-    Lines.Lines = {{0x0, 0x10, 0, 90, 0, 1},      {0x1000, 0x1004, 0, 10, 1, 1}, {0x1004, 0x1006, 0, 11, 1, 1},
-                   {0x1006, 0x1008, 0, 10, 5, 1}, {0x1200, 0x1204, 0, 2011, 0, 1}, {0x1500, 0x1510, 2, 5, 0, 1},
-                   {0x2000, 0x2010, 1, 7, 2, 1},  {0x9000, 0x9010, 1, 8, 0, 1}};
-    Lines.Points = {{0x2000, 0x2000, 1, 7, 9, 1}, {0x1004, 0x1004, 0, 12, 3, 1}};
-    Lines.Tables = {{{0}, {{0x1000, 0x1300}}}, {{1}, {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}}, {{2}, {}}};
+    Lines.SrcFiles = {"/src/Main.c", "/src/util.c", "/src/dropped.c", "/src/types.h"};
+    Lines.Tables = {_Table({{0x2000, 1, 7, 9}, {0x2000, 1, 7, 2}, {0x9000, 1, 8, 0}},
+                           {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}),
+                    _Table({{0x0, 0, 90, 0}, {0x1000, 0, 10, 1}, {0x1004, 0, 12, 3}, {0x1004, 0, 11, 1}, {0x1006, 0, 10, 5}, {0x1200, 0, 2011, 0}},
+                           {{0x1000, 0x1300}}),
+                    _Table({{0x1500, 2, 5, 0}}, {})};
     return Lines;
-}
-
-std::vector<U32> _AddrsOf(const CSrcMap& Map, const CSrcLoc& Loc) {
-    U32 Num = 0;
-    const U32* p = Map.GetAddrs(Loc, &Num);
-    return {p, p + Num};
 }
 
 U32 _MoveUp(U32 Addr, bool) { return Addr + 0x1000; }
@@ -46,19 +60,14 @@ TEST_F(SrcMap, LinksAreKeptWhereTheFileHasCode) {
     const U32 Util = m_Map.GetFileId("/SRC/util.c");
     EXPECT_EQ(m_Map.GetFileId("/src/Main.c"), Main);
     EXPECT_EQ(m_Map.GetFileId("\\src\\.\\x\\..\\MAIN.c"), Main);
-    EXPECT_EQ(_AddrsOf(m_Map, {Main, 10, 0}), (std::vector<U32>{0x1000, 0x1006}));
+    EXPECT_EQ(m_Map.GetAddrs({Main, 10, 0}), (std::vector<U32>{0x1000, 0x1006}));
     EXPECT_EQ(m_Map.GetSkippedLines(), 1u); // below the lowest function
-    EXPECT_TRUE(_AddrsOf(m_Map, {Main, 90, 0}).empty());
-    EXPECT_EQ(m_Map.FindAddr(0x1500), -1); // a file without code
-    EXPECT_EQ(m_Map.FindAddr(0x9000), -1); // outside of its file's code
-    U32 Num = 0;
-    const CSrcLoc* pLoc = m_Map.GetLocs(m_Map.FindAddr(0x1004), &Num);
-    ASSERT_EQ(Num, 2u);
-    EXPECT_EQ(pLoc[0].Line, 12u);
-    EXPECT_EQ(pLoc[1].Line, 11u);
-    pLoc = m_Map.GetLocs(m_Map.FindAddr(0x2000), &Num);
-    ASSERT_EQ(Num, 1u); // two records, one link, the column of the first
-    EXPECT_EQ(pLoc[0].Col, 9u);
+    EXPECT_TRUE(m_Map.GetAddrs({Main, 90, 0}).empty());
+    EXPECT_FALSE(m_Map.HasAddr(0x1500)); // a file without code
+    EXPECT_FALSE(m_Map.HasAddr(0x9000)); // outside of its file's code
+    EXPECT_EQ(m_Map.GetLocs(0x1004), (std::vector<CSrcLoc>{{Main, 12, 3}, {Main, 11, 1}}));
+    ASSERT_EQ(m_Map.GetLocs(0x2000).size(), 1u); // two records, one link, the column of the first
+    EXPECT_EQ(m_Map.GetFirstLoc(0x2000).Col, 9u);
     EXPECT_EQ(m_Map.GetFileRanges(Util).size(), 1); // touching ranges merged, the huge one dropped
     EXPECT_EQ(m_Map.GetFileRanges(Util)[0].Hi, 0x2020u);
     EXPECT_EQ(m_Map.GetFileAtAddr(0x201E), Util);
@@ -97,7 +106,7 @@ TEST_F(SrcMap, LocatedFilesKeepTheirPositions) {
     EXPECT_EQ(m_Map.GetFileId("/home/me/main.C"), Old);
     EXPECT_EQ(m_Map.GetFilePath(Old), "/home/me/Main.c");
     EXPECT_TRUE(m_Map.FileExists(Old));
-    EXPECT_EQ(_AddrsOf(m_Map, {Old, 11, 0}), (std::vector<U32>{0x1004}));
+    EXPECT_EQ(m_Map.GetAddrs({Old, 11, 0}), (std::vector<U32>{0x1004}));
     m_Map.OnSrcFileLocated("/home/me/Main.c", "/moved/Main.c"); // and found once more
     EXPECT_EQ(m_Map.GetFileId("/moved/Main.c"), Old);
     EXPECT_EQ(m_Map.GetFilePath(Old), "/moved/Main.c");
@@ -109,9 +118,68 @@ TEST_F(SrcMap, LocatedFilesKeepTheirPositions) {
 
 TEST_F(SrcMap, RelocatedProgramsMoveAsAWhole) {
     m_Map.Build(_Lines(), 0x2000, _MoveUp);
-    EXPECT_GE(m_Map.FindAddr(0x2004), 0);
-    EXPECT_EQ(m_Map.FindAddr(0x1004), -1);
+    EXPECT_TRUE(m_Map.HasAddr(0x2004));
+    EXPECT_FALSE(m_Map.HasAddr(0x1004));
     EXPECT_EQ(m_Map.GetFileAtAddr(0x3008), m_Map.GetFileId("/src/util.c"));
+}
+
+TEST(LineTable, AnswersAsOneSortedListWould) {
+    const U32 Seed = 11;
+    const U32 FLOOR = 300;
+    std::mt19937 Random(Seed);
+    for (int Round = 0; Round < 60; ++Round) {
+        std::vector<ELF_LINE_TABLE> Tables(1 + Random() % 4);
+        std::vector<ROW> All; // all rows that count, in the order of the tables
+        std::map<U32, std::multiset<U32>> AddrsOfFile;
+        for (ELF_LINE_TABLE& Table : Tables) {
+            std::vector<ROW> Rows;
+            U32 Addr = 0;
+            for (U32 i = Random() % 80; i > 0; --i) {
+                Addr = Random() % 12 == 0 ? static_cast<U32>(Random()) % 4000 : Addr + static_cast<U32>(Random()) % 20;
+                Rows.push_back({Addr, static_cast<U32>(Random()) % 4, static_cast<U32>(Random()) % 9, 0}); // file 3 is none
+                if (Addr >= FLOOR) {
+                    All.push_back(Rows.back());
+                    AddrsOfFile[Rows.back().File].insert(Addr);
+                }
+            }
+            Table = _Table(Rows, {});
+        }
+        // Runs of the same table are met by address, too: only rows of one address and one run have an order.
+        std::stable_sort(All.begin(), All.end(), [](const ROW& a, const ROW& b) { return a.Addr < b.Addr; });
+        CLineTable Rows;
+        Rows.Build(Tables, FLOOR, nullptr);
+        ASSERT_EQ(Rows.IsEmpty(), All.empty());
+        CLineTable::CURSOR Cursor = Rows.Find(0);
+        for (const ROW& Row : All) {
+            ASSERT_NE(Cursor.p, nullptr);
+            ASSERT_EQ(Cursor.p->Addr, Row.Addr) << Round;
+            Rows.Next(&Cursor);
+        }
+        EXPECT_EQ(Cursor.p, nullptr);
+        for (size_t i = All.size(); i-- > 0;) {
+            ASSERT_TRUE(Rows.Prev(&Cursor));
+            ASSERT_EQ(Cursor.p->Addr, All[i].Addr);
+        }
+        EXPECT_FALSE(Rows.Prev(&Cursor));
+        for (U32 Addr = 0; Addr < 4200; Addr += 7) {
+            const auto It = std::find_if(All.begin(), All.end(), [Addr](const ROW& Row) { return Row.Addr >= Addr; });
+            const CLineTable::CURSOR Found = Rows.Find(Addr);
+            ASSERT_EQ(Found.p != nullptr ? static_cast<I64>(Found.p->Addr) : -1, It != All.end() ? static_cast<I64>(It->Addr) : -1);
+        }
+        for (U32 File = 0; File < 3; ++File) {
+            std::multiset<U32> Addrs;
+            Rows.ForEachRowOf(File, [&](const ELF_LINE& Row) { Addrs.insert(Row.Addr); });
+            EXPECT_EQ(Addrs, AddrsOfFile[File]);
+            U32 Lo = 0xFFFFFFFF;
+            U32 Hi = 0;
+            Rows.ForEachSpan([&](U32 SpanFile, U32 SpanLo, U32 SpanHi) {
+                Lo = SpanFile == File ? std::min(Lo, SpanLo) : Lo;
+                Hi = SpanFile == File ? std::max(Hi, SpanHi) : Hi;
+            });
+            EXPECT_EQ(Hi, Addrs.empty() ? 0 : *Addrs.rbegin());
+            EXPECT_LE(Lo, Addrs.empty() ? Lo : *Addrs.begin());
+        }
+    }
 }
 
 TEST(IntervalTree, FindsWhatALinearSearchFinds) {
@@ -144,7 +212,7 @@ TEST(IntervalTree, FindsWhatALinearSearchFinds) {
 namespace {
 
 /// A frame table of one description for 0x100 to 0x200, whose instructions stand alone.
-CFI_TABLE _Table(const std::vector<U8>& Instructions) {
+CFI_TABLE _Frames(const std::vector<U8>& Instructions) {
     static const U8 aInitial[] = {DW_CFA_def_cfa, 13, 0};
     static std::vector<U8> Section;
     Section.assign(aInitial, aInitial + sizeof(aInitial));
@@ -167,7 +235,7 @@ TEST(Cfi, RulesByKind) {
                                   DW_CFA_val_offset, 2, 2, DW_CFA_register, 3, 9, DW_CFA_undefined, 4,
                                   DW_CFA_expression, 5, 1, 0x30, DW_CFA_remember_state, ADVANCE_1, DW_CFA_def_cfa_register, 7,
                                   DW_CFA_restore | 1, ADVANCE_1, DW_CFA_restore_state};
-    CFI_TABLE Table = _Table(Code);
+    CFI_TABLE Table = _Frames(Code);
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
     const auto Expect = [&](U32 Reg, U32 Kind, U32 LocReg, I32 Off) {
         EXPECT_EQ(aRule[Reg].Kind, Kind) << Reg;
@@ -196,7 +264,7 @@ TEST(Cfi, RulesByKind) {
 }
 
 TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
-    CFI_TABLE Table = _Table({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
+    CFI_TABLE Table = _Frames({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
     Table.CfaFactor = 4;
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
     ASSERT_EQ(ELF_GetRegRules(&Table, 0x102, aRule), 30);
@@ -223,7 +291,7 @@ TEST(Cfi, StackUseIsTheLargestOffset) {
         {{0x3C, DW_CFA_def_cfa_offset, 8}, 0},                    // unknown: what follows can't be told
     };
     for (size_t i = 0; i < std::size(aCase); ++i) {
-        const CFI_TABLE Table = _Table(aCase[i].Code);
+        const CFI_TABLE Table = _Frames(aCase[i].Code);
         EXPECT_EQ(ELF_GetStackSize(&Table, 0x180), aCase[i].Size) << i;
         EXPECT_EQ(ELF_GetStackSize(&Table, 0x80), -1) << i;
     }
@@ -234,7 +302,7 @@ TEST(Cfi, DamagedInstructionsGiveNoRules) {
     const std::vector<U8> aCode[] = {{DW_CFA_restore_state}, {0x3C, 1}, {DW_CFA_def_cfa, 13}, {DW_CFA_advance_loc4, 1},
                                      {DW_CFA_def_cfa_expression, 0x7F}, std::vector<U8>(1000, DW_CFA_remember_state)};
     for (const std::vector<U8>& Code : aCode) {
-        CFI_TABLE Table = _Table(Code);
+        CFI_TABLE Table = _Frames(Code);
         EXPECT_EQ(ELF_GetRegRules(&Table, 0x180, aRule), 0);
     }
 }

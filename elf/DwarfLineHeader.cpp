@@ -1,0 +1,129 @@
+#include "elf/DwarfLineHeader.h"
+
+#include "elf/DwarfAttr.h"
+
+#include <libdwarf/dwarf.h>
+
+namespace {
+
+/// Versions 2 to 4: number 0 is no file, directory 0 the unit's own.
+bool _ReadOldTables(DWARF_READER& R, DWARF_LINE_HEADER* pHeader) {
+    pHeader->Dirs.push_back(pHeader->sUnitDir);
+    for (std::string_view sDir = R.GetString(); !sDir.empty(); sDir = R.GetString()) {
+        pHeader->Dirs.push_back(sDir);
+    }
+    pHeader->Files.emplace_back();
+    for (std::string_view sName = R.GetString(); !sName.empty(); sName = R.GetString()) {
+        const U64 Dir = R.GetUleb();
+        R.GetUleb(); // time
+        R.GetUleb(); // length
+        pHeader->Files.push_back({sName, Dir});
+    }
+    return R.IsOk();
+}
+
+/// One table of version 5, of directories or files. Each entry takes a byte at least, so that their number is bounded
+/// by the section.
+bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, std::vector<DWARF_LINE_FILE>* pEntries) {
+    struct FORMAT {
+        U64 Content;
+        U64 Form;
+    };
+    std::vector<FORMAT> Formats(R.Get<U8>());
+    for (FORMAT& Format : Formats) {
+        Format.Content = R.GetUleb();
+        Format.Form = R.GetUleb();
+    }
+    for (U64 Left = R.GetUleb(); Left > 0 && R.IsOk(); --Left) {
+        const U8* pStart = R.p;
+        DWARF_LINE_FILE Entry;
+        for (const FORMAT& Format : Formats) {
+            DWARF_ATTR Attr;
+            if (Format.Form > 0xFFFF || !DWARF_ReadForm(S, Unit, R, static_cast<U32>(Format.Form), &Attr)) {
+                return false;
+            }
+            Entry.sName = Format.Content == DW_LNCT_path ? Attr.sText : Entry.sName;
+            Entry.Dir = Format.Content == DW_LNCT_directory_index ? Attr.Value : Entry.Dir;
+        }
+        if (R.p == pStart) {
+            return false;
+        }
+        pEntries->push_back(Entry);
+    }
+    return R.IsOk();
+}
+
+bool _ReadNewTables(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, DWARF_LINE_HEADER* pHeader) {
+    std::vector<DWARF_LINE_FILE> Dirs;
+    if (!_ReadTable(S, Unit, R, &Dirs)) {
+        return false;
+    }
+    for (const DWARF_LINE_FILE& Dir : Dirs) {
+        pHeader->Dirs.push_back(Dir.sName);
+    }
+    return _ReadTable(S, Unit, R, &pHeader->Files);
+}
+
+bool _IsAbsolute(std::string_view s) {
+    return !s.empty() && (s[0] == '/' || s[0] == '\\' || (s.size() > 1 && s[1] == ':'));
+}
+
+} // namespace
+
+bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off, DWARF_LINE_HEADER* pHeader) {
+    DWARF_READER R(S, DSEC_LINE, Off);
+    DWARF_UNIT Form = Unit; // with the offset size of the program's own header
+    U64 Length = R.Get<U32>();
+    Form.OffsetSize = 4;
+    if (Length == 0xFFFFFFFF) {
+        Length = R.Get<U64>();
+        Form.OffsetSize = 8;
+    }
+    if (!R.IsOk() || Length > R.NumLeft()) {
+        return false;
+    }
+    R.pEnd = R.p + Length;
+    pHeader->Size = Length;
+    pHeader->Version = R.Get<U16>();
+    if (pHeader->Version < 2 || pHeader->Version > 5) {
+        return false;
+    }
+    R.Skip(pHeader->Version == 5 ? 2 : 0); // address and segment selector size: set_address has a length of its own
+    const U64 HeaderSize = R.GetSized(Form.OffsetSize);
+    if (!R.IsOk() || HeaderSize > R.NumLeft()) {
+        return false;
+    }
+    pHeader->Program = R;
+    pHeader->Program.Skip(HeaderSize);
+    R.pEnd = pHeader->Program.p;
+    pHeader->MinInstLength = R.Get<U8>();
+    R.Skip(pHeader->Version >= 4 ? 1 : 0); // operations per instruction: 1 for ARM
+    pHeader->DefaultIsStmt = R.Get<U8>() != 0;
+    pHeader->LineBase = static_cast<signed char>(R.Get<U8>());
+    pHeader->LineRange = R.Get<U8>();
+    pHeader->OpcodeBase = R.Get<U8>();
+    pHeader->pOpcodeLengths = R.p;
+    if (pHeader->LineRange == 0 || pHeader->OpcodeBase == 0 || !R.Skip(pHeader->OpcodeBase - 1)) {
+        return false;
+    }
+    DWARF_ATTR Dir;
+    pHeader->sUnitDir = DWARF_GetUnitAttr(S, Unit, DW_AT_comp_dir, &Dir) ? Dir.sText : std::string_view();
+    return pHeader->Version == 5 ? _ReadNewTables(S, Form, R, pHeader) : _ReadOldTables(R, pHeader);
+}
+
+bool DWARF_MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File, std::string* pPath) {
+    pPath->clear();
+    if (File.sName.empty() || File.sName.find("<built-in>") != std::string_view::npos ||
+        File.sName.find("<stdin>") != std::string_view::npos) {
+        return false;
+    }
+    if (!_IsAbsolute(File.sName)) {
+        const std::string_view sDir = File.Dir < Header.Dirs.size() ? Header.Dirs[File.Dir] : std::string_view();
+        if (!_IsAbsolute(sDir) && !Header.sUnitDir.empty() && sDir != Header.sUnitDir) {
+            pPath->append(Header.sUnitDir).append("/");
+        }
+        pPath->append(sDir).append(sDir.empty() ? "" : "/");
+    }
+    pPath->append(File.sName);
+    return true;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+// Header of a line number program with its directories and files (DWARF 5, section 6.2.4; versions 2 to 5).
+
+#include "elf/DwarfReader.h"
+
+struct DWARF_LINE_FILE {
+    std::string_view sName;
+    U64 Dir = 0;
+};
+
+struct DWARF_LINE_HEADER {
+    U64 Size = 0; ///< bytes of header and program in the section
+    U32 Version = 0;
+    U32 MinInstLength = 1;
+    bool DefaultIsStmt = true;
+    int LineBase = 0;
+    U32 LineRange = 1;
+    U32 OpcodeBase = 1;
+    const U8* pOpcodeLengths = nullptr; ///< OpcodeBase - 1 bytes
+    DWARF_READER Program{nullptr, 0, false};
+    std::string_view sUnitDir; ///< compilation directory
+    std::vector<std::string_view> Dirs;
+    std::vector<DWARF_LINE_FILE> Files; ///< by number; version 5 counts from 0, of the others 0 is no file
+};
+
+/// Reads the header at the offset of .debug_line that a unit points to. False if it is damaged.
+bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off, DWARF_LINE_HEADER* pHeader);
+/// Path of a file: its name behind its directory behind the compilation directory, from the last absolute one on. False
+/// if it is no file on a disk.
+bool DWARF_MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File, std::string* pPath);
