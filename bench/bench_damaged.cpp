@@ -19,7 +19,9 @@
 
 namespace {
 
-constexpr U32 NUM_ASKED = 150;          ///< symbols and addresses of each kind
+constexpr U32 NUM_ASKED = 150;          ///< symbols and addresses of each kind ...
+constexpr U32 NUM_ASKED_LARGE = 10;     ///< ... and of a file above 16 MB, where names have thousands of symbols
+constexpr qsizetype LARGE_SIZE = 16 << 20;
 constexpr double MIN_SIZE = 1 << 20;    ///< smaller files count as this, or the start of the process would be measured
 constexpr double TEN_MB = 10e6;
 constexpr double GOAL_SECONDS = 2;
@@ -44,7 +46,7 @@ struct PROGRAM {
 struct RESULT {
     bool IsCrash = false;
     double OpenSeconds = 0; ///< of processor time
-    double AskSeconds = 0;
+    double AskSeconds = 0;  ///< the same, for 10 MB of a larger file
     double MemoryBytes = 0;
 };
 
@@ -242,7 +244,7 @@ RESULT _Try(const QByteArray& Bytes, bool HasFile) {
         getrusage(RUSAGE_SELF, &Usage);
         *pOpened = _CpuSeconds(Usage);
         if (IsOpen) {
-            AskElf(NUM_ASKED);
+            AskElf(Bytes.size() > LARGE_SIZE ? NUM_ASKED_LARGE : NUM_ASKED);
         }
         _exit(0);
     }
@@ -253,7 +255,7 @@ RESULT _Try(const QByteArray& Bytes, bool HasFile) {
     RESULT Result;
     Result.IsCrash = !WIFEXITED(Status);
     Result.OpenSeconds = *pOpened != 0 ? *pOpened : _CpuSeconds(Usage);
-    Result.AskSeconds = _CpuSeconds(Usage) - Result.OpenSeconds;
+    Result.AskSeconds = (_CpuSeconds(Usage) - Result.OpenSeconds) * TEN_MB / std::max(static_cast<double>(Bytes.size()), TEN_MB);
     Result.MemoryBytes = static_cast<double>(Usage.ru_maxrss) * 1024;
     return Result;
 }
