@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr size_t MAX_OVERLAP = 256; ///< functions over one address, inline ones not counted; more is damage
 constexpr U32 MAX_FUNC_SIZE = 1'000'000; ///< no function is as large: such a range is damage
 constexpr size_t MAX_INLINES = 1'000'000; ///< ranges of expansions that are kept
 
@@ -149,7 +150,8 @@ std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 First, U32 Last) {
     std::vector<ENTRY> Found;
     const auto It = std::upper_bound(m_Entries.begin(), m_Entries.end(), Last,
                                      [](U32 Key, const ENTRY& Entry) { return Key < Entry.Lo; });
-    for (size_t i = static_cast<size_t>(It - m_Entries.begin()); i-- > 0 && m_MaxHi[i] > First;) {
+    const size_t MaxFound = First == Last ? MAX_OVERLAP : m_Entries.size();
+    for (size_t i = static_cast<size_t>(It - m_Entries.begin()); i-- > 0 && m_MaxHi[i] > First && Found.size() < MaxFound;) {
         if (m_Entries[i].Hi > First) {
             Found.push_back(m_Entries[i]);
         }
