@@ -266,6 +266,10 @@ U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
     for (U32 i = 0; Found == 0 && i < MAX_ATTR_DEPTH; ++i) {
         U32 Next = _DeclarationOf(S, Die);
         Next = Next != 0 ? Next : _GetAbstractInstanceOf(S, Die);
+        if (Next == 0) { // a stub for a type in a unit of its own stands in no namespace
+            const U32 Type = _IsCompound(_GetDieType(S, Die)) ? Die : _GetDieParentType(S, Die);
+            Next = _GetReferenceDie(S, Type, DW_AT_signature);
+        }
         if (Next == 0 || Next == Die) {
             break;
         }

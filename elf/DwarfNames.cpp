@@ -50,6 +50,8 @@ public:
         }
         if (m_sText.empty() || m_sText == "*") {
             m_sText = m_sTypedef.empty() ? "void*" : m_sTypedef + m_sText;
+        } else if (m_sText[0] == '*') { // a pointer to a pointer to nothing, or a function that gives one
+            m_sText.insert(0, "void");
         }
         m_sText = m_sQualifier + m_sText;
         if (_IsStaticDie(m_S, Die)) {

@@ -14,12 +14,21 @@ constexpr U32 MAX_EXTENT = 10'000'000; ///< a larger span of ranges is no size
 
 U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth);
 
+U32 _NextType(const DWARF_STORE& S, U32 Die) {
+    DWARF_ATTR Attr;
+    return _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+}
+
 U32 _OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
     switch (_GetDieType(S, Die)) {
     case DW_TAG_pointer_type:
     case DW_TAG_reference_type:
     case DW_TAG_rvalue_reference_type:
         return DWARF_UnitOf(S, Die)->AddrSize;
+    case DW_TAG_ptr_to_member_type: { // to a function: with the adjustment of "this" (C++ ABI for the Arm Architecture)
+        const bool IsFunction = _GetDieType(S, _NextType(S, Die)) == DW_TAG_subroutine_type;
+        return DWARF_UnitOf(S, Die)->AddrSize * (IsFunction ? 2u : 1u);
+    }
     case DW_TAG_array_type:
         return _GetDieArrayInfo(S, Die, ArrayDepth + 1).TotalSize;
     default: {
@@ -30,11 +39,6 @@ U32 _OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
         return _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
     }
     }
-}
-
-U32 _NextType(const DWARF_STORE& S, U32 Die) {
-    DWARF_ATTR Attr;
-    return _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
 }
 
 U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {

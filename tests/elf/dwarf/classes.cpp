@@ -45,6 +45,7 @@ struct Both : Base, Array<int, 3> {
 };
 } // namespace geo
 void operator delete(void *, unsigned) {}
+void *operator new(unsigned, void *p) { return p; }
 extern "C" void __cxa_pure_virtual() {}
 namespace {
 int Secret = 7;
@@ -53,6 +54,50 @@ struct Local {
 };
 Local Locals;
 } // namespace
+namespace outer {
+inline namespace v1 {
+template <typename T, typename U = T *>
+struct Pair {
+    T First;
+    U Second;
+    template <typename V>
+    V Cast() const {
+        return static_cast<V>(First);
+    }
+};
+} // namespace v1
+class Node {
+public:
+    enum Kind { LEAF, INNER = -2 };
+    struct Link {
+        Node *pTo;
+        Kind How;
+    };
+    static constexpr int LIMIT = 7;
+    virtual int Visit(Kind How = LEAF) const;
+    bool operator==(const Node &Other) const { return m_Kind == Other.m_Kind; }
+
+protected:
+    Link m_aLink[2];
+    Kind m_Kind = LEAF;
+    union {
+        bool m_IsOpen : 1;
+        char16_t m_Letter;
+    };
+};
+int Node::Visit(Kind How) const { return How == m_Kind ? LIMIT : 0; }
+struct Virtual : virtual Node {
+    int Own;
+};
+struct Diamond : Virtual, private Pair<int> {
+    Pair<Pair<char, const char *>, Node::Link> Nested;
+};
+} // namespace outer
+outer::Diamond TheDiamond;
+outer::Pair<const volatile unsigned char *, int (&)[3]> *pPair;
+int (outer::Node::*pfVisit)(outer::Node::Kind) const = &outer::Node::Visit;
+const outer::Node::Link &rLink = *new (&TheDiamond) outer::Node::Link();
+auto TheLambda = [Captured = 5L](int Value) { return Value + Captured; };
 geo::Square TheSquare(3);
 geo::Array<geo::Axis, 4> Axes;
 int &&Steal(int &&Value) { return static_cast<int &&>(Value); }
@@ -60,5 +105,6 @@ int main() {
     geo::Both Both(TheSquare);
     Locals.Items.At(1) = static_cast<short>(Secret);
     int Result = geo::Square::Make(Both.rOther.Area());
+    Result += static_cast<int>(TheLambda(Result)) + TheDiamond.Nested.First.Cast<int>() + (TheDiamond == TheDiamond);
     return Steal(static_cast<int &&>(Result)) + Locals.Items.At(2) + static_cast<int>(Axes.At(1));
 }

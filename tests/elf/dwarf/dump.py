@@ -1,7 +1,62 @@
 # Run by gdb: prints what it knows of the loaded file, one fact a line, for tst_dwarf_gdb.
-# F name lo hi | B name (inline expansion) lo hi | G name addr size | S name size | M type field bitpos bitsize size
+# F name lo hi | G name addr size type | S name size | M type field bitpos bitsize size type | B type base bitpos
 import subprocess
 import gdb
+
+SHORT = {'unsigned char': 'uchar', 'signed char': 'char', 'unsigned short': 'ushort', 'short unsigned int': 'ushort',
+         'short int': 'short', 'unsigned int': 'uint', 'long unsigned int': 'ulong', 'unsigned long': 'ulong',
+         'long int': 'long', 'long long unsigned int': 'long ulong', 'unsigned long long': 'long ulong',
+         'long long int': 'long long'}
+KEYWORD = {gdb.TYPE_CODE_STRUCT: 'struct', gdb.TYPE_CODE_UNION: 'union', gdb.TYPE_CODE_ENUM: 'enum'}
+STEP = {gdb.TYPE_CODE_PTR: '*', gdb.TYPE_CODE_REF: '&', gdb.TYPE_CODE_RVALUE_REF: '&&'}
+
+
+def last_name(name):  # without the scope in front; template arguments have scopes of their own
+    depth, start = 0, 0
+    for i, c in enumerate(name):
+        depth += (c == '<') - (c == '>')
+        if depth == 0 and name[i:i + 2] == '::':
+            start = i + 2
+    return name[start:]
+
+
+def dims(t):
+    result = []
+    while t.code == gdb.TYPE_CODE_ARRAY:
+        low, high = t.range()
+        result.append(str(high - low + 1))
+        t = t.target()
+    return '[%s]' % ']['.join(result), t
+
+
+def text_of(t):
+    """The type's text in the form of a symbol window, built from gdb's own idea of the type."""
+    text, qualifier, alias = '', '', ''
+    while True:
+        plain = t.unqualified()
+        if t != plain:
+            qualifier = 'volatile ' if plain.volatile() == t else 'const '  # of both the compiler names const last
+        t = plain
+        if t.code == gdb.TYPE_CODE_TYPEDEF:
+            alias = last_name(t.name)
+        elif t.code in STEP:
+            text = STEP[t.code] + text
+        elif t.code == gdb.TYPE_CODE_ARRAY:
+            front, t = dims(t)
+            text = front + text
+            continue
+        elif t.code in (gdb.TYPE_CODE_FUNC, gdb.TYPE_CODE_METHOD):
+            text = '(%s)' % ', '.join(text_of(f.type) for f in t.fields()) + text
+        elif t.code in KEYWORD:
+            text = (last_name(t.tag or t.name or '') or alias) + text
+            return qualifier + KEYWORD[t.code] + (' ' if text else '') + text
+        elif t.code == gdb.TYPE_CODE_VOID:
+            return qualifier + ('void' if text[:1] != '*' or not alias or len(text) > 1 else alias) + text
+        elif t.code in (gdb.TYPE_CODE_MEMBERPTR, gdb.TYPE_CODE_METHODPTR):
+            return 'memberptr'
+        else:
+            return qualifier + SHORT.get(t.name, t.name) + text
+        t = t.target()
 
 nm = subprocess.run([NM, gdb.current_progspace().filename], capture_output=True, text=True).stdout
 starts = [int(f[0], 16) & ~1 for f in (line.split() for line in nm.splitlines()) if len(f) == 3 and f[1] in 'tTwW']
@@ -14,6 +69,16 @@ def once(text):
         print(text)
 
 
+def address_of(symbol):
+    if symbol.type.code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF):  # its value's address is that of the object
+        return int(gdb.execute('info address ' + symbol.name, to_string=True).rstrip('.\n').split()[-1], 16)
+    return int(symbol.value().address)
+
+
+def size_of(t):  # of an array without elements or of unknown size that of one element
+    return t.sizeof or (t.target().sizeof if t.code == gdb.TYPE_CODE_ARRAY else 0)
+
+
 def type_of(t):
     name = t.name or t.tag
     if t.code not in (gdb.TYPE_CODE_STRUCT, gdb.TYPE_CODE_UNION) or not name or t.sizeof == 0:
@@ -21,8 +86,10 @@ def type_of(t):
     name = name.replace(' ', '')
     once('S|%s|%d' % (name, t.sizeof))
     for f in t.fields():
-        if not f.is_base_class and hasattr(f, 'bitpos') and f.name:
-            once('M|%s|%s|%d|%d|%d' % (name, f.name, f.bitpos, f.bitsize, f.type.sizeof))
+        if f.is_base_class:
+            once('B|%s|%s|%d' % (name, last_name(f.name).replace(' ', ''), -8 if f.bitpos is None else f.bitpos))
+        elif hasattr(f, 'bitpos') and f.name:
+            once('M|%s|%s|%d|%d|%d|%s' % (name, f.name, f.bitpos, f.bitsize, size_of(f.type), text_of(f.type)))
 
 
 for start in starts:
@@ -39,8 +106,8 @@ for start in starts:
         files.append((block.start, block.end, block.is_static))
         for symbol in block:
             if symbol.addr_class == gdb.SYMBOL_LOC_STATIC and symbol.is_variable:
-                value = symbol.value()
-                once('G|%s|%d|%d' % (symbol.name, int(value.address), symbol.type.sizeof))
+                once('G|%s|%d|%d|%s' % (symbol.name, address_of(symbol), size_of(symbol.type), text_of(symbol.type)))
                 type_of(symbol.type.strip_typedefs())
             elif symbol.addr_class == gdb.SYMBOL_LOC_TYPEDEF:
                 type_of(symbol.type.strip_typedefs())
+print('END')

@@ -46,6 +46,59 @@ long long unsigned Wide;
 signed char Small;
 void (*pfNothing)(void);
 
+typedef int ROW[4];
+typedef void *HANDLE;
+typedef const volatile unsigned short REGISTER;
+typedef struct {
+    long a;
+} UNNAMED;
+#pragma pack(push, 1)
+struct PACKED {
+    char Head;
+    int Unaligned;
+    unsigned long long Long : 33;
+    signed Field : 5;
+    short Tail;
+};
+#pragma pack(pop)
+struct OPEN {
+    int Count;
+    _Bool IsSet : 1;
+    enum COLOR Color : 3;
+    union {
+        int AsInt;
+        float AsFloat;
+    };
+    struct {
+        char First, Second;
+    } aPair[2];
+    int aRest[];
+};
+ROW aRow[3];
+int (*pRow)[4];
+void **ppAnything;
+HANDLE aHandle[2];
+HANDLE *pHandle;
+REGISTER Port;
+const volatile int *const volatile pBoth;
+int *restrict pAlone;
+void *(*pfMake)(u32 Size, const HANDLE *pTemplate);
+int (*(*pfChoose)(char))(int, CALLBACK);
+UNNAMED Plain;
+UNNAMED *apPlain[2][2];
+struct PACKED Packed;
+struct OPEN Open;
+_Bool IsReady;
+float Single;
+long double Longest;
+float _Complex Complex;
+__WCHAR_TYPE__ Letter;
+unsigned long Long;
+short unsigned aShort[0];
+enum { LOW = -5, HIGH = 100000 } Unnamed;
+const enum COLOR *pColor;
+void *Make(u32 Size) { return Size != 0 ? pAnything : (void *)ppAnything; }
+
 static inline int Twice(int Value) {
     int Doubled = Value * 2;
     return Doubled + Global;
