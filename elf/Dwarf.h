@@ -68,7 +68,11 @@ U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die);
 int _GetDieSign(const DWARF_STORE& S, U32 Die);
 U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die);
 U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die);
-U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die);
+U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die); ///< from the least significant bit of its storage unit
+/// Offset in its structure of the storage unit of a bit field that begins at a bit of the structure.
+U64 _GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff);
+/// Bytes to go on where a packed field of a big-endian target ends behind the storage unit that it is told in.
+U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die);
 ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 
 std::vector<DWARF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die);

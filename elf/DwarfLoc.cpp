@@ -208,10 +208,9 @@ ELF_SYM_LOC _MemberLoc(const DWARF_STORE& S, U32 Die) {
     ELF_SYM_LOC Loc;
     U64 Off = 0;
     if (_GetAttributeAsU64(S, Die, DW_AT_data_member_location, &Off)) {
-        _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(Off), &Loc);
+        _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(Off) + _GetDieBitFieldShift(S, Die), &Loc);
     } else if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
-        const U32 Size = _GetDieSizeRecursive(S, Die);
-        _SetOffset(ELF_LOC_PARENT_LOC, Size != 0 ? static_cast<I64>(Off / 8 / Size * Size) : 0, &Loc);
+        _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(_GetDieBitFieldByte(S, Die, Off)), &Loc);
     } else if (_GetDieType(S, _GetParentDie(S, Die)) == DW_TAG_union_type) {
         _SetOffset(ELF_LOC_PARENT_LOC, 0, &Loc);
     }

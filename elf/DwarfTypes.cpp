@@ -36,7 +36,9 @@ U32 _OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
         if (_GetAttributeAsU64(S, Die, DW_AT_byte_size, &Size) && Size != 0) {
             return static_cast<U32>(Size);
         }
-        return _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
+        // A bit field is read as a whole of its type.
+        const bool IsMember = _GetDieType(S, Die) == DW_TAG_member;
+        return !IsMember && _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
     }
     }
 }
@@ -287,15 +289,32 @@ U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die) {
 
 U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
     U64 Off = 0;
+    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
+    const U32 Width = _GetDieBitWidth(S, Die);
     if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
-        const U32 UnitBits = _GetDieSizeRecursive(S, Die) * 8; // the member's offset counts whole storage units
-        return static_cast<U32>(UnitBits != 0 ? Off % UnitBits : Off);
+        const U32 InUnit = static_cast<U32>(Off - _GetDieBitFieldByte(S, Die, Off) * 8);
+        return S.IsSwapped && NumBits >= InUnit + Width ? NumBits - InUnit - Width : InUnit;
     }
     if (!_GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off)) {
         return 0;
     }
-    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
-    const U32 Width = _GetDieBitWidth(S, Die);
-    const U32 FromTop = static_cast<U32>(Off);
+    const U32 FromTop = static_cast<U32>(Off) - 8 * _GetDieBitFieldShift(S, Die);
     return FromTop + Width > NumBits ? 32 - Width - FromTop : NumBits - Width - FromTop;
+}
+
+U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die) {
+    U64 Off = 0;
+    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
+    const bool IsSplit = S.IsSwapped && _GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off) && Off < NumBits &&
+                         Off + _GetDieBitWidth(S, Die) > NumBits;
+    return IsSplit ? static_cast<U32>(Off / 8) : 0;
+}
+
+U64 _GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff) {
+    const U32 Size = _GetDieSizeRecursive(S, Die);
+    if (Size == 0) {
+        return 0;
+    }
+    const bool IsInUnit = BitOff % (8ull * Size) + _GetDieBitWidth(S, Die) <= 8ull * Size;
+    return IsInUnit ? BitOff / 8 / Size * Size : BitOff / 8; // a packed field may lie across two units
 }

@@ -356,11 +356,11 @@ bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
         pPlace->Status = ELF_EXPR_UNAVAILABLE;
         return true;
     }
+    pPlace->Status = ELF_EXPR_OPTIMIZED_OUT;
     if (_FindExpr(Die, DW_AT_location, PC, pExpr)) {
-        return false;
+        return ELF_IsDropped(h);
     }
     DWARF_ATTR Attr;
-    pPlace->Status = ELF_EXPR_OPTIMIZED_OUT;
     if (_CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
         *pPlace = _ConstPlace(Attr);
     }

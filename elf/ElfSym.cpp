@@ -163,6 +163,26 @@ U32 ELF_GetSymSize(ELF_SYM_HANDLE h) {
     return pSym != nullptr ? pSym->st_size : _Ask(h, _GetDieSizeRecursive);
 }
 
+bool ELF_IsDropped(ELF_SYM_HANDLE h) {
+    const ELF_FILE* pFile = ELF_GetCurrentFile();
+    const U32 Die = _GetDie(h);
+    const ELF_SYM_LOC Loc = Die != 0 ? _GetDieLoc(*ELF_GetStore(), Die, DW_AT_location, 0) : ELF_SYM_LOC();
+    if (Loc.Kind != ELF_LOC_MEM || Loc.Addr != 0) {
+        return false;
+    }
+    const std::string_view sName = _GetDieRawName(*ELF_GetStore(), Die);
+    for (size_t i = 0; i < pFile->papSymByAddr.size() && pFile->paSym[pFile->papSymByAddr[i]].st_value == 0; ++i) {
+        const Elf32_Sym& Sym = pFile->paSym[pFile->papSymByAddr[i]];
+        const char* sSym = ELF_GetSymNameByIdx(pFile, pFile->papSymByAddr[i]);
+        // The linker's name may have more than the variable's: "_ZN5outer4NameE", "Name.12".
+        if (ELF_GetSymType(Sym) <= STT_OBJECT && Sym.st_shndx != 0 && sSym != nullptr &&
+            std::string_view(sSym).find(sName) != std::string_view::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
 ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
     ELF_SYM_LOC Loc;
     if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
@@ -182,6 +202,9 @@ ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
         // A frame base that is the CFA: its rule at PC says which register that counts from.
         const ELF_SYM_LOC Rule = ELF_GetCFA(ELF_GetCfi(), ELF_Unrelocate(PC));
         Loc = Rule.Kind != ELF_LOC_NONE ? Rule : Loc;
+    }
+    if (Loc.Kind == ELF_LOC_MEM && Loc.Addr == 0 && ELF_IsDropped(h)) {
+        return {};
     }
     if (Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF) {
         Loc.Addr = ELF_Relocate(Loc.Addr);

@@ -34,6 +34,8 @@ U32 ELF_GetSymAddrRangeCnt(ELF_SYM_HANDLE h);
 I64 ELF_GetSymAddrRangeLo(ELF_SYM_HANDLE h, U32 i); ///< -1 if out of range
 I64 ELF_GetSymAddrRangeHi(ELF_SYM_HANDLE h, U32 i);
 U32 ELF_GetSymSize(ELF_SYM_HANDLE h);
+/// True for a variable that the linker left out: its address reads 0, and no ELF symbol of its name is there.
+bool ELF_IsDropped(ELF_SYM_HANDLE h);
 /// Location at PC: of a member in its parent, of a function its frame base.
 ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC);
 int ELF_GetSymSign(ELF_SYM_HANDLE h);

@@ -45,8 +45,10 @@ struct Both : Base, Array<int, 3> {
 };
 } // namespace geo
 void operator delete(void *, unsigned) {}
+void operator delete(void *) {}
 void *operator new(unsigned, void *p) { return p; }
 extern "C" void __cxa_pure_virtual() {}
+extern "C" int atexit(void (*)()) { return 0; }
 namespace {
 int Secret = 7;
 struct Local {
@@ -101,6 +103,7 @@ auto TheLambda = [Captured = 5L](int Value) { return Value + Captured; };
 geo::Square TheSquare(3);
 geo::Array<geo::Axis, 4> Axes;
 int &&Steal(int &&Value) { return static_cast<int &&>(Value); }
+int main() __asm__("main"); // without a library it is a function like any other
 int main() {
     geo::Both Both(TheSquare);
     Locals.Items.At(1) = static_cast<short>(Secret);
