@@ -109,6 +109,23 @@ bool _IsArtificial(const DWARF_STORE& S, U32 Die) {
     return DWARF_GetAttr(S, Die, DW_AT_artificial, &Attr) && Attr.Value != 0;
 }
 
+/// Of a type with variants (an enumeration of Rust's) each variant's members are its members: they share their place.
+void _AddMembers(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pMembers) {
+    constexpr U32 MAX_VARIANT_DEPTH = 4;
+    _ForEachChild(S, Die, [&](U32 Child) {
+        const U32 Tag = _GetDieType(S, Child);
+        if (_IsAnyOf(Tag, {DW_TAG_variant_part, DW_TAG_variant})) {
+            if (Depth < MAX_VARIANT_DEPTH) {
+                _AddMembers(S, Child, Depth + 1, pMembers);
+            }
+        } else if (_IsAnyOf(Tag, {DW_TAG_member, DW_TAG_subprogram, DW_TAG_enumerator}) && !_IsArtificial(S, Child)) {
+            const U32 Definition = _GetDefinitionDie(S, Child);
+            pMembers->push_back(Definition != 0 ? Definition : Child);
+        }
+        return pMembers->size() < MAX_CHILDREN;
+    });
+}
+
 void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pVars) {
     constexpr U32 MAX_BLOCK_DEPTH = 200;
     _ForEachChild(S, Die, [&](U32 Child) {
@@ -304,14 +321,7 @@ std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth) {
         return Members;
     }
     if (_IsCompound(_GetDieType(S, Die))) {
-        _ForEachChild(S, Die, [&](U32 Child) {
-            if (_IsAnyOf(_GetDieType(S, Child), {DW_TAG_member, DW_TAG_subprogram, DW_TAG_enumerator}) &&
-                !_IsArtificial(S, Child)) {
-                const U32 Definition = _GetDefinitionDie(S, Child);
-                Members.push_back(Definition != 0 ? Definition : Child);
-            }
-            return Members.size() < MAX_CHILDREN;
-        });
+        _AddMembers(S, Die, 0, &Members);
     }
     const U32 Definition = Members.empty() ? _GetDefinitionDie(S, Die) : 0;
     if (Definition != 0 && Definition != Die) {

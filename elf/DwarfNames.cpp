@@ -151,7 +151,8 @@ private:
         }
         Prepend("(" + sList + ")");
         DWARF_ATTR Attr;
-        if (!_CreateDieAttrEx(m_S, Die, DW_AT_type, &Attr)) {
+        const bool HasType = _CreateDieAttrEx(m_S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF;
+        if (!HasType || _GetDieType(m_S, static_cast<U32>(Attr.Value)) == DW_TAG_unspecified_type) { // an assembler's
             Prepend("void");
         }
     }

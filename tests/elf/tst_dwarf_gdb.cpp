@@ -25,7 +25,9 @@ QString _Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1
 /// compiler gives in mangled form.
 QString _Squeeze(QString sName) {
     sName.replace(QLatin1String("short int"), QLatin1String("short"));
-    sName.replace(QLatin1String("const char *"), QLatin1String("char const*")); // clang's template arguments
+    if (const qsizetype Args = sName.indexOf(QLatin1Char('<')); Args >= 0) { // compilers put qualifiers where they like
+        sName = sName.left(Args) + sName.mid(Args).remove(QLatin1String("const")).remove(QLatin1String("volatile"));
+    }
     sName.replace(QLatin1String("ulong long"), QLatin1String("long ulong"));     // clang's "unsigned long long"
     if (sName.contains(QLatin1String("__static_initialization_and_destruction_0"))) {
         return QStringLiteral("__static_initialization_and_destruction_0");
@@ -45,7 +47,7 @@ QStringList _AskGdb(const QString& sElf) {
 /// Members of a type, those of its unnamed members not included.
 ELF_SYM_HANDLE _FindType(const QString& sName, U32 Size) {
     for (const ELF_SYM_HANDLE h : ElfApi_Types()) {
-        if (_Squeeze(ElfApi_GetSymName(h, true)) == sName && ElfApi_GetSymSize(h) == Size) {
+        if (_Squeeze(ElfApi_GetSymName(h, true)) == _Squeeze(sName) && ElfApi_GetSymSize(h) == Size) {
             return h;
         }
     }
@@ -106,7 +108,7 @@ QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sT
 QString _CheckBase(const QString& sType, const QString& sBase, I64 Off) {
     QString sFound;
     for (const ELF_SYM_HANDLE hType : ElfApi_Types()) {
-        for (const ELF_SYM_HANDLE h : _Squeeze(ElfApi_GetSymName(hType, true)) == sType ? ElfApi_GetBases(hType) : ELF_SYM_LIST()) {
+        for (const ELF_SYM_HANDLE h : _Squeeze(ElfApi_GetSymName(hType, true)) == _Squeeze(sType) ? ElfApi_GetBases(hType) : ELF_SYM_LIST()) {
             const QString sName = _Squeeze(ElfApi_GetSymName(ElfApi_GetSymDataType(h)));
             if (sName == _Squeeze(sBase) && ElfApi_GetMemberOffset(h) == Off) {
                 return {};
@@ -239,4 +241,57 @@ TEST_F(DwarfGdb, FirmwareAgrees) {
         NumFacts += _CompareWithGdb(sFile, sFile);
     }
     EXPECT_GT(NumFacts, 10);
+}
+
+TEST_F(DwarfGdb, UnitsOfSeveralProducersInOneFileAgree) {
+    const QStringList Common = {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w"};
+    const QString sC = m_Dir.filePath("c.o");
+    const QString sCpp = m_Dir.filePath("cpp.o");
+    const QString sAsm = m_Dir.filePath("asm.o");
+    const QString sElf = m_Dir.filePath("mixed.elf");
+    if (!BuildCross("gcc", Common + QStringList{"-c", "-O1", "-gdwarf-2", "-Dmain=Start", sSourceDir + "types.c"}, sC) ||
+        !BuildCross("gcc", Common + QStringList{"-c", "-gdwarf-4", sSourceDir + "labels.S"}, sAsm) ||
+        !BuildCross("clang++", Common + QStringList{"-c", "-O1", "-gdwarf-5", "-fno-exceptions", "-fno-rtti",
+                                                    "-fno-threadsafe-statics", "-fno-use-cxa-atexit", "-fshort-enums", sSourceDir + "classes.cpp"}, sCpp)) {
+        GTEST_SKIP() << "gcc or clang for ARM is not installed";
+    }
+    ASSERT_TRUE(BuildCross("gcc", Common + QStringList{"-Wl,-e,main", "-Wl,-Ttext=0x8000", sC, sCpp, sAsm}, sElf));
+    EXPECT_GT(_CompareWithGdb(sElf, "C, C++ and assembler"), 100);
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    for (const char* sLabel : {"AsmEntry", "AsmHelper", "AsmLoop"}) {
+        EXPECT_NE(ElfApi_FindSym(sLabel, true, false, false, true), 0u) << sLabel;
+    }
+    EXPECT_EQ(ElfApi_GetSymDataTypeName(ElfApi_FindSym("AsmEntry", true, false, false, false)), "static void()");
+    ElfApi_Deinit();
+}
+
+TEST_F(DwarfGdb, RustAgrees) {
+    const QString sElf = sSourceDir + "shapes.elf";
+    EXPECT_GT(_CompareWithGdb(sElf, sElf), 25);
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    QSet<QString> Names;
+    for (const ELF_SYM_LIST& List : {ElfApi_Functions(), ElfApi_GlobalVars(), ElfApi_Types()}) {
+        for (const ELF_SYM_HANDLE h : List) {
+            Names.insert(ElfApi_GetSymName(h, true));
+        }
+    }
+    for (const char* sName : {"shop::shapes::first<u32>", "shop::shapes::{impl#0}::area", "shop::LAST",
+                              "shop::shapes::Kind::Circle", "shop::shapes::Point<u8>"}) {
+        EXPECT_TRUE(Names.contains(sName)) << sName;
+    }
+    ElfApi_Deinit();
+}
+
+TEST_F(CElfTest, SplitUnitsLeaveTheirFunctionsToTheSymbolTable) {
+    const QString sElf = m_Dir.filePath("split.elf");
+    for (const char* sVersion : {"-gdwarf-4", "-gdwarf-5"}) {
+        if (!BuildCross("gcc", {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main", sVersion,
+                                "-gsplit-dwarf", sSourceDir + "types.c"}, sElf)) {
+            GTEST_SKIP() << "arm-none-eabi-gcc is not installed";
+        }
+        ASSERT_EQ(ElfApi_Init(sElf), 0);
+        EXPECT_EQ(ElfApi_GetSymName(ElfApi_GetFuncAtAddr(static_cast<U32>(ElfApi_GetSymAddr(ElfApi_FindSym("Recurse", false, false, false, true))))), "Recurse");
+        EXPECT_TRUE(ElfApi_GlobalVars().isEmpty());
+        ElfApi_Deinit();
+    }
 }
