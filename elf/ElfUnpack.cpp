@@ -3,12 +3,11 @@
 #include "elf/ByteReader.h"
 #include "elf/Elf.h"
 #include "elf/ElfInternal.h"
+#include "elf/ElfTasks.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <zlib.h>
 
 namespace {
@@ -18,8 +17,6 @@ constexpr U32 COMPRESS_ZLIB = 1;
 constexpr U32 MAX_GROWTH = 7;         ///< all sections together, in sizes of the file
 constexpr char OLD_PREFIX[] = ".zdebug_";
 constexpr char PREFIX[] = ".debug_";
-constexpr U32 MIN_FOR_THREADS = 1 << 20; ///< bytes; less isn't worth a thread
-constexpr size_t MAX_THREADS = 4;
 constexpr char OLD_MAGIC[] = "ZLIB";
 
 struct PACKED {
@@ -82,26 +79,6 @@ bool _Inflate(const PACKED& Packed) {
     return Stream.avail_out == 0 && (Result == Z_OK || Result == Z_STREAM_END);
 }
 
-/// Sections are independent of each other: the next free thread takes the next one.
-void _InflateAll(std::vector<PACKED>& Sections, U64 Total) {
-    std::atomic<size_t> Next = 0;
-    const auto Work = [&] {
-        for (size_t i = Next++; i < Sections.size(); i = Next++) {
-            Sections[i].IsGood = _Inflate(Sections[i]);
-        }
-    };
-    const size_t NumThreads =
-        Total < MIN_FOR_THREADS ? 1 : std::min({Sections.size(), size_t{std::thread::hardware_concurrency()}, MAX_THREADS});
-    std::vector<std::thread> Threads;
-    for (size_t i = 1; i < NumThreads; ++i) {
-        Threads.emplace_back(Work);
-    }
-    Work();
-    for (std::thread& Thread : Threads) {
-        Thread.join();
-    }
-}
-
 /// Says what is wrong with a section; of a file with many bad ones only the first are named.
 void _ReportSection(const ELF_FILE* pFile, U32 Section, const char* sText, int* pNumReported) {
     constexpr int MAX_REPORTS = 20;
@@ -147,7 +124,11 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
         Packed.Entry = pFile->Unpacked.size() - 1;
         Sections.push_back(Packed);
     }
-    _InflateAll(Sections, Total);
+    std::vector<ELF_TASK> Tasks;
+    for (PACKED& Packed : Sections) {
+        Tasks.push_back({[&Packed] { Packed.IsGood = _Inflate(Packed); }, nullptr});
+    }
+    ELF_RunTasks(Tasks, Total);
     for (const PACKED& Packed : Sections) {
         Elf32_Shdr& Header = pFile->paShdr[Packed.Section];
         Header.sh_size = Packed.UnpackedSize;
