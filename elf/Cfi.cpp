@@ -2,6 +2,7 @@
 
 #include "elf/ByteReader.h"
 #include "elf/CfiRow.h"
+#include "elf/DwarfError.h"
 #include "elf/ElfInternal.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@ namespace {
 constexpr U32 REG_SP = 13;
 constexpr U32 MAX_OVERLAP = 64; ///< descriptions looked at below a PC; in sound files they don't overlap
 constexpr I32 WORD_FACTOR = 4;  ///< offsets counted in words
+constexpr const char* LOADER = "dwarf_get_fde_list";
 
 class CCfiLoader {
 public:
@@ -55,8 +57,16 @@ int CCfiLoader::ReadCie(U64 Off) {
     CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
     const U8 Version = Entry.GetU8();
     const char* sAugmentation = Entry.GetString();
-    if (In.IsFailed() || !IsCie || (Version != 1 && Version != 3 && Version != 4) ||
-        (sAugmentation[0] != 0 && sAugmentation[0] != 'z' && std::strcmp(sAugmentation, "armcc+") != 0)) {
+    if (In.IsFailed() || !IsCie) {
+        DWARF_ReportError(DWERR_FRAME_CIE, LOADER);
+        return -1;
+    }
+    if (Version != 1 && Version != 3 && Version != 4) {
+        DWARF_ReportError(DWERR_FRAME_VERSION, LOADER);
+        return -1;
+    }
+    if (sAugmentation[0] != 0 && sAugmentation[0] != 'z' && std::strcmp(sAugmentation, "armcc+") != 0) {
+        DWARF_ReportError(DWERR_AUGMENTATION, LOADER);
         return -1;
     }
     if (Version == 4 && (Entry.GetU8() != 4 || Entry.GetU8() != 0)) {
@@ -110,12 +120,14 @@ void CCfiLoader::ReadAll() {
         bool IsCie = false;
         const CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
         if (In.IsFailed()) {
+            DWARF_ReportError(DWERR_FRAME_SIZE, LOADER);
             ELF_Report(ELF_MSG_READER, "call frame information could not be parsed.");
             return;
         }
         if (IsCie) {
             ReadCie(Off);
         } else if (!ReadFde(Entry, Id)) {
+            DWARF_ReportError(DWERR_FRAME_SIZE, LOADER);
             ELF_Report(ELF_MSG_READER, "call frame information could not be parsed.");
             return;
         }

@@ -1,6 +1,7 @@
 #include "elf/CfiRow.h"
 
 #include "elf/ByteReader.h"
+#include "elf/DwarfError.h"
 
 #include <libdwarf/dwarf.h>
 
@@ -185,6 +186,7 @@ bool CRowEvaluator::RunRegOp(U8 Op) {
 bool CFI_EvalRow(const CFI_TABLE* pTable, const CFI_FDE& Fde, U32 PC, CFI_ROW* pRow) {
     CRowEvaluator Evaluator(pTable, Fde, PC);
     if (!Evaluator.RunInitial() || !Evaluator.Run(Fde.Off, Fde.NumBytes)) {
+        DWARF_ReportError(DWERR_FRAME_EXEC, "dwarf_get_fde_info_for_all_regs3");
         return false;
     }
     *pRow = Evaluator.GetRow();

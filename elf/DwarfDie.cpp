@@ -1,4 +1,5 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 
 #include <algorithm>
 #include <bit>
@@ -195,6 +196,7 @@ bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue) {
         *pValue = Attr.Value;
         return true;
     default:
+        DWARF_ReportError(DWERR_FORM, "dwarf_formudata");
         return false;
     }
 }

@@ -1,4 +1,5 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 
 #include <algorithm>
 #include <libdwarf/dwarf.h>
@@ -47,7 +48,7 @@ void _SetEntryValue(const EVALUATION& E, DWARF_READER& R, U32 Depth, ELF_SYM_LOC
     const U64 Size = R.GetUleb();
     const U8* pInner = R.p;
     if (Size == 0 || !R.Skip(Size)) {
-        ELF_Report(ELF_MSG_LIBDWARF, "libdwarf: Invalid location expression in func dwarf_loclist_from_expr");
+        DWARF_ReportError(DWERR_LOC_EXPR, "dwarf_loclist_from_expr");
         return;
     }
     const ELF_SYM_LOC Inner =

@@ -1,4 +1,5 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 
 #include <algorithm>
 #include <libdwarf/dwarf.h>
@@ -39,7 +40,7 @@ public:
                 return true;
             }
         }
-        return m_Found.pExpr != nullptr;
+        return Finish(R);
     }
 
     /// .debug_loclists of version 5
@@ -58,10 +59,17 @@ public:
                 return true;
             }
         }
-        return m_Found.pExpr != nullptr;
+        return Finish(R);
     }
 
 private:
+    bool Finish(const DWARF_READER& R) const {
+        if (!R.IsOk()) {
+            DWARF_ReportError(DWERR_LOCLIST, "dwarf_loclist_n");
+        }
+        return m_Found.pExpr != nullptr;
+    }
+
     /// True if the entry is the one. An empty range holds at its address only where no other entry does, and with
     /// location views not at all: it tells a state between two statements, neither of which has code there.
     bool Take(DWARF_READER& R, U64 Size, U64 Lo, U64 Hi) {

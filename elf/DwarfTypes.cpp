@@ -1,4 +1,5 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 
 #include <algorithm>
 #include <libdwarf/dwarf.h>
@@ -88,6 +89,7 @@ public:
             const U64 Lo = R.GetSized(m_Unit.AddrSize);
             const U64 Hi = R.GetSized(m_Unit.AddrSize);
             if (!R.IsOk() || (Lo == 0 && Hi == 0)) {
+                Finish(R);
                 return;
             }
             if (Lo == Mark) {
@@ -104,12 +106,18 @@ public:
         while (m_Ranges.size() < MAX_RANGES && R.IsOk()) {
             const U8 Kind = R.Get<U8>();
             if (Kind == DW_RLE_end_of_list || !ReadEntry(R, Kind)) {
+                Finish(R);
                 return;
             }
         }
     }
 
 private:
+    static void Finish(const DWARF_READER& R) {
+        if (!R.IsOk()) {
+            DWARF_ReportError(DWERR_RANGES, "dwarf_get_ranges");
+        }
+    }
     U64 Indexed(DWARF_READER& R) {
         U64 Addr = 0;
         if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetUleb(), &Addr)) {

@@ -1,6 +1,7 @@
 #include "elf/DwarfUnits.h"
 
 #include "elf/DwarfAttr.h"
+#include "elf/DwarfError.h"
 #include "elf/DwarfReader.h"
 #include "elf/ElfInternal.h"
 
@@ -68,9 +69,7 @@ bool _ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, 
     pUnit->End = static_cast<U32>(S.aSection[Section].Size - R.NumLeft() + Length);
     pUnit->Version = R.Get<U16>();
     if (pUnit->Version < 2 || pUnit->Version > 5) {
-        ELF_Report(ELF_MSG_LIBDWARF, ("libdwarf: Unsupported version in func " + std::string(__func__) +
-                                      " (cu_version, 0x" + std::to_string(pUnit->Version) + ")")
-                                         .c_str());
+        DWARF_ReportError(DWERR_VERSION, "dwarf_next_cu_header_c", "cu_version", pUnit->Version);
         return false;
     }
     pUnit->UnitType = Section == DSEC_TYPES ? DW_UT_type : DW_UT_compile;

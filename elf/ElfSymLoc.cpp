@@ -31,8 +31,7 @@ std::string _AddrText(U32 Addr) {
 }
 
 std::string _BaseText(const ELF_SYM_LOC_BASE& Base) {
-    const std::string sReg = Base.Off == 0 ? _RegText(Base.Reg) : "R" + std::to_string(Base.Reg);
-    return "[" + _WithOffset(sReg, Base.Off) + "]";
+    return Base.Off == 0 ? "[" + _RegText(Base.Reg) + "]" : _WithOffset("[R" + std::to_string(Base.Reg) + "]", Base.Off);
 }
 
 std::string _Text(const ELF_SYM_LOC& Loc) {

@@ -142,8 +142,8 @@ TEST_F(DwarfStore, LocationsOfOneOperationAreRecordsOthersExpressions) {
     const CASE aCase[] = {
         {{DW_OP_addr, 0, 0, 0, 0x20}, ELF_LOC_MEM, "[20000000]"},
         {{DW_OP_reg0 + 3}, ELF_LOC_REG, "R3"},
-        {{DW_OP_breg0 + 7, 0x78}, ELF_LOC_MEM_BASE, "[R7 - 8]"},
-        {{DW_OP_bregx, 13, 4}, ELF_LOC_MEM_BASE, "[R13 + 4]"},
+        {{DW_OP_breg0 + 7, 0x78}, ELF_LOC_MEM_BASE, "[R7] - 8"},
+        {{DW_OP_bregx, 13, 4}, ELF_LOC_MEM_BASE, "[R13] + 4"},
         {{DW_OP_fbreg, 0x74}, ELF_LOC_MEM_BP, "[BP - 12]"},
         {{DW_OP_const1u, 5, DW_OP_stack_value}, ELF_LOC_COMPUTED, "N/A"},
         {{DW_OP_const1u, 5}, ELF_LOC_CONST, "const"},
