@@ -1,4 +1,5 @@
 #include "elf/ElfApi.h"
+#include "elf/ElfApiFrame.h"
 #include "elf/ElfReloc.h"
 #include "elf/ElfSym.h"
 #include "tests/elf/ElfImageBuilder.h"
@@ -37,7 +38,7 @@ private:
     }
 };
 
-enum ABBREV : U32 { UNIT = 1, BASE, STRUCT, MEMBER, POINTER, CONST_PTR, VAR, FUNC, INLINED, LOCAL, TYPEDEF, VOID_PTR };
+enum ABBREV : U32 { UNIT = 1, BASE, STRUCT, MEMBER, POINTER, CONST_PTR, VAR, FUNC, INLINED, LOCAL, TYPEDEF, VOID_PTR, FRAME_FUNC, CONST_VAR, BARE_VAR };
 
 constexpr U32 HEADER_SIZE = 11;
 
@@ -54,7 +55,10 @@ CBytes _Abbrevs() {
     b.List({INLINED, DW_TAG_inlined_subroutine, 0, DW_AT_abstract_origin, DW_FORM_ref4, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4, 0, 0});
     b.List({LOCAL, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_location, DW_FORM_exprloc, 0, 0});
     b.List({TYPEDEF, DW_TAG_typedef, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, 0, 0});
-    b.List({VOID_PTR, DW_TAG_pointer_type, 0, 0, 0, 0});
+    b.List({VOID_PTR, DW_TAG_pointer_type, 0, 0, 0});
+    b.List({FRAME_FUNC, DW_TAG_subprogram, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4, DW_AT_frame_base, DW_FORM_exprloc, 0, 0});
+    b.List({CONST_VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_const_value, DW_FORM_sdata, 0, 0});
+    b.List({BARE_VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, 0, 0, 0});
     return b;
 }
 
@@ -179,6 +183,101 @@ TEST_F(DwarfStore, LocationsOfOneOperationAreRecordsOthersExpressions) {
     const ELF_SYM_LOC Long = ElfApi_GetSymLoc(Find("v10"), 0);
     EXPECT_EQ(Long.Value, 0x0807060504030201ull);
     EXPECT_EQ(ElfApi_GetSymLoc(Find("v7"), 0).Base.Kind, static_cast<U32>(ELF_LOC_REG));
+}
+
+namespace {
+
+/// Register n holds 0x100 * n + n, memory its own address in each word.
+ELF_FRAME _FrameAt(U32 PC) {
+    ELF_FRAME Frame;
+    Frame.PC = PC;
+    Frame.pfReadReg = [](void*, U32 Reg, U64* pValue) {
+        *pValue = 0x101ull * Reg;
+        return Reg < 16 ? 0 : -1;
+    };
+    Frame.pfReadMem = [](void*, U32 Addr, U32 NumBytes, U8* pBuf) {
+        for (U32 i = 0; i < NumBytes; ++i) {
+            pBuf[i] = static_cast<U8>(((Addr + i) & ~3u) >> (8 * ((Addr + i) & 3)));
+        }
+        return Addr < 0x30000000 ? 0 : -1;
+    };
+    return Frame;
+}
+
+} // namespace
+
+TEST_F(DwarfStore, ValuesInAFrame) {
+    struct CASE {
+        std::initializer_list<U32> Expr;
+        const char* sValue; ///< bytes in hexadecimal, or the status
+    };
+    const CASE aCase[] = {
+        {{DW_OP_fbreg, 0x70}, "f0ff0020"},
+        {{DW_OP_fbreg, 0x10, DW_OP_deref, DW_OP_stack_value}, "10000120"},
+        {{DW_OP_reg0 + 3}, "03030000"},
+        {{DW_OP_breg0 + 2, 2, DW_OP_stack_value}, "04020000"},
+        {{DW_OP_reg0 + 1, DW_OP_piece, 2, DW_OP_reg0 + 2, DW_OP_piece, 2}, "01010202"},
+        {{DW_OP_reg0 + 5, DW_OP_bit_piece, 4, 8, DW_OP_lit31, DW_OP_stack_value, DW_OP_bit_piece, 28, 0}, "f5010000"},
+        {{DW_OP_lit1, DW_OP_stack_value, DW_OP_piece, 2, DW_OP_piece, 2}, "optimized out"},
+        {{DW_OP_reg0, DW_OP_piece, 2}, "optimized out"},
+        {{}, "optimized out"},
+        {{DW_OP_entry_value, 1, DW_OP_reg0, DW_OP_stack_value}, "optimized out"},
+        {{DW_OP_implicit_pointer, 0x20, 0, 0, 0, 0}, "optimized out"},
+        {{DW_OP_implicit_value, 4, 1, 2, 3, 4}, "01020304"},
+        {{DW_OP_reg0 + 20}, "not available"},
+        {{DW_OP_const4u, 0, 0, 0, 0x40}, "not available"},
+        {{DW_OP_addr, 1}, "invalid location expression"},
+        {{DW_OP_reg0 + 1, DW_OP_lit1}, "invalid location expression"},
+        {{DW_OP_call4, 0xFF, 0xFF, 0, 0}, "not available"},
+    };
+    OpenUnit([&](CBytes& b) {
+        const U32 Int = OffsetIn(b);
+        b.U1(BASE).Text("int").U1(4).U1(DW_ATE_signed);
+        b.U1(FRAME_FUNC).Text("Run").U4(0x1010).U4(0x20).U1(5).List({DW_OP_addr, 0, 0, 1, 0x20});
+        int Num = 0;
+        for (const CASE& Case : aCase) {
+            b.U1(LOCAL).Text(("v" + std::to_string(Num++)).c_str()).U4(Int).U1(static_cast<U32>(Case.Expr.size())).List(Case.Expr);
+        }
+        b.U1(CONST_VAR).Text("Constant").U4(Int).U1(0x7B);
+        b.U1(BARE_VAR).Text("Nowhere").U4(Int);
+        b.U1(0);
+        b.U1(VAR).Text("Dropped").U4(Int).U1(5).U1(DW_OP_addr).U4(0);
+    });
+    const auto ValueOf = [](const QString& sName, U32 PC) {
+        ElfApi_SetCurrentPC(0x1010);
+        const ELF_SYM_VALUE Value = ElfApi_ReadSym(ElfApi_FindSym(sName, true, true, false, false), _FrameAt(PC));
+        return Value.Status == ELF_EXPR_OK ? QString::fromLatin1(Value.Bytes.toHex()) : ElfApi_StatusText(Value.Status);
+    };
+    for (size_t i = 0; i < std::size(aCase); ++i) {
+        EXPECT_EQ(ValueOf(QStringLiteral("v%1").arg(i), 0x1010), aCase[i].sValue) << i;
+    }
+    EXPECT_EQ(ValueOf("Constant", 0x1010), "fbffffff");
+    EXPECT_EQ(ValueOf("Nowhere", 0x1010), "optimized out");
+    EXPECT_EQ(ValueOf("Dropped", 0x1010), "optimized out");
+    EXPECT_EQ(ValueOf("v2", 0x1030), "not available"); // behind the function
+}
+
+TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
+    CElfImageBuilder Image;
+    Image.IsBigEndian = true;
+    Image.AddSection(".text", 1, 6, 0x1000, QByteArray(0x100, '\0'));
+    ASSERT_EQ(ElfApi_Init(Write(Image.Build())), 0);
+    const auto Piece = [](U32 Reg, U32 BitSize, U32 BitOffset) {
+        ELF_SYM_PIECE p;
+        p.Kind = ELF_EXPR_PIECE_REG;
+        p.Reg = Reg;
+        p.BitSize = BitSize;
+        p.BitOffset = BitOffset;
+        return p;
+    };
+    const auto Read = [](const QList<ELF_SYM_PIECE>& Pieces, U32 NumBytes) {
+        return ElfApi_ReadPlace({ELF_EXPR_OK, Pieces}, NumBytes, _FrameAt(0)).Bytes.toHex();
+    };
+    EXPECT_EQ(Read({Piece(3, 0, 0)}, 4), "00000303");
+    EXPECT_EQ(Read({Piece(3, 0, 0)}, 1), "03"); // a register holds a short object in its low bits
+    EXPECT_EQ(Read({Piece(2, 0, 0)}, 8), "0000020200000303");
+    EXPECT_EQ(Read({Piece(2, 16, 0), Piece(3, 16, 0)}, 4), "02020303");
+    EXPECT_EQ(Read({Piece(5, 4, 8), Piece(6, 12, 0)}, 2), "5606");
 }
 
 TEST_F(DwarfStore, RelocationMovesAddressesBothWays) {
