@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <iterator>
-#include <mutex>
 
 namespace {
 
@@ -43,8 +42,6 @@ constexpr const char* asText[] = {"No Error",
 const char* DWARF_ErrorText(U32 Error) { return Error < std::size(asText) ? asText[Error] : "Unknown DWARF error"; }
 
 void DWARF_ReportError(U32 Error, const char* sFunc, const char* sArg, U32 Value) {
-    static std::mutex Mutex; // indices are built by several threads
-    static std::string sLast;
     char sText[256];
     if (sArg != nullptr) {
         std::snprintf(sText, sizeof(sText), "libdwarf: %s in func %s (%s, 0x%X)", DWARF_ErrorText(Error), sFunc, sArg,
@@ -52,9 +49,5 @@ void DWARF_ReportError(U32 Error, const char* sFunc, const char* sArg, U32 Value
     } else {
         std::snprintf(sText, sizeof(sText), "libdwarf: %s in func %s", DWARF_ErrorText(Error), sFunc);
     }
-    const std::lock_guard Lock(Mutex);
-    if (sLast != sText) {
-        sLast = sText;
-        ELF_Report(ELF_MSG_LIBDWARF, sText);
-    }
+    ELF_Report(ELF_MSG_LIBDWARF, sText);
 }

@@ -5,10 +5,14 @@
 #include "base/Types.h"
 
 enum DWARF_ERROR : U32 {
+    DWERR_UNIT = 7,
     DWERR_VERSION = 8,
+    DWERR_ABBREV = 9,
     DWERR_LOC_EXPR = 11,
     DWERR_LOCLIST = 13,
     DWERR_FORM = 14,
+    DWERR_LINES = 15,
+    DWERR_FILE_NUMBER = 16,
     DWERR_FRAME_SIZE = 18,
     DWERR_FRAME_CIE = 19,
     DWERR_AUGMENTATION = 20,

@@ -1,4 +1,5 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 #include "elf/DwarfLineHeader.h"
 
 #include <libdwarf/dwarf.h>
@@ -44,5 +45,9 @@ std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At) {
     if (IsNew) {
         It->second = _ReadNames(S, *pUnit, List.Value);
     }
-    return Attr.Value < It->second.size() ? It->second[Attr.Value] : std::string();
+    if (Attr.Value >= It->second.size()) {
+        DWARF_ReportError(DWERR_FILE_NUMBER, "dwarf_srcfiles", "file_number", static_cast<U32>(Attr.Value));
+        return {};
+    }
+    return It->second[Attr.Value];
 }

@@ -1,6 +1,7 @@
 #include "elf/DwarfLines.h"
 
 #include "elf/Dwarf.h"
+#include "elf/DwarfError.h"
 #include "elf/DwarfLineProgram.h"
 
 #include <algorithm>
@@ -74,6 +75,10 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
         CRowSink Sink(&p->Table, pBudget);
         p->Table.Lines.reserve(Header.Program.NumLeft() / 4); // a row takes three to five bytes
         p->IsDamaged = !CLineProgram(&Header, &Sink).Run();
+    }
+    if (p->IsDamaged) {
+        DWARF_ReportError(DWERR_LINES, "dwarf_srclines", "line_offset", static_cast<U32>(p->Off));
+        ELF_Report(ELF_MSG_READER, "source line table could not be parsed.");
     }
     const U64 End = ELF_GetCpuTime();
     for (const DWARF_LINE_FILE& File : Header.Files) {
@@ -149,9 +154,6 @@ ELF_LINES DWARF_EndLines(const DWARF_STORE& S, DWARF_LINES* pLines) {
     ELF_LINES Lines;
     CFileJoiner Files(&Lines);
     for (PROGRAM& Program : pLines->Programs) {
-        if (Program.IsDamaged) {
-            ELF_Report(ELF_MSG_READER, "source line table could not be parsed.");
-        }
         Files.Join(&Program);
         for (const U32 Unit : Program.Units) {
             _AddRanges(S, S.Units[Unit], &Program.Table.Ranges);

@@ -64,6 +64,7 @@ bool _ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, 
         Length = R.Get<U64>();
     }
     if (!R.IsOk() || Length > R.NumLeft() || Length < 7) {
+        DWARF_ReportError(DWERR_UNIT, "dwarf_next_cu_header_c", "cu_offset", Off);
         return false;
     }
     pUnit->End = static_cast<U32>(S.aSection[Section].Size - R.NumLeft() + Length);

@@ -19,5 +19,5 @@ int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBud
 struct DWARF_WALK;
 /// Appends the tasks that walk over all units.
 std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes, std::vector<ELF_TASK>* pTasks);
-/// Fills the lists from what the tasks found. Number of units that could not be walked to their end.
-U32 DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk);
+/// Fills the lists from what the tasks found.
+void DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk);

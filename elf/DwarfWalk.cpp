@@ -1,4 +1,5 @@
 #include "elf/DwarfAttr.h"
+#include "elf/DwarfError.h"
 #include "elf/DwarfUnits.h"
 #include "elf/NameHash.h"
 
@@ -28,7 +29,6 @@ struct LEVEL {
 struct CHUNK {
     U32 FirstUnit = 0;
     U32 EndUnit = 0;
-    U32 NumFailed = 0;
     U32 MainDie = 0;
     U32 NumKept = 0;
     U64 NumDies = 0;
@@ -121,6 +121,7 @@ private:
             }
             const DWARF_ABBREV* pAbbrev = p <= m_pEnd ? DWARF_FindAbbrev(m_S, m_Unit, Code) : nullptr;
             if (pAbbrev == nullptr) {
+                DWARF_ReportError(DWERR_ABBREV, "dwarf_siblingof_b", "die_offset", Off);
                 IsOk = false;
                 break;
             }
@@ -405,7 +406,7 @@ void _WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {
             pChunk->CompUnits.push_back(DWARF_MakeID(Unit.Section, Unit.DieOff));
         }
         if (Unit.IsBad || !CUnitWalk(S, i, pChunk, &Scratch).Run()) {
-            ++pChunk->NumFailed;
+            ELF_Report(ELF_MSG_READER, "Could not parse debug info for compilation unit.");
         }
     }
 }
@@ -495,13 +496,10 @@ std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes,
     return pWalk;
 }
 
-U32 DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
-    U32 NumFailed = 0;
+void DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
     for (CHUNK& Chunk : pWalk->Chunks) {
-        NumFailed += Chunk.NumFailed;
         _Merge(S, &Chunk);
     }
-    return NumFailed;
 }
 
 std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {

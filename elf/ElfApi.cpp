@@ -1,10 +1,14 @@
 #include "elf/ElfApi.h"
 
+#include "base/Log.h"
 #include "elf/Elf.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfInternal.h"
 #include "elf/ElfReloc.h"
+#include "elf/LoadLog.h"
 
+#include <QDebug>
+#include <QElapsedTimer>
 #include <QFile>
 #include <algorithm>
 
@@ -35,10 +39,12 @@ struct LOAD_SPAN {
     U32 Size;
 };
 
-std::vector<LOAD_SPAN> _LoadSpans() {
+std::vector<LOAD_SPAN> Spans; ///< of the open file
+
+void _LoadSpans() {
     constexpr U32 PT_LOAD = 1;
     const ELF_FILE* pFile = _File();
-    std::vector<LOAD_SPAN> Spans;
+    Spans.clear();
     for (U32 i = 0; i < ELF_GetNumSegments(pFile); ++i) {
         const U8* pData = ELF_GetSegmentData(pFile, i);
         const U32 Off = ELF_GetSegmentDataOffset(pFile, i);
@@ -49,7 +55,6 @@ std::vector<LOAD_SPAN> _LoadSpans() {
                              ELF_Relocate(ELF_GetSegmentVAddr(pFile, i) + Off), Size - Off});
         }
     }
-    return Spans;
 }
 
 /// Closes the file, if one is open. What was relocated before a file was opened stays for the next one.
@@ -57,7 +62,13 @@ void _Close() {
     ElfApi_ExitSyms();
     ElfApi_ExitFind();
     ElfApi_ExitLines();
+    Spans.clear();
+    QElapsedTimer Timer;
+    Timer.start();
     ELF_Close(pOpenFile);
+    if (pOpenFile != nullptr && IsVerboseLogging()) {
+        qDebug("ELF_Close() after ms: %lld", static_cast<long long>(Timer.elapsed()));
+    }
     pOpenFile = nullptr;
 }
 
@@ -80,17 +91,34 @@ int ElfApi_Init(const QString& sPath) {
         return -1;
     }
     sErrorText.clear();
+    ELF_StartLoadLog();
+    _LoadSpans();
+    ELF_NoteStep(ELF_STEP_SEGMENTS);
+    ELF_NoteStep(ELF_STEP_LISTS); // these three came with the file
+    ELF_NoteStep(ELF_STEP_INLINES);
+    ELF_NoteStep(ELF_STEP_FRAMES);
     std::vector<ELF_TASK> Tasks = {{ElfApi_BuildLines}};
     ElfApi_StartFind(&Tasks);
     ELF_RunTasks(Tasks, pOpenFile->FileSize);
     ElfApi_EndFind();
+    if (IsVerboseLogging()) {
+        ELF_WriteLoadLog();
+        qDebug("ELF-API wrapper initialized in %lld ms", static_cast<long long>(ELF_GetLoadTime()));
+        qDebug("Function count: %zu", ELF_GetListCnt(ELF_LIST_FUNCS) + ElfApi_FuncIndex().ElfFuncs().size());
+        qDebug("Global variable count: %u", ELF_GetListCnt(ELF_LIST_GLOBALS));
+    }
     return 0;
 }
 
 void ElfApi_Deinit() {
     const std::lock_guard Lock(Mutex);
+    QElapsedTimer Timer;
+    Timer.start();
     _Close();
     ELF_ClearRelocs();
+    if (IsVerboseLogging()) {
+        qDebug("ELF-API Wrapper deinitialized after ms: %lld", static_cast<long long>(Timer.elapsed()));
+    }
 }
 
 bool ElfApi_IsOpen() {
@@ -106,7 +134,7 @@ QString ElfApi_GetErrorText() {
 I64 ElfApi_GetBaseAddr() {
     const std::lock_guard Lock(Mutex);
     I64 Base = -1;
-    for (const LOAD_SPAN& Span : _LoadSpans()) {
+    for (const LOAD_SPAN& Span : Spans) {
         Base = Base < 0 ? static_cast<I64>(Span.PAddr) : std::min<I64>(Base, Span.PAddr);
     }
     return Base;
@@ -144,7 +172,7 @@ int ElfApi_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
 QList<ELF_SEGMENT> ElfApi_GetLoadSegments() {
     const std::lock_guard Lock(Mutex);
     QList<ELF_SEGMENT> Segments;
-    for (const LOAD_SPAN& Span : _LoadSpans()) {
+    for (const LOAD_SPAN& Span : Spans) {
         const char* pData = reinterpret_cast<const char*>(Span.pData);
         Segments.append({Span.PAddr, Span.VAddr, QByteArray(pData, static_cast<qsizetype>(Span.Size))});
     }
@@ -162,6 +190,7 @@ int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
     const U32 PC = ElfApi_GetCurrentPC(); // what was kept of answers is of the addresses before
     ElfApi_ExitSyms();
     ELF_BuildImage(_File());
+    _LoadSpans();
     ElfApi_RebuildLines();
     ElfApi_OnRelocated();
     ElfApi_SetCurrentPC(PC);

@@ -3,6 +3,7 @@
 #include "elf/ElfApiState.h"
 #include "elf/ElfApiSyms.h"
 #include "elf/ElfReloc.h"
+#include "elf/LoadLog.h"
 
 #include <QHash>
 #include <algorithm>
@@ -240,12 +241,15 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     // Questions to the store must come one at a time: all that ask some are one task.
     pTasks->push_back({[pFile, pStore] {
         FuncTree.Build(pFile);
+        ELF_NoteStep(ELF_STEP_FUNCS);
+        ELF_NoteStep(ELF_STEP_FUNC_TREE);
         if (pStore != nullptr) {
             _BuildGlobalNames(*pStore);
         }
     }});
     pTasks->push_back({[pFile, pStore] {
         _BuildElfNames(pFile);
+        ELF_NoteStep(ELF_STEP_SYMBOLS);
         if (pStore != nullptr) {
             TypeNames.Build(pStore->TypeNames);
             pStore->TypeNames.clear();

@@ -5,7 +5,6 @@
 #include "elf/ElfInternal.h"
 #include "elf/ElfReloc.h"
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -15,14 +14,12 @@ namespace {
 constexpr U32 NUM_FILE_SLOTS = 3;
 constexpr U32 ELF_MAGIC = 0x464C457F;
 constexpr U32 EHDR_SIZE = 52;
-constexpr U32 MAX_UNIT_REPORTS = 100; ///< of a damaged file
 constexpr I64 MAX_FILE_SIZE = 0x7FFFFFFF; ///< offsets are signed 32-bit values in places
 
 ELF_FILE* aFile[NUM_FILE_SLOTS];
 ELF_FILE* pCurrentFile;
 bool IsOpening;
 bool IsClosing;
-ELF_MSG_HANDLER pfMsgHandler;
 
 bool _IsRegistered(const ELF_FILE* pFile) {
     for (const ELF_FILE* p : aFile) {
@@ -191,10 +188,7 @@ const char* _ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
     if (SymResult != 0) {
         return "could not parse symbols.";
     }
-    const U32 NumFailed = DWARF_EndWalk(S, pWalk.get());
-    for (U32 i = 0; i < std::min(NumFailed, MAX_UNIT_REPORTS); ++i) {
-        ELF_Report(ELF_MSG_READER, "Could not parse debug info for compilation unit.");
-    }
+    DWARF_EndWalk(S, pWalk.get());
     pFile->Lines = DWARF_EndLines(S, pLines.get());
     if (BeginResult != 0) {
         ELF_Report(ELF_MSG_READER, "debug info could not be parsed.");
@@ -219,14 +213,6 @@ const char* _ParseFile(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
 
 } // namespace
 
-void ELF_SetMsgHandler(ELF_MSG_HANDLER pfHandler) { pfMsgHandler = pfHandler; }
-
-void ELF_Report(U32 Level, const char* sText) {
-    if (pfMsgHandler != nullptr) {
-        pfMsgHandler(sText, Level);
-    }
-}
-
 U16 ELF_Swap16(U16 v) { return __builtin_bswap16(v); }
 U32 ELF_Swap32(U32 v) { return __builtin_bswap32(v); }
 
@@ -236,6 +222,7 @@ bool ELF_IsInFile(const ELF_FILE* pFile, U64 Off, U64 Size) {
 
 ELF_FILE* ELF_Open(const char* sPath) {
     IsOpening = true;
+    ELF_ForgetLastError();
     if (aFile[NUM_FILE_SLOTS - 1] != nullptr) {
         return _Fail("maximum number of files already open.");
     }

@@ -1,5 +1,7 @@
 #include "elf/ElfTasks.h"
 
+#include "elf/Elf.h"
+
 #include <algorithm>
 #include <atomic>
 #include <ctime>
@@ -26,14 +28,17 @@ U64 ELF_GetCpuTime() {
 void ELF_RunTasks(const std::vector<ELF_TASK>& Tasks, U64 Size) {
     std::atomic<size_t> Next = 0;
     std::atomic<bool> IsOutOfMemory = false;
+    std::vector<ELF_MESSAGES> Messages(Tasks.size());
     const auto Work = [&] {
         for (size_t i = Next++; i < Tasks.size(); i = Next++) {
             const U64 Start = ELF_GetCpuTime();
+            ELF_KeepMessages(&Messages[i]);
             try {
                 Tasks[i].Run();
             } catch (const std::bad_alloc&) {
                 IsOutOfMemory = true; // thrown out of a thread it would end the program
             }
+            ELF_KeepMessages(nullptr);
             if (Tasks[i].pCpuTime != nullptr) {
                 std::atomic_ref(*Tasks[i].pCpuTime) += ELF_GetCpuTime() - Start;
             }
@@ -47,6 +52,11 @@ void ELF_RunTasks(const std::vector<ELF_TASK>& Tasks, U64 Size) {
     Work();
     for (std::thread& Thread : Threads) {
         Thread.join();
+    }
+    for (const ELF_MESSAGES& List : Messages) {
+        for (const auto& [Level, sText] : List) {
+            ELF_Report(Level, sText.c_str());
+        }
     }
     if (IsOutOfMemory) {
         throw std::bad_alloc();

@@ -1,5 +1,7 @@
 #include "elf/SrcMap.h"
 
+#include "elf/LoadLog.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
@@ -31,9 +33,12 @@ void CSrcMap::AddFiles(const ELF_LINES& Lines) {
             Files.emplace_back().FileId = Id;
         }
     }
+    ELF_NoteStep(ELF_STEP_PATHS_OF_LINES); // the file tables hold the paths of the lines, too
+    ELF_NoteStep(ELF_STEP_PATHS_OF_FILES);
     for (auto It = FilePathTable.cbegin(); It != FilePathTable.cend(); ++It) {
         FileExistsTable.insert(It.key(), QFileInfo::exists(It.value()));
     }
+    ELF_NoteStep(ELF_STEP_FILES_EXIST);
 }
 
 void CSrcMap::BuildFileRanges() {
@@ -83,13 +88,18 @@ void CSrcMap::BuildFileRanges() {
         }
     }
     FileTree.Build(std::move(Intervals));
+    ELF_NoteStep(ELF_STEP_FILE_TREE);
 }
 
 void CSrcMap::Build(ELF_LINES Lines, U32 Floor, U32 (*pfRelocate)(U32 Addr, bool IsEnd)) {
     Clear();
     AddFiles(Lines);
     Rows.Build(std::move(Lines.Tables), Floor, pfRelocate);
+    ELF_NoteStep(ELF_STEP_LINES);
+    ELF_NoteStep(ELF_STEP_LINES_SORTED);
     BuildFileRanges();
+    ELF_NoteStep(ELF_STEP_FILE_RANGES);
+    ELF_NoteStep(ELF_STEP_LINES_CLEANED); // what is outside of its file's ranges is none
 }
 
 /// Line tables of sections that the linker dropped can point anywhere: a row outside of its file's code is none.
