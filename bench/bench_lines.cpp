@@ -77,16 +77,30 @@ int main(int argc, char** argv) {
     if (Addrs.empty()) {
         return 1;
     }
+    // As a trace asks: from anywhere on, then address by address. And each one from anywhere, where every answer waits
+    // for memory that no cache holds.
+    constexpr size_t RUN_LENGTH = 64;
     std::mt19937 Random(1);
-    std::vector<U32> Order(NUM_ASKED);
-    std::generate(Order.begin(), Order.end(), [&] { return static_cast<U32>(Random() % Addrs.size()); });
+    std::vector<U32> AskedAddrs(NUM_ASKED);
+    std::vector<U32> ScatteredAddrs(NUM_ASKED);
+    std::vector<CSrcLoc> AskedLocs(NUM_ASKED);
+    size_t Idx = 0;
+    for (size_t i = 0; i < NUM_ASKED; ++i) {
+        Idx = i % RUN_LENGTH == 0 ? Random() % Addrs.size() : (Idx + 1) % Addrs.size();
+        AskedAddrs[i] = Addrs[Idx];
+        const size_t Any = Random() % Addrs.size();
+        ScatteredAddrs[i] = Addrs[Any];
+        AskedLocs[i] = Locs[Any];
+    }
     U64 Sum = 0;
     std::printf("lines_rows %zu rows - - -\n", Addrs.size());
-    const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(Addrs[Order[i]]).Line; });
+    const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i]).Line; });
     std::printf("lines_addr_to_line %.1f ns goal %.0f %.2f\n", Exact, GOAL_NS, Exact / GOAL_NS);
-    const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(Addrs[Order[i]] + 1).Line; });
+    const double Scattered = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(ScatteredAddrs[i]).Line; });
+    std::printf("lines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", Scattered, GOAL_NS, Scattered / GOAL_NS);
+    const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i] + 1).Line; });
     std::printf("lines_addr_to_line_near %.1f ns - - -\n", Near);
-    const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(Locs[Order[i]])); });
+    const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(AskedLocs[i])); });
     std::printf("lines_line_to_addr %.1f ns - - -\n", Back);
     return Sum != 0 ? 0 : 1;
 }

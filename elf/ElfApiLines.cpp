@@ -44,34 +44,29 @@ CSrcMap& _Map() {
     return pFile != nullptr && pFile->pSrcMap != nullptr ? *pFile->pSrcMap : Nothing;
 }
 
-/// Address of a line's begin that stands for the address, by the near search unless a line begins there; -1.
-I64 _FindEntry(U32 Addr) {
+/// Positions of an address, in the order of the line records: of one that begins no line those of the near search.
+SRC_LOCS _FindLocs(U32 Addr) {
     const CSrcMap& Map = _Map();
     if (Addr == 0 || Addr == 0xFFFFFFFF || Map.IsEmpty()) {
-        return -1;
+        return {};
     }
-    if (Map.HasAddr(Addr)) {
-        return Addr;
+    const SRC_LOCS Exact = Map.GetLocs(Addr);
+    if (!Exact.isEmpty()) {
+        return Exact;
     }
     const U64 hFunc = ElfApi_GetFuncAtAddr(Addr);
     const I64 Prev = hFunc != 0 ? Map.GetPrevAddr(Addr) : -1;
-    return Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc
-               ? Prev
-               : -1;
+    const bool IsNear = Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc;
+    return IsNear ? Map.GetLocs(static_cast<U32>(Prev)) : SRC_LOCS();
 }
 
-std::vector<CSrcLoc> _LocsOf(I64 Entry) {
-    std::vector<CSrcLoc> Locs = Entry >= 0 ? _Map().GetLocs(static_cast<U32>(Entry)) : std::vector<CSrcLoc>();
+/// By line, then column, then file.
+SRC_LOCS _SortedLocs(U32 Addr) {
+    SRC_LOCS Locs = _FindLocs(Addr);
     std::sort(Locs.begin(), Locs.end(), [](const CSrcLoc& a, const CSrcLoc& b) {
         return std::tie(a.Line, a.Col, a.FileId) < std::tie(b.Line, b.Col, b.FileId);
     });
     return Locs;
-}
-
-bool _IsAt(U32 Addr, const CSrcLoc& Loc) {
-    const I64 Entry = _FindEntry(Addr);
-    const std::vector<CSrcLoc> Locs = Entry >= 0 ? _Map().GetLocs(static_cast<U32>(Entry)) : std::vector<CSrcLoc>();
-    return std::find(Locs.begin(), Locs.end(), Loc) != Locs.end();
 }
 
 /// Bytes from the address to the next instruction or data item; 0 if it can't be told.
@@ -161,14 +156,14 @@ void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
 
 QList<CSrcLoc> ElfApi_GetSrcLocs(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const std::vector<CSrcLoc> Locs = _LocsOf(_FindEntry(Addr));
+    const SRC_LOCS Locs = _SortedLocs(Addr);
     return QList<CSrcLoc>(Locs.begin(), Locs.end());
 }
 
 CSrcLoc ElfApi_GetSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const std::vector<CSrcLoc> Locs = _LocsOf(_FindEntry(Addr));
-    return Locs.empty() ? CSrcLoc() : Locs.front();
+    const SRC_LOCS Locs = _SortedLocs(Addr);
+    return Locs.isEmpty() ? CSrcLoc() : Locs.first();
 }
 
 CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr) {
@@ -183,13 +178,13 @@ CSrcLoc ElfApi_GetExactSrcLoc(U32 Addr) {
 
 bool ElfApi_HasSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _FindEntry(Addr) >= 0;
+    return !_FindLocs(Addr).isEmpty();
 }
 
 bool ElfApi_RangeHasSrcLoc(const ELF_ADDR_RANGE& Range) {
     const std::lock_guard Lock(ElfApi_Mutex());
     const I64 Next = _Map().GetNextAddr(Range.Addr);
-    return _FindEntry(Range.Addr) >= 0 || (Next >= 0 && Next < static_cast<I64>(Range.Addr) + Range.Size);
+    return !_FindLocs(Range.Addr).isEmpty() || (Next >= 0 && Next < static_cast<I64>(Range.Addr) + Range.Size);
 }
 
 QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc) {
@@ -209,7 +204,7 @@ QList<U32> ElfApi_GetAddrBlock(const CSrcLoc& Loc, U32 Addr) {
     for (U32 Next = Addr;;) {
         const U32 Step = _StepAt(Next);
         Next += Step;
-        if (Step == 0 || Next - Addr >= MAX_BLOCK || !_IsAt(Next, Loc)) {
+        if (Step == 0 || Next - Addr >= MAX_BLOCK || !_FindLocs(Next).contains(Loc)) {
             return Block;
         }
         Block.append(Next);
@@ -285,7 +280,7 @@ bool ElfApi_IsLineStart(U32 Addr) {
         return false;
     }
     const I64 Prev = _Map().GetPrevAddr(Addr);
-    return ElfApi_GetAddrs(Loc).size() == 1 || Prev < 0 || !_IsAt(static_cast<U32>(Prev), Loc);
+    return ElfApi_GetAddrs(Loc).size() == 1 || Prev < 0 || !_FindLocs(static_cast<U32>(Prev)).contains(Loc);
 }
 
 U32 ElfApi_GetFileAtAddr(U32 Addr) {

@@ -55,6 +55,8 @@ void CLineTable::Build(std::vector<ELF_LINE_TABLE> Tables, U32 Floor, U32 (*pfRe
     }
     CollectRuns();
     JoinOverlapping();
+    NumberFiles();
+    BuildSteps();
 }
 
 void CLineTable::CollectRuns() {
@@ -66,7 +68,7 @@ void CLineTable::CollectRuns() {
             const ELF_LINE* pKept = std::lower_bound(pFirst, pEnd, m_Floor, [](const ELF_LINE& Line, U32 Key) { return Line.Addr < Key; });
             m_NumSkipped += static_cast<U32>(pKept - pFirst);
             if (pKept != pEnd) {
-                m_Runs.push_back({pKept, pEnd, t});
+                m_Runs.push_back({pKept, pEnd, t, 0, 0});
             }
         }
     }
@@ -107,43 +109,71 @@ void CLineTable::JoinOverlapping() {
     }
     for (size_t c = 0; c < Copied.size(); ++c) {
         const size_t End = c + 1 < Copied.size() ? Copied[c + 1].second : Joined.Lines.size();
-        Runs[Copied[c].first] = {Joined.Lines.data() + Copied[c].second, Joined.Lines.data() + End, m_NumRead};
+        Runs[Copied[c].first] = {Joined.Lines.data() + Copied[c].second, Joined.Lines.data() + End, m_NumRead, 0, 0};
     }
     m_Runs.swap(Runs);
     m_Tables.push_back(std::move(Joined));
 }
 
-CLineTable::CURSOR CLineTable::Find(U32 Addr) const {
-    auto It = std::lower_bound(m_Runs.begin(), m_Runs.end(), Addr, [](const RUN& Run, U32 Key) { return Run.pEnd[-1].Addr < Key; });
-    if (It == m_Runs.end()) {
-        return {m_Runs.size(), nullptr};
+void CLineTable::NumberFiles() {
+    std::vector<U32> First;
+    U32 Num = 0;
+    for (const ELF_LINE_TABLE& Table : m_Tables) {
+        First.push_back(Num);
+        Num += static_cast<U32>(Table.Files.size());
     }
-    // Rows lie about evenly: from where the address should be, in growing steps, to an interval that holds it.
-    const ELF_LINE* const pFirst = It->pFirst;
-    const U64 Num = static_cast<U64>(It->pEnd - pFirst);
-    const U64 Span = static_cast<U64>(It->pEnd[-1].Addr) - pFirst->Addr + 1;
-    const U64 Guess = Addr > pFirst->Addr ? (Addr - pFirst->Addr) * (Num - 1) / Span : 0;
-    U64 Lo = Guess;
-    U64 Hi = Guess;
-    for (U64 Step = 8; Lo > 0 && pFirst[Lo].Addr >= Addr; Step *= 2) {
-        Lo -= std::min(Lo, Step);
+    for (RUN& Run : m_Runs) {
+        Run.FirstFile = First[Run.Table];
+        Run.NumFiles = static_cast<U32>(m_Tables[Run.Table].Files.size());
     }
-    for (U64 Step = 8; Hi < Num && pFirst[Hi].Addr < Addr; Step *= 2) {
-        Hi += std::min(Num - Hi, Step);
-    }
-    const ELF_LINE* p = std::lower_bound(pFirst + Lo, pFirst + Hi, Addr, [](const ELF_LINE& Line, U32 Key) { return Line.Addr < Key; });
-    return {static_cast<size_t>(It - m_Runs.begin()), p};
 }
 
-bool CLineTable::Next(CURSOR* p) const {
-    if (p->p == nullptr) {
-        return false;
+/// About one step for every three rows.
+void CLineTable::BuildSteps() {
+    constexpr U32 MIN_SHIFT = 3;
+    U64 NumRows = 0;
+    for (const RUN& Run : m_Runs) {
+        NumRows += static_cast<U64>(Run.pEnd - Run.pFirst);
     }
-    if (++p->p == m_Runs[p->Run].pEnd) {
-        ++p->Run;
-        p->p = p->Run < m_Runs.size() ? m_Runs[p->Run].pFirst : nullptr;
+    if (m_Runs.empty()) {
+        return;
     }
-    return p->p != nullptr;
+    const U32 Lowest = GetLowestAddr();
+    const U32 Span = GetHighestAddr() - Lowest;
+    for (m_StepShift = MIN_SHIFT; m_StepShift < 31 && (Span >> m_StepShift) > NumRows / 3 + 16; ++m_StepShift) {
+    }
+    m_Steps.reserve((Span >> m_StepShift) + 1);
+    for (U32 r = 0; r < m_Runs.size(); ++r) {
+        for (const ELF_LINE* p = m_Runs[r].pFirst; p != m_Runs[r].pEnd; ++p) {
+            while (m_Steps.size() <= (p->Addr - Lowest) >> m_StepShift) {
+                m_Steps.push_back({r, static_cast<U32>(p - m_Runs[r].pFirst)});
+            }
+        }
+    }
+}
+
+CLineTable::CURSOR CLineTable::Find(U32 Addr) const {
+    if (m_Runs.empty() || Addr > GetHighestAddr()) {
+        return {m_Runs.size(), nullptr};
+    }
+    const U32 Lowest = GetLowestAddr();
+    const PLACE Place = Addr > Lowest ? m_Steps[(Addr - Lowest) >> m_StepShift] : PLACE{0, 0};
+    const RUN* pRun = &m_Runs[Place.Run];
+    const ELF_LINE* p = pRun->pFirst + Place.Row;
+    constexpr int MAX_STEPS = 32; // where rows lie dense a search is faster
+    for (int i = 0; i < MAX_STEPS; ++i) {
+        if (p->Addr >= Addr) {
+            return {static_cast<size_t>(pRun - m_Runs.data()), p};
+        }
+        if (++p == pRun->pEnd) {
+            ++pRun;
+            p = pRun->pFirst;
+        }
+    }
+    const auto It = std::lower_bound(m_Runs.begin() + (pRun - m_Runs.data()), m_Runs.end(), Addr,
+                                     [](const RUN& Run, U32 Key) { return Run.pEnd[-1].Addr < Key; });
+    p = std::lower_bound(It->pFirst, It->pEnd, Addr, [](const ELF_LINE& Line, U32 Key) { return Line.Addr < Key; });
+    return {static_cast<size_t>(It - m_Runs.begin()), p};
 }
 
 bool CLineTable::Prev(CURSOR* p) const {

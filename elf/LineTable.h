@@ -100,10 +100,19 @@ public:
     bool IsEmpty() const { return m_Runs.empty(); }
     /// First row at or behind the address.
     CURSOR Find(U32 Addr) const;
-    bool Next(CURSOR* p) const;
+    bool Next(CURSOR* p) const {
+        if (p->p != nullptr && ++p->p == m_Runs[p->Run].pEnd) {
+            ++p->Run;
+            p->p = p->Run < m_Runs.size() ? m_Runs[p->Run].pFirst : nullptr;
+        }
+        return p->p != nullptr;
+    }
     bool Prev(CURSOR* p) const; ///< also from behind the last row
-    /// Index of the row's file into ELF_LINES::SrcFiles, 0xFFFFFFFF for none.
-    U32 FileOf(const CURSOR& Cursor) const { return FileOf(m_Runs[Cursor.Run].Table, Cursor.p->File); }
+    /// Number of the row's file if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for none.
+    U32 SlotOf(const CURSOR& Cursor) const {
+        const RUN& Run = m_Runs[Cursor.Run];
+        return Cursor.p->File < Run.NumFiles ? Run.FirstFile + Cursor.p->File : 0xFFFFFFFF;
+    }
     U32 GetNumSkipped() const { return m_NumSkipped; }
     U32 GetLowestAddr() const { return m_Runs.empty() ? 0xFFFFFFFF : m_Runs.front().pFirst->Addr; }
     U32 GetHighestAddr() const { return m_Runs.empty() ? 0 : m_Runs.back().pEnd[-1].Addr; }
@@ -137,6 +146,8 @@ private:
         const ELF_LINE* pFirst;
         const ELF_LINE* pEnd;
         U32 Table;
+        U32 FirstFile; ///< slot of the table's first file
+        U32 NumFiles;
     };
     U32 FileOf(U32 Table, U32 Number) const {
         const std::vector<U32>& Files = m_Tables[Table].Files;
@@ -158,12 +169,21 @@ private:
             }
         }
     }
+    /// A place among the rows.
+    struct PLACE {
+        U32 Run;
+        U32 Row; ///< from the run's first
+    };
     void CollectRuns();
     void JoinOverlapping();
+    void NumberFiles();
+    void BuildSteps();
 
     std::vector<ELF_LINE_TABLE> m_Tables; ///< those that were read, then one of the rows of overlapping runs
     U32 m_NumRead = 0;
     std::vector<RUN> m_Runs; ///< by address; they don't overlap
+    std::vector<PLACE> m_Steps; ///< first row at or behind every (1 << m_StepShift)th address from the lowest on
+    U32 m_StepShift = 0;
     U32 m_Floor = 0;
     U32 m_NumSkipped = 0;
 };

@@ -98,18 +98,24 @@ void CSrcMap::Build(ELF_LINES Lines, U32 Floor, U32 (*pfRelocate)(U32 Addr, bool
     ELF_NoteStep(ELF_STEP_LINES);
     ELF_NoteStep(ELF_STEP_LINES_SORTED);
     BuildFileRanges();
+    BuildSlots();
     ELF_NoteStep(ELF_STEP_FILE_RANGES);
     ELF_NoteStep(ELF_STEP_LINES_CLEANED); // what is outside of its file's ranges is none
 }
 
-/// Line tables of sections that the linker dropped can point anywhere: a row outside of its file's code is none.
-bool CSrcMap::IsLink(const CLineTable::CURSOR& Cursor) const {
-    const U32 Path = Rows.FileOf(Cursor);
-    return Cursor.p->Line != 0 && Path < FileOfPath.size() && _Holds(Files[FileOfPath[Path]].Range, Cursor.p->Addr);
+void CSrcMap::BuildSlots() {
+    for (const ELF_LINE_TABLE& Table : Rows.GetTables()) {
+        for (const U32 Path : Table.Files) {
+            const SRC_FILE* pFile = Path < FileOfPath.size() ? &Files[FileOfPath[Path]] : nullptr;
+            Slots.push_back(pFile != nullptr ? SLOT{pFile->FileId, pFile->Range} : SLOT{INVALID_FILE_ID, {1, 0}});
+        }
+    }
 }
 
-CSrcLoc CSrcMap::LocOf(const CLineTable::CURSOR& Cursor) const {
-    return {Files[FileOfPath[Rows.FileOf(Cursor)]].FileId, Cursor.p->Line, Cursor.p->Col};
+/// Line tables of sections that the linker dropped can point anywhere: a row outside of its file's code is none.
+bool CSrcMap::IsLink(const CLineTable::CURSOR& Cursor) const {
+    const U32 Slot = Rows.SlotOf(Cursor);
+    return Cursor.p->Line != 0 && Slot < Slots.size() && _Holds(Slots[Slot].Range, Cursor.p->Addr);
 }
 
 const CSrcMap::SRC_FILE* CSrcMap::FileOf(U32 FileId) const {
@@ -211,12 +217,12 @@ CSrcLoc CSrcMap::GetFirstLoc(U32 Addr) const {
     return {};
 }
 
-std::vector<CSrcLoc> CSrcMap::GetLocs(U32 Addr) const {
-    std::vector<CSrcLoc> Locs;
+SRC_LOCS CSrcMap::GetLocs(U32 Addr) const {
+    SRC_LOCS Locs;
     CLineTable::CURSOR Cursor = Rows.Find(Addr);
     for (; Cursor.p != nullptr && Cursor.p->Addr == Addr; Rows.Next(&Cursor)) {
-        if (IsLink(Cursor) && std::find(Locs.begin(), Locs.end(), LocOf(Cursor)) == Locs.end()) {
-            Locs.push_back(LocOf(Cursor));
+        if (IsLink(Cursor) && !Locs.contains(LocOf(Cursor))) {
+            Locs.append(LocOf(Cursor));
         }
     }
     return Locs;

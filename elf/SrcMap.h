@@ -9,6 +9,10 @@
 
 #include <QHash>
 #include <QString>
+#include <QVarLengthArray>
+
+/// Positions of one address: mostly one.
+using SRC_LOCS = QVarLengthArray<CSrcLoc, 4>;
 
 class CSrcMap {
 public:
@@ -29,7 +33,7 @@ public:
     /// True if a line begins at the address.
     bool HasAddr(U32 Addr) const;
     /// Positions of an address, in the order of the line records; none unless a line begins there.
-    std::vector<CSrcLoc> GetLocs(U32 Addr) const;
+    SRC_LOCS GetLocs(U32 Addr) const;
     CSrcLoc GetFirstLoc(U32 Addr) const; ///< the first of those, or invalid
     std::vector<U32> GetAddrs(const CSrcLoc& Loc) const; ///< sorted
     I64 GetAddr(const CSrcLoc& Loc) const;               ///< the lowest of them, -1 if there is none
@@ -66,8 +70,14 @@ private:
     static QString Normalise(const QString& sPath);
     void AddFiles(const ELF_LINES& Lines);
     void BuildFileRanges();
+    /// What a row's file says about the row.
+    struct SLOT {
+        U32 FileId;
+        ELF_RANGE Range; ///< of the file's code; empty for none
+    };
+    void BuildSlots();
     bool IsLink(const CLineTable::CURSOR& Cursor) const;
-    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const;
+    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const { return {Slots[Rows.SlotOf(Cursor)].FileId, Cursor.p->Line, Cursor.p->Col}; }
     const SRC_FILE* FileOf(U32 FileId) const;
     const std::vector<LINE_ADDR>& LinesOf(U32 FileId) const;
 
@@ -80,4 +90,5 @@ private:
     std::vector<U32> FileOfPath; ///< index into ELF_LINES::SrcFiles to index into Files
     CIntervalTree FileTree;
     CLineTable Rows;
+    std::vector<SLOT> Slots; ///< by CLineTable::SlotOf()
 };

@@ -65,7 +65,7 @@ TEST_F(SrcMap, LinksAreKeptWhereTheFileHasCode) {
     EXPECT_TRUE(m_Map.GetAddrs({Main, 90, 0}).empty());
     EXPECT_FALSE(m_Map.HasAddr(0x1500)); // a file without code
     EXPECT_FALSE(m_Map.HasAddr(0x9000)); // outside of its file's code
-    EXPECT_EQ(m_Map.GetLocs(0x1004), (std::vector<CSrcLoc>{{Main, 12, 3}, {Main, 11, 1}}));
+    EXPECT_EQ(m_Map.GetLocs(0x1004), (SRC_LOCS{{Main, 12, 3}, {Main, 11, 1}}));
     ASSERT_EQ(m_Map.GetLocs(0x2000).size(), 1u); // two records, one link, the column of the first
     EXPECT_EQ(m_Map.GetFirstLoc(0x2000).Col, 9u);
     EXPECT_EQ(m_Map.GetFileRanges(Util).size(), 1); // touching ranges merged, the huge one dropped
