@@ -115,7 +115,7 @@ struct ELF_FILE {
     U32 NumMapSyms = 0;
     U32 NumFuncSyms = 0;
     U32 FileSize = 0;
-    ELF_BUFFER pData;
+    CElfBuffer pData;
     std::shared_ptr<CSrcMap> pSrcMap;
     std::shared_ptr<CFI_TABLE> pCfi;
     Elf32_Ehdr pEhdr{};

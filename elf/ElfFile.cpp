@@ -50,11 +50,13 @@ std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
         return _Fail("could not allocate file structure.");
     }
     pFile->FileSize = static_cast<U32>(Size);
-    pFile->pData = ELF_AllocBuffer(pFile->FileSize);
-    if (pFile->pData == nullptr) {
+    if (pFile->pData.Map(sPath, pFile->FileSize)) {
+        return pFile;
+    }
+    if (!pFile->pData.Alloc(pFile->FileSize)) {
         return _Fail("could not allocate file data buffer.");
     }
-    if (!ELF_ReadDiskFile(sPath, pFile->pData.get(), pFile->FileSize)) {
+    if (!pFile->pData.Read(sPath)) {
         return _Fail("could not read file data.");
     }
     return pFile;
@@ -247,12 +249,16 @@ ELF_FILE* ELF_Open(const char* sPath) {
     } catch (const std::bad_alloc&) {
         sError = "could not allocate file data buffer.";
     }
+    if (pFile->pData.HasLost()) {
+        sError = "could not read file data."; // it was cut while it was parsed
+    }
     if (sError != nullptr) {
         ELF_Report(ELF_MSG_READER, sError);
         IsOpening = false;
         ELF_Close(pFile);
         return nullptr;
     }
+    pFile->pData.Detach();
     pFile->IsParsed = 1;
     IsOpening = false;
     ELF_ResolveRelocs(pFile);
