@@ -46,7 +46,7 @@ public:
     bool OnRow(const DWARF_LINE_ROW& Row) {
         const U32 File = static_cast<U32>(std::min<U64>(Row.File, MAX_LINE_FILE));
         const ELF_LINE* pLast = m_Writer.GetLast();
-        if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File == File) {
+        if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File() == File) {
             return true;
         }
         m_Writer.Add(Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL));

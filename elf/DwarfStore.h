@@ -126,8 +126,9 @@ struct DWARF_SCOPE {
 /// A reference from a definition to its declaration, or from an instance of a function to the abstract one.
 struct DWARF_REF {
     U32 Target;
-    U32 Die : 31;
-    U32 IsSpecification : 1;
+    U32 DieAndKind; ///< bit 31 marks a reference to a declaration
+    U32 Die() const { return DieAndKind & 0x7FFFFFFF; }
+    bool IsSpecification() const { return DieAndKind >> 31 != 0; }
 };
 
 /// References in the order of the section, or by target once IsSorted.

@@ -275,7 +275,7 @@ private:
         if (Off == 0 || Off >= m_S.aSection[m_Unit.Section].Size) {
             return;
         }
-        const DWARF_REF Ref{DWARF_MakeID(m_Unit.Section, static_cast<U32>(Off)), Die, Field == DFLD_SPECIFICATION};
+        const DWARF_REF Ref{DWARF_MakeID(m_Unit.Section, static_cast<U32>(Off)), Die | (Field == DFLD_SPECIFICATION ? 0x80000000 : 0)};
         Keep(Off >= m_Unit.Off && Off < m_Unit.End ? &m_Refs : &m_Chunk.ForeignRefs, Ref);
     }
 
@@ -507,7 +507,7 @@ std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {
     for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
         if (pTable != nullptr) {
             const auto [pFirst, pLast] = _RefsTo(pTable, Die);
-            std::transform(pFirst, pLast, std::back_inserter(Found), [](const DWARF_REF& Ref) { return Ref.Die; });
+            std::transform(pFirst, pLast, std::back_inserter(Found), [](const DWARF_REF& Ref) { return Ref.Die(); });
         }
     }
     return Found;
@@ -519,7 +519,7 @@ U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die) {
         if (pTable != nullptr && !pTable->Refs.empty()) {
             const auto [pFirst, pLast] = _RefsTo(pTable, Die);
             for (const DWARF_REF* p = pFirst; p != pLast; ++p) {
-                Found = p->IsSpecification != 0 ? static_cast<U32>(p->Die) : Found;
+                Found = p->IsSpecification() ? p->Die() : Found;
             }
         }
     }

@@ -143,6 +143,8 @@ void ELF_Report(U32 Level, const char* sText);
 
 /// Opens and parses the file. Null on failure; the reason has gone to the sink. One file at a time.
 ELF_FILE* ELF_Open(const char* sPath);
+/// To be called when all that is read at once has been read: from soon on the file doesn't need the disk any more.
+void ELF_Detach(ELF_FILE* pFile);
 void ELF_Close(ELF_FILE* pFile);
 /// The file last opened; null while opening, closing or with none.
 ELF_FILE* ELF_GetCurrentFile();

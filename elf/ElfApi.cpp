@@ -101,6 +101,7 @@ int ElfApi_Init(const QString& sPath) {
     ElfApi_StartFind(&Tasks);
     ELF_RunTasks(Tasks, pOpenFile->FileSize);
     ElfApi_EndFind();
+    ELF_Detach(pOpenFile);
     if (IsVerboseLogging()) {
         ELF_WriteLoadLog();
         qDebug("ELF-API wrapper initialized in %lld ms", static_cast<long long>(ELF_GetLoadTime()));

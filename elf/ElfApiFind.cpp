@@ -44,7 +44,7 @@ U32 _HashOfNamespace(const DWARF_STORE& S, U32 Die) {
 }
 
 /// Own names are known from the pass over the debug information; the few others are looked up here.
-void _BuildGlobalNames(DWARF_STORE& S) {
+void _AddNamesOfOthers(DWARF_STORE& S) {
     std::vector<DWARF_NAME>& Names = S.Names.emplace_back();
     for (const U32 Die : S.NamedByOthers) {
         const std::string_view sName = _GetDieRawName(S, Die);
@@ -53,8 +53,6 @@ void _BuildGlobalNames(DWARF_STORE& S) {
     for (const U32 Die : S.Namespaces) {
         Names.push_back({_HashOfNamespace(S, Die), Die});
     }
-    GlobalNames.Build(S.Names);
-    S.Names.clear();
 }
 
 void _BuildElfNames(const ELF_FILE* pFile) {
@@ -238,14 +236,18 @@ U32 ElfApi_GetCurrentPC() { return CurrentPC; }
 void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
     DWARF_STORE* pStore = ELF_GetStore();
-    // Questions to the store must come one at a time: all that ask some are one task.
-    pTasks->push_back({[pFile, pStore] {
+    if (pStore != nullptr) {
+        _AddNamesOfOthers(*pStore);
+        pTasks->push_back({[pStore] {
+            GlobalNames.Build(pStore->Names);
+            pStore->Names.clear();
+        }});
+    }
+    // Questions to the store must come one at a time: this is the only task that asks some.
+    pTasks->push_back({[pFile] {
         FuncTree.Build(pFile);
         ELF_NoteStep(ELF_STEP_FUNCS);
         ELF_NoteStep(ELF_STEP_FUNC_TREE);
-        if (pStore != nullptr) {
-            _BuildGlobalNames(*pStore);
-        }
     }});
     pTasks->push_back({[pFile, pStore] {
         _BuildElfNames(pFile);

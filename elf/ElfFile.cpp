@@ -258,7 +258,6 @@ ELF_FILE* ELF_Open(const char* sPath) {
         ELF_Close(pFile);
         return nullptr;
     }
-    pFile->pData.Detach();
     pFile->IsParsed = 1;
     IsOpening = false;
     ELF_ResolveRelocs(pFile);
@@ -266,6 +265,8 @@ ELF_FILE* ELF_Open(const char* sPath) {
     _ReportLoad(pFile, Times);
     return pFile;
 }
+
+void ELF_Detach(ELF_FILE* pFile) { pFile->pData.Detach(); }
 
 void ELF_Close(ELF_FILE* pFile) {
     if (!_IsRegistered(pFile)) {

@@ -29,7 +29,7 @@ void _Move(ELF_LINE_TABLE* pTable, U32 (*pfRelocate)(U32 Addr, bool IsEnd)) {
         const size_t End = r + 1 < pTable->Runs.size() ? pTable->Runs[r + 1].First : pTable->Lines.size();
         for (size_t i = pTable->Runs[r].First; i < End; ++i) {
             const ELF_LINE& Line = pTable->Lines[i];
-            Writer.Add(pfRelocate(Line.Addr, false), Line.Line, Line.File, Line.Col);
+            Writer.Add(pfRelocate(Line.Addr, false), Line.Line, Line.File(), Line.Col());
         }
         Writer.EndRun();
     }
@@ -92,7 +92,8 @@ void CLineTable::JoinOverlapping() {
             Copied.emplace_back(Runs.size() - 1, First);
             for (size_t k = i; k < End; ++k) {
                 for (const ELF_LINE* p = m_Runs[k].pFirst; p != m_Runs[k].pEnd; ++p) {
-                    Joined.Lines.push_back({p->Addr, p->Line, std::min(FileOf(m_Runs[k].Table, p->File), MAX_LINE_FILE), p->Col});
+                    const U32 File = std::min(FileOf(m_Runs[k].Table, p->File()), MAX_LINE_FILE);
+                    Joined.Lines.push_back({p->Addr, p->Line, ELF_LINE::Pack(File, p->Col())});
                 }
             }
             std::stable_sort(Joined.Lines.begin() + static_cast<I64>(First), Joined.Lines.end(),
@@ -102,7 +103,7 @@ void CLineTable::JoinOverlapping() {
     }
     U32 NumFiles = 0;
     for (const ELF_LINE& Line : Joined.Lines) {
-        NumFiles = Line.File != MAX_LINE_FILE ? std::max<U32>(NumFiles, Line.File + 1) : NumFiles;
+        NumFiles = Line.File() != MAX_LINE_FILE ? std::max(NumFiles, Line.File() + 1) : NumFiles;
     }
     for (U32 i = 0; i < NumFiles; ++i) {
         Joined.Files.push_back(i);

@@ -19,8 +19,12 @@ constexpr U32 MAX_LINE_COL = (1 << 14) - 1;
 struct ELF_LINE {
     U32 Addr;
     U32 Line;
-    U32 File : 18; ///< number in the table
-    U32 Col : 14;  ///< at most MAX_LINE_COL
+    // File and column in one. Bit fields would be read before they are written, and memory that is new to the process
+    // would be given to it twice.
+    U32 FileAndCol;
+    static U32 Pack(U32 File, U32 Col) { return File | Col << 18; }
+    U32 File() const { return FileAndCol & MAX_LINE_FILE; } ///< number in the table
+    U32 Col() const { return FileAndCol >> 18; }            ///< at most MAX_LINE_COL
 };
 static_assert(sizeof(ELF_LINE) == 12);
 
@@ -62,11 +66,11 @@ public:
             m_Table.Runs.push_back({static_cast<U32>(m_Table.Lines.size()), static_cast<U32>(m_Table.Spans.size())});
             m_HasRun = true;
             StartSpan(Addr, File);
-        } else if (File != m_Table.Lines.back().File) {
+        } else if (File != m_Table.Lines.back().File()) {
             EndSpan();
             StartSpan(Addr, File);
         }
-        m_Table.Lines.push_back({Addr, Line, File, Col});
+        m_Table.Lines.push_back({Addr, Line, ELF_LINE::Pack(File, Col)});
     }
     /// The row before the one to come, null at the start of a run.
     const ELF_LINE* GetLast() const { return m_HasRun ? &m_Table.Lines.back() : nullptr; }
@@ -111,7 +115,7 @@ public:
     /// Number of the row's file if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for none.
     U32 SlotOf(const CURSOR& Cursor) const {
         const RUN& Run = m_Runs[Cursor.Run];
-        return Cursor.p->File < Run.NumFiles ? Run.FirstFile + Cursor.p->File : 0xFFFFFFFF;
+        return Cursor.p->File() < Run.NumFiles ? Run.FirstFile + Cursor.p->File() : 0xFFFFFFFF;
     }
     U32 GetNumSkipped() const { return m_NumSkipped; }
     U32 GetLowestAddr() const { return m_Runs.empty() ? 0xFFFFFFFF : m_Runs.front().pFirst->Addr; }
@@ -163,7 +167,7 @@ private:
             }
             const size_t End = r + 1 < Table.Runs.size() ? Table.Runs[r + 1].First : Table.Lines.size();
             for (size_t i = Table.Runs[r].First; HasFile && i < End; ++i) {
-                if (Table.Lines[i].File == Number && Table.Lines[i].Addr >= m_Floor) {
+                if (Table.Lines[i].File() == Number && Table.Lines[i].Addr >= m_Floor) {
                     Visit(Table.Lines[i]);
                 }
             }

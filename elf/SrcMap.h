@@ -77,7 +77,7 @@ private:
     };
     void BuildSlots();
     bool IsLink(const CLineTable::CURSOR& Cursor) const;
-    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const { return {Slots[Rows.SlotOf(Cursor)].FileId, Cursor.p->Line, Cursor.p->Col}; }
+    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const { return {Slots[Rows.SlotOf(Cursor)].FileId, Cursor.p->Line, Cursor.p->Col()}; }
     const SRC_FILE* FileOf(U32 FileId) const;
     const std::vector<LINE_ADDR>& LinesOf(U32 FileId) const;
 
