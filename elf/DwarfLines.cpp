@@ -15,12 +15,13 @@ namespace {
 constexpr U32 NO_FILE = 0xFFFFFFFF;
 constexpr U32 BYTES_PER_ROW = 6;   ///< of the whole file; real ones have thirty and more
 constexpr I64 ROW_CLAIM = 1024;
+constexpr I64 MAX_CLAIMS = 8;      ///< that tasks hold at one time, and more than that
 constexpr U32 NUM_UNIT_RANGES = 100'000;
 
 /// What all programs together may take. Programs of a damaged file may overlap, and be many.
 struct BUDGET {
     explicit BUDGET(const DWARF_STORE& S)
-        : NumRows(S.pFile->FileSize / BYTES_PER_ROW + 1000), NumBytes(2ll * S.aSection[DSEC_LINE].Size),
+        : NumRows(S.pFile->FileSize / BYTES_PER_ROW + MAX_CLAIMS * ROW_CLAIM), NumBytes(2ll * S.aSection[DSEC_LINE].Size),
           NumPathBytes(2ll * S.pFile->FileSize) {}
     std::atomic<I64> NumRows;
     std::atomic<I64> NumBytes; ///< of programs and headers
@@ -40,7 +41,10 @@ struct PROGRAM {
 class CRowSink {
 public:
     CRowSink(ELF_LINE_TABLE* pTable, BUDGET* pBudget) : m_Writer(pTable), m_Budget(*pBudget) {}
-    ~CRowSink() { m_Writer.EndRun(); }
+    ~CRowSink() {
+        m_Writer.EndRun();
+        m_Budget.NumRows += m_NumClaimed - m_NumRows; // a file of many small programs would run out of claims
+    }
     CRowSink(const CRowSink&) = delete;
     CRowSink& operator=(const CRowSink&) = delete;
     bool OnRow(const DWARF_LINE_ROW& Row) {

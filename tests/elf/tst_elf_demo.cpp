@@ -92,6 +92,9 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
         EXPECT_TRUE(ElfApi_GetSrcLocs(static_cast<U32>(Addr)).contains(Loc)) << sMarker;
         EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr)))) << sMarker;
     }
+    for (const CSrcLoc& Loc : {CSrcLoc{_FileOf("tick.c"), _LineOf("tick.c", "MARK: tick"), 0}, AtMain}) {
+        EXPECT_GE(ElfApi_GetAddr(Loc), 0) << "the last line program is read as well as the first";
+    }
     // The include line has no code: the next line that has is as near as it gets.
     const CSrcLoc Include{MainFile, _LineOf("main.c", "#include"), 0};
     EXPECT_EQ(ElfApi_GetAddr(Include), -1);
