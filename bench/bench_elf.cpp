@@ -37,9 +37,9 @@ U64 _BareWalk(const DWARF_STORE& S) {
     U64 NumDies = 0;
     for (U32 i = 0; i < S.FirstTypesUnit; ++i) {
         const DWARF_UNIT& Unit = S.Units[i];
-        DWARF_READER R(S, DSEC_INFO, Unit.DieOff, Unit.End);
+        CByteReader R = DWARF_At(S, DSEC_INFO, Unit.DieOff, Unit.End);
         while (!R.IsAtEnd()) {
-            const U64 Code = R.GetUleb();
+            const U64 Code = R.GetULeb();
             const DWARF_ABBREV* p = Code != 0 ? DWARF_FindAbbrev(S, Unit, Code) : nullptr;
             for (U32 n = 0; p != nullptr && n < p->NumSkips; ++n) {
                 DWARF_SkipCode(R, S.Skips[p->FirstSkip + n], Unit);

@@ -56,7 +56,7 @@ U32 CSegmentReader::FirstSectionOffset(U32 VAddr, U32 FileSize) const {
         const U32 Addr = In.GetU32();
         In.Skip(4);
         const U32 Size = In.GetU32();
-        if (!In.IsFailed() && (Flags & SHF_ALLOC) != 0 && Size != 0 && Addr >= VAddr &&
+        if (In.IsOk() && (Flags & SHF_ALLOC) != 0 && Size != 0 && Addr >= VAddr &&
             static_cast<U64>(Addr) + Size <= static_cast<U64>(VAddr) + FileSize) {
             Lowest = std::min<U64>(Lowest, Addr);
         }
@@ -76,7 +76,7 @@ QList<CMemBlock> CSegmentReader::Read() {
         U32 VAddr = In.GetU32();
         U32 PAddr = In.GetU32();
         U32 Size = In.GetU32();
-        if (Type != PT_LOAD || In.IsFailed() || Off + Size > static_cast<U64>(m_File.size())) {
+        if (Type != PT_LOAD || !In.IsOk() || Off + Size > static_cast<U64>(m_File.size())) {
             continue;
         }
         if (VAddr != PAddr) {

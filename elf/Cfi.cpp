@@ -56,8 +56,8 @@ int CCfiLoader::ReadCie(U64 Off) {
     CByteReader In = At(Off);
     CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
     const U8 Version = Entry.GetU8();
-    const char* sAugmentation = Entry.GetString();
-    if (In.IsFailed() || !IsCie) {
+    const std::string_view sAugmentation = Entry.GetString();
+    if (!In.IsOk() || !IsCie) {
         DWARF_ReportError(DWERR_FRAME_CIE, LOADER);
         return -1;
     }
@@ -65,7 +65,7 @@ int CCfiLoader::ReadCie(U64 Off) {
         DWARF_ReportError(DWERR_FRAME_VERSION, LOADER);
         return -1;
     }
-    if (sAugmentation[0] != 0 && sAugmentation[0] != 'z' && std::strcmp(sAugmentation, "armcc+") != 0) {
+    if (!sAugmentation.empty() && !sAugmentation.starts_with('z') && sAugmentation != "armcc+") {
         DWARF_ReportError(DWERR_AUGMENTATION, LOADER);
         return -1;
     }
@@ -80,13 +80,13 @@ int CCfiLoader::ReadCie(U64 Off) {
     } else {
         Entry.GetULeb();
     }
-    Cie.HasAugmentation = sAugmentation[0] == 'z';
+    Cie.HasAugmentation = sAugmentation.starts_with('z');
     if (Cie.HasAugmentation) {
         Entry.Skip(Entry.GetULeb());
     }
     Cie.Off = static_cast<U64>(Entry.GetPtr() - m_pTable->pData);
     Cie.NumBytes = static_cast<U32>(Entry.GetLeft());
-    if (Entry.IsFailed()) {
+    if (!Entry.IsOk()) {
         return -1;
     }
     m_pTable->Cies.push_back(Cie);
@@ -104,7 +104,7 @@ bool CCfiLoader::ReadFde(CByteReader In, U64 CieOff) {
     if (m_pTable->Cies[static_cast<size_t>(Cie)].HasAugmentation) {
         In.Skip(In.GetULeb());
     }
-    if (In.IsFailed()) {
+    if (!In.IsOk()) {
         return false;
     }
     m_pTable->FdeList.push_back({Lo, Size > 0xFFFFFFFF - Lo ? 0xFFFFFFFF : Lo + Size, static_cast<U32>(Cie),
@@ -119,7 +119,7 @@ void CCfiLoader::ReadAll() {
         U64 Id = 0;
         bool IsCie = false;
         const CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
-        if (In.IsFailed()) {
+        if (!In.IsOk()) {
             DWARF_ReportError(DWERR_FRAME_SIZE, LOADER);
             ELF_Report(ELF_MSG_READER, "call frame information could not be parsed.");
             return;

@@ -57,7 +57,7 @@ bool CRowEvaluator::Run(U64 Off, U32 NumBytes) {
     m_In = CByteReader(m_pTable->pData + Off, NumBytes, m_pTable->IsBig);
     while (!m_In.IsAtEnd()) {
         const U8 Byte = m_In.GetU8();
-        if (!RunOp(Byte & 0xC0, Byte & 0x3F) || m_In.IsFailed()) {
+        if (!RunOp(Byte & 0xC0, Byte & 0x3F) || !m_In.IsOk()) {
             return false;
         }
         if (!m_IsInitial && m_Addr > m_PC) {

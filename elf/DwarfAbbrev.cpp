@@ -155,10 +155,10 @@ void _WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) 
 }
 
 /// Reads the attribute list of one abbreviation. False if it is damaged.
-bool _ReadAttrs(DWARF_STORE& S, DWARF_READER& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+bool _ReadAttrs(DWARF_STORE& S, CByteReader& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
     for (U32 n = 0; n < MAX_ATTRS; ++n) {
-        const U64 At = R.GetUleb();
-        const U64 Form = R.GetUleb();
+        const U64 At = R.GetULeb();
+        const U64 Form = R.GetULeb();
         if (!R.IsOk()) {
             return false;
         }
@@ -172,7 +172,7 @@ bool _ReadAttrs(DWARF_STORE& S, DWARF_READER& R, const DWARF_UNIT& Unit, DWARF_A
             return false; // of unknown length: nothing behind it could be read
         }
         if (Form == DW_FORM_implicit_const) {
-            S.ImplicitConsts.push_back(R.GetSleb());
+            S.ImplicitConsts.push_back(R.GetSLeb());
             S.ImplicitKeys.push_back(static_cast<U32>(S.AttrSpecs.size()));
         }
         S.AttrSpecs.push_back({static_cast<U16>(At <= 0xFFFF ? At : 0), static_cast<U16>(Form)});
@@ -258,25 +258,25 @@ int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit) {
     }
 }
 
-bool DWARF_SkipCode(DWARF_READER& R, U32 Code, const DWARF_UNIT& Unit) {
+bool DWARF_SkipCode(CByteReader& R, U32 Code, const DWARF_UNIT& Unit) {
     switch (Code) {
     case SKIP_ULEB:
-        while (R.Get<U8>() >= 0x80 && R.IsOk()) {
+        while (R.GetU8() >= 0x80 && R.IsOk()) {
         }
         return R.IsOk();
     case SKIP_STRING:
         R.GetString();
         return R.IsOk();
     case SKIP_BLOCK1:
-        return R.Skip(R.Get<U8>());
+        return R.Skip(R.GetU8());
     case SKIP_BLOCK2:
-        return R.Skip(R.Get<U16>());
+        return R.Skip(R.GetU16());
     case SKIP_BLOCK4:
-        return R.Skip(R.Get<U32>());
+        return R.Skip(R.GetU32());
     case SKIP_BLOCK:
-        return R.Skip(R.GetUleb());
+        return R.Skip(R.GetULeb());
     case SKIP_INDIRECT: {
-        const U64 Form = R.GetUleb();
+        const U64 Form = R.GetULeb();
         return Form != DW_FORM_indirect && Form <= 0xFFFF && DWARF_SkipForm(R, static_cast<U32>(Form), Unit);
     }
     default:
@@ -284,7 +284,7 @@ bool DWARF_SkipCode(DWARF_READER& R, U32 Code, const DWARF_UNIT& Unit) {
     }
 }
 
-bool DWARF_SkipForm(DWARF_READER& R, U32 Form, const DWARF_UNIT& Unit) {
+bool DWARF_SkipForm(CByteReader& R, U32 Form, const DWARF_UNIT& Unit) {
     const int Size = DWARF_FormSize(Form, Unit);
     return Size >= 0 && DWARF_SkipCode(R, static_cast<U32>(Size), Unit) && R.IsOk();
 }
@@ -301,26 +301,26 @@ const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Uni
 }
 
 int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBudget) {
-    DWARF_READER R(S, DSEC_ABBREV, Off);
-    const U64 NumBytes = R.NumLeft();
+    CByteReader R = DWARF_At(S, DSEC_ABBREV, Off);
+    const U64 NumBytes = R.GetLeft();
     DWARF_ABBREV_SET Set;
     Set.First = static_cast<U32>(S.Abbrevs.size());
     Set.IsDense = true;
     bool IsOk = false;
     while (R.IsOk()) {
         DWARF_ABBREV Abbrev{};
-        const U64 Code = R.GetUleb();
+        const U64 Code = R.GetULeb();
         if (!R.IsOk() || Code == 0) {
             IsOk = R.IsOk();
             break;
         }
         Abbrev.Code = static_cast<U32>(Code);
-        const U64 Tag = R.GetUleb();
+        const U64 Tag = R.GetULeb();
         Abbrev.Tag = static_cast<U16>(Tag);
-        Abbrev.HasChildren = R.Get<U8>() != 0;
+        Abbrev.HasChildren = R.GetU8() != 0;
         Abbrev.Action = _ActionOf(Abbrev.Tag);
         Abbrev.FirstAttr = static_cast<U32>(S.AttrSpecs.size());
-        if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.NumLeft() > *pBudget ||
+        if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.GetLeft() > *pBudget ||
             !_ReadAttrs(S, R, Unit, &Abbrev)) {
             break;
         }
@@ -328,7 +328,7 @@ int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBud
         S.Abbrevs.push_back(Abbrev);
         ++Set.Num;
     }
-    *pBudget -= std::min(*pBudget, NumBytes - R.NumLeft());
+    *pBudget -= std::min(*pBudget, NumBytes - R.GetLeft());
     if (!Set.IsDense) {
         std::stable_sort(S.Abbrevs.begin() + Set.First, S.Abbrevs.end(),
                          [](const DWARF_ABBREV& a, const DWARF_ABBREV& b) { return a.Code < b.Code; });

@@ -10,7 +10,7 @@ constexpr U32 MAX_TEXT_SIZE = 16'384; ///< a longer name is damage, and every DI
 constexpr U32 LISTS_HEADER_SIZE = 8; ///< of .debug_addr and .debug_str_offsets, where the unit names no base
 
 std::string_view _StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
-    DWARF_READER R(S, Section, Off, Off + MAX_TEXT_SIZE);
+    CByteReader R = DWARF_At(S, Section, Off, Off + MAX_TEXT_SIZE);
     return R.GetString();
 }
 
@@ -19,8 +19,8 @@ std::string_view _IndexedString(const DWARF_STORE& S, const DWARF_UNIT& Unit, U6
     if (Idx > S.aSection[DSEC_STR_OFFSETS].Size) {
         return {};
     }
-    DWARF_READER R(S, DSEC_STR_OFFSETS, Base + Idx * Unit.OffsetSize);
-    const U64 Off = R.GetSized(Unit.OffsetSize);
+    CByteReader R = DWARF_At(S, DSEC_STR_OFFSETS, Base + Idx * Unit.OffsetSize);
+    const U64 Off = R.Get(Unit.OffsetSize);
     return R.IsOk() ? _StringAt(S, DSEC_STR, Off) : std::string_view();
 }
 
@@ -33,12 +33,12 @@ U32 _DieOfSignature(const DWARF_STORE& S, U64 Signature) {
     return DWARF_DieAt(S, Unit.Section, Unit.TypeOff);
 }
 
-bool _SetBlock(DWARF_READER& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
-    if (Size > R.NumLeft()) {
+bool _SetBlock(CByteReader& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
+    if (Size > R.GetLeft()) {
         return false;
     }
     pAttr->Class = Class;
-    pAttr->pBlock = R.p;
+    pAttr->pBlock = R.GetPtr();
     pAttr->BlockSize = static_cast<U32>(Size);
     return R.Skip(Size);
 }
@@ -53,11 +53,11 @@ void _SetText(DWARF_ATTR* pAttr, std::string_view sText) {
     pAttr->sText = sText;
 }
 
-bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 SpecIdx, U32 Form,
+bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, U32 Form,
                DWARF_ATTR* pAttr) {
     pAttr->Form = static_cast<U16>(Form);
     const int Size = DWARF_FormSize(Form, Unit);
-    const auto Number = [&] { return Size == SKIP_ULEB ? R.GetUleb() : R.GetSized(static_cast<U32>(Size)); };
+    const auto Number = [&] { return Size == SKIP_ULEB ? R.GetULeb() : R.Get(static_cast<U32>(Size)); };
     switch (Form) {
     case DW_FORM_addr:
         _SetNumber(pAttr, ATTR_ADDR, Number());
@@ -77,7 +77,7 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U3
         _SetNumber(pAttr, ATTR_NUM, Number());
         return R.IsOk();
     case DW_FORM_sdata:
-        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSleb()));
+        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSLeb()));
         return R.IsOk();
     case DW_FORM_implicit_const:
         _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(DWARF_ImplicitConst(S, SpecIdx)));
@@ -85,7 +85,7 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U3
     case DW_FORM_data16:
         return _SetBlock(R, 16, ATTR_BLOCK, pAttr);
     case DW_FORM_flag:
-        _SetNumber(pAttr, ATTR_FLAG, R.Get<U8>() != 0);
+        _SetNumber(pAttr, ATTR_FLAG, R.GetU8() != 0);
         return R.IsOk();
     case DW_FORM_flag_present:
         _SetNumber(pAttr, ATTR_FLAG, 1);
@@ -103,7 +103,7 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U3
         _SetNumber(pAttr, ATTR_REF, DWARF_DieAt(S, DSEC_INFO, Number()));
         return R.IsOk();
     case DW_FORM_ref_sig8:
-        _SetNumber(pAttr, ATTR_REF, _DieOfSignature(S, R.Get<U64>()));
+        _SetNumber(pAttr, ATTR_REF, _DieOfSignature(S, R.GetU64()));
         return R.IsOk();
     case DW_FORM_sec_offset:
         _SetNumber(pAttr, ATTR_OFFSET, Number());
@@ -127,21 +127,21 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U3
         _SetText(pAttr, _IndexedString(S, Unit, Number()));
         return R.IsOk();
     case DW_FORM_block1:
-        return _SetBlock(R, R.Get<U8>(), ATTR_BLOCK, pAttr);
+        return _SetBlock(R, R.GetU8(), ATTR_BLOCK, pAttr);
     case DW_FORM_block2:
-        return _SetBlock(R, R.Get<U16>(), ATTR_BLOCK, pAttr);
+        return _SetBlock(R, R.GetU16(), ATTR_BLOCK, pAttr);
     case DW_FORM_block4:
-        return _SetBlock(R, R.Get<U32>(), ATTR_BLOCK, pAttr);
+        return _SetBlock(R, R.GetU32(), ATTR_BLOCK, pAttr);
     case DW_FORM_block:
-        return _SetBlock(R, R.GetUleb(), ATTR_BLOCK, pAttr);
+        return _SetBlock(R, R.GetULeb(), ATTR_BLOCK, pAttr);
     case DW_FORM_exprloc:
-        return _SetBlock(R, R.GetUleb(), ATTR_EXPR, pAttr);
+        return _SetBlock(R, R.GetULeb(), ATTR_EXPR, pAttr);
     default:
         return DWARF_SkipForm(R, Form, Unit); // of another file: there, but without a value
     }
 }
 
-bool _FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& Abbrev, DWARF_READER& R, U32 At,
+bool _FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& Abbrev, CByteReader& R, U32 At,
              DWARF_ATTR* pAttr) {
     for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs; ++i) {
         if (S.AttrSpecs[i].At == At) {
@@ -171,15 +171,15 @@ bool DWARF_ReadAddrIndex(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, 
     if (Idx > S.aSection[DSEC_ADDR].Size) {
         return false;
     }
-    DWARF_READER R(S, DSEC_ADDR, Base + Idx * Unit.AddrSize);
-    *pAddr = R.GetSized(Unit.AddrSize);
+    CByteReader R = DWARF_At(S, DSEC_ADDR, Base + Idx * Unit.AddrSize);
+    *pAddr = R.Get(Unit.AddrSize);
     return R.IsOk();
 }
 
-bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 SpecIdx, DWARF_ATTR* pAttr) {
+bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, DWARF_ATTR* pAttr) {
     U32 Form = S.AttrSpecs[SpecIdx].Form;
     if (Form == DW_FORM_indirect) {
-        const U64 Real = R.GetUleb();
+        const U64 Real = R.GetULeb();
         if (Real == DW_FORM_indirect || Real == DW_FORM_implicit_const || Real > 0xFFFF) {
             return false;
         }
@@ -188,7 +188,7 @@ bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER&
     return _ReadForm(S, Unit, R, SpecIdx, Form, pAttr);
 }
 
-bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 Form, DWARF_ATTR* pAttr) {
+bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 Form, DWARF_ATTR* pAttr) {
     return Form != DW_FORM_indirect && Form != DW_FORM_implicit_const &&
            _ReadForm(S, Unit, R, static_cast<U32>(S.AttrSpecs.size()), Form, pAttr);
 }
@@ -203,18 +203,18 @@ bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
     if (pDie->pUnit == nullptr) {
         return false;
     }
-    pDie->R = DWARF_READER(S, Section, Off, pDie->pUnit->End);
-    pDie->pAbbrev = DWARF_FindAbbrev(S, *pDie->pUnit, pDie->R.GetUleb());
+    pDie->R = DWARF_At(S, Section, Off, pDie->pUnit->End);
+    pDie->pAbbrev = DWARF_FindAbbrev(S, *pDie->pUnit, pDie->R.GetULeb());
     return pDie->pAbbrev != nullptr;
 }
 
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
-    DWARF_DIE D{nullptr, nullptr, DWARF_READER(nullptr, 0, false)};
+    DWARF_DIE D;
     return DWARF_OpenDie(S, Die, &D) && _HasSpec(S, *D.pAbbrev, At) && _FindIn(S, *D.pUnit, *D.pAbbrev, D.R, At, pAttr);
 }
 
 bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr) {
-    DWARF_READER R(S, Unit.Section, Unit.DieOff, Unit.End);
-    const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, Unit, R.GetUleb());
+    CByteReader R = DWARF_At(S, Unit.Section, Unit.DieOff, Unit.End);
+    const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, Unit, R.GetULeb());
     return pAbbrev != nullptr && _FindIn(S, Unit, *pAbbrev, R, At, pAttr);
 }

@@ -31,15 +31,15 @@ struct DWARF_ATTR {
 struct DWARF_DIE {
     const DWARF_UNIT* pUnit = nullptr;
     const DWARF_ABBREV* pAbbrev = nullptr;
-    DWARF_READER R;
+    CByteReader R;
 };
 
 /// Opens a DIE. False if the ID is none of the store's.
 bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie);
 /// Reads one value of the form and leads over it. False if it can't be read.
-bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 SpecIdx, DWARF_ATTR* pAttr);
+bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, DWARF_ATTR* pAttr);
 /// The same for a form that stands outside of an abbreviation.
-bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, U32 Form, DWARF_ATTR* pAttr);
+bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 Form, DWARF_ATTR* pAttr);
 /// The DIE's own attribute. False if it doesn't have it.
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr);
 /// An attribute of a unit's root DIE, before the store knows its DIEs.

@@ -146,7 +146,7 @@ void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* p
 } // namespace
 
 U32 _GetDieType(const DWARF_STORE& S, U32 Die) {
-    DWARF_DIE D{nullptr, nullptr, DWARF_READER(nullptr, 0, false)};
+    DWARF_DIE D;
     return DWARF_OpenDie(S, Die, &D) ? D.pAbbrev->Tag : 0;
 }
 

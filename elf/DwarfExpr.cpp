@@ -81,7 +81,7 @@ int CEvaluator::Run(const U8* pExpr, U32 NumBytes, U32 Depth) {
     int Status = ELF_EXPR_OK;
     while (Status == ELF_EXPR_OK && !m_In.IsAtEnd()) {
         Status = ++m_NumSteps > ELF_EXPR_MAX_STEPS ? ELF_EXPR_INVALID : RunOp(m_In.GetU8(), Depth);
-        Status = Status == ELF_EXPR_OK && m_In.IsFailed() ? ELF_EXPR_INVALID : Status;
+        Status = Status == ELF_EXPR_OK && !m_In.IsOk() ? ELF_EXPR_INVALID : Status;
     }
     m_In = Outer;
     m_pStart = pOuterStart;
@@ -190,7 +190,7 @@ int CEvaluator::RunRegOp(U8 Op) {
 int CEvaluator::RunBranch(U8 Op) {
     const I64 Distance = m_In.GetSigned(2);
     ELF_EXPR_VALUE Condition;
-    if (m_In.IsFailed() || (Op == DW_OP_bra && !Pop(&Condition))) {
+    if (!m_In.IsOk() || (Op == DW_OP_bra && !Pop(&Condition))) {
         return ELF_EXPR_INVALID;
     }
     if (Op == DW_OP_bra && Condition.Bits == 0) {
@@ -423,7 +423,7 @@ int CEvaluator::RunCall(U8 Op, U32 Depth) {
     const U64 Off = m_In.Get(Op == DW_OP_call2 ? 2 : Op == DW_OP_call4 ? 4 : m_Env.OffsetSize);
     const U8* pExpr = nullptr;
     U32 NumBytes = 0;
-    if (Depth + 1 >= ELF_EXPR_MAX_DEPTH || m_In.IsFailed()) {
+    if (Depth + 1 >= ELF_EXPR_MAX_DEPTH || !m_In.IsOk()) {
         return ELF_EXPR_INVALID;
     }
     if (m_Env.pfGetExpr == nullptr ||
@@ -437,7 +437,7 @@ int CEvaluator::RunEntryValue() {
     const U64 NumBytes = m_In.GetULeb();
     const U8* pExpr = m_In.GetPtr();
     m_In.Skip(NumBytes);
-    if (m_In.IsFailed() || NumBytes == 0) {
+    if (!m_In.IsOk() || NumBytes == 0) {
         return ELF_EXPR_INVALID;
     }
     U64 Value = 0; // what a register held on entry is gone unless the caller still has it

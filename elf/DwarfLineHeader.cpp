@@ -7,16 +7,16 @@
 namespace {
 
 /// Versions 2 to 4: number 0 is no file, directory 0 the unit's own.
-bool _ReadOldTables(DWARF_READER& R, DWARF_LINE_HEADER* pHeader) {
+bool _ReadOldTables(CByteReader& R, DWARF_LINE_HEADER* pHeader) {
     pHeader->Dirs.push_back(pHeader->sUnitDir);
     for (std::string_view sDir = R.GetString(); !sDir.empty(); sDir = R.GetString()) {
         pHeader->Dirs.push_back(sDir);
     }
     pHeader->Files.emplace_back();
     for (std::string_view sName = R.GetString(); !sName.empty(); sName = R.GetString()) {
-        const U64 Dir = R.GetUleb();
-        R.GetUleb(); // time
-        R.GetUleb(); // length
+        const U64 Dir = R.GetULeb();
+        R.GetULeb(); // time
+        R.GetULeb(); // length
         pHeader->Files.push_back({sName, Dir});
     }
     return R.IsOk();
@@ -24,18 +24,18 @@ bool _ReadOldTables(DWARF_READER& R, DWARF_LINE_HEADER* pHeader) {
 
 /// One table of version 5, of directories or files. Each entry takes a byte at least, so that their number is bounded
 /// by the section.
-bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, std::vector<DWARF_LINE_FILE>* pEntries) {
+bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, std::vector<DWARF_LINE_FILE>* pEntries) {
     struct FORMAT {
         U64 Content;
         U64 Form;
     };
-    std::vector<FORMAT> Formats(R.Get<U8>());
+    std::vector<FORMAT> Formats(R.GetU8());
     for (FORMAT& Format : Formats) {
-        Format.Content = R.GetUleb();
-        Format.Form = R.GetUleb();
+        Format.Content = R.GetULeb();
+        Format.Form = R.GetULeb();
     }
-    for (U64 Left = R.GetUleb(); Left > 0 && R.IsOk(); --Left) {
-        const U8* pStart = R.p;
+    for (U64 Left = R.GetULeb(); Left > 0 && R.IsOk(); --Left) {
+        const U8* pStart = R.GetPtr();
         DWARF_LINE_FILE Entry;
         for (const FORMAT& Format : Formats) {
             DWARF_ATTR Attr;
@@ -45,7 +45,7 @@ bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, s
             Entry.sName = Format.Content == DW_LNCT_path ? Attr.sText : Entry.sName;
             Entry.Dir = Format.Content == DW_LNCT_directory_index ? Attr.Value : Entry.Dir;
         }
-        if (R.p == pStart) {
+        if (R.GetPtr() == pStart) {
             return false;
         }
         pEntries->push_back(Entry);
@@ -53,7 +53,7 @@ bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, s
     return R.IsOk();
 }
 
-bool _ReadNewTables(const DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_READER& R, DWARF_LINE_HEADER* pHeader) {
+bool _ReadNewTables(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, DWARF_LINE_HEADER* pHeader) {
     std::vector<DWARF_LINE_FILE> Dirs;
     if (!_ReadTable(S, Unit, R, &Dirs)) {
         return false;
@@ -71,38 +71,33 @@ bool _IsAbsolute(std::string_view s) {
 } // namespace
 
 bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off, DWARF_LINE_HEADER* pHeader) {
-    DWARF_READER R(S, DSEC_LINE, Off);
+    CByteReader R = DWARF_At(S, DSEC_LINE, Off);
     DWARF_UNIT Form = Unit; // with the offset size of the program's own header
-    U64 Length = R.Get<U32>();
+    U64 Length = R.GetU32();
     Form.OffsetSize = 4;
     if (Length == 0xFFFFFFFF) {
-        Length = R.Get<U64>();
+        Length = R.GetU64();
         Form.OffsetSize = 8;
     }
-    if (!R.IsOk() || Length > R.NumLeft()) {
+    pHeader->Program = R.Sub(Length);
+    CByteReader& Program = pHeader->Program;
+    pHeader->Version = Program.GetU16();
+    if (!Program.IsOk() || pHeader->Version < 2 || pHeader->Version > 5) {
         return false;
     }
-    R.pEnd = R.p + Length;
     pHeader->Size = Length;
-    pHeader->Version = R.Get<U16>();
-    if (pHeader->Version < 2 || pHeader->Version > 5) {
+    Program.Skip(pHeader->Version == 5 ? 2 : 0); // address and segment selector size: set_address has a length of its own
+    R = Program.Sub(Program.Get(Form.OffsetSize));
+    if (!Program.IsOk()) {
         return false;
     }
-    R.Skip(pHeader->Version == 5 ? 2 : 0); // address and segment selector size: set_address has a length of its own
-    const U64 HeaderSize = R.GetSized(Form.OffsetSize);
-    if (!R.IsOk() || HeaderSize > R.NumLeft()) {
-        return false;
-    }
-    pHeader->Program = R;
-    pHeader->Program.Skip(HeaderSize);
-    R.pEnd = pHeader->Program.p;
-    pHeader->MinInstLength = R.Get<U8>();
+    pHeader->MinInstLength = R.GetU8();
     R.Skip(pHeader->Version >= 4 ? 1 : 0); // operations per instruction: 1 for ARM
-    pHeader->DefaultIsStmt = R.Get<U8>() != 0;
-    pHeader->LineBase = static_cast<signed char>(R.Get<U8>());
-    pHeader->LineRange = R.Get<U8>();
-    pHeader->OpcodeBase = R.Get<U8>();
-    pHeader->pOpcodeLengths = R.p;
+    pHeader->DefaultIsStmt = R.GetU8() != 0;
+    pHeader->LineBase = static_cast<signed char>(R.GetU8());
+    pHeader->LineRange = R.GetU8();
+    pHeader->OpcodeBase = R.GetU8();
+    pHeader->pOpcodeLengths = R.GetPtr();
     if (pHeader->LineRange == 0 || pHeader->OpcodeBase == 0 || !R.Skip(pHeader->OpcodeBase - 1)) {
         return false;
     }

@@ -18,7 +18,7 @@ struct DWARF_LINE_HEADER {
     U32 LineRange = 1;
     U32 OpcodeBase = 1;
     const U8* pOpcodeLengths = nullptr; ///< OpcodeBase - 1 bytes
-    DWARF_READER Program{nullptr, 0, false};
+    CByteReader Program;
     std::string_view sUnitDir; ///< compilation directory
     std::vector<std::string_view> Dirs;
     std::vector<DWARF_LINE_FILE> Files; ///< by number; version 5 counts from 0, of the others 0 is no file

@@ -28,7 +28,7 @@ public:
     bool Run() {
         Reset();
         while (!m_R.IsAtEnd()) {
-            const U8 Op = m_R.Get<U8>();
+            const U8 Op = m_R.GetU8();
             bool IsOk = true;
             if (Op >= m_Header.OpcodeBase) {
                 const U32 Adjusted = Op - m_Header.OpcodeBase;
@@ -57,22 +57,22 @@ private:
     void Advance(U64 NumOps) { m_Row.Addr += static_cast<U32>(NumOps) * m_Header.MinInstLength; }
 
     bool RunExtended() {
-        const U64 Length = m_R.GetUleb();
-        DWARF_READER Op(m_R.p, m_R.NumLeft() < Length ? 0 : Length, m_R.IsSwapped);
+        const U64 Length = m_R.GetULeb();
+        CByteReader Op(m_R.GetPtr(), m_R.GetLeft() < Length ? 0 : Length, m_R.IsBig());
         if (!m_R.Skip(Length) || Length == 0) {
             return m_R.IsOk();
         }
-        switch (Op.Get<U8>()) {
+        switch (Op.GetU8()) {
         case DW_LNE_end_sequence:
             m_Sink.OnSequenceEnd(m_Row.Addr);
             Reset();
             return true;
         case DW_LNE_set_address:
-            m_Row.Addr = static_cast<U32>(Op.GetSized(static_cast<U32>(Length - 1)));
+            m_Row.Addr = static_cast<U32>(Op.Get(static_cast<U32>(Length - 1)));
             return true; // of an unknown size: 0, where no code is
         case DW_LNE_define_file: {
             const std::string_view sName = Op.GetString();
-            m_Header.Files.push_back({sName, Op.GetUleb()});
+            m_Header.Files.push_back({sName, Op.GetULeb()});
             return Op.IsOk();
         }
         default:
@@ -83,16 +83,16 @@ private:
     void RunStandard(U8 Op) {
         switch (Op) {
         case DW_LNS_advance_pc:
-            Advance(m_R.GetUleb());
+            Advance(m_R.GetULeb());
             break;
         case DW_LNS_advance_line:
-            m_Row.Line += static_cast<U32>(m_R.GetSleb());
+            m_Row.Line += static_cast<U32>(m_R.GetSLeb());
             break;
         case DW_LNS_set_file:
-            m_Row.File = m_R.GetUleb();
+            m_Row.File = m_R.GetULeb();
             break;
         case DW_LNS_set_column:
-            m_Row.Col = static_cast<U32>(m_R.GetUleb());
+            m_Row.Col = static_cast<U32>(m_R.GetULeb());
             break;
         case DW_LNS_negate_stmt:
             m_Row.IsStmt = !m_Row.IsStmt;
@@ -101,18 +101,18 @@ private:
             Advance((255 - m_Header.OpcodeBase) / m_Header.LineRange);
             break;
         case DW_LNS_fixed_advance_pc:
-            m_Row.Addr += m_R.Get<U16>();
+            m_Row.Addr += m_R.GetU16();
             break;
         case DW_LNS_set_basic_block:
         case DW_LNS_set_prologue_end:
         case DW_LNS_set_epilogue_begin:
             break;
         case DW_LNS_set_isa:
-            m_R.GetUleb();
+            m_R.GetULeb();
             break;
         default:
             for (U8 Left = m_Header.pOpcodeLengths[Op - 1]; Left > 0; --Left) {
-                m_R.GetUleb();
+                m_R.GetULeb();
             }
             break;
         }
@@ -120,6 +120,6 @@ private:
 
     DWARF_LINE_HEADER& m_Header;
     SINK& m_Sink;
-    DWARF_READER m_R;
+    CByteReader m_R;
     DWARF_LINE_ROW m_Row;
 };

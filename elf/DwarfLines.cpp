@@ -77,7 +77,7 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     const U64 Middle = ELF_GetCpuTime();
     if (!p->IsDamaged) {
         CRowSink Sink(&p->Table, pBudget);
-        p->Table.Lines.reserve(Header.Program.NumLeft() / 4); // a row takes three to five bytes
+        p->Table.Lines.reserve(Header.Program.GetLeft() / 4); // a row takes three to five bytes
         p->IsDamaged = !CLineProgram(&Header, &Sink).Run();
     }
     if (p->IsDamaged) {

@@ -16,9 +16,9 @@ void _SetConst(ELF_SYM_LOC* pLoc, U64 Value) {
     pLoc->Value = Value;
 }
 
-void _SetImplicitValue(const DWARF_STORE& S, DWARF_READER& R, ELF_SYM_LOC* pLoc) {
-    const U64 Size = R.GetUleb();
-    const U8* pBytes = R.p;
+void _SetImplicitValue(const DWARF_STORE& S, CByteReader& R, ELF_SYM_LOC* pLoc) {
+    const U64 Size = R.GetULeb();
+    const U8* pBytes = R.GetPtr();
     if (!R.Skip(Size)) {
         return;
     }
@@ -28,7 +28,7 @@ void _SetImplicitValue(const DWARF_STORE& S, DWARF_READER& R, ELF_SYM_LOC* pLoc)
     U64 Value = 0;
     const U32 NumBytes = static_cast<U32>(std::min<U64>(Size, 8));
     std::memcpy(&Value, pBytes, NumBytes);
-    if (S.IsSwapped && NumBytes != 0) {
+    if (S.IsBig && NumBytes != 0) {
         Value = __builtin_bswap64(Value) >> (8 * (8 - NumBytes));
     }
     _SetConst(pLoc, Value);
@@ -44,9 +44,9 @@ struct EVALUATION {
 ELF_SYM_LOC _Evaluate(const EVALUATION& E, const U8* pExpr, U32 Size, U32 Depth);
 
 /// Only a register means the same inside and outside of an entry value; the evaluator knows the rest.
-void _SetEntryValue(const EVALUATION& E, DWARF_READER& R, U32 Depth, ELF_SYM_LOC* pLoc) {
-    const U64 Size = R.GetUleb();
-    const U8* pInner = R.p;
+void _SetEntryValue(const EVALUATION& E, CByteReader& R, U32 Depth, ELF_SYM_LOC* pLoc) {
+    const U64 Size = R.GetULeb();
+    const U8* pInner = R.GetPtr();
     if (Size == 0 || !R.Skip(Size)) {
         DWARF_ReportError(DWERR_LOC_EXPR, "dwarf_loclist_from_expr");
         return;
@@ -89,73 +89,73 @@ void _SetAddr(U64 Addr, ELF_SYM_LOC* pLoc) {
 }
 
 /// The first operation decides.
-ELF_SYM_LOC _EvaluateFirst(const EVALUATION& E, DWARF_READER& R, U32 Depth) {
+ELF_SYM_LOC _EvaluateFirst(const EVALUATION& E, CByteReader& R, U32 Depth) {
     ELF_SYM_LOC Loc;
-    const U8 Op = R.Get<U8>();
+    const U8 Op = R.GetU8();
     U64 Value = 0;
     if (Op >= DW_OP_reg0 && Op <= DW_OP_reg31) {
         _SetReg(Op - DW_OP_reg0, &Loc);
     } else if (Op >= DW_OP_breg0 && Op <= DW_OP_breg31) {
-        _SetRegOffset(E, Op - DW_OP_breg0, R.GetSleb(), &Loc);
+        _SetRegOffset(E, Op - DW_OP_breg0, R.GetSLeb(), &Loc);
     } else if (Op >= DW_OP_lit0 && Op <= DW_OP_lit31 && !R.IsAtEnd()) {
         _SetConst(&Loc, Op - DW_OP_lit0); // alone it is an address
     } else {
         switch (Op) {
         case DW_OP_addr:
-            _SetAddr(R.GetSized(E.Unit.AddrSize), &Loc);
+            _SetAddr(R.Get(E.Unit.AddrSize), &Loc);
             break;
         case DW_OP_addrx:
         case DW_OP_GNU_addr_index:
-            if (DWARF_ReadAddrIndex(E.S, E.Unit, R.GetUleb(), &Value)) {
+            if (DWARF_ReadAddrIndex(E.S, E.Unit, R.GetULeb(), &Value)) {
                 _SetAddr(Value, &Loc);
             }
             break;
         case DW_OP_constx:
         case DW_OP_GNU_const_index:
-            if (DWARF_ReadAddrIndex(E.S, E.Unit, R.GetUleb(), &Value)) {
+            if (DWARF_ReadAddrIndex(E.S, E.Unit, R.GetULeb(), &Value)) {
                 _SetConst(&Loc, Value);
             }
             break;
         case DW_OP_const1u:
-            _SetConst(&Loc, R.Get<U8>());
+            _SetConst(&Loc, R.GetU8());
             break;
         case DW_OP_const1s:
-            _SetConst(&Loc, static_cast<U64>(static_cast<I64>(R.Get<I8>())));
+            _SetConst(&Loc, static_cast<U64>(R.GetSigned(1)));
             break;
         case DW_OP_const2u:
-            _SetConst(&Loc, R.Get<U16>());
+            _SetConst(&Loc, R.GetU16());
             break;
         case DW_OP_const2s:
-            _SetConst(&Loc, static_cast<U64>(static_cast<I64>(R.Get<I16>())));
+            _SetConst(&Loc, static_cast<U64>(R.GetSigned(2)));
             break;
         case DW_OP_const4u:
-            _SetConst(&Loc, R.Get<U32>());
+            _SetConst(&Loc, R.GetU32());
             break;
         case DW_OP_const4s:
-            _SetConst(&Loc, static_cast<U64>(static_cast<I64>(R.Get<I32>())));
+            _SetConst(&Loc, static_cast<U64>(R.GetSigned(4)));
             break;
         case DW_OP_const8u:
         case DW_OP_const8s:
-            _SetConst(&Loc, R.Get<U64>());
+            _SetConst(&Loc, R.GetU64());
             break;
         case DW_OP_constu:
-            _SetConst(&Loc, R.GetUleb());
+            _SetConst(&Loc, R.GetULeb());
             break;
         case DW_OP_consts:
-            _SetConst(&Loc, static_cast<U64>(R.GetSleb()));
+            _SetConst(&Loc, static_cast<U64>(R.GetSLeb()));
             break;
         case DW_OP_regx:
-            _SetReg(R.GetUleb(), &Loc);
+            _SetReg(R.GetULeb(), &Loc);
             break;
         case DW_OP_bregx:
-            Value = R.GetUleb();
-            _SetRegOffset(E, Value, R.GetSleb(), &Loc);
+            Value = R.GetULeb();
+            _SetRegOffset(E, Value, R.GetSLeb(), &Loc);
             break;
         case DW_OP_fbreg:
-            _SetOffset(ELF_LOC_MEM_BP, R.GetSleb(), &Loc);
+            _SetOffset(ELF_LOC_MEM_BP, R.GetSLeb(), &Loc);
             break;
         case DW_OP_plus_uconst:
-            _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(R.GetUleb()), &Loc);
+            _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(R.GetULeb()), &Loc);
             break;
         case DW_OP_call_frame_cfa:
             _SetOffset(ELF_LOC_CFA, 0, &Loc);
@@ -186,9 +186,9 @@ ELF_SYM_LOC _ExprLoc(const EVALUATION& E, const U8* pExpr, U32 Size) {
 
 /// What the first operation says, if the expression ends behind it or behind a DW_OP_stack_value.
 ELF_SYM_LOC _Evaluate(const EVALUATION& E, const U8* pExpr, U32 Size, U32 Depth) {
-    DWARF_READER R(pExpr, Size, E.S.IsSwapped);
+    CByteReader R(pExpr, Size, E.S.IsBig);
     ELF_SYM_LOC Loc = _EvaluateFirst(E, R, Depth);
-    const bool IsValue = R.NumLeft() == 1 && *R.p == DW_OP_stack_value;
+    const bool IsValue = R.GetLeft() == 1 && *R.GetPtr() == DW_OP_stack_value;
     if (Loc.Kind == ELF_LOC_EXPR || (Loc.Kind != ELF_LOC_NONE && !R.IsAtEnd() && !IsValue)) {
         return _ExprLoc(E, pExpr, Size);
     }

@@ -26,17 +26,17 @@ public:
 
     /// .debug_loc of versions 2 to 4
     bool FindPairs(U64 Off) {
-        DWARF_READER R(m_S, DSEC_LOC, Off);
+        CByteReader R = DWARF_At(m_S, DSEC_LOC, Off);
         const U64 Mark = m_Unit.AddrSize == 8 ? ~0ull : 0xFFFFFFFF;
         for (U32 i = 0; i < MAX_LIST_ENTRIES; ++i) {
-            const U64 Lo = R.GetSized(m_Unit.AddrSize);
-            const U64 Hi = R.GetSized(m_Unit.AddrSize);
+            const U64 Lo = R.Get(m_Unit.AddrSize);
+            const U64 Hi = R.Get(m_Unit.AddrSize);
             if (!R.IsOk() || (Lo == 0 && Hi == 0)) {
                 break;
             }
             if (Lo == Mark) {
                 m_Base = Hi;
-            } else if (Take(R, R.Get<U16>(), m_Base + Lo, m_Base + Hi)) {
+            } else if (Take(R, R.GetU16(), m_Base + Lo, m_Base + Hi)) {
                 return true;
             }
         }
@@ -45,9 +45,9 @@ public:
 
     /// .debug_loclists of version 5
     bool FindEntries(U64 Off) {
-        DWARF_READER R(m_S, DSEC_LOCLISTS, Off);
+        CByteReader R = DWARF_At(m_S, DSEC_LOCLISTS, Off);
         for (U32 i = 0; i < MAX_LIST_ENTRIES && R.IsOk(); ++i) {
-            const U8 Kind = R.Get<U8>();
+            const U8 Kind = R.GetU8();
             if (!R.IsOk() || Kind == DW_LLE_end_of_list) {
                 break;
             }
@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    bool Finish(const DWARF_READER& R) const {
+    bool Finish(const CByteReader& R) const {
         if (!R.IsOk()) {
             DWARF_ReportError(DWERR_LOCLIST, "dwarf_loclist_n");
         }
@@ -72,8 +72,8 @@ private:
 
     /// True if the entry is the one. An empty range holds at its address only where no other entry does, and with
     /// location views not at all: it tells a state between two statements, neither of which has code there.
-    bool Take(DWARF_READER& R, U64 Size, U64 Lo, U64 Hi) {
-        const U8* pExpr = R.p;
+    bool Take(CByteReader& R, U64 Size, U64 Lo, U64 Hi) {
+        const U8* pExpr = R.GetPtr();
         if (!R.Skip(Size) || Size == 0 || m_PC == PC_NONE) {
             return false;
         }
@@ -86,24 +86,24 @@ private:
     }
 
     /// Holds where no bounded entry does.
-    void TakeDefault(DWARF_READER& R) {
-        const U64 Size = R.GetUleb();
-        const U8* pExpr = R.p;
+    void TakeDefault(CByteReader& R) {
+        const U64 Size = R.GetULeb();
+        const U8* pExpr = R.GetPtr();
         if (R.Skip(Size) && Size != 0 && m_PC != PC_NONE && m_Found.pExpr == nullptr) {
             m_Found = {pExpr, static_cast<U32>(Size)};
         }
     }
 
-    U64 Indexed(DWARF_READER& R) {
+    U64 Indexed(CByteReader& R) {
         U64 Addr = 0;
-        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetUleb(), &Addr)) {
-            R.IsFailed = true;
+        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetULeb(), &Addr)) {
+            R.Fail();
         }
         return Addr;
     }
 
     /// False if the list can't be read on.
-    bool ReadEntry(DWARF_READER& R, U8 Kind, bool* pIsDone) {
+    bool ReadEntry(CByteReader& R, U8 Kind, bool* pIsDone) {
         U64 Lo = 0;
         U64 Hi = 0;
         switch (Kind) {
@@ -111,11 +111,11 @@ private:
             m_Base = Indexed(R);
             return R.IsOk();
         case DW_LLE_base_address:
-            m_Base = R.GetSized(m_Unit.AddrSize);
+            m_Base = R.Get(m_Unit.AddrSize);
             return R.IsOk();
         case LLE_GNU_VIEW_PAIR:
-            R.GetUleb();
-            R.GetUleb();
+            R.GetULeb();
+            R.GetULeb();
             return R.IsOk();
         case DW_LLE_default_location:
             TakeDefault(R);
@@ -126,24 +126,24 @@ private:
             break;
         case DW_LLE_startx_length:
             Lo = Indexed(R);
-            Hi = Lo + R.GetUleb();
+            Hi = Lo + R.GetULeb();
             break;
         case DW_LLE_offset_pair:
-            Lo = m_Base + R.GetUleb();
-            Hi = m_Base + R.GetUleb();
+            Lo = m_Base + R.GetULeb();
+            Hi = m_Base + R.GetULeb();
             break;
         case DW_LLE_start_end:
-            Lo = R.GetSized(m_Unit.AddrSize);
-            Hi = R.GetSized(m_Unit.AddrSize);
+            Lo = R.Get(m_Unit.AddrSize);
+            Hi = R.Get(m_Unit.AddrSize);
             break;
         case DW_LLE_start_length:
-            Lo = R.GetSized(m_Unit.AddrSize);
-            Hi = Lo + R.GetUleb();
+            Lo = R.Get(m_Unit.AddrSize);
+            Hi = Lo + R.GetULeb();
             break;
         default:
             return false;
         }
-        *pIsDone = Take(R, R.GetUleb(), Lo, Hi);
+        *pIsDone = Take(R, R.GetULeb(), Lo, Hi);
         return R.IsOk();
     }
 
@@ -161,8 +161,8 @@ bool _FindIndexed(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CLocLis
     if (Idx > S.aSection[DSEC_LOCLISTS].Size) {
         return false;
     }
-    DWARF_READER R(S, DSEC_LOCLISTS, Base + Idx * Unit.OffsetSize);
-    const U64 Off = R.GetSized(Unit.OffsetSize);
+    CByteReader R = DWARF_At(S, DSEC_LOCLISTS, Base + Idx * Unit.OffsetSize);
+    const U64 Off = R.Get(Unit.OffsetSize);
     return R.IsOk() && pList->FindEntries(Base + Off);
 }
 

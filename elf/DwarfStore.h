@@ -161,7 +161,7 @@ struct DWARF_TIMES {
 
 struct DWARF_STORE {
     const ELF_FILE* pFile = nullptr;
-    bool IsSwapped = false;
+    bool IsBig = false;
     DWARF_SECTION aSection[NUM_DSEC];
 
     std::vector<DWARF_ATTR_SPEC> AttrSpecs;

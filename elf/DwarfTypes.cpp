@@ -83,11 +83,11 @@ public:
 
     /// .debug_ranges of versions 2 to 4
     void ReadPairs(U64 Off) {
-        DWARF_READER R(m_S, DSEC_RANGES, Off);
+        CByteReader R = DWARF_At(m_S, DSEC_RANGES, Off);
         const U64 Mark = m_Unit.AddrSize == 8 ? ~0ull : 0xFFFFFFFF;
         while (m_Ranges.size() < MAX_RANGES) {
-            const U64 Lo = R.GetSized(m_Unit.AddrSize);
-            const U64 Hi = R.GetSized(m_Unit.AddrSize);
+            const U64 Lo = R.Get(m_Unit.AddrSize);
+            const U64 Hi = R.Get(m_Unit.AddrSize);
             if (!R.IsOk() || (Lo == 0 && Hi == 0)) {
                 Finish(R);
                 return;
@@ -102,9 +102,9 @@ public:
 
     /// .debug_rnglists of version 5
     void ReadEntries(U64 Off) {
-        DWARF_READER R(m_S, DSEC_RNGLISTS, Off);
+        CByteReader R = DWARF_At(m_S, DSEC_RNGLISTS, Off);
         while (m_Ranges.size() < MAX_RANGES && R.IsOk()) {
-            const U8 Kind = R.Get<U8>();
+            const U8 Kind = R.GetU8();
             if (Kind == DW_RLE_end_of_list || !ReadEntry(R, Kind)) {
                 Finish(R);
                 return;
@@ -113,20 +113,20 @@ public:
     }
 
 private:
-    static void Finish(const DWARF_READER& R) {
+    static void Finish(const CByteReader& R) {
         if (!R.IsOk()) {
             DWARF_ReportError(DWERR_RANGES, "dwarf_get_ranges");
         }
     }
-    U64 Indexed(DWARF_READER& R) {
+    U64 Indexed(CByteReader& R) {
         U64 Addr = 0;
-        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetUleb(), &Addr)) {
-            R.IsFailed = true;
+        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetULeb(), &Addr)) {
+            R.Fail();
         }
         return Addr;
     }
 
-    bool ReadEntry(DWARF_READER& R, U8 Kind) {
+    bool ReadEntry(CByteReader& R, U8 Kind) {
         U64 Lo = 0;
         U64 Hi = 0;
         switch (Kind) {
@@ -134,7 +134,7 @@ private:
             m_Base = Indexed(R);
             return R.IsOk();
         case DW_RLE_base_address:
-            m_Base = R.GetSized(m_Unit.AddrSize);
+            m_Base = R.Get(m_Unit.AddrSize);
             return R.IsOk();
         case DW_RLE_startx_endx:
             Lo = Indexed(R);
@@ -142,19 +142,19 @@ private:
             break;
         case DW_RLE_startx_length:
             Lo = Indexed(R);
-            Hi = Lo + R.GetUleb();
+            Hi = Lo + R.GetULeb();
             break;
         case DW_RLE_offset_pair:
-            Lo = m_Base + R.GetUleb();
-            Hi = m_Base + R.GetUleb();
+            Lo = m_Base + R.GetULeb();
+            Hi = m_Base + R.GetULeb();
             break;
         case DW_RLE_start_end:
-            Lo = R.GetSized(m_Unit.AddrSize);
-            Hi = R.GetSized(m_Unit.AddrSize);
+            Lo = R.Get(m_Unit.AddrSize);
+            Hi = R.Get(m_Unit.AddrSize);
             break;
         case DW_RLE_start_length:
-            Lo = R.GetSized(m_Unit.AddrSize);
-            Hi = Lo + R.GetUleb();
+            Lo = R.Get(m_Unit.AddrSize);
+            Hi = Lo + R.GetULeb();
             break;
         default:
             return false;
@@ -183,8 +183,8 @@ void _ReadIndexedList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CRa
     if (Idx > S.aSection[DSEC_RNGLISTS].Size) {
         return;
     }
-    DWARF_READER R(S, DSEC_RNGLISTS, Base + Idx * Unit.OffsetSize);
-    const U64 Off = R.GetSized(Unit.OffsetSize);
+    CByteReader R = DWARF_At(S, DSEC_RNGLISTS, Base + Idx * Unit.OffsetSize);
+    const U64 Off = R.Get(Unit.OffsetSize);
     if (R.IsOk()) {
         pList->ReadEntries(Base + Off);
     }
@@ -301,7 +301,7 @@ U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
     const U32 Width = _GetDieBitWidth(S, Die);
     if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
         const U32 InUnit = static_cast<U32>(Off - _GetDieBitFieldByte(S, Die, Off) * 8);
-        return S.IsSwapped && NumBits >= InUnit + Width ? NumBits - InUnit - Width : InUnit;
+        return S.IsBig && NumBits >= InUnit + Width ? NumBits - InUnit - Width : InUnit;
     }
     if (!_GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off)) {
         return 0;
@@ -313,7 +313,7 @@ U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
 U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die) {
     U64 Off = 0;
     const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
-    const bool IsSplit = S.IsSwapped && _GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off) && Off < NumBits &&
+    const bool IsSplit = S.IsBig && _GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off) && Off < NumBits &&
                          Off + _GetDieBitWidth(S, Die) > NumBits;
     return IsSplit ? static_cast<U32>(Off / 8) : 0;
 }

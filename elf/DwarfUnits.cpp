@@ -55,41 +55,41 @@ void _FindSections(DWARF_STORE& S) {
 
 /// Reads one header. False at damage or a version that isn't known: units behind it can't be found.
 bool _ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, U64* pAbbrevOff) {
-    DWARF_READER R(S, Section, Off);
+    CByteReader R = DWARF_At(S, Section, Off);
     pUnit->Off = Off;
     pUnit->Section = Section;
-    U64 Length = R.Get<U32>();
+    U64 Length = R.GetU32();
     if (Length == 0xFFFFFFFF) {
         pUnit->OffsetSize = 8;
-        Length = R.Get<U64>();
+        Length = R.GetU64();
     }
-    if (!R.IsOk() || Length > R.NumLeft() || Length < 7) {
+    if (!R.IsOk() || Length > R.GetLeft() || Length < 7) {
         DWARF_ReportError(DWERR_UNIT, "dwarf_next_cu_header_c", "cu_offset", Off);
         return false;
     }
-    pUnit->End = static_cast<U32>(S.aSection[Section].Size - R.NumLeft() + Length);
-    pUnit->Version = R.Get<U16>();
+    pUnit->End = static_cast<U32>(S.aSection[Section].Size - R.GetLeft() + Length);
+    pUnit->Version = R.GetU16();
     if (pUnit->Version < 2 || pUnit->Version > 5) {
         DWARF_ReportError(DWERR_VERSION, "dwarf_next_cu_header_c", "cu_version", pUnit->Version);
         return false;
     }
     pUnit->UnitType = Section == DSEC_TYPES ? DW_UT_type : DW_UT_compile;
     if (pUnit->Version == 5) {
-        pUnit->UnitType = R.Get<U8>();
-        pUnit->AddrSize = R.Get<U8>();
-        *pAbbrevOff = R.GetSized(pUnit->OffsetSize);
+        pUnit->UnitType = R.GetU8();
+        pUnit->AddrSize = R.GetU8();
+        *pAbbrevOff = R.Get(pUnit->OffsetSize);
     } else {
-        *pAbbrevOff = R.GetSized(pUnit->OffsetSize);
-        pUnit->AddrSize = R.Get<U8>();
+        *pAbbrevOff = R.Get(pUnit->OffsetSize);
+        pUnit->AddrSize = R.GetU8();
     }
     if (pUnit->UnitType == DW_UT_skeleton || pUnit->UnitType == DW_UT_split_compile) {
         R.Skip(8);
     } else if (pUnit->UnitType == DW_UT_type || pUnit->UnitType == DW_UT_split_type) {
-        pUnit->Signature = R.Get<U64>();
-        const U64 TypeOff = R.GetSized(pUnit->OffsetSize);
+        pUnit->Signature = R.GetU64();
+        const U64 TypeOff = R.Get(pUnit->OffsetSize);
         pUnit->TypeOff = TypeOff < pUnit->End - Off ? Off + static_cast<U32>(TypeOff) : 0;
     }
-    pUnit->DieOff = static_cast<U32>(S.aSection[Section].Size - R.NumLeft());
+    pUnit->DieOff = static_cast<U32>(S.aSection[Section].Size - R.GetLeft());
     pUnit->IsBad = !R.IsOk() || pUnit->DieOff >= pUnit->End || (pUnit->AddrSize != 4 && pUnit->AddrSize != 8);
     return R.IsOk();
 }
@@ -123,13 +123,13 @@ U8 _LanguageOfName(std::string_view sName) {
 /// A signature of .debug_types means the first child of the unit's root. In a namespace that is not the type itself,
 /// which then stands where the header says.
 void _FindFirstChild(const DWARF_STORE& S, DWARF_UNIT* pUnit) {
-    DWARF_READER R(S, pUnit->Section, pUnit->DieOff, pUnit->End);
-    const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, *pUnit, R.GetUleb());
+    CByteReader R = DWARF_At(S, pUnit->Section, pUnit->DieOff, pUnit->End);
+    const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, *pUnit, R.GetULeb());
     for (U32 i = 0; pAbbrev != nullptr && i < pAbbrev->NumSkips; ++i) {
         DWARF_SkipCode(R, S.Skips[pAbbrev->FirstSkip + i], *pUnit);
     }
-    const U32 Child = pUnit->End - static_cast<U32>(R.NumLeft());
-    const DWARF_ABBREV* pChild = R.IsOk() ? DWARF_FindAbbrev(S, *pUnit, R.GetUleb()) : nullptr;
+    const U32 Child = pUnit->End - static_cast<U32>(R.GetLeft());
+    const DWARF_ABBREV* pChild = R.IsOk() ? DWARF_FindAbbrev(S, *pUnit, R.GetULeb()) : nullptr;
     if (pChild != nullptr && pChild->Tag != DW_TAG_namespace) {
         pUnit->TypeOff = Child;
     }
@@ -213,7 +213,7 @@ int DWARF_Begin(ELF_FILE* pFile) {
     pFile->pDwarf = std::make_shared<DWARF_STORE>();
     DWARF_STORE& S = *pFile->pDwarf;
     S.pFile = pFile;
-    S.IsSwapped = ELF_IsFileDataSwapped(pFile) != 0;
+    S.IsBig = ELF_IsFileDataSwapped(pFile) != 0;
     _FindSections(S);
     return S.aSection[DSEC_INFO].Size != 0 ? _ReadUnits(S) : 0;
 }

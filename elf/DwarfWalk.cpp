@@ -175,11 +175,11 @@ private:
                     continue;
                 }
                 if (Size != SKIP_BLOCK) {
-                    DWARF_READER R(p, static_cast<U64>(m_pEnd - p), m_S.IsSwapped);
+                    CByteReader R(p, static_cast<U64>(m_pEnd - p), m_S.IsBig);
                     if (!DWARF_SkipCode(R, *pStep, m_Unit) || !R.IsOk()) {
                         return false;
                     }
-                    p = R.p;
+                    p = R.GetPtr();
                     continue;
                 }
                 Size = ReadUleb(p);
@@ -217,15 +217,26 @@ private:
         if (!Look.Has(Field)) {
             return false;
         }
-        DWARF_READER R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsSwapped);
+        CByteReader R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsBig);
         U32 Form = Look.aForm[Field];
         if (Form == DW_FORM_implicit_const) {
             pAttr->Class = ATTR_NUM; // those of 0 are in no look program
             pAttr->Value = 1;
             return true;
         }
-        Form = Form == DW_FORM_indirect ? static_cast<U32>(std::min<U64>(R.GetUleb(), 0xFFFF)) : Form;
-        return DWARF_ReadForm(m_S, m_Unit, R, Form, pAttr);
+        Form = Form == DW_FORM_indirect ? static_cast<U32>(std::min<U64>(R.GetULeb(), 0xFFFF)) : Form;
+        switch (Form) { // which DIEs there are is known only when all units are walked
+        case DW_FORM_ref1:
+        case DW_FORM_ref2:
+        case DW_FORM_ref4:
+        case DW_FORM_ref8:
+        case DW_FORM_ref_udata:
+        case DW_FORM_ref_addr:
+        case DW_FORM_ref_sig8:
+            return false;
+        default:
+            return DWARF_ReadForm(m_S, m_Unit, R, Form, pAttr);
+        }
     }
 
     bool IsSet(const LOOK& Look, DWARF_FIELD Field) const {
@@ -233,26 +244,25 @@ private:
         return Read(Look, Field, &Attr) && Attr.Value != 0;
     }
 
-    /// Section offset of the DIE that the field refers to; 0 where it leads out of the unit's section. Whether a DIE
-    /// starts there is known only when all units are walked.
+    /// Section offset of the DIE that the field refers to; 0 where it leads out of the unit's section.
     U64 ReadReference(const LOOK& Look, DWARF_FIELD Field) const {
         if (!Look.Has(Field)) {
             return 0;
         }
-        DWARF_READER R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsSwapped);
+        CByteReader R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsBig);
         switch (Look.aForm[Field]) {
         case DW_FORM_ref_addr:
-            return m_Unit.Section == DSEC_INFO ? R.GetSized(m_Unit.Version < 3 ? m_Unit.AddrSize : m_Unit.OffsetSize) : 0;
+            return m_Unit.Section == DSEC_INFO ? R.Get(m_Unit.Version < 3 ? m_Unit.AddrSize : m_Unit.OffsetSize) : 0;
         case DW_FORM_ref_udata:
-            return m_Unit.Off + R.GetUleb();
+            return m_Unit.Off + R.GetULeb();
         case DW_FORM_ref1:
-            return m_Unit.Off + R.Get<U8>();
+            return m_Unit.Off + R.GetU8();
         case DW_FORM_ref2:
-            return m_Unit.Off + R.Get<U16>();
+            return m_Unit.Off + R.GetU16();
         case DW_FORM_ref4:
-            return m_Unit.Off + R.Get<U32>();
+            return m_Unit.Off + R.GetU32();
         case DW_FORM_ref8:
-            return m_Unit.Off + R.Get<U64>();
+            return m_Unit.Off + R.GetU64();
         default:
             return 0;
         }

@@ -70,7 +70,7 @@ public:
         m_Env.pfGetType = [](void* p, U64 Off, ELF_EXPR_TYPE* pType) { return This(p).GetType(Off, pType); };
         const std::lock_guard Lock(ElfApi_Mutex());
         const DWARF_UNIT* pUnit = FindUnit();
-        m_Env.IsBigEndian = pUnit != nullptr && ELF_GetStore()->IsSwapped;
+        m_Env.IsBigEndian = pUnit != nullptr && ELF_GetStore()->IsBig;
         m_Env.OffsetSize = pUnit != nullptr ? pUnit->OffsetSize : 4;
     }
 

@@ -314,10 +314,10 @@ TEST(ByteReader, NumbersInBothOrdersAndPastTheEnd) {
     EXPECT_EQ(Little.GetSLeb(), -1);
     EXPECT_EQ(Little.GetSigned(2), -2);
     EXPECT_EQ(Little.GetULeb(), 0u); // its last byte is missing
-    EXPECT_TRUE(Little.IsFailed());
+    EXPECT_FALSE(Little.IsOk());
     CByteReader Big(aData, sizeof(aData), true);
     EXPECT_EQ(Big.Get(3), 0x81027Fu);
     EXPECT_EQ(Big.Sub(9).GetLeft(), 0u);
-    EXPECT_TRUE(Big.IsFailed());
-    EXPECT_STREQ(CByteReader(aData, sizeof(aData), false).GetString(), "");
+    EXPECT_FALSE(Big.IsOk());
+    EXPECT_EQ(CByteReader(aData, sizeof(aData), false).GetString(), "");
 }
