@@ -119,7 +119,8 @@ void _AddMembers(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pMe
             if (Depth < MAX_VARIANT_DEPTH) {
                 _AddMembers(S, Child, Depth + 1, pMembers);
             }
-        } else if (_IsAnyOf(Tag, {DW_TAG_member, DW_TAG_subprogram, DW_TAG_enumerator}) && !_IsArtificial(S, Child)) {
+        } else if (_IsAnyOf(Tag, {DW_TAG_member, DW_TAG_variable, DW_TAG_subprogram, DW_TAG_enumerator}) &&
+                   !_IsArtificial(S, Child)) { // a variable: version 5's static member
             const U32 Definition = _GetDefinitionDie(S, Child);
             pMembers->push_back(Definition != 0 ? Definition : Child);
         }

@@ -90,6 +90,8 @@ public:
         return ELF_EvalExprValue(m_Expr.Bytes.data(), Size(), m_Env, nullptr, pValue);
     }
 
+    int GetFrameBase(U32* pAddr);
+
 private:
     static CResolver& This(void* p) { return *static_cast<CResolver*>(p); }
     static U32 MapAddr(U32 Addr) {
@@ -115,7 +117,6 @@ private:
     int ReadMem(U32 Addr, U32 NumBytes, U8* pBuf) {
         return m_Frame.pfReadMem != nullptr ? m_Frame.pfReadMem(m_Frame.pContext, Addr, NumBytes, pBuf) : -1;
     }
-    int GetFrameBase(U32* pAddr);
     int GetCfa(U32* pAddr);
     int GetAddr(U64 Idx, U32* pAddr) {
         const std::lock_guard Lock(ElfApi_Mutex());
@@ -416,6 +417,17 @@ ELF_SYM_PLACE ElfApi_GetSymPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame) {
 
 ELF_SYM_VALUE ElfApi_ReadSym(ELF_SYM_HANDLE h, const ELF_FRAME& Frame) {
     return ElfApi_ReadPlace(ElfApi_GetSymPlace(h, Frame), ElfApi_GetSymSize(h), Frame);
+}
+
+int ElfApi_GetFrameBase(const ELF_FRAME& Frame, U32* pAddr) {
+    U32 Budget = MAX_EVALUATIONS;
+    EXPR Func;
+    {
+        const std::lock_guard Lock(ElfApi_Mutex());
+        Func.Die = ELF_GetStore() != nullptr ? CALL_FuncAt(Frame.PC) : 0;
+        Func.UnitDie = Func.Die;
+    }
+    return Func.Die != 0 ? CResolver(Frame, Func, &Budget, 0).GetFrameBase(pAddr) : -1;
 }
 
 QString ElfApi_StatusText(int Status) { return QString::fromLatin1(ELF_ExprStatusText(Status)); }

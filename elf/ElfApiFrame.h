@@ -54,6 +54,8 @@ ELF_SYM_PLACE ElfApi_GetSymPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame);
 ELF_SYM_VALUE ElfApi_ReadSym(ELF_SYM_HANDLE h, const ELF_FRAME& Frame);
 /// Bytes of the pieces, NumBytes of the whole object.
 ELF_SYM_VALUE ElfApi_ReadPlace(const ELF_SYM_PLACE& Place, U32 NumBytes, const ELF_FRAME& Frame);
+/// Frame base of the function around the frame's PC. 0, or -1 if it isn't described or can't be read.
+int ElfApi_GetFrameBase(const ELF_FRAME& Frame, U32* pAddr);
 /// "optimized out", "not available", "invalid location expression", or empty.
 QString ElfApi_StatusText(int Status);
 /// Source of the selected frame, for addresses of local variables; false if there is none. ElfApi_GetSymAddr() calls the

@@ -255,6 +255,10 @@ TEST_F(DwarfStore, ValuesInAFrame) {
     EXPECT_EQ(ValueOf("Nowhere", 0x1010), "optimized out");
     EXPECT_EQ(ValueOf("Dropped", 0x1010), "optimized out");
     EXPECT_EQ(ValueOf("v2", 0x1030), "not available"); // behind the function
+    U32 Base = 0;
+    EXPECT_EQ(ElfApi_GetFrameBase(_FrameAt(0x1012), &Base), 0);
+    EXPECT_EQ(Base, 0x20010000u);
+    EXPECT_EQ(ElfApi_GetFrameBase(_FrameAt(0x1030), &Base), -1);
 }
 
 TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
