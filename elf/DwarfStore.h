@@ -197,6 +197,7 @@ struct DWARF_STORE {
     U32 DwarfVersion = 0;
 
     std::unordered_map<U32, std::string> TypeNameTable; ///< filled by questions
+    std::unique_ptr<std::vector<std::string>> pSymsAtZero; ///< ELF symbols of data at address 0; made when asked for
     std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
 };
 

@@ -58,7 +58,7 @@ public:
         m_Env.pfGetFrameBase = [](void* p, U32* pAddr) { return This(p).GetFrameBase(pAddr); };
         m_Env.pfGetCfa = [](void* p, U32* pAddr) { return This(p).GetCfa(pAddr); };
         m_Env.pfGetAddr = [](void* p, U64 Idx, U32* pAddr) { return This(p).GetAddr(Idx, pAddr); };
-        m_Env.pfMapAddr = [](U32 Addr) { return ELF_HasRelocs() ? MapAddr(Addr) : Addr; };
+        m_Env.pfMapAddr = MapAddr;
         m_Env.pfGetEntryValue = [](void* p, const U8* pExpr, U32 Num, U64* pValue) {
             return This(p).GetEntryValue(pExpr, Num, pValue);
         };
@@ -228,7 +228,10 @@ int CResolver::GetExpr(U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumByte
     if (Die == 0) {
         return -1;
     }
-    _FindExpr(Die, DW_AT_location, m_Frame.PC, &Expr); // without a location the call does nothing
+    // Without a location the call does nothing. Indices in one of another unit would mean something else here.
+    if (_FindExpr(Die, DW_AT_location, m_Frame.PC, &Expr) && DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
+        return -1;
+    }
     m_Called.push_back(std::move(Expr.Bytes));
     *ppExpr = m_Called.back().data();
     *pNumBytes = static_cast<U32>(m_Called.back().size());

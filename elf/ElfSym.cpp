@@ -3,6 +3,7 @@
 #include "elf/Cfi.h"
 #include "elf/ElfReloc.h"
 
+#include <algorithm>
 #include <libdwarf/dwarf.h>
 
 namespace {
@@ -53,6 +54,23 @@ U32 _LocAttrOf(U32 Tag) {
     default:
         return DW_AT_location;
     }
+}
+
+std::vector<std::string> _DataSymsAtZero(const ELF_FILE* pFile) {
+    constexpr U32 FIRST_RESERVED_SECTION = 0xFF00;
+    std::vector<std::string> Names;
+    for (const U32 Idx : pFile->papSymByAddr) {
+        const Elf32_Sym& Sym = pFile->paSym[Idx];
+        if (Sym.st_value != 0) {
+            break;
+        }
+        const char* sName = ELF_GetSymNameByIdx(pFile, Idx);
+        if (ELF_GetSymType(Sym) <= STT_OBJECT && Sym.st_shndx != 0 && Sym.st_shndx < FIRST_RESERVED_SECTION &&
+            sName != nullptr && sName[0] != '$') {
+            Names.push_back(sName);
+        }
+    }
+    return Names;
 }
 
 const std::vector<U32>* _List(ELF_SYM_LISTS List) {
@@ -164,23 +182,19 @@ U32 ELF_GetSymSize(ELF_SYM_HANDLE h) {
 }
 
 bool ELF_IsDropped(ELF_SYM_HANDLE h) {
-    const ELF_FILE* pFile = ELF_GetCurrentFile();
     const U32 Die = _GetDie(h);
     const ELF_SYM_LOC Loc = Die != 0 ? _GetDieLoc(*ELF_GetStore(), Die, DW_AT_location, 0) : ELF_SYM_LOC();
     if (Loc.Kind != ELF_LOC_MEM || Loc.Addr != 0) {
         return false;
     }
-    const std::string_view sName = _GetDieRawName(*ELF_GetStore(), Die);
-    for (size_t i = 0; i < pFile->papSymByAddr.size() && pFile->paSym[pFile->papSymByAddr[i]].st_value == 0; ++i) {
-        const Elf32_Sym& Sym = pFile->paSym[pFile->papSymByAddr[i]];
-        const char* sSym = ELF_GetSymNameByIdx(pFile, pFile->papSymByAddr[i]);
-        // The linker's name may have more than the variable's: "_ZN5outer4NameE", "Name.12".
-        if (ELF_GetSymType(Sym) <= STT_OBJECT && Sym.st_shndx != 0 && sSym != nullptr &&
-            std::string_view(sSym).find(sName) != std::string_view::npos) {
-            return false;
-        }
+    DWARF_STORE& S = *ELF_GetStore();
+    if (S.pSymsAtZero == nullptr) {
+        S.pSymsAtZero = std::make_unique<std::vector<std::string>>(_DataSymsAtZero(ELF_GetCurrentFile()));
     }
-    return true;
+    // The linker's name may have more than the variable's: "_ZN5outer4NameE", "Name.12".
+    const std::string_view sName = _GetDieRawName(S, Die);
+    return std::none_of(S.pSymsAtZero->begin(), S.pSymsAtZero->end(),
+                        [&](const std::string& sSym) { return sSym.find(sName) != std::string::npos; });
 }
 
 ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
