@@ -154,12 +154,19 @@ private:
     std::deque<std::vector<U8>> m_Called; ///< expressions of DW_OP_call while they run
 };
 
+/// Address that locations are looked up for. Compilers end the range of what a call may change one byte in front of where
+/// it returns to: an outer frame sees the state during the call.
+U32 _LookUpPC(const ELF_FRAME& Frame) {
+    const bool IsOuter = Frame.ResumePC != 0 && (Frame.ResumePC & ~1u) != (Frame.PC & ~1u);
+    return IsOuter ? (Frame.ResumePC & ~1u) - 1 : Frame.PC & ~1u;
+}
+
 /// The attribute's expression at PC. False if there is none.
 bool _FindExpr(U32 Die, U32 At, U32 PC, EXPR* pExpr) {
     const U8* pBytes = nullptr;
     U32 Size = 0;
     if (ELF_GetStore() == nullptr ||
-        !DWARF_FindExpr(*ELF_GetStore(), Die, At, ELF_Unrelocate(PC) & ~1u, &pBytes, &Size, &pExpr->UnitDie)) {
+        !DWARF_FindExpr(*ELF_GetStore(), Die, At, ELF_Unrelocate(PC), &pBytes, &Size, &pExpr->UnitDie)) {
         return false;
     }
     pExpr->Bytes.assign(pBytes, pBytes + Size);
@@ -201,7 +208,7 @@ int CResolver::GetFrameBase(U32* pAddr) {
         while (Func != 0 && _GetDieType(*pStore, Func) != DW_TAG_subprogram) {
             Func = _GetParentDie(*pStore, Func);
         }
-        if (Func == 0 || !_FindExpr(Func, DW_AT_frame_base, m_Frame.PC, &Expr)) {
+        if (Func == 0 || !_FindExpr(Func, DW_AT_frame_base, _LookUpPC(m_Frame), &Expr)) {
             return -1;
         }
     }
@@ -212,7 +219,7 @@ int CResolver::GetCfa(U32* pAddr) {
     if (m_Frame.pfGetCfa != nullptr) {
         return m_Frame.pfGetCfa(m_Frame.pContext, pAddr);
     }
-    const ELF_SYM_LOC Rule = ElfApi_GetCFA(m_Frame.PC);
+    const ELF_SYM_LOC Rule = ElfApi_GetCFA(_LookUpPC(m_Frame) & ~1u);
     U64 Value = 0;
     if (Rule.Kind != ELF_LOC_REG_OFF || ReadReg(Rule.Reg, &Value) != 0) {
         return -1;
@@ -229,7 +236,7 @@ int CResolver::GetExpr(U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumByte
         return -1;
     }
     // Without a location the call does nothing. Indices in one of another unit would mean something else here.
-    if (_FindExpr(Die, DW_AT_location, m_Frame.PC, &Expr) && DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
+    if (_FindExpr(Die, DW_AT_location, _LookUpPC(m_Frame), &Expr) && DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
         return -1;
     }
     m_Called.push_back(std::move(Expr.Bytes));
@@ -356,7 +363,7 @@ bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
         return true;
     }
     const DWARF_STORE& S = *ELF_GetStore();
-    if (const U32 FilePC = ELF_Unrelocate(PC) & ~1u; !_IsVisible(S, Die, FilePC)) {
+    if (!_IsVisible(S, Die, ELF_Unrelocate(PC))) {
         pPlace->Status = ELF_EXPR_UNAVAILABLE;
         return true;
     }
@@ -374,7 +381,7 @@ bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
 ELF_SYM_PLACE _GetPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame, U32* pBudget, U32 Depth) {
     ELF_SYM_PLACE Place;
     EXPR Expr;
-    if (_FindPlace(h, Frame.PC, &Place, &Expr)) {
+    if (_FindPlace(h, _LookUpPC(Frame), &Place, &Expr)) {
         return Place;
     }
     const ELF_EXPR_RESULT Result = CResolver(Frame, Expr, pBudget, Depth).Evaluate();

@@ -12,7 +12,9 @@
 struct ELF_FRAME {
     void* pContext = nullptr;
     U32 PC = 0;       ///< of the instruction that the frame is at; in an outer frame that of the call
-    U32 ResumePC = 0; ///< where the frame goes on; in an outer frame behind the call
+    /// Where the frame goes on: the same, in an outer frame behind the call. Locations are looked up just in front of it,
+    /// as what holds at the call itself may have been changed by what was called.
+    U32 ResumePC = 0;
     /// Register of the frame by DWARF number. An outer frame gives none that the calls inside it may have changed.
     int (*pfReadReg)(void* pContext, U32 Reg, U64* pValue) = nullptr;
     int (*pfReadMem)(void* pContext, U32 Addr, U32 NumBytes, U8* pBuf) = nullptr;

@@ -3,6 +3,7 @@
 #include "tests/elf/CrossBuild.h"
 #include "tests/elf/ElfImageBuilder.h"
 
+#include <QFile>
 #include <QMap>
 #include <QStandardPaths>
 #include <algorithm>
@@ -12,7 +13,6 @@
 
 namespace {
 
-constexpr U32 STACK_TOP = 0x20004000;
 constexpr U32 LAST_SCRATCH_REG = 3;
 
 struct FRAME {
@@ -203,26 +203,50 @@ void _Compare(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
 
 QString _Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
 
+struct PROGRAM {
+    QString sElf;
+    QString sStart;     ///< function that it starts at
+    QString sFunctions; ///< where it stops; the last one ends the run
+    U32 StackTop;
+    U32 DataSize; ///< from 0x20000000
+    U32 NumSteps; ///< of three instructions behind each stop
+};
+
 /// The facts that gdb prints of a program that runs under QEMU.
-QString _AskGdb(const QString& sElf) {
+QString _AskGdb(const PROGRAM& Program) {
     const QString sQemu = QStringLiteral("exec %1 -M mps2-an386 -kernel %2 -S -gdb stdio -display none -serial none -monitor none")
-                              .arg(_Tool("qemu-system-arm"), sElf);
-    const QString sSetup = QStringLiteral("python QEMU='%1'; STACK=%2; DATA=0x20000000; DATA_SIZE=128; STEPS=5; MAX_VISITS=1; "
-                                          "LAST='Done'; FUNCTIONS='Split Widen Lost Loop Pointed Floats Bits Many Sized Tail "
-                                          "Recurse Blocks Done'")
-                               .arg(sQemu).arg(STACK_TOP);
+                              .arg(_Tool("qemu-system-arm"), Program.sElf);
+    const QString sSetup = QStringLiteral("python QEMU='%1'; START='%2'; STACK=%3; DATA=0x20000000; DATA_SIZE=%4; STEPS=%5; "
+                                          "MAX_VISITS=1; LAST='%6'; FUNCTIONS='%7'")
+                               .arg(sQemu, Program.sStart)
+                               .arg(Program.StackTop)
+                               .arg(Program.DataSize)
+                               .arg(Program.NumSteps)
+                               .arg(Program.sFunctions.section(QLatin1Char(' '), -1), Program.sFunctions);
     return RunTool(_Tool("gdb-multiarch"),
-                   {"-nx", "-batch", "-ex", sSetup, "-x", BRASK_SOURCE_DIR "/tests/elf/dwarf/values.py", sElf});
+                   {"-nx", "-batch", "-ex", sSetup, "-x", BRASK_SOURCE_DIR "/tests/elf/dwarf/values.py", Program.sElf});
 }
 
-class DwarfValues : public CElfTest {};
+class DwarfValues : public CElfTest {
+protected:
+    void SetUp() override {
+        CElfTest::SetUp();
+        if (_Tool("gdb-multiarch").isEmpty() || _Tool("qemu-system-arm").isEmpty()) {
+            GTEST_SKIP() << "gdb-multiarch or qemu-system-arm is not installed";
+        }
+    }
+    static void Compare(const PROGRAM& Program, const QString& sWhere, TALLY* pTally) {
+        ASSERT_EQ(ElfApi_Init(Program.sElf), 0);
+        const QString sFacts = _AskGdb(Program);
+        EXPECT_FALSE(sFacts.isEmpty()) << qPrintable(sWhere);
+        _Compare(sFacts, sWhere, pTally);
+        ElfApi_Deinit();
+    }
+};
 
 } // namespace
 
 TEST_F(DwarfValues, OptimizedCodeAgreesWithGdb) {
-    if (_Tool("gdb-multiarch").isEmpty() || _Tool("qemu-system-arm").isEmpty()) {
-        GTEST_SKIP() << "gdb-multiarch or qemu-system-arm is not installed";
-    }
     const QStringList Common = {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-Wl,-Ttext=0x8000",
                                 "-Wl,-Tdata=0x20000000", "-Wl,-Tbss=0x20000040"};
     const QStringList HardFloat = {"-mfloat-abi=hard", "-mfpu=fpv4-sp-d16"};
@@ -247,16 +271,25 @@ TEST_F(DwarfValues, OptimizedCodeAgreesWithGdb) {
             continue;
         }
         ++NumBuilds;
-        ASSERT_EQ(ElfApi_Init(sElf), 0);
-        const QString sWhere = Build.sCompiler + QStringLiteral(" ") + Build.Flags.join(QLatin1Char(' '));
-        const QString sFacts = _AskGdb(sElf);
-        EXPECT_FALSE(sFacts.isEmpty()) << qPrintable(sWhere);
-        _Compare(sFacts, sWhere, &Tally);
-        ElfApi_Deinit();
+        Compare({sElf, "_start", "Split Widen Lost Loop Pointed Floats Bits Many Sized Tail Recurse Blocks Done", 0x20004000, 128, 5},
+                Build.sCompiler + QStringLiteral(" ") + Build.Flags.join(QLatin1Char(' ')), &Tally);
     }
     if (NumBuilds == 0) {
         GTEST_SKIP() << "no cross compiler is installed";
     }
     EXPECT_GT(Tally.NumValues, 1000);
     EXPECT_GT(Tally.NumGone, 100);
+}
+
+TEST_F(DwarfValues, FirmwareWithALibraryAgreesWithGdb) {
+    const QString sElf = QStringLiteral(BRASK_BINARY_DIR "/firmware/compute-m4f.elf");
+    if (!QFile::exists(sElf)) {
+        GTEST_SKIP() << "the firmware isn't built";
+    }
+    TALLY Tally;
+    Compare({sElf, "Reset",
+             "main Compare sin cos exp log sqrt atan2 sinf snprintf qsort strtod _strtod_l _dtoa_r _svfprintf_r __multiply "
+             "__lshift _malloc_r memmove powf", 0x20010000, 3000, 4},
+            "compute-m4f", &Tally);
+    EXPECT_GT(Tally.NumValues, 1000);
 }

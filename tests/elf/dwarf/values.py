@@ -5,9 +5,10 @@
 import gdb
 
 for line in ('set pagination off', 'set confirm off', 'set width 0', 'set print entry-values no', 'target remote | ' + QEMU,
-             'set $sp=%d' % STACK, 'set $lr=0', 'set $pc=&_start', 'set $xpsr=0x01000000'):
+             'set $sp=%d' % STACK, 'set $lr=0', 'set $pc=&%s' % START, 'set $xpsr=0x01000000'):
     gdb.execute(line)
 inferior = gdb.selected_inferior()
+MAX_FRAMES = 4
 has_double = gdb.selected_frame().architecture().registers().find('d0') is not None
 SCALARS = (gdb.TYPE_CODE_INT, gdb.TYPE_CODE_ENUM, gdb.TYPE_CODE_PTR, gdb.TYPE_CODE_BOOL, gdb.TYPE_CODE_CHAR, gdb.TYPE_CODE_REF)
 
@@ -41,7 +42,10 @@ def leaves(value, bit):
 
 
 def variables(frame, number):
-    block = frame.block()
+    try:
+        block = frame.block()
+    except RuntimeError:  # assembler code
+        return
     while block is not None:
         for symbol in block:
             if not (symbol.is_variable or symbol.is_argument):
@@ -62,12 +66,12 @@ def variables(frame, number):
 def report():
     frame = gdb.newest_frame()
     sp = int(frame.read_register('sp'))
-    print('P')
+    print('\nP')  # gdb leaves lines open
     for low, size in ((sp - 512, STACK - sp + 512), (DATA, DATA_SIZE)):  # a prologue's frame lies below
         print('M|%d|%s' % (low, inferior.read_memory(low, size).tobytes().hex()))
     frames = []  # with the number of the physical frame that each is part of
     number = 0
-    while frame is not None and number < 4 and frame.find_sal().symtab is not None:
+    while frame is not None and number <= MAX_FRAMES and frame.find_sal().symtab is not None:
         if frame.type() == gdb.NORMAL_FRAME:
             names = ['r%d' % i for i in range(13)] + ['sp', 'lr', 'pc']
             values = [int(frame.read_register(n)) & 0xffffffff for n in names]
@@ -79,10 +83,9 @@ def report():
             frames.append((frame, number))
         number += frame.type() == gdb.NORMAL_FRAME
         frame = frame.older()
-    while frames and frames[-1][1] >= number:
-        frames.pop()  # expansions in a function that isn't told
-    for frame, number in frames:
-        variables(frame, number)
+    for frame, i in frames:  # the last one is told for what it passed
+        if i < min(number, MAX_FRAMES):
+            variables(frame, i)
 
 
 breaks = [gdb.Breakpoint('*&' + name, internal=True) for name in FUNCTIONS.split()]
