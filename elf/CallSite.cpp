@@ -183,11 +183,26 @@ bool _IsDeref(const U8* pBlock, U32 NumBytes) {
            ((NumBytes == 3 && pBlock[2] == DW_OP_deref) || (NumBytes == 4 && pBlock[2] == DW_OP_deref_size && pBlock[3] == 4));
 }
 
+/// Register that the block is; -1 for any other place.
+I64 _RegOf(const U8* pBlock, U32 NumBytes) {
+    DWARF_READER R(pBlock, NumBytes, false);
+    const U8 Op = R.Get<U8>();
+    I64 Reg = -1;
+    if (Op >= DW_OP_reg0 && Op <= DW_OP_reg31) {
+        Reg = Op - DW_OP_reg0;
+    } else if (Op == DW_OP_regx) {
+        Reg = static_cast<I64>(R.GetUleb() & 0xFFFFFFFF);
+    } else if (Op == DW_OP_regval_type || Op == DW_OP_GNU_regval_type) {
+        Reg = static_cast<I64>(R.GetUleb() & 0xFFFFFFFF);
+        R.GetUleb(); // type
+    }
+    return R.IsOk() && R.IsAtEnd() ? Reg : -1;
+}
+
 bool _IsPlace(const DWARF_ATTR& Attr, const U8* pBlock, U32 NumBytes, bool IsDeref) {
-    const U8 aReg[] = {static_cast<U8>(IsDeref ? pBlock[0] - DW_OP_breg0 + DW_OP_reg0 : 0)};
-    pBlock = IsDeref ? aReg : pBlock;
-    NumBytes = IsDeref ? 1 : NumBytes;
-    return Attr.BlockSize == NumBytes && std::equal(pBlock, pBlock + NumBytes, Attr.pBlock);
+    const I64 Reg = IsDeref ? pBlock[0] - DW_OP_breg0 : _RegOf(pBlock, NumBytes);
+    return Reg >= 0 ? Reg == _RegOf(Attr.pBlock, Attr.BlockSize)
+                    : Attr.BlockSize == NumBytes && std::equal(pBlock, pBlock + NumBytes, Attr.pBlock);
 }
 
 std::vector<U32> _Params(const DWARF_STORE& S, U32 Site) {

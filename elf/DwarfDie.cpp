@@ -144,6 +144,22 @@ void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* p
     });
 }
 
+/// Variables of the abstract instance that the instance doesn't speak of: static ones, which have but one place.
+void _AddOriginsLocalVars(const DWARF_STORE& S, U32 Die, std::vector<U32>* pVars) {
+    const U32 Origin = _GetAbstractInstanceOf(S, Die);
+    std::vector<U32> OriginVars;
+    if (Origin != 0 && Origin != Die && _IsFunction(_GetDieType(S, Origin))) {
+        _AddLocalVars(S, Origin, 0, &OriginVars);
+    }
+    std::erase_if(OriginVars, [&](U32 Var) { return !_HasAttribute(S, Var, DW_AT_location); });
+    for (const U32 Var : *pVars) {
+        std::erase(OriginVars, OriginVars.empty() ? 0 : _GetAbstractInstanceOf(S, Var));
+    }
+    for (size_t i = 0; i < OriginVars.size() && pVars->size() < MAX_CHILDREN; ++i) {
+        pVars->push_back(OriginVars[i]);
+    }
+}
+
 } // namespace
 
 U32 _GetDieType(const DWARF_STORE& S, U32 Die) {
@@ -372,6 +388,7 @@ std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die) {
     std::vector<U32> Vars;
     if (_IsFunction(_GetDieType(S, Die))) {
         _AddLocalVars(S, Die, 0, &Vars);
+        _AddOriginsLocalVars(S, Die, &Vars);
     }
     return Vars;
 }

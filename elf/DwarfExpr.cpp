@@ -444,7 +444,18 @@ int CEvaluator::RunEntryValue() {
     const int Status = m_Env.pfGetEntryValue != nullptr
                            ? m_Env.pfGetEntryValue(m_Env.pContext, pExpr, static_cast<U32>(NumBytes), &Value)
                            : ELF_EXPR_OPTIMIZED_OUT;
-    return Status == ELF_EXPR_OK ? PushValue(ELF_ExprMake(Value, ELF_EXPR_GENERIC)) : Status;
+    ELF_EXPR_TYPE Type = ELF_EXPR_GENERIC;
+    if (*pExpr == DW_OP_regval_type || *pExpr == DW_OP_GNU_regval_type) {
+        CByteReader In(pExpr + 1, NumBytes - 1, m_Env.IsBigEndian);
+        In.GetULeb(); // register
+        if (GetType(In.GetULeb(), &Type) != ELF_EXPR_OK || In.IsFailed()) {
+            return ELF_EXPR_INVALID;
+        }
+        if (Type.ByteSize > ADDR_SIZE) { // its other half was passed in another register
+            return ELF_EXPR_OPTIMIZED_OUT;
+        }
+    }
+    return Status == ELF_EXPR_OK ? PushValue(ELF_ExprMake(Value, Type)) : Status;
 }
 
 int CEvaluator::PushNamed(int (*pfGet)(void*, U64, U64*), U64 Off) {

@@ -42,14 +42,16 @@ def leaves(value, bit):
 
 
 def variables(frame, number):
+    seen = set()  # of an expansion gdb lists what a block inside has once more, as optimized out
     try:
         block = frame.block()
     except RuntimeError:  # assembler code
         return
     while block is not None:
         for symbol in block:
-            if not (symbol.is_variable or symbol.is_argument):
+            if not (symbol.is_variable or symbol.is_argument) or (symbol.name, symbol.line) in seen:
                 continue
+            seen.add((symbol.name, symbol.line))
             try:
                 for bit, size, text in leaves(symbol.value(frame), 0):
                     print('V|%d|%s|%d|%d|%d|%s' % (number, symbol.name, symbol.line, bit, size, text))
