@@ -1,5 +1,6 @@
 #include "elf/CallSite.h"
 
+#include "elf/ByteReader.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfReloc.h"
 
@@ -185,16 +186,16 @@ bool _IsDeref(const U8* pBlock, U32 NumBytes) {
 
 /// Register that the block is; -1 for any other place.
 I64 _RegOf(const U8* pBlock, U32 NumBytes) {
-    DWARF_READER R(pBlock, NumBytes, false);
-    const U8 Op = R.Get<U8>();
+    CByteReader R(pBlock, NumBytes, false);
+    const U8 Op = R.GetU8();
     I64 Reg = -1;
     if (Op >= DW_OP_reg0 && Op <= DW_OP_reg31) {
         Reg = Op - DW_OP_reg0;
     } else if (Op == DW_OP_regx) {
-        Reg = static_cast<I64>(R.GetUleb() & 0xFFFFFFFF);
+        Reg = static_cast<I64>(R.GetULeb() & 0xFFFFFFFF);
     } else if (Op == DW_OP_regval_type || Op == DW_OP_GNU_regval_type) {
-        Reg = static_cast<I64>(R.GetUleb() & 0xFFFFFFFF);
-        R.GetUleb(); // type
+        Reg = static_cast<I64>(R.GetULeb() & 0xFFFFFFFF);
+        R.GetULeb(); // type
     }
     return R.IsOk() && R.IsAtEnd() ? Reg : -1;
 }

@@ -448,7 +448,7 @@ int CEvaluator::RunEntryValue() {
     if (*pExpr == DW_OP_regval_type || *pExpr == DW_OP_GNU_regval_type) {
         CByteReader In(pExpr + 1, NumBytes - 1, m_Env.IsBigEndian);
         In.GetULeb(); // register
-        if (GetType(In.GetULeb(), &Type) != ELF_EXPR_OK || In.IsFailed()) {
+        if (GetType(In.GetULeb(), &Type) != ELF_EXPR_OK || !In.IsOk()) {
             return ELF_EXPR_INVALID;
         }
         if (Type.ByteSize > ADDR_SIZE) { // its other half was passed in another register
