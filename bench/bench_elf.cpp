@@ -73,17 +73,17 @@ void _Print(const QString& sName, double Value, const char* sUnit, const char* s
     }
 }
 
-/// Time per look-up of the names of all functions, in microseconds.
-double _NameLookup() {
+/// Time per look-up of the names of all these symbols, in microseconds.
+double _NameLookup(const ELF_SYM_LIST& Syms, bool Globals, bool Types, bool ElfSyms) {
     QStringList Names;
-    for (const ELF_SYM_HANDLE h : ElfApi_Functions()) {
+    for (const ELF_SYM_HANDLE h : Syms) {
         Names.append(ElfApi_GetSymName(h));
     }
     Names.removeDuplicates();
     QElapsedTimer Timer;
     Timer.start();
     for (const QString& sName : Names) {
-        ElfApi_FindSym(sName, false, false, false, true);
+        ElfApi_FindSym(sName, Globals, false, Types, ElfSyms);
     }
     return _MsOf(Timer) * 1000 / static_cast<double>(std::max<qsizetype>(Names.size(), 1));
 }
@@ -116,7 +116,9 @@ void _Measure(const QString& sFile) {
     _Print(sName + "_open_without_names", InitMs, "ms", "bare_walk", WalkMs);
     _Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
     _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
-    _Print(sName + "_name_to_symbol", _NameLookup(), "us", "goal", 1);
+    _Print(sName + "_name_to_symbol", _NameLookup(ElfApi_Functions(), false, false, true), "us", "goal", 1);
+    _Print(sName + "_name_to_variable", _NameLookup(ElfApi_GlobalVars(), true, false, false), "us", "goal", 1);
+    _Print(sName + "_name_to_type", _NameLookup(ElfApi_Types(), false, true, false), "us", "goal", 1);
     std::fflush(stdout);
     ElfApi_Deinit();
 }

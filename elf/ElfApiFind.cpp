@@ -71,21 +71,26 @@ void _BuildElfNames(const ELF_FILE* pFile) {
     ElfNames.Build(Lists);
 }
 
-bool _HasName(ELF_SYM_HANDLE h, const std::string& sName) {
-    const DWARF_STORE* pStore = ELF_GetStore();
-    const U32 Die = _GetDie(h);
-    if (Die != 0 && _GetDieType(*pStore, Die) == DW_TAG_namespace) {
-        return ElfApi_GetSymName(h, true).toStdString() == sName;
+/// A namespace has its qualified name here, anything else its plain one.
+bool _HasName(const DWARF_STORE& S, U32 Die, const std::string& sName) {
+    const bool IsPlain = _GetDieRawName(S, Die) == sName;
+    if (!IsPlain && sName.find("::") == std::string::npos) {
+        return false;
     }
-    return Die != 0 ? _GetDieRawName(*pStore, Die) == sName : ELF_GetSymName(h) == sName;
+    return _GetDieType(S, Die) != DW_TAG_namespace ? IsPlain
+                                                  : ElfApi_GetSymName(ELF_MakeDwarfHandle(Die), true).toStdString() == sName;
 }
 
+/// Place of a kind of DIE among the results, and the DIE.
+using RANKED_DIE = std::pair<int, U32>;
+
 /// The DIE if a list holds it, and all that have its name from it: definitions, instances, inline expansions.
-void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pFound) {
+void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<RANKED_DIE>* pFound) {
     constexpr U32 MAX_DEPTH = 5;
     constexpr size_t MAX_FOUND = 1'000'000; // references of a damaged file may lead to the same DIEs again and again
-    if (_GetDieType(S, Die) != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
-        pFound->push_back(Die);
+    const U32 Tag = _GetDieType(S, Die);
+    if (Tag != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
+        pFound->emplace_back(Tag == DW_TAG_inlined_subroutine ? 0 : Tag == DW_TAG_subprogram ? 1 : Tag == DW_TAG_variable ? 2 : 3, Die);
     }
     for (const U32 Other : Depth < MAX_DEPTH ? DWARF_ReferrersOf(S, Die) : std::vector<U32>()) {
         DWARF_ATTR Attr;
@@ -100,23 +105,15 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
     if (pStore == nullptr) {
         return;
     }
-    std::vector<U32> Dies;
+    std::vector<RANKED_DIE> Dies;
     GlobalNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
-        if (_HasName(ELF_MakeDwarfHandle(Die), sName)) {
+        if (_HasName(*pStore, Die, sName)) {
             _AddInstances(*pStore, Die, 0, &Dies);
         }
     });
-    const auto Rank = [&](U32 Die) {
-        const U32 Tag = _GetDieType(*pStore, Die);
-        return Tag == DW_TAG_inlined_subroutine ? 0 : Tag == DW_TAG_subprogram ? 1 : Tag == DW_TAG_variable ? 2 : 3;
-    };
-    std::vector<std::pair<int, U32>> Order;
-    for (const U32 Die : Dies) {
-        Order.emplace_back(Rank(Die), Die);
-    }
-    std::sort(Order.begin(), Order.end());
-    Order.erase(std::unique(Order.begin(), Order.end()), Order.end());
-    for (const auto& [Kind, Die] : Order) {
+    std::sort(Dies.begin(), Dies.end());
+    Dies.erase(std::unique(Dies.begin(), Dies.end()), Dies.end());
+    for (const auto& [Rank, Die] : Dies) {
         pFound->append(ELF_MakeDwarfHandle(Die));
     }
 }
@@ -127,7 +124,7 @@ void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
         return;
     }
     TypeNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
-        if (_HasName(ELF_MakeDwarfHandle(Die), sName)) {
+        if (_HasName(*pStore, Die, sName)) {
             pFound->append(ELF_MakeDwarfHandle(Die));
         }
     });
@@ -135,7 +132,7 @@ void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
 
 void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
     ElfNames.ForEach(ELF_HashName(sName), [&](U32 Idx) {
-        if (_HasName(ELF_MakeElfHandle(Idx), sName)) {
+        if (ELF_GetSymName(ELF_MakeElfHandle(Idx)) == sName) {
             pFound->append(ELF_MakeElfHandle(Idx));
         }
     });
