@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <algorithm>
@@ -60,14 +61,14 @@ int main(int argc, char** argv) {
     const QCoreApplication App(argc, argv);
     const QTemporaryDir Dir;
     const QString sPath = argc > 1 ? QString::fromLocal8Bit(argv[1]) : _MakeProgram(Dir.path());
+    QElapsedTimer Timer;
+    Timer.start();
     if (sPath.isEmpty() || ElfApi_Init(sPath) != 0) {
         std::fprintf(stderr, "no program: arm-none-eabi-gcc is missing, or the file can't be opened\n");
         return 1;
     }
-    QElapsedTimer Timer;
-    Timer.start();
-    ElfApi_GetSrcFileIds();
-    std::printf("lines_map_build %.2f ms - - -\n", static_cast<double>(Timer.nsecsElapsed()) / 1e6);
+    const QByteArray sName = argc > 1 ? QFileInfo(sPath).completeBaseName().replace('-', '_').toUtf8() + "_" : QByteArray();
+    std::printf("%slines_open %.2f ms - - -\n", sName.constData(), static_cast<double>(Timer.nsecsElapsed()) / 1e6);
     std::vector<U32> Addrs;
     std::vector<CSrcLoc> Locs;
     for (I64 Addr = ElfApi_GetNextAddr(0); Addr >= 0; Addr = ElfApi_GetNextAddr(static_cast<U32>(Addr))) {
@@ -93,14 +94,14 @@ int main(int argc, char** argv) {
         AskedLocs[i] = Locs[Any];
     }
     U64 Sum = 0;
-    std::printf("lines_rows %zu rows - - -\n", Addrs.size());
+    std::printf("%slines_rows %zu rows - - -\n", sName.constData(), Addrs.size());
     const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i]).Line; });
-    std::printf("lines_addr_to_line %.1f ns goal %.0f %.2f\n", Exact, GOAL_NS, Exact / GOAL_NS);
+    std::printf("%slines_addr_to_line %.1f ns goal %.0f %.2f\n", sName.constData(), Exact, GOAL_NS, Exact / GOAL_NS);
     const double Scattered = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(ScatteredAddrs[i]).Line; });
-    std::printf("lines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", Scattered, GOAL_NS, Scattered / GOAL_NS);
+    std::printf("%slines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", sName.constData(), Scattered, GOAL_NS, Scattered / GOAL_NS);
     const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i] + 1).Line; });
-    std::printf("lines_addr_to_line_near %.1f ns - - -\n", Near);
+    std::printf("%slines_addr_to_line_near %.1f ns - - -\n", sName.constData(), Near);
     const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(AskedLocs[i])); });
-    std::printf("lines_line_to_addr %.1f ns - - -\n", Back);
+    std::printf("%slines_line_to_addr %.1f ns - - -\n", sName.constData(), Back);
     return Sum != 0 ? 0 : 1;
 }
