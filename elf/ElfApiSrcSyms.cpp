@@ -59,13 +59,35 @@ CSrcLoc _ParsePosition(const QString& sText) {
     return Loc.FileId != INVALID_FILE_ID ? Loc : CSrcLoc();
 }
 
+constexpr qsizetype MAX_CACHED = 1 << 19;
+
+// Positions that the debug information gives; others depend on the frame that is looked at.
+QHash<ELF_SYM_HANDLE, CSrcLoc> DeclLocCache;
+QHash<ELF_SYM_HANDLE, CSrcLoc> CallLocCache;
+
+CSrcLoc _Keep(QHash<ELF_SYM_HANDLE, CSrcLoc>* pCache, ELF_SYM_HANDLE h, const CSrcLoc& Loc) {
+    if (pCache->size() >= MAX_CACHED) {
+        pCache->clear();
+    }
+    pCache->insert(h, Loc);
+    return Loc;
+}
+
 } // namespace
+
+void ElfApi_ExitSrcSyms() {
+    DeclLocCache.clear();
+    CallLocCache.clear();
+}
 
 CSrcLoc ElfApi_GetSymDeclLoc(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
+    if (const auto It = DeclLocCache.constFind(h); It != DeclLocCache.constEnd()) {
+        return *It;
+    }
     const I64 Line = ElfApi_GetSymDeclLine(h);
     if (Line >= 0) {
-        return _LocOf(h, ElfApi_GetSymDeclFileName(h), Line);
+        return _Keep(&DeclLocCache, h, _LocOf(h, ElfApi_GetSymDeclFileName(h), Line));
     }
     const I64 Addr = ElfApi_GetSymAddr(h);
     CSrcLoc Loc = Addr >= 0 ? ElfApi_GetSrcLoc(static_cast<U32>(Addr)) : CSrcLoc();
@@ -75,8 +97,11 @@ CSrcLoc ElfApi_GetSymDeclLoc(ELF_SYM_HANDLE h) {
 
 CSrcLoc ElfApi_GetSymCallLoc(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
+    if (const auto It = CallLocCache.constFind(h); It != CallLocCache.constEnd()) {
+        return *It;
+    }
     const I64 Line = ElfApi_GetSymCallLine(h);
-    return Line >= 0 ? _LocOf(h, ElfApi_GetSymCallFileName(h), Line) : _FindCallLoc(h);
+    return Line >= 0 ? _Keep(&CallLocCache, h, _LocOf(h, ElfApi_GetSymCallFileName(h), Line)) : _FindCallLoc(h);
 }
 
 CSrcLoc ElfApi_GetSymSrcLoc(ELF_SYM_HANDLE h) {

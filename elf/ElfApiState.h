@@ -11,6 +11,7 @@ std::recursive_mutex& ElfApi_Mutex();
 CFuncIndex& ElfApi_FuncIndex();
 /// Empties what is kept of answers.
 void ElfApi_ExitSyms();
+void ElfApi_ExitSrcSyms();
 /// Appends the tasks that build the indices of the file that was just opened, then finishes what they made.
 void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks);
 void ElfApi_EndFind();

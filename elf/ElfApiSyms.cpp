@@ -118,6 +118,7 @@ void ElfApi_ExitSyms() {
     LocCache.clear();
     ParentFuncCache.clear();
     MemberIdxCache.clear();
+    ElfApi_ExitSrcSyms();
 }
 
 U32 ElfApi_GetSymType(ELF_SYM_HANDLE h) {
