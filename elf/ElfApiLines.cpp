@@ -1,5 +1,6 @@
 #include "elf/ElfApiLines.h"
 
+#include "base/Log.h"
 #include "elf/Cfi.h"
 #include "elf/DwarfLines.h"
 #include "elf/Elf.h"
@@ -8,6 +9,8 @@
 #include "elf/ElfReloc.h"
 #include "elf/SrcMap.h"
 
+#include <QDebug>
+#include <QElapsedTimer>
 #include <algorithm>
 #include <tuple>
 
@@ -291,8 +294,13 @@ U32 ElfApi_GetFileAtAddr(U32 Addr) {
 ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId) {
     const std::lock_guard Lock(ElfApi_Mutex());
     if (!AreFileFuncsBuilt && ELF_GetCurrentFile() != nullptr) {
+        QElapsedTimer Timer;
+        Timer.start();
         _AddFileFuncs(ElfApi_Functions());
         AreFileFuncsBuilt = true;
+        if (IsVerboseLogging()) {
+            qDebug("hashed file functions: %lld ms", static_cast<long long>(Timer.elapsed()));
+        }
     }
     return FileFuncs.value(FileId);
 }
