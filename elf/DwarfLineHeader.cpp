@@ -94,7 +94,7 @@ bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off,
     pHeader->MinInstLength = R.GetU8();
     R.Skip(pHeader->Version >= 4 ? 1 : 0); // operations per instruction: 1 for ARM
     pHeader->DefaultIsStmt = R.GetU8() != 0;
-    pHeader->LineBase = static_cast<signed char>(R.GetU8());
+    pHeader->LineBase = static_cast<int>(R.GetSigned(1));
     pHeader->LineRange = R.GetU8();
     pHeader->OpcodeBase = R.GetU8();
     pHeader->pOpcodeLengths = R.GetPtr();

@@ -129,10 +129,10 @@ private:
             ++NumDies;
             LOOK Look;
             if (pAbbrev->NumLooks != 0) {
-                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstLook, pAbbrev->NumLooks, p, &Look);
+                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstLook, pAbbrev->NumLooks, p, Look);
                 File(*pAbbrev, Off, Look);
             } else {
-                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstSkip, pAbbrev->NumSkips, p, nullptr);
+                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstSkip, pAbbrev->NumSkips, p, Look);
                 if (pAbbrev->Action != DACT_NONE) {
                     File(*pAbbrev, Off, Look);
                 }
@@ -163,15 +163,15 @@ private:
     }
 
     /// Leads p over all attributes. False if they reach beyond the unit.
-    bool RunProgram(const U16* pStep, U32 NumSteps, const U8*& p, LOOK* pLook) const {
+    bool RunProgram(const U16* pStep, U32 NumSteps, const U8*& p, LOOK& Look) const {
         for (const U16* const pStop = pStep + NumSteps; pStep != pStop; ++pStep) {
             U64 Size = *pStep;
             if (Size >= LOOK_FIRST) {
                 if (Size < SKIP_FIRST) {
                     const U32 Field = *pStep - LOOK_FIRST;
-                    pLook->Mask |= 1u << Field;
-                    pLook->ap[Field] = p;
-                    pLook->aForm[Field] = *++pStep;
+                    Look.Mask |= 1u << Field;
+                    Look.ap[Field] = p;
+                    Look.aForm[Field] = *++pStep;
                     continue;
                 }
                 if (Size != SKIP_BLOCK) {

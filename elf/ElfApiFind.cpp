@@ -37,7 +37,7 @@ QHash<QString, ELF_SYM_LIST> LocalNames;
 U32 _HashOfNamespace(const DWARF_STORE& S, U32 Die) {
     std::string sPath;
     for (int i = 0; i < MAX_NAMESPACE_DEPTH && Die != 0; ++i) {
-        sPath = std::string(_GetDieRawName(S, Die)) + (i != 0 ? "::" : "") + sPath;
+        sPath.insert(0, i != 0 ? "::" : "").insert(0, _GetDieRawName(S, Die));
         Die = _GetDieParentNamespace(S, Die);
     }
     return ELF_HashName(sPath);
