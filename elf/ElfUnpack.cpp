@@ -125,6 +125,7 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
         Sections.push_back(Packed);
     }
     std::vector<ELF_TASK> Tasks;
+    Tasks.reserve(Sections.size());
     for (PACKED& Packed : Sections) {
         Tasks.push_back({[&Packed] { Packed.IsGood = _Inflate(Packed); }, nullptr});
     }
