@@ -123,7 +123,6 @@ struct ELF_FILE {
     std::vector<Elf32_Shdr> paShdr;
     std::vector<ELF_UNPACKED> Unpacked;  ///< debug sections that are compressed in the file
     std::vector<Elf32_Sym> paSym;
-    std::vector<U32> paSymSection;       ///< section that each symbol came from
     std::vector<U32> papSymByAddr;       ///< indices into paSym by st_value
     std::vector<U32> papMapSym;
     std::vector<U32> papFuncSym;

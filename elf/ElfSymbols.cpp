@@ -36,7 +36,6 @@ int _CopySymbols(ELF_FILE* pFile) {
                 Sym.st_shndx = ELF_Swap16(Sym.st_shndx);
             }
             pFile->paSym.push_back(Sym);
-            pFile->paSymSection.push_back(i);
         }
     }
     pFile->NumSyms = static_cast<U32>(pFile->paSym.size());
