@@ -59,7 +59,7 @@ bool _EntryOf(const DWARF_STORE& S, U32 Func, U32* pAddr) {
         *pAddr = static_cast<U32>(Attr.Value) & ~1u;
         return true;
     }
-    const std::vector<DWARF_RANGE> Ranges = _GetDieRanges(S, Func);
+    const std::vector<ELF_RANGE> Ranges = _GetDieRanges(S, Func);
     if (!Ranges.empty()) {
         *pAddr = Ranges[0].Lo & ~1u;
     }
@@ -231,7 +231,7 @@ U32 CALL_FuncAt(U32 PC) {
         if (Die == 0 || _GetDieType(*ELF_GetStore(), Die) != DW_TAG_subprogram) {
             continue;
         }
-        for (const DWARF_RANGE& Range : _GetDieRanges(*ELF_GetStore(), Die)) {
+        for (const ELF_RANGE& Range : _GetDieRanges(*ELF_GetStore(), Die)) {
             if (Addr >= Range.Lo && Addr < Range.Hi) {
                 return Die;
             }

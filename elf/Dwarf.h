@@ -16,11 +16,6 @@ struct ELF_SYM_ARRAY_INFO {
     U32 aDim[10] = {};
 };
 
-struct DWARF_RANGE {
-    U32 Lo;
-    U32 Hi; ///< exclusive
-};
-
 U32 _GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
 bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
 /// The attribute of the DIE, or the one it inherits from its declaration, abstract instance or definition.
@@ -75,7 +70,7 @@ U64 _GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff);
 U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die);
 ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 
-std::vector<DWARF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die);
+std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die);
 /// Name of the file that an attribute such as DW_AT_decl_file gives by number; empty if unknown.
 std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At);
 

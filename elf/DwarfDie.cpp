@@ -283,8 +283,7 @@ U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
 U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die) {
     const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
     const U32 Off = DWARF_OffsetOf(Die, S);
-    const auto It = std::lower_bound(Scopes.begin(), Scopes.end(), Off,
-                                     [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
+    const auto It = _FindScope(Scopes, Off);
     return It != Scopes.end() && It->Off == Off ? Die + (It->End - Off) : Die + 1;
 }
 

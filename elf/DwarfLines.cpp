@@ -97,9 +97,9 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
 }
 
 void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
-    for (const DWARF_RANGE& Range : _GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
+    for (const ELF_RANGE& Range : _GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
         if (Range.Lo < Range.Hi && pRanges->size() < NUM_UNIT_RANGES) {
-            pRanges->push_back({Range.Lo, Range.Hi});
+            pRanges->push_back(Range);
         }
     }
 }

@@ -78,7 +78,7 @@ U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
 /// Walks a list of ranges of either format.
 class CRangeList {
 public:
-    CRangeList(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<DWARF_RANGE>* pRanges)
+    CRangeList(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges)
         : m_S(S), m_Unit(Unit), m_Base(Unit.LowPC), m_Ranges(*pRanges) {}
 
     /// .debug_ranges of versions 2 to 4
@@ -174,7 +174,7 @@ private:
     const DWARF_STORE& m_S;
     const DWARF_UNIT& m_Unit;
     U64 m_Base;
-    std::vector<DWARF_RANGE>& m_Ranges;
+    std::vector<ELF_RANGE>& m_Ranges;
 };
 
 void _ReadIndexedList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CRangeList* pList) {
@@ -192,8 +192,8 @@ void _ReadIndexedList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CRa
 
 } // namespace
 
-std::vector<DWARF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
-    std::vector<DWARF_RANGE> Ranges;
+std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
+    std::vector<ELF_RANGE> Ranges;
     const DWARF_UNIT* pUnit = DWARF_IsDie(S, Die) ? DWARF_UnitOf(S, Die) : nullptr;
     if (pUnit == nullptr) {
         return Ranges;
@@ -233,7 +233,7 @@ U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die) {
     }
     U32 Lo = 0xFFFFFFFF;
     U32 Hi = 0;
-    for (const DWARF_RANGE& Range : _GetDieRanges(S, Die)) {
+    for (const ELF_RANGE& Range : _GetDieRanges(S, Die)) {
         Lo = std::min(Lo, Range.Lo);
         Hi = std::max(Hi, Range.Hi);
     }

@@ -337,8 +337,8 @@ ELF_SYM_PLACE _ConstPlace(const DWARF_ATTR& Attr) {
 /// True if PC lies in the innermost block or function with code around the DIE, or nothing around it has code.
 bool _IsVisible(const DWARF_STORE& S, U32 Die, U32 PC) {
     for (U32 Scope = _GetAnyDieAncestor(S, Die); Scope != 0; Scope = _GetAnyDieAncestor(S, Scope)) {
-        const std::vector<DWARF_RANGE> Ranges = _GetDieRanges(S, Scope);
-        for (const DWARF_RANGE& Range : Ranges) {
+        const std::vector<ELF_RANGE> Ranges = _GetDieRanges(S, Scope);
+        for (const ELF_RANGE& Range : Ranges) {
             if (PC >= Range.Lo && PC < Range.Hi) {
                 return true;
             }

@@ -48,7 +48,7 @@ QString _Text(const std::string& s) { return QString::fromUtf8(s.data(), static_
 ELF_ADDR_RANGE _MakeRange(ELF_SYM_HANDLE h) {
     U32 Lo = 0xFFFFFFFF;
     U32 Hi = 0;
-    for (const DWARF_RANGE& Range : ELF_GetSymAddrRanges(h)) {
+    for (const ELF_RANGE& Range : ELF_GetSymAddrRanges(h)) {
         Lo = std::min(Lo, Range.Lo);
         Hi = std::max(Hi, Range.Hi);
     }

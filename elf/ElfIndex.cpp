@@ -73,9 +73,9 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S) {
             Add(&m_Entries, Code.Lo, Code.Hi, Code.Die);
             continue;
         }
-        const std::vector<DWARF_RANGE> Ranges = RangesLeft != 0 ? _GetDieRanges(S, Code.Die) : std::vector<DWARF_RANGE>();
+        const std::vector<ELF_RANGE> Ranges = RangesLeft != 0 ? _GetDieRanges(S, Code.Die) : std::vector<ELF_RANGE>();
         RangesLeft -= std::min<U64>(RangesLeft, Ranges.size());
-        for (const DWARF_RANGE& Range : Ranges) {
+        for (const ELF_RANGE& Range : Ranges) {
             Add(&m_Entries, Range.Lo, Range.Hi, Code.Die);
         }
     }
@@ -136,7 +136,7 @@ const std::vector<CFuncIndex::ENTRY>& CFuncIndex::InlinesOf(U32 Func) {
         const U32 End = DWARF_EndOfDie(*pStore, Func);
         for (auto Die = std::lower_bound(All.begin(), All.end(), Func);
              Die != All.end() && *Die < End && It->second.size() < MAX_INLINES; ++Die) {
-            for (const DWARF_RANGE& Range : _GetDieRanges(*pStore, *Die)) {
+            for (const ELF_RANGE& Range : _GetDieRanges(*pStore, *Die)) {
                 Add(&It->second, Range.Lo, Range.Hi, *Die);
             }
         }

@@ -151,13 +151,13 @@ U32 ELF_GetSymSectionIdx(ELF_SYM_HANDLE h) {
     return Die != 0 ? ELF_GetStore()->aSection[DWARF_SectionOf(Die, *ELF_GetStore())].Idx : 0;
 }
 
-std::vector<DWARF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h) {
-    std::vector<DWARF_RANGE> Ranges = _Ask(h, _GetDieRanges);
+std::vector<ELF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h) {
+    std::vector<ELF_RANGE> Ranges = _Ask(h, _GetDieRanges);
     if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
         Ranges.push_back({pSym->st_value, pSym->st_value + pSym->st_size});
     }
     if (ELF_HasRelocs()) {
-        for (DWARF_RANGE& Range : Ranges) {
+        for (ELF_RANGE& Range : Ranges) {
             Range = {ELF_Relocate(Range.Lo), ELF_Relocate(Range.Hi, true)};
         }
     }
@@ -167,12 +167,12 @@ std::vector<DWARF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h) {
 U32 ELF_GetSymAddrRangeCnt(ELF_SYM_HANDLE h) { return static_cast<U32>(ELF_GetSymAddrRanges(h).size()); }
 
 I64 ELF_GetSymAddrRangeLo(ELF_SYM_HANDLE h, U32 i) {
-    const std::vector<DWARF_RANGE> Ranges = ELF_GetSymAddrRanges(h);
+    const std::vector<ELF_RANGE> Ranges = ELF_GetSymAddrRanges(h);
     return i < Ranges.size() ? static_cast<I64>(Ranges[i].Lo) : -1;
 }
 
 I64 ELF_GetSymAddrRangeHi(ELF_SYM_HANDLE h, U32 i) {
-    const std::vector<DWARF_RANGE> Ranges = ELF_GetSymAddrRanges(h);
+    const std::vector<ELF_RANGE> Ranges = ELF_GetSymAddrRanges(h);
     return i < Ranges.size() ? static_cast<I64>(Ranges[i].Hi) : -1;
 }
 

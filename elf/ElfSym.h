@@ -29,7 +29,7 @@ std::string ELF_GetSymName(ELF_SYM_HANDLE h);
 U32 ELF_GetSymValue(ELF_SYM_HANDLE h);
 U32 ELF_GetSymSectionIdx(ELF_SYM_HANDLE h);
 /// Address ranges, relocated; for an ELF symbol its value and the end of its size.
-std::vector<DWARF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h);
+std::vector<ELF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h);
 U32 ELF_GetSymAddrRangeCnt(ELF_SYM_HANDLE h);
 I64 ELF_GetSymAddrRangeLo(ELF_SYM_HANDLE h, U32 i); ///< -1 if out of range
 I64 ELF_GetSymAddrRangeHi(ELF_SYM_HANDLE h, U32 i);
