@@ -1,5 +1,5 @@
 #include "elf/Dwarf.h"
-#include "elf/DwarfError.h"
+#include "elf/DwarfList.h"
 
 #include <algorithm>
 #include <libdwarf/dwarf.h>
@@ -10,7 +10,6 @@ namespace {
 
 constexpr U32 MAX_TYPE_STEPS = 100;
 constexpr U32 MAX_ARRAY_DEPTH = 16;
-constexpr U32 MAX_RANGES = 100'000;
 constexpr U32 MAX_EXTENT = 10'000'000; ///< a larger span of ranges is no size
 
 U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth);
@@ -75,121 +74,6 @@ U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
     return static_cast<U32>(Upper - Lower + 1);
 }
 
-/// Walks a list of ranges of either format.
-class CRangeList {
-public:
-    CRangeList(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges)
-        : m_S(S), m_Unit(Unit), m_Base(Unit.LowPC), m_Ranges(*pRanges) {}
-
-    /// .debug_ranges of versions 2 to 4
-    void ReadPairs(U64 Off) {
-        CByteReader R = DWARF_At(m_S, DSEC_RANGES, Off);
-        const U64 Mark = m_Unit.AddrSize == 8 ? ~0ull : 0xFFFFFFFF;
-        while (m_Ranges.size() < MAX_RANGES) {
-            const U64 Lo = R.Get(m_Unit.AddrSize);
-            const U64 Hi = R.Get(m_Unit.AddrSize);
-            if (!R.IsOk() || (Lo == 0 && Hi == 0)) {
-                Finish(R);
-                return;
-            }
-            if (Lo == Mark) {
-                m_Base = Hi;
-            } else {
-                Add(m_Base + Lo, m_Base + Hi);
-            }
-        }
-    }
-
-    /// .debug_rnglists of version 5
-    void ReadEntries(U64 Off) {
-        CByteReader R = DWARF_At(m_S, DSEC_RNGLISTS, Off);
-        while (m_Ranges.size() < MAX_RANGES && R.IsOk()) {
-            const U8 Kind = R.GetU8();
-            if (Kind == DW_RLE_end_of_list || !ReadEntry(R, Kind)) {
-                Finish(R);
-                return;
-            }
-        }
-    }
-
-private:
-    static void Finish(const CByteReader& R) {
-        if (!R.IsOk()) {
-            DWARF_ReportError(DWERR_RANGES, "dwarf_get_ranges");
-        }
-    }
-    U64 Indexed(CByteReader& R) {
-        U64 Addr = 0;
-        if (!DWARF_ReadAddrIndex(m_S, m_Unit, R.GetULeb(), &Addr)) {
-            R.Fail();
-        }
-        return Addr;
-    }
-
-    bool ReadEntry(CByteReader& R, U8 Kind) {
-        U64 Lo = 0;
-        U64 Hi = 0;
-        switch (Kind) {
-        case DW_RLE_base_addressx:
-            m_Base = Indexed(R);
-            return R.IsOk();
-        case DW_RLE_base_address:
-            m_Base = R.Get(m_Unit.AddrSize);
-            return R.IsOk();
-        case DW_RLE_startx_endx:
-            Lo = Indexed(R);
-            Hi = Indexed(R);
-            break;
-        case DW_RLE_startx_length:
-            Lo = Indexed(R);
-            Hi = Lo + R.GetULeb();
-            break;
-        case DW_RLE_offset_pair:
-            Lo = m_Base + R.GetULeb();
-            Hi = m_Base + R.GetULeb();
-            break;
-        case DW_RLE_start_end:
-            Lo = R.Get(m_Unit.AddrSize);
-            Hi = R.Get(m_Unit.AddrSize);
-            break;
-        case DW_RLE_start_length:
-            Lo = R.Get(m_Unit.AddrSize);
-            Hi = Lo + R.GetULeb();
-            break;
-        default:
-            return false;
-        }
-        if (R.IsOk()) {
-            Add(Lo, Hi);
-        }
-        return R.IsOk();
-    }
-
-    void Add(U64 Lo, U64 Hi) {
-        if (Hi >= Lo && Lo + Hi != 0 && Hi <= 0xFFFFFFFF) {
-            m_Ranges.push_back({static_cast<U32>(Lo), static_cast<U32>(Hi)});
-        }
-    }
-
-    const DWARF_STORE& m_S;
-    const DWARF_UNIT& m_Unit;
-    U64 m_Base;
-    std::vector<ELF_RANGE>& m_Ranges;
-};
-
-void _ReadIndexedList(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx, CRangeList* pList) {
-    constexpr U32 HEADER_SIZE = 12; // where the unit names no base
-    const U64 Base = Unit.RngListsBase != 0 ? Unit.RngListsBase : HEADER_SIZE;
-    if (Idx > S.aSection[DSEC_RNGLISTS].Size) {
-        return;
-    }
-    CByteReader R = DWARF_At(S, DSEC_RNGLISTS, Base + Idx * Unit.OffsetSize);
-    const U64 Off = R.Get(Unit.OffsetSize);
-    if (R.IsOk()) {
-        pList->ReadEntries(Base + Off);
-    }
-}
-
 } // namespace
 
 std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
@@ -199,14 +83,12 @@ std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
         return Ranges;
     }
     DWARF_ATTR Attr;
-    CRangeList List(S, *pUnit, &Ranges);
     if (DWARF_GetAttr(S, Die, DW_AT_ranges, &Attr)) {
-        if (Attr.Class == ATTR_INDEX) {
-            _ReadIndexedList(S, *pUnit, Attr.Value, &List);
-        } else if (pUnit->Version >= 5) {
-            List.ReadEntries(Attr.Value);
-        } else {
-            List.ReadPairs(Attr.Value);
+        CDwarfList List(S, *pUnit, false, Attr);
+        while (List.Next()) {
+            if (List.Hi() >= List.Lo() && List.Lo() + List.Hi() != 0 && List.Hi() <= 0xFFFFFFFF) {
+                Ranges.push_back({static_cast<U32>(List.Lo()), static_cast<U32>(List.Hi())});
+            }
         }
         return Ranges;
     }

@@ -34,7 +34,6 @@ constexpr SECTION_NAME aSectionName[] = {
 static_assert(std::size(aSectionName) == NUM_DSEC);
 
 void _FindSections(DWARF_STORE& S) {
-    constexpr U32 SHF_COMPRESSED = 0x800;
     for (const SECTION_NAME& Name : aSectionName) {
         const int Idx = ELF_FindSection(S.pFile, Name.sName);
         const U8* pData = Idx >= 0 ? ELF_GetSectionData(S.pFile, static_cast<U32>(Idx)) : nullptr;
