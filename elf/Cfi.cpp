@@ -204,7 +204,7 @@ const CFI_FDE* CFI_FindFde(const CFI_TABLE* pTable, U32 PC) {
     for (U32 i = 0; i < MAX_OVERLAP && It != pTable->FdeByAddr.begin(); ++i) {
         const CFI_FDE& Fde = pTable->FdeList[*--It];
         if (PC < Fde.AddrHi) {
-            return &Fde;
+            return Fde.AddrLo != 0 || pTable->HasCodeAtZero ? &Fde : nullptr;
         }
     }
     return nullptr;

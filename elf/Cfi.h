@@ -34,6 +34,7 @@ struct CFI_TABLE {
     const U8* pData = nullptr;
     U64 Size = 0;
     bool IsBig = false;
+    bool HasCodeAtZero = true; ///< false: descriptions of address 0 belong to functions that the linker dropped
     I32 CfaFactor = 1; ///< multiplies the offset of the stack pointer's rule
     I32 DataAlign = 0; ///< of the first CIE
     U32 CachedCfaPC = 0xFFFFFFFF;

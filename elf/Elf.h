@@ -105,6 +105,13 @@ struct ELF_RELOC {
     U32 Addend;
 };
 
+/// Dynamic symbols, of which a file has one section: they have a string table of their own.
+struct ELF_DYN_SYMS {
+    U32 First = 0; ///< indices into paSym
+    U32 End = 0;
+    U32 StrTabIdx = 0;
+};
+
 class CSrcMap;
 struct CFI_TABLE;
 struct DWARF_STORE;
@@ -123,6 +130,7 @@ struct ELF_FILE {
     std::vector<Elf32_Shdr> paShdr;
     std::vector<ELF_UNPACKED> Unpacked;  ///< debug sections that are compressed in the file
     std::vector<Elf32_Sym> paSym;
+    ELF_DYN_SYMS DynSyms;
     std::vector<U32> papSymByAddr;       ///< indices into paSym by st_value
     std::vector<U32> papMapSym;
     std::vector<U32> papFuncSym;

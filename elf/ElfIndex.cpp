@@ -1,5 +1,6 @@
 #include "elf/ElfIndex.h"
 
+#include "elf/ElfInternal.h"
 #include "elf/ElfReloc.h"
 
 #include <algorithm>
@@ -11,14 +12,6 @@ namespace {
 constexpr size_t MAX_OVERLAP = 256; ///< functions over one address, inline ones not counted; more is damage
 constexpr U32 MAX_FUNC_SIZE = 1'000'000; ///< no function is as large: such a range is damage
 constexpr size_t MAX_INLINES = 1'000'000; ///< ranges of expansions that are kept
-
-/// True if the program has a function at address 0. Otherwise debug information that says so belongs to code that the
-/// linker dropped.
-bool _HasFuncAtZero(const ELF_FILE* pFile) {
-    return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
-        return ELF_IsFuncType(ELF_GetSymType(Sym)) && Sym.st_value <= 1 && Sym.st_shndx != 0;
-    });
-}
 
 } // namespace
 
@@ -109,7 +102,7 @@ void CFuncIndex::Build(const ELF_FILE* pFile) {
     if (pFile == nullptr) {
         return;
     }
-    m_HasZero = _HasFuncAtZero(pFile);
+    m_HasZero = ELF_HasFuncAtZero(pFile);
     if (pFile->pDwarf != nullptr) {
         AddDwarf(*pFile->pDwarf);
     }

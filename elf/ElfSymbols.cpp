@@ -26,6 +26,10 @@ int _CopySymbols(ELF_FILE* pFile) {
         if (pData == nullptr || Section.sh_entsize < sizeof(Elf32_Sym) || NumBytes > pFile->FileSize) {
             return -1;
         }
+        const U32 First = static_cast<U32>(pFile->paSym.size());
+        if (Section.sh_type == SHT_DYNSYM && pFile->DynSyms.End == 0) {
+            pFile->DynSyms = {First, First + Section.sh_size / Section.sh_entsize, Section.sh_link};
+        }
         for (U32 n = 0; n < Section.sh_size / Section.sh_entsize; ++n) {
             Elf32_Sym Sym;
             std::memcpy(&Sym, pData + static_cast<size_t>(n) * Section.sh_entsize, sizeof(Sym));
@@ -162,16 +166,23 @@ int ELF_LoadSymbols(ELF_FILE* pFile) {
     return 0;
 }
 
+bool ELF_HasFuncAtZero(const ELF_FILE* pFile) {
+    return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
+        return ELF_IsFuncType(ELF_GetSymType(Sym)) && Sym.st_value <= 1 && Sym.st_shndx != 0;
+    });
+}
+
 const Elf32_Sym* ELF_GetSym(const ELF_FILE* pFile, U32 Idx) {
     return pFile != nullptr && Idx < pFile->NumSyms ? &pFile->paSym[Idx] : nullptr;
 }
 
 const char* ELF_GetSymNameByIdx(const ELF_FILE* pFile, U32 Idx) {
     const Elf32_Sym* pSym = ELF_GetSym(pFile, Idx);
-    if (pSym == nullptr || pSym->st_name == 0 || pFile->StrTabIdx == NOTHING) {
+    if (pSym == nullptr || pSym->st_name == 0) {
         return nullptr;
     }
-    return ELF_GetSectionString(pFile, pFile->StrTabIdx, pSym->st_name);
+    const bool IsDynamic = Idx >= pFile->DynSyms.First && Idx < pFile->DynSyms.End;
+    return ELF_GetSectionString(pFile, IsDynamic ? pFile->DynSyms.StrTabIdx : pFile->StrTabIdx, pSym->st_name);
 }
 
 int ELF_FindSymByAddr(const ELF_FILE* pFile, U32 Addr, int Type, int Binding) {

@@ -94,7 +94,8 @@ QByteArray CElfImageBuilder::Build() const {
     for (qsizetype i = 0; i < Sections.size(); ++i) {
         const SECTION& Section = Sections[i];
         for (const U32 Word : {NameOffsets[i], Section.Type, Section.Flags, Section.Addr, Section.Offset,
-                               static_cast<U32>(Section.Data.size()), 0u, 0u, 4u, Section.EntSize}) {
+                               static_cast<U32>(Section.Data.size()),
+                               Section.Type == SHT_DYNSYM ? static_cast<U32>(i) + 1 : 0u, 0u, 4u, Section.EntSize}) {
             Put32(&Out, Word);
         }
     }

@@ -18,6 +18,7 @@ public:
     U32 Flags = 0x05000000;
 
     /// Number of the new section; the first is 1. Data of a section without bits gives its size only.
+    /// The strings of dynamic symbols are in the section behind theirs.
     U32 AddSection(const char* sName, U32 Type, U32 SectionFlags, U32 Addr, const QByteArray& Data, U32 EntSize = 0);
     void AddSymbol(const char* sName, U32 Value, U32 Size, U32 Type, U32 Binding, U32 Section);
     /// A segment of the contents of a section, or without content for section 0.

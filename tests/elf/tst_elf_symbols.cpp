@@ -168,13 +168,14 @@ TEST_F(ElfSymbols, MappingSymbolsTellArmThumbAndData) {
 TEST_F(ElfSymbols, SymbolsOfBothTablesInSectionOrder) {
     CElfImageBuilder Builder;
     QByteArray Dynamic(16, '\0');
-    Dynamic += QByteArray::fromHex("00000000"
+    Dynamic += QByteArray::fromHex("01000000"
                                    "00200000"
                                    "04000000"
                                    "12"
                                    "00"
                                    "0100");
     Builder.AddSection(".dynsym", SHT_DYNSYM, 0, 0, Dynamic, 16);
+    Builder.AddSection(".dynstr", 3, 0, 0, QByteArray("\0imported", 10));
     Builder.AddSection(".empty", SHT_SYMTAB, 0, 0, Dynamic, 0);
     Builder.AddSymbol("main", 0x1001, 2, STT_FUNC, 1, 1);
     const ELF_FILE* pFile = Open(Builder.Build());
@@ -182,6 +183,8 @@ TEST_F(ElfSymbols, SymbolsOfBothTablesInSectionOrder) {
     ASSERT_EQ(pFile->NumSyms, 4u);
     EXPECT_EQ(ELF_GetSym(pFile, 1)->st_value, 0x2000u);
     EXPECT_EQ(ELF_GetSym(pFile, 3)->st_value, 0x1001u);
+    EXPECT_STREQ(ELF_GetSymNameByIdx(pFile, 1), "imported");
+    EXPECT_STREQ(ELF_GetSymNameByIdx(pFile, 3), "main");
     U32 Lo = 0;
     U32 Hi = 0;
     U32 Count = 0;
