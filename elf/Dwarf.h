@@ -45,7 +45,8 @@ U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die);
 U32 _GetParentDie(const DWARF_STORE& S, U32 Die);
 U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die); ///< the unit's root
 U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die);
-U32 _GetDieParentType(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+/// Type or function around the DIE, its declaration or what it is an instance of.
+U32 _GetDieParentType(const DWARF_STORE& S, U32 Die);
 U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die);
 U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die); ///< function or lexical block around it
 

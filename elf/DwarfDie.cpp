@@ -11,7 +11,7 @@ namespace {
 
 constexpr U32 MAX_ATTR_DEPTH = 5;
 constexpr U32 MAX_MEMBER_DEPTH = 20;
-constexpr U32 MAX_PARENT_TYPE_DEPTH = 6;
+constexpr U32 MAX_PARENT_DEPTH = 6;
 constexpr U32 MAX_TYPE_STEPS = 100; ///< of a chain along DW_AT_type; more is a cycle
 constexpr U32 MAX_CONST_DATA = 256;
 
@@ -63,6 +63,19 @@ U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
 }
 
 U32 _DeclarationOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_specification); }
+
+/// Nearest ancestor of a kind, of the DIE, of its declaration, or of what it is an instance of.
+template <typename PREDICATE>
+U32 _FindParent(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+    U32 Found = 0;
+    for (U32 i = 0; Found == 0 && i < MAX_PARENT_DEPTH && Die != 0; ++i) {
+        Found = _FindAncestor(S, Die, IsWanted);
+        const U32 Decl = Found == 0 ? _DeclarationOf(S, Die) : 0;
+        Found = Decl != 0 ? _FindAncestor(S, Decl, IsWanted) : Found;
+        Die = _GetAbstractInstanceOf(S, Die);
+    }
+    return Found;
+}
 
 /// The next start of a DIE at or behind Off and below End; End if there is none.
 U32 _NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
@@ -314,18 +327,9 @@ U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
     return Found;
 }
 
-U32 _GetDieParentType(const DWARF_STORE& S, U32 Die, U32 Depth) {
-    if (Depth >= MAX_PARENT_TYPE_DEPTH || Die == 0) {
-        return 0;
-    }
-    U32 Found = _FindAncestor(S, Die, _IsCompound);
-    if (const U32 Decl = Found == 0 ? _DeclarationOf(S, Die) : 0; Decl != 0) {
-        Found = _FindAncestor(S, Decl, _IsCompound);
-    }
-    return Found != 0 ? Found : _GetDieParentType(S, _GetAbstractInstanceOf(S, Die), Depth + 1);
-}
+U32 _GetDieParentType(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, _IsCompound); }
 
-U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return _FindAncestor(S, Die, _IsFunction); }
+U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, _IsFunction); }
 
 U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die) {
     return _FindAncestor(S, Die, [](U32 Tag) {

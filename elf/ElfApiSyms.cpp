@@ -21,6 +21,9 @@ constexpr qsizetype MAX_CACHED = 1 << 19; ///< answers of one kind
 QHash<U64, QString> NameCache;
 QHash<U64, QString> QualifiedCache;
 QHash<U64, QString> ScopeCache;
+QHash<U64, QString> NamespaceCache;
+QHash<U64, U32> TypeCache;
+QHash<U64, U32> AccessibilityCache;
 QHash<U64, ELF_ADDR_RANGE> RangeCache;
 QHash<U64, U32> SizeCache;
 QHash<U64, ELF_SYM_LOC> LocCache;
@@ -113,6 +116,9 @@ void ElfApi_ExitSyms() {
     NameCache.clear();
     QualifiedCache.clear();
     ScopeCache.clear();
+    NamespaceCache.clear();
+    TypeCache.clear();
+    AccessibilityCache.clear();
     RangeCache.clear();
     SizeCache.clear();
     LocCache.clear();
@@ -123,7 +129,7 @@ void ElfApi_ExitSyms() {
 
 U32 ElfApi_GetSymType(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetSymType(h);
+    return _Cached(TypeCache, h, [h] { return ELF_GetSymType(h); });
 }
 
 QString ElfApi_GetSymName(ELF_SYM_HANDLE h, bool Qualified) {
@@ -139,7 +145,7 @@ QString ElfApi_GetSymDataTypeName(ELF_SYM_HANDLE h) {
 
 QString ElfApi_GetNamespacePath(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _MakeNamespacePath(h);
+    return _Cached(NamespaceCache, h, [h] { return _MakeNamespacePath(h); });
 }
 
 QString ElfApi_GetSymScopeName(ELF_SYM_HANDLE h) {
@@ -236,7 +242,7 @@ QList<U32> ElfApi_GetSymArrayDims(ELF_SYM_HANDLE h) {
 
 U32 ElfApi_GetSymAccessibility(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetSymAccessibility(h);
+    return _Cached(AccessibilityCache, h, [h] { return ELF_GetSymAccessibility(h); });
 }
 
 QString ElfApi_AccessibilityText(U32 Accessibility) {

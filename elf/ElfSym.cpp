@@ -254,7 +254,7 @@ I64 ELF_GetSymCallLine(ELF_SYM_HANDLE h) { return _Number(h, DW_AT_call_line); }
 
 ELF_SYM_HANDLE ELF_GetSymAbstrInstance(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetAbstractInstanceOf)); }
 ELF_SYM_HANDLE ELF_GetSymParentFunc(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentFunc)); }
-ELF_SYM_HANDLE ELF_GetSymParentType(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentType, 0u)); }
+ELF_SYM_HANDLE ELF_GetSymParentType(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentType)); }
 
 ELF_SYM_HANDLE ELF_GetSymParentNamespace(ELF_SYM_HANDLE h) {
     return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentNamespace));

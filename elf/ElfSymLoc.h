@@ -22,8 +22,8 @@ enum ELF_LOC_KINDS : U32 {
     ELF_LOC_PARENT_LOC = 14,  ///< memory at the parent's location + Off
     ELF_LOC_ON_ENTRY = 15,    ///< the value that Base had on entry to the function
     ELF_LOC_COMPUTED = 16,    ///< Base gives the value itself
-    /// Several operations: ElfApi_GetSymPlace() evaluates them. They are Value bytes at Addr of the file; Reg is the ID of
-    /// the DIE whose attribute they are.
+    /// Several operations: ElfApi_GetSymPlace() evaluates them. Addr, Value and Reg only tell one such location from
+    /// another.
     ELF_LOC_EXPR = 17,
 };
 
