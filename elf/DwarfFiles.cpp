@@ -6,27 +6,6 @@
 
 // File names by number, from the header of a unit's line program.
 
-namespace {
-
-std::vector<std::string> _ReadNames(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off) {
-    std::vector<std::string> Names;
-    DWARF_LINE_HEADER Header;
-    if (DWARF_ReadLineHeader(S, Unit, Off, &Header)) {
-        U64 Budget = 2ull * S.pFile->FileSize; // joined from few bytes of the file, paths could fill the memory
-        for (const DWARF_LINE_FILE& File : Header.Files) {
-            std::string& sPath = Names.emplace_back();
-            DWARF_MakePath(Header, File, &sPath);
-            if (sPath.size() > Budget) {
-                break;
-            }
-            Budget -= sPath.size();
-        }
-    }
-    return Names;
-}
-
-} // namespace
-
 std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At) {
     constexpr int MAX_DEPTH = 5;
     DWARF_ATTR Attr;
@@ -42,8 +21,8 @@ std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At) {
     }
     const U32 Off = static_cast<U32>(List.Value);
     const auto [It, IsNew] = S.FileNames.try_emplace(Off);
-    if (IsNew) {
-        It->second = _ReadNames(S, *pUnit, List.Value);
+    if (DWARF_LINE_HEADER Header; IsNew && DWARF_ReadLineHeader(S, *pUnit, List.Value, &Header)) {
+        It->second = DWARF_MakePaths(Header, &S.FileNameBudget);
     }
     if (Attr.Value >= It->second.size()) {
         DWARF_ReportError(DWERR_FILE_NUMBER, "dwarf_srcfiles", "file_number", static_cast<U32>(Attr.Value));

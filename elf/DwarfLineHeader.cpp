@@ -68,6 +68,22 @@ bool _IsAbsolute(std::string_view s) {
     return !s.empty() && (s[0] == '/' || s[0] == '\\' || (s.size() > 1 && s[1] == ':'));
 }
 
+std::string _MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File) {
+    std::string sPath;
+    if (File.sName.empty() || File.sName.find("<built-in>") != std::string_view::npos ||
+        File.sName.find("<stdin>") != std::string_view::npos) {
+        return sPath;
+    }
+    if (!_IsAbsolute(File.sName)) {
+        const std::string_view sDir = File.Dir < Header.Dirs.size() ? Header.Dirs[File.Dir] : std::string_view();
+        if (!_IsAbsolute(sDir) && !Header.sUnitDir.empty() && sDir != Header.sUnitDir) {
+            sPath.append(Header.sUnitDir).append("/");
+        }
+        sPath.append(sDir).append(sDir.empty() ? "" : "/");
+    }
+    return sPath.append(File.sName);
+}
+
 } // namespace
 
 bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off, DWARF_LINE_HEADER* pHeader) {
@@ -106,19 +122,13 @@ bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off,
     return pHeader->Version == 5 ? _ReadNewTables(S, Form, R, pHeader) : _ReadOldTables(R, pHeader);
 }
 
-bool DWARF_MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File, std::string* pPath) {
-    pPath->clear();
-    if (File.sName.empty() || File.sName.find("<built-in>") != std::string_view::npos ||
-        File.sName.find("<stdin>") != std::string_view::npos) {
-        return false;
-    }
-    if (!_IsAbsolute(File.sName)) {
-        const std::string_view sDir = File.Dir < Header.Dirs.size() ? Header.Dirs[File.Dir] : std::string_view();
-        if (!_IsAbsolute(sDir) && !Header.sUnitDir.empty() && sDir != Header.sUnitDir) {
-            pPath->append(Header.sUnitDir).append("/");
+std::vector<std::string> DWARF_MakePaths(const DWARF_LINE_HEADER& Header, std::atomic<I64>* pBudget) {
+    std::vector<std::string> Paths;
+    for (const DWARF_LINE_FILE& File : Header.Files) {
+        Paths.push_back(_MakePath(Header, File));
+        if (pBudget->fetch_sub(static_cast<I64>(Paths.back().size())) < 0) {
+            break;
         }
-        pPath->append(sDir).append(sDir.empty() ? "" : "/");
     }
-    pPath->append(File.sName);
-    return true;
+    return Paths;
 }

@@ -85,13 +85,7 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
         ELF_Report(ELF_MSG_READER, "source line table could not be parsed.");
     }
     const U64 End = ELF_GetCpuTime();
-    for (const DWARF_LINE_FILE& File : Header.Files) {
-        std::string& sPath = p->Paths.emplace_back();
-        DWARF_MakePath(Header, File, &sPath);
-        if (pBudget->NumPathBytes.fetch_sub(static_cast<I64>(sPath.size())) < 0) {
-            break; // joined from few bytes of the file, paths could fill the memory
-        }
-    }
+    p->Paths = DWARF_MakePaths(Header, &pBudget->NumPathBytes);
     std::atomic_ref(pTimes->SrcFiles) += Middle - Start + (ELF_GetCpuTime() - End);
     std::atomic_ref(pTimes->SrcLines) += End - Middle;
 }

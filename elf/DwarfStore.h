@@ -9,6 +9,7 @@
 
 #include "elf/Elf.h"
 
+#include <atomic>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -199,6 +200,7 @@ struct DWARF_STORE {
     std::unordered_map<U32, std::string> TypeNameTable; ///< filled by questions
     std::unique_ptr<std::vector<std::string>> pSymsAtZero; ///< ELF symbols of data at address 0; made when asked for
     std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
+    std::atomic<I64> FileNameBudget = 0; ///< bytes that they may still take
 };
 
 /// DIEs that refer to this one as their declaration or abstract instance, in the order of the section.

@@ -213,6 +213,7 @@ int DWARF_Begin(ELF_FILE* pFile) {
     DWARF_STORE& S = *pFile->pDwarf;
     S.pFile = pFile;
     S.IsBig = ELF_IsFileDataSwapped(pFile) != 0;
+    S.FileNameBudget = 2ll * pFile->FileSize;
     _FindSections(S);
     return S.aSection[DSEC_INFO].Size != 0 ? _ReadUnits(S) : 0;
 }

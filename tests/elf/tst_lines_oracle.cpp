@@ -47,9 +47,9 @@ ROW_COUNTS _ObjdumpRows(const QString& sPath) {
 /// Counts every row of a line program, also those that the tables leave out.
 struct COUNTING_SINK {
     bool OnRow(const DWARF_LINE_ROW& Row) {
-        std::string sPath;
-        if (Row.File < pHeader->Files.size() && DWARF_MakePath(*pHeader, pHeader->Files[Row.File], &sPath)) {
-            ++pRows->operator[](QFileInfo(QString::fromStdString(sPath)).fileName() + ':' + QString::number(Row.Line) + '@' +
+        const std::string sName(Row.File < pHeader->Files.size() ? pHeader->Files[Row.File].sName : "");
+        if (!sName.empty()) {
+            ++pRows->operator[](QFileInfo(QString::fromStdString(sName)).fileName() + ':' + QString::number(Row.Line) + '@' +
                                 QString::number(Row.Addr, 16));
         }
         return true;
