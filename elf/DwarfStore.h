@@ -188,7 +188,7 @@ struct DWARF_STORE {
     std::vector<U32> Namespaces;
     std::vector<U32> NamespaceExts;
     std::vector<U32> CompUnits;
-    std::vector<DWARF_CODE> Code;       ///< of Funcs and of expansions outside of any, in their order
+    std::vector<DWARF_CODE> Code;       ///< of functions, also compiler-made ones, and of expansions outside of any
     std::vector<std::vector<DWARF_NAME>> Names; ///< own names of functions, also of those in no list, and global variables
     std::vector<std::vector<DWARF_NAME>> TypeNames; ///< of Types
     std::vector<U32> NamedByOthers;     ///< global variables whose name stands at their declaration

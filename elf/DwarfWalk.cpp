@@ -304,11 +304,15 @@ private:
         }
     }
 
-    /// A function of the list and of those that only give others their name.
-    void FileFunc(const LOOK& Look, U32 Die, bool IsListed) {
+    /// A function of the list and of those that only give others their name. What is behind a lambda of C++ is in no list,
+    /// but has code with local variables; only the symbol table names what else a compiler makes up.
+    void FileFunc(const LOOK& Look, U32 Die, bool IsListed, bool IsDeclaration) {
+        const bool IsNamed = Look.Has(DFLD_NAME) || Look.Has(DFLD_SPECIFICATION) || Look.Has(DFLD_ORIGIN);
+        if (IsListed || (IsNamed && !IsDeclaration && !m_IsTypeUnit)) {
+            KeepCode(Look, Die);
+        }
         if (IsListed) {
             Keep(&m_Chunk.Funcs, Die);
-            KeepCode(Look, Die);
             if (m_Chunk.MainDie == 0 && IsSet(Look, DFLD_MAIN)) {
                 m_Chunk.MainDie = Die;
             }
@@ -353,7 +357,7 @@ private:
             }
             break;
         case DACT_FUNC:
-            FileFunc(Look, Die, IsPlain);
+            FileFunc(Look, Die, IsPlain, IsDeclaration);
             IsKept |= IsPlain;
             break;
         case DACT_INLINE:
