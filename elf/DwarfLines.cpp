@@ -50,10 +50,10 @@ public:
     bool OnRow(const DWARF_LINE_ROW& Row) {
         const U32 File = static_cast<U32>(std::min<U64>(Row.File, MAX_LINE_FILE));
         const ELF_LINE* pLast = m_Writer.GetLast();
-        if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File() == File) {
+        if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File == File) {
             return true;
         }
-        m_Writer.Add(Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL));
+        m_Writer.Add({Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL)});
         if (++m_NumRows < m_NumClaimed) {
             return true;
         }
@@ -77,7 +77,7 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     const U64 Middle = ELF_GetCpuTime();
     if (!p->IsDamaged) {
         CRowSink Sink(&p->Table, pBudget);
-        p->Table.Lines.reserve(Header.Program.GetLeft() / 4); // a row takes three to five bytes
+        p->Table.Rows.reserve(Header.Program.GetLeft() / 4); // a row takes three to five bytes
         p->IsDamaged = !CLineProgram(&Header, &Sink).Run();
     }
     if (p->IsDamaged) {

@@ -1,102 +1,16 @@
 #pragma once
 
-// Rows of line tables, by address. They stay where the reader of the line programs put them: a program file has a
-// million and more, and what is copied or indexed costs more than all that is ever asked.
+// All rows of all line tables, by address. They stay where the reader of the line programs put them: what is copied or
+// indexed costs more than all that is ever asked.
 
-#include "base/Types.h"
-
-#include <string>
-#include <vector>
-
-struct ELF_RANGE {
-    U32 Lo;
-    U32 Hi; ///< exclusive
-};
-
-constexpr U32 MAX_LINE_FILE = (1 << 18) - 1; ///< stands for no file
-constexpr U32 MAX_LINE_COL = (1 << 14) - 1;
-
-struct ELF_LINE {
-    U32 Addr;
-    U32 Line;
-    // File and column in one. Bit fields would be read before they are written, and memory that is new to the process
-    // would be given to it twice.
-    U32 FileAndCol;
-    static U32 Pack(U32 File, U32 Col) { return File | Col << 18; }
-    U32 File() const { return FileAndCol & MAX_LINE_FILE; } ///< number in the table
-    U32 Col() const { return FileAndCol >> 18; }            ///< at most MAX_LINE_COL
-};
-static_assert(sizeof(ELF_LINE) == 12);
-
-/// Rows with ascending addresses.
-struct ELF_LINE_RUN {
-    U32 First; ///< index of the first row; the run ends where the next one begins
-    U32 FirstSpan;
-};
-
-/// Lowest and highest address of a file's rows in one run.
-struct ELF_LINE_SPAN {
-    U32 File;
-    U32 Lo;
-    U32 Hi; ///< inclusive
-};
-
-/// One line table with the code of all units that use it.
-struct ELF_LINE_TABLE {
-    std::vector<ELF_LINE> Lines;
-    std::vector<ELF_LINE_RUN> Runs;
-    std::vector<ELF_LINE_SPAN> Spans;
-    std::vector<U32> Files; ///< number in the table to index into ELF_LINES::SrcFiles; 0xFFFFFFFF for none
-    std::vector<ELF_RANGE> Ranges;
-};
-
-struct ELF_LINES {
-    std::vector<std::string> SrcFiles; ///< paths as recorded by the compiler; also those that no row names
-    std::vector<ELF_LINE_TABLE> Tables;
-};
-
-/// Appends rows to a table and keeps its runs and spans. A new run begins where addresses go back, as in what is left of
-/// dropped sections.
-class CLineTableWriter {
-public:
-    explicit CLineTableWriter(ELF_LINE_TABLE* pTable) : m_Table(*pTable) {}
-    void Add(U32 Addr, U32 Line, U32 File, U32 Col) {
-        if (!m_HasRun || Addr < m_Table.Lines.back().Addr) {
-            EndRun();
-            m_Table.Runs.push_back({static_cast<U32>(m_Table.Lines.size()), static_cast<U32>(m_Table.Spans.size())});
-            m_HasRun = true;
-            StartSpan(Addr, File);
-        } else if (File != m_Table.Lines.back().File()) {
-            EndSpan();
-            StartSpan(Addr, File);
-        }
-        m_Table.Lines.push_back({Addr, Line, ELF_LINE::Pack(File, Col)});
-    }
-    /// The row before the one to come, null at the start of a run.
-    const ELF_LINE* GetLast() const { return m_HasRun ? &m_Table.Lines.back() : nullptr; }
-    /// To be called at the end, too.
-    void EndRun() {
-        if (m_HasRun) {
-            EndSpan();
-        }
-        m_HasRun = false;
-    }
-
-private:
-    void StartSpan(U32 Addr, U32 File);
-    void EndSpan();
-    ELF_LINE_TABLE& m_Table;
-    bool m_HasRun = false;
-    size_t m_Span = 0; ///< index of the current one
-    std::vector<U32> m_SpanOfFile; ///< index of the file's last span plus 1
-};
+#include "elf/LineRows.h"
 
 /// All rows of all tables by address, those of one address in the order in which they were recorded.
 class CLineTable {
 public:
     struct CURSOR {
         size_t Run = 0;
-        const ELF_LINE* p = nullptr; ///< null behind the last row
+        const ELF_LINE_ROW* p = nullptr; ///< null behind the last row
     };
 
     /// Takes the tables. Rows below Floor are left out; pfRelocate moves addresses, null where they stay.
@@ -105,21 +19,26 @@ public:
     /// First row at or behind the address.
     CURSOR Find(U32 Addr) const;
     bool Next(CURSOR* p) const {
-        if (p->p != nullptr && ++p->p == m_Runs[p->Run].pEnd) {
+        if (p->p != nullptr && ++p->p == m_Runs[p->Run].End()) {
             ++p->Run;
             p->p = p->Run < m_Runs.size() ? m_Runs[p->Run].pFirst : nullptr;
         }
         return p->p != nullptr;
     }
     bool Prev(CURSOR* p) const; ///< also from behind the last row
-    /// Number of the row's file if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for none.
-    U32 SlotOf(const CURSOR& Cursor) const {
+    U32 AddrOf(const CURSOR& Cursor) const { return m_Runs[Cursor.Run].Base + Cursor.p->AddrFromBase(); }
+    ELF_LINE Get(const CURSOR& Cursor) const {
         const RUN& Run = m_Runs[Cursor.Run];
-        return Cursor.p->File() < Run.NumFiles ? Run.FirstFile + Cursor.p->File() : 0xFFFFFFFF;
+        return m_Tables[Run.Table].Get(Run.Base, *Cursor.p);
+    }
+    /// Number of a file of the row's table if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for none.
+    U32 SlotOf(const CURSOR& Cursor, U32 File) const {
+        const RUN& Run = m_Runs[Cursor.Run];
+        return File < Run.NumFiles ? Run.FirstFile + File : 0xFFFFFFFF;
     }
     U32 GetNumSkipped() const { return m_NumSkipped; }
-    U32 GetLowestAddr() const { return m_Runs.empty() ? 0xFFFFFFFF : m_Runs.front().pFirst->Addr; }
-    U32 GetHighestAddr() const { return m_Runs.empty() ? 0 : m_Runs.back().pEnd[-1].Addr; }
+    U32 GetLowestAddr() const { return m_Runs.empty() ? 0xFFFFFFFF : m_Runs.front().FirstAddr(); }
+    U32 GetHighestAddr() const { return m_Runs.empty() ? 0 : m_Runs.back().LastAddr; }
     const std::vector<ELF_LINE_TABLE>& GetTables() const { return m_Tables; }
     /// Calls Visit(File, Lo, Hi) with the lowest and highest address of each file in each run.
     template <typename VISIT>
@@ -132,7 +51,7 @@ public:
             }
         }
     }
-    /// Calls Visit(row) for all rows of a file, in no particular order.
+    /// Calls Visit(line) for all rows of a file, in no particular order.
     template <typename VISIT>
     void ForEachRowOf(U32 File, VISIT Visit) const {
         for (U32 i = 0; i < m_NumRead; ++i) {
@@ -147,12 +66,19 @@ public:
 
 private:
     struct RUN {
-        const ELF_LINE* pFirst;
-        const ELF_LINE* pEnd;
+        const ELF_LINE_ROW* pFirst;
+        U32 NumRows;
+        U32 Base;
+        U32 LastAddr;
         U32 Table;
         U32 FirstFile; ///< slot of the table's first file
         U32 NumFiles;
+        const ELF_LINE_ROW* End() const { return pFirst + NumRows; }
+        U32 FirstAddr() const { return Base + pFirst->AddrFromBase(); }
+        /// First row at or behind the address among the rows [First, End); Addr is not behind LastAddr.
+        const ELF_LINE_ROW* Find(U32 Addr, U32 First, U32 End) const;
     };
+    static_assert(sizeof(RUN) == 32);
     U32 FileOf(U32 Table, U32 Number) const {
         const std::vector<U32>& Files = m_Tables[Table].Files;
         return Number < Files.size() ? Files[Number] : 0xFFFFFFFF;
@@ -165,10 +91,11 @@ private:
             for (size_t s = Table.Runs[r].FirstSpan; s < EndSpan && !HasFile; ++s) {
                 HasFile = Table.Spans[s].File == Number && Table.Spans[s].Hi >= m_Floor;
             }
-            const size_t End = r + 1 < Table.Runs.size() ? Table.Runs[r + 1].First : Table.Lines.size();
-            for (size_t i = Table.Runs[r].First; HasFile && i < End; ++i) {
-                if (Table.Lines[i].File() == Number && Table.Lines[i].Addr >= m_Floor) {
-                    Visit(Table.Lines[i]);
+            const size_t End = HasFile ? Table.EndOfRun(r) : 0;
+            for (size_t i = Table.Runs[r].First; i < End; ++i) {
+                const ELF_LINE Line = Table.Get(Table.Runs[r].Base, Table.Rows[i]);
+                if (Line.File == Number && Line.Addr >= m_Floor) {
+                    Visit(Line);
                 }
             }
         }
@@ -178,15 +105,17 @@ private:
         U32 Run;
         U32 Row; ///< from the run's first
     };
-    void CollectRuns();
+    void AddRuns(U32 Table);
+    void SortRuns();
     void JoinOverlapping();
+    U32 JoinInto(CLineTableWriter* pWriter, size_t First, size_t End) const;
     void NumberFiles();
     void BuildSteps();
 
     std::vector<ELF_LINE_TABLE> m_Tables; ///< those that were read, then one of the rows of overlapping runs
     U32 m_NumRead = 0;
     std::vector<RUN> m_Runs; ///< by address; they don't overlap
-    std::vector<PLACE> m_Steps; ///< first row at or behind every (1 << m_StepShift)th address from the lowest on
+    std::vector<PLACE> m_Steps; ///< first row at or behind every (1 << m_StepShift)th address from the lowest on, then the last row
     U32 m_StepShift = 0;
     U32 m_Floor = 0;
     U32 m_NumSkipped = 0;

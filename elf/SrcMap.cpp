@@ -112,10 +112,13 @@ void CSrcMap::BuildSlots() {
     }
 }
 
-/// Line tables of sections that the linker dropped can point anywhere: a row outside of its file's code is none.
-bool CSrcMap::IsLink(const CLineTable::CURSOR& Cursor) const {
-    const U32 Slot = Rows.SlotOf(Cursor);
-    return Cursor.p->Line != 0 && Slot < Slots.size() && _Holds(Slots[Slot].Range, Cursor.p->Addr);
+/// Position of a row, or invalid: line tables of sections that the linker dropped can point anywhere, so that a row
+/// outside of its file's code is none.
+CSrcLoc CSrcMap::LocOf(const CLineTable::CURSOR& Cursor) const {
+    const ELF_LINE Line = Rows.Get(Cursor);
+    const U32 Slot = Rows.SlotOf(Cursor, Line.File);
+    const bool IsLink = Line.Line != 0 && Slot < Slots.size() && _Holds(Slots[Slot].Range, Line.Addr);
+    return IsLink ? CSrcLoc{Slots[Slot].FileId, Line.Line, Line.Col} : CSrcLoc();
 }
 
 const CSrcMap::SRC_FILE* CSrcMap::FileOf(U32 FileId) const {
@@ -209,9 +212,9 @@ bool CSrcMap::HasAddr(U32 Addr) const { return GetFirstLoc(Addr).IsValid(); }
 
 CSrcLoc CSrcMap::GetFirstLoc(U32 Addr) const {
     CLineTable::CURSOR Cursor = Rows.Find(Addr);
-    for (; Cursor.p != nullptr && Cursor.p->Addr == Addr; Rows.Next(&Cursor)) {
-        if (IsLink(Cursor)) {
-            return LocOf(Cursor);
+    for (; Cursor.p != nullptr && Rows.AddrOf(Cursor) == Addr; Rows.Next(&Cursor)) {
+        if (const CSrcLoc Loc = LocOf(Cursor); Loc.IsValid()) {
+            return Loc;
         }
     }
     return {};
@@ -220,9 +223,10 @@ CSrcLoc CSrcMap::GetFirstLoc(U32 Addr) const {
 SRC_LOCS CSrcMap::GetLocs(U32 Addr) const {
     SRC_LOCS Locs;
     CLineTable::CURSOR Cursor = Rows.Find(Addr);
-    for (; Cursor.p != nullptr && Cursor.p->Addr == Addr; Rows.Next(&Cursor)) {
-        if (IsLink(Cursor) && !Locs.contains(LocOf(Cursor))) {
-            Locs.append(LocOf(Cursor));
+    for (; Cursor.p != nullptr && Rows.AddrOf(Cursor) == Addr; Rows.Next(&Cursor)) {
+        const CSrcLoc Loc = LocOf(Cursor);
+        if (Loc.IsValid() && !Locs.contains(Loc)) {
+            Locs.append(Loc);
         }
     }
     return Locs;
@@ -254,8 +258,8 @@ CSrcLoc CSrcMap::GetPrevLoc(const CSrcLoc& Loc) const {
 I64 CSrcMap::GetPrevAddr(U32 Addr) const {
     CLineTable::CURSOR Cursor = Rows.Find(Addr);
     while (Rows.Prev(&Cursor)) {
-        if (IsLink(Cursor)) {
-            return Cursor.p->Addr;
+        if (LocOf(Cursor).IsValid()) {
+            return Rows.AddrOf(Cursor);
         }
     }
     return -1;
@@ -264,8 +268,8 @@ I64 CSrcMap::GetPrevAddr(U32 Addr) const {
 I64 CSrcMap::GetNextAddr(U32 Addr) const {
     CLineTable::CURSOR Cursor = Rows.Find(Addr);
     for (; Cursor.p != nullptr; Rows.Next(&Cursor)) {
-        if (Cursor.p->Addr > Addr && IsLink(Cursor)) {
-            return Cursor.p->Addr;
+        if (Rows.AddrOf(Cursor) > Addr && LocOf(Cursor).IsValid()) {
+            return Rows.AddrOf(Cursor);
         }
     }
     return -1;

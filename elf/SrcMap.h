@@ -76,8 +76,7 @@ private:
         ELF_RANGE Range; ///< of the file's code; empty for none
     };
     void BuildSlots();
-    bool IsLink(const CLineTable::CURSOR& Cursor) const;
-    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const { return {Slots[Rows.SlotOf(Cursor)].FileId, Cursor.p->Line, Cursor.p->Col()}; }
+    CSrcLoc LocOf(const CLineTable::CURSOR& Cursor) const;
     const SRC_FILE* FileOf(U32 FileId) const;
     const std::vector<LINE_ADDR>& LinesOf(U32 FileId) const;
 

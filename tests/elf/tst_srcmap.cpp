@@ -25,7 +25,7 @@ ELF_LINE_TABLE _Table(const std::vector<ROW>& Rows, const std::vector<ELF_RANGE>
     ELF_LINE_TABLE Table;
     CLineTableWriter Writer(&Table);
     for (const ROW& Row : Rows) {
-        Writer.Add(Row.Addr, Row.Line, Row.File, Row.Col);
+        Writer.Add({Row.Addr, Row.Line, Row.File, Row.Col});
     }
     Writer.EndRun();
     Table.Files = {0, 1, 2};
@@ -152,19 +152,19 @@ TEST(LineTable, AnswersAsOneSortedListWould) {
         CLineTable::CURSOR Cursor = Rows.Find(0);
         for (const ROW& Row : All) {
             ASSERT_NE(Cursor.p, nullptr);
-            ASSERT_EQ(Cursor.p->Addr, Row.Addr) << Round;
+            ASSERT_EQ(Rows.AddrOf(Cursor), Row.Addr) << Round;
             Rows.Next(&Cursor);
         }
         EXPECT_EQ(Cursor.p, nullptr);
         for (size_t i = All.size(); i-- > 0;) {
             ASSERT_TRUE(Rows.Prev(&Cursor));
-            ASSERT_EQ(Cursor.p->Addr, All[i].Addr);
+            ASSERT_EQ(Rows.AddrOf(Cursor), All[i].Addr);
         }
         EXPECT_FALSE(Rows.Prev(&Cursor));
         for (U32 Addr = 0; Addr < 4200; Addr += 7) {
             const auto It = std::find_if(All.begin(), All.end(), [Addr](const ROW& Row) { return Row.Addr >= Addr; });
             const CLineTable::CURSOR Found = Rows.Find(Addr);
-            ASSERT_EQ(Found.p != nullptr ? static_cast<I64>(Found.p->Addr) : -1, It != All.end() ? static_cast<I64>(It->Addr) : -1);
+            ASSERT_EQ(Found.p != nullptr ? static_cast<I64>(Rows.AddrOf(Found)) : -1, It != All.end() ? static_cast<I64>(It->Addr) : -1);
         }
         for (U32 File = 0; File < 3; ++File) {
             std::multiset<U32> Addrs;
@@ -179,6 +179,45 @@ TEST(LineTable, AnswersAsOneSortedListWould) {
             EXPECT_EQ(Hi, Addrs.empty() ? 0 : *Addrs.rbegin());
             EXPECT_LE(Lo, Addrs.empty() ? Lo : *Addrs.begin());
         }
+    }
+}
+
+TEST(LineTable, RowsKeepEveryValueAtTheBordersOfTheirFields) {
+    constexpr U32 BASE = 0x1000;
+    constexpr U32 LINE = ELF_LINE_ROW::MAX_LINE;
+    constexpr U32 FILE = ELF_LINE_ROW::MAX_FILE;
+    const std::vector<ELF_LINE> Lines = {{BASE, 1, 0, 0},
+                                         {BASE, LINE, FILE, MAX_LINE_COL},
+                                         {BASE + 2, LINE + 1, FILE, 5},
+                                         {BASE + 2, LINE, FILE + 1, MAX_LINE_COL},
+                                         {BASE + 0xFFFF, 0xFFFFFFFF, MAX_LINE_FILE - 1, 1},
+                                         {BASE + 0x10000, 3, MAX_LINE_FILE, MAX_LINE_COL},
+                                         {0x7FFFFFFE, 0, 1, 0},
+                                         {0xFFFFFFFE, LINE, 2, 7}};
+    ELF_LINE_TABLE Table;
+    CLineTableWriter Writer(&Table);
+    for (const ELF_LINE& Line : Lines) {
+        Writer.Add(Line);
+    }
+    Writer.EndRun();
+    EXPECT_EQ(Table.Runs.size(), 4u);
+    for (U32 i = 0; i < MAX_LINE_FILE; ++i) {
+        Table.Files.push_back(i);
+    }
+    // Alone the rows are read where they are, beside a table at the same addresses they are copied.
+    for (const size_t NumTables : {1, 2}) {
+        std::vector<ELF_LINE> Wanted = Lines;
+        Wanted.insert(Wanted.end(), Lines.begin(), NumTables == 2 ? Lines.end() : Lines.begin());
+        std::stable_sort(Wanted.begin(), Wanted.end(), [](const ELF_LINE& a, const ELF_LINE& b) { return a.Addr < b.Addr; });
+        CLineTable All;
+        All.Build(std::vector<ELF_LINE_TABLE>(NumTables, Table), 0, nullptr);
+        CLineTable::CURSOR Cursor = All.Find(BASE);
+        for (size_t i = 0; i < Wanted.size(); ++i, All.Next(&Cursor)) {
+            ASSERT_NE(Cursor.p, nullptr);
+            EXPECT_TRUE(All.Get(Cursor) == Wanted[i]) << i;
+            EXPECT_EQ(All.AddrOf(All.Find(Wanted[i].Addr)), Wanted[i].Addr);
+        }
+        EXPECT_EQ(Cursor.p, nullptr);
     }
 }
 
