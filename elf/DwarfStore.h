@@ -1,9 +1,9 @@
 #pragma once
 
 // The DWARF symbol store: what one linear pass over all units leaves in memory (DWARF 2 to 5). It keeps no tree: a DIE
-// is known by its ID, and everything about it is read from the file again when it is asked for. Three compact tables
-// make that possible: one bit for each byte of a section says whether a DIE starts there, one entry for each DIE with
-// children gives the nesting, and a table of the abbreviations gives tags and attribute forms. The ID of a DIE is its
+// is known by its ID, and everything about it is read from the file again when it is asked for. Two compact tables make
+// that possible: one bit for each byte of a section says whether a DIE starts there, and a table of the abbreviations
+// gives tags and attribute forms; how the DIEs of a unit nest is read by the first question about it. The ID of a DIE is its
 // section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi. Some
 // tables are put in order by the first question that needs them, so even questions must come one at a time.
 
@@ -17,6 +17,7 @@
 
 constexpr U32 DIE_ID_INFO = 1;
 constexpr U32 DIE_ID_TYPES = 0x1FFFFFF;
+constexpr U32 NO_NAMESPACE = 0xFFFFFFFF;
 constexpr U32 MAX_DIE_ID = 0x3FFFFFF; ///< a symbol handle has 26 bits for it
 
 enum DWARF_SECTION_ID : U32 {
@@ -124,6 +125,12 @@ struct DWARF_SCOPE {
     U32 Parent; ///< index of the scope around it, 0xFFFFFFFF for none
 };
 
+/// Scopes of one unit by offset; see DWARF_ScopesOf().
+struct DWARF_SCOPES {
+    std::vector<DWARF_SCOPE> List;
+    bool IsRead = false;
+};
+
 /// A reference from a definition to its declaration, or from an instance of a function to the abstract one.
 struct DWARF_REF {
     U32 Target;
@@ -176,7 +183,7 @@ struct DWARF_STORE {
     std::unordered_map<U64, U32> UnitOfSignature;
 
     std::vector<U64> aDieStore[2];          ///< DieStore: one bit a byte of the section, set where a DIE starts
-    std::vector<std::vector<DWARF_SCOPE>> ParentTable; ///< by unit, each sorted by offset
+    mutable std::vector<DWARF_SCOPES> ParentTable; ///< by unit
     mutable std::vector<DWARF_REFS> DefTable; ///< by the unit of the target; the last one is for other units' targets
     U64 NumDies = 0;
     U32 NumKept = 0; ///< DIEs that a list or a table of children holds
@@ -186,6 +193,7 @@ struct DWARF_STORE {
     std::vector<U32> InlineFuncs;
     std::vector<U32> Types;
     std::vector<U32> Namespaces;
+    std::vector<U32> NamespaceParents; ///< of each the index of the one around it, or NO_NAMESPACE
     std::vector<U32> NamespaceExts;
     std::vector<U32> CompUnits;
     std::vector<DWARF_CODE> Code;       ///< of functions, also compiler-made ones, and of expansions outside of any
@@ -222,6 +230,6 @@ inline U32 DWARF_MakeID(U32 Section, U32 Off) { return Off + (Section == DSEC_TY
 /// Unit that holds the offset; null if none does.
 const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off);
 const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die);
-/// Scopes of the unit that holds the DIE, which must be one.
+/// Scopes of the unit that holds the DIE, which must be one; the first question about a unit reads them.
 const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die);
 const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Code);

@@ -234,12 +234,6 @@ const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die) {
     return DWARF_UnitAt(S, DWARF_SectionOf(Die, S), DWARF_OffsetOf(Die, S));
 }
 
-const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die) {
-    static const std::vector<DWARF_SCOPE> Nothing;
-    const DWARF_UNIT* pUnit = DWARF_UnitOf(S, Die);
-    return pUnit != nullptr ? S.ParentTable[static_cast<size_t>(pUnit - S.Units.data())] : Nothing;
-}
-
 bool DWARF_IsDie(const DWARF_STORE& S, U32 Die) {
     return Die != 0 && DWARF_DieAt(S, DWARF_SectionOf(Die, S), DWARF_OffsetOf(Die, S)) == Die;
 }

@@ -1,4 +1,5 @@
 #include "elf/DwarfAttr.h"
+#include "elf/DwarfDieStream.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfUnits.h"
 #include "elf/NameHash.h"
@@ -14,14 +15,12 @@
 
 namespace {
 
-constexpr U32 NO_SCOPE = 0xFFFFFFFF;
 constexpr U32 CHUNK_SIZE = 1 << 20; ///< bytes of DIEs in one task
-constexpr U32 BYTES_PER_ENTRY = 8; ///< fewer bytes of DIEs for each table entry are no compiler's work: memory bound
 
 enum LEVEL_FLAG : U8 { LEVEL_IN_FUNC = 1, LEVEL_IN_TYPE = 2 };
 
 struct LEVEL {
-    U32 Scope;
+    U32 Namespace; ///< index of the innermost one into CHUNK::Namespaces; NO_NAMESPACE outside of any
     U8 Flags;
 };
 
@@ -32,7 +31,7 @@ struct CHUNK {
     U32 MainDie = 0;
     U32 NumKept = 0;
     U64 NumDies = 0;
-    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceExts, CompUnits, NamedByOthers;
+    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceParents, NamespaceExts, CompUnits, NamedByOthers;
     std::vector<DWARF_CODE> Code;
     std::vector<DWARF_NAME> Names, TypeNames;
     std::vector<DWARF_REF> ForeignRefs;
@@ -40,7 +39,6 @@ struct CHUNK {
 
 /// Working memory of a unit, kept for the next one.
 struct SCRATCH {
-    std::vector<DWARF_SCOPE> Scopes;
     std::vector<DWARF_REF> Refs;
     std::vector<LEVEL> Levels;
 };
@@ -73,50 +71,35 @@ private:
     U64 m_Bits = 0;
 };
 
-/// The fields of one DIE that the pass reads, as places in the section.
-struct LOOK {
-    U32 Mask = 0; ///< which of the others count
-    const U8* ap[NUM_DFLD];
-    U16 aForm[NUM_DFLD];
-    bool Has(DWARF_FIELD Field) const { return ((Mask >> Field) & 1) != 0; }
-};
-
 class CUnitWalk {
 public:
     CUnitWalk(DWARF_STORE& S, U32 Unit, CHUNK* pChunk, SCRATCH* pScratch)
-        : m_S(S), m_Unit(S.Units[Unit]), m_Chunk(*pChunk), m_Scopes(pScratch->Scopes), m_Refs(pScratch->Refs),
+        : m_S(S), m_Unit(S.Units[Unit]), m_Stream(S, m_Unit), m_pEnd(m_Stream.End()), m_Chunk(*pChunk), m_Refs(pScratch->Refs),
           m_Levels(pScratch->Levels), m_Bits(&S.aDieStore[m_Unit.Section == DSEC_TYPES]),
-          m_pBase(S.aSection[m_Unit.Section].pData), m_pEnd(m_pBase + m_Unit.End),
-          m_MaxEntries((m_Unit.End - m_Unit.Off) / BYTES_PER_ENTRY + 64), m_IsTypeUnit(m_Unit.UnitType == DW_UT_type) {
-        m_Scopes.clear();
+          m_IsTypeUnit(m_Unit.UnitType == DW_UT_type) {
         m_Refs.clear();
         m_Levels.clear();
     }
 
     /// False if the unit could not be read to its end; what was read stays.
     bool Run() {
-        const U8* p = m_pBase + m_Unit.DieOff;
-        const bool IsDone = Walk(p);
-        const U32 End = IsDone ? static_cast<U32>(p - m_pBase) : m_Unit.End;
-        for (const LEVEL& Level : m_Levels) {
-            m_Scopes[Level.Scope].End = End;
-        }
-        const size_t Idx = static_cast<size_t>(&m_Unit - m_S.Units.data());
-        m_S.ParentTable[Idx].assign(m_Scopes.begin(), m_Scopes.end());
-        m_S.DefTable[Idx].Refs.assign(m_Refs.begin(), m_Refs.end());
+        const bool IsDone = Walk(m_Stream.Begin());
+        m_S.DefTable[static_cast<size_t>(&m_Unit - m_S.Units.data())].Refs.assign(m_Refs.begin(), m_Refs.end());
         return IsDone;
     }
 
 private:
-    bool Walk(const U8*& p) {
+    bool Walk(const U8* p) {
         U32 NumDies = 0;
         bool IsOk = true;
         do {
-            const U32 Off = static_cast<U32>(p - m_pBase);
-            const U64 Code = ReadUleb(p);
+            const U32 Off = m_Stream.OffsetOf(p);
+            const U64 Code = m_Stream.ReadUleb(p);
             if (Code == 0) {
                 IsOk = p <= m_pEnd;
-                CloseScope(static_cast<U32>(p - m_pBase));
+                if (!m_Levels.empty()) {
+                    m_Levels.pop_back();
+                }
                 continue;
             }
             const DWARF_ABBREV* pAbbrev = p <= m_pEnd ? DWARF_FindAbbrev(m_S, m_Unit, Code) : nullptr;
@@ -127,12 +110,12 @@ private:
             }
             m_Bits.Set(Off);
             ++NumDies;
-            LOOK Look;
+            DWARF_LOOK Look;
             if (pAbbrev->NumLooks != 0) {
-                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstLook, pAbbrev->NumLooks, p, Look);
+                IsOk = m_Stream.RunProgram(pAbbrev->FirstLook, pAbbrev->NumLooks, p, Look);
                 File(*pAbbrev, Off, Look);
             } else {
-                IsOk = RunProgram(m_S.Skips.data() + pAbbrev->FirstSkip, pAbbrev->NumSkips, p, Look);
+                IsOk = m_Stream.RunProgram(pAbbrev->FirstSkip, pAbbrev->NumSkips, p, Look);
                 if (pAbbrev->Action != DACT_NONE) {
                     File(*pAbbrev, Off, Look);
                 }
@@ -145,75 +128,23 @@ private:
         return IsOk && m_Levels.empty();
     }
 
-    /// 0 with p behind the end if the number doesn't end inside the unit.
-    U64 ReadUleb(const U8*& p) const {
-        if (p < m_pEnd && *p < 0x80) {
-            return *p++;
-        }
-        U64 Value = 0;
-        for (U32 Shift = 0; p < m_pEnd; Shift += 7) {
-            const U8 Byte = *p++;
-            Value |= Shift < 64 ? static_cast<U64>(Byte & 0x7F) << Shift : 0;
-            if (Byte < 0x80) {
-                return Value;
-            }
-        }
-        p = m_pEnd + 1;
-        return 0;
-    }
-
-    /// Leads p over all attributes. False if they reach beyond the unit.
-    bool RunProgram(const U16* pStep, U32 NumSteps, const U8*& p, LOOK& Look) const {
-        for (const U16* const pStop = pStep + NumSteps; pStep != pStop; ++pStep) {
-            U64 Size = *pStep;
-            if (Size >= LOOK_FIRST) {
-                if (Size < SKIP_FIRST) {
-                    const U32 Field = *pStep - LOOK_FIRST;
-                    Look.Mask |= 1u << Field;
-                    Look.ap[Field] = p;
-                    Look.aForm[Field] = *++pStep;
-                    continue;
-                }
-                if (Size != SKIP_BLOCK) {
-                    CByteReader R(p, static_cast<U64>(m_pEnd - p), m_S.IsBig);
-                    if (!DWARF_SkipCode(R, *pStep, m_Unit) || !R.IsOk()) {
-                        return false;
-                    }
-                    p = R.GetPtr();
-                    continue;
-                }
-                Size = ReadUleb(p);
-            }
-            if (p > m_pEnd || Size > static_cast<U64>(m_pEnd - p)) {
-                return false;
-            }
-            p += Size;
-        }
-        return true;
-    }
-
     bool OpenScope(const DWARF_ABBREV& Abbrev, U32 Off) {
-        if (m_Scopes.size() > m_MaxEntries) {
+        if (m_NumScopes++ > m_Stream.MaxScopes()) {
             return false;
         }
         U8 Flags = m_Levels.empty() ? 0 : m_Levels.back().Flags & LEVEL_IN_FUNC;
         Flags |= Abbrev.Action == DACT_FUNC || Abbrev.Action == DACT_INLINE ? LEVEL_IN_FUNC : 0;
         Flags |= Abbrev.Action == DACT_TYPE ? LEVEL_IN_TYPE : 0;
-        const U32 Parent = m_Levels.empty() ? NO_SCOPE : m_Levels.back().Scope;
-        m_Levels.push_back({static_cast<U32>(m_Scopes.size()), Flags});
-        m_Scopes.push_back({Off, m_Unit.End, Parent});
+        const std::vector<U32>& Known = m_Chunk.Namespaces;
+        const bool IsNamespace = !Known.empty() && Known.back() == DWARF_MakeID(m_Unit.Section, Off);
+        m_Levels.push_back({IsNamespace ? static_cast<U32>(Known.size()) - 1 : Namespace(), Flags});
         return true;
     }
 
-    void CloseScope(U32 End) {
-        if (!m_Levels.empty()) {
-            m_Scopes[m_Levels.back().Scope].End = End;
-            m_Levels.pop_back();
-        }
-    }
+    U32 Namespace() const { return m_Levels.empty() ? NO_NAMESPACE : m_Levels.back().Namespace; }
 
     /// The field's value. False if the DIE doesn't have it or it is damaged.
-    bool Read(const LOOK& Look, DWARF_FIELD Field, DWARF_ATTR* pAttr) const {
+    bool Read(const DWARF_LOOK& Look, DWARF_FIELD Field, DWARF_ATTR* pAttr) const {
         if (!Look.Has(Field)) {
             return false;
         }
@@ -239,13 +170,13 @@ private:
         }
     }
 
-    bool IsSet(const LOOK& Look, DWARF_FIELD Field) const {
+    bool IsSet(const DWARF_LOOK& Look, DWARF_FIELD Field) const {
         DWARF_ATTR Attr;
         return Read(Look, Field, &Attr) && Attr.Value != 0;
     }
 
     /// Section offset of the DIE that the field refers to; 0 where it leads out of the unit's section.
-    U64 ReadReference(const LOOK& Look, DWARF_FIELD Field) const {
+    U64 ReadReference(const DWARF_LOOK& Look, DWARF_FIELD Field) const {
         if (!Look.Has(Field)) {
             return 0;
         }
@@ -268,19 +199,19 @@ private:
         }
     }
 
-    U32 ReadNameHash(const LOOK& Look) const {
+    U32 ReadNameHash(const DWARF_LOOK& Look) const {
         DWARF_ATTR Attr;
         return Read(Look, DFLD_NAME, &Attr) && !Attr.sText.empty() ? ELF_HashName(Attr.sText) : 0;
     }
 
     template <typename T>
     void Keep(std::vector<T>* pList, const T& Entry) {
-        if (pList->size() < m_Unit.End / BYTES_PER_ENTRY + 64) { // lists run over all units of the chunk
+        if (pList->size() < m_Unit.End / CDieStream::BYTES_PER_ENTRY + 64) { // lists run over all units of the chunk
             pList->push_back(Entry);
         }
     }
 
-    void KeepRef(const LOOK& Look, DWARF_FIELD Field, U32 Die) {
+    void KeepRef(const DWARF_LOOK& Look, DWARF_FIELD Field, U32 Die) {
         const U64 Off = ReadReference(Look, Field);
         if (Off == 0 || Off >= m_S.aSection[m_Unit.Section].Size) {
             return;
@@ -289,7 +220,7 @@ private:
         Keep(Off >= m_Unit.Off && Off < m_Unit.End ? &m_Refs : &m_Chunk.ForeignRefs, Ref);
     }
 
-    void KeepCode(const LOOK& Look, U32 Die) {
+    void KeepCode(const DWARF_LOOK& Look, U32 Die) {
         if (Look.Has(DFLD_RANGES)) {
             Keep(&m_Chunk.Code, {Die, 0, 0});
             return;
@@ -306,7 +237,7 @@ private:
 
     /// A function of the list and of those that only give others their name. What is behind a lambda of C++ is in no list,
     /// but has code with local variables; only the symbol table names what else a compiler makes up.
-    void FileFunc(const LOOK& Look, U32 Die, bool IsListed, bool IsDeclaration) {
+    void FileFunc(const DWARF_LOOK& Look, U32 Die, bool IsListed, bool IsDeclaration) {
         const bool IsNamed = Look.Has(DFLD_NAME) || Look.Has(DFLD_SPECIFICATION) || Look.Has(DFLD_ORIGIN);
         if (IsListed || (IsNamed && !IsDeclaration && !m_IsTypeUnit)) {
             KeepCode(Look, Die);
@@ -322,7 +253,7 @@ private:
         }
     }
 
-    void FileGlobalVar(const LOOK& Look, U32 Die) {
+    void FileGlobalVar(const DWARF_LOOK& Look, U32 Die) {
         Keep(&m_Chunk.GlobalVars, Die);
         if (const U32 Hash = ReadNameHash(Look); Hash != 0) {
             Keep(&m_Chunk.Names, {Hash, Die});
@@ -331,7 +262,7 @@ private:
         }
     }
 
-    void FileType(const LOOK& Look, U32 Die) {
+    void FileType(const DWARF_LOOK& Look, U32 Die) {
         Keep(&m_Chunk.Types, Die);
         if (const U32 Hash = ReadNameHash(Look); Hash != 0) {
             Keep(&m_Chunk.TypeNames, {Hash, Die});
@@ -339,7 +270,7 @@ private:
     }
 
     /// Puts the DIE into the lists that it belongs to.
-    void File(const DWARF_ABBREV& Abbrev, U32 Off, const LOOK& Look) {
+    void File(const DWARF_ABBREV& Abbrev, U32 Off, const DWARF_LOOK& Look) {
         const U32 Die = DWARF_MakeID(m_Unit.Section, Off);
         const bool IsDeclaration = (Abbrev.IsRefused & 1) != 0 || IsSet(Look, DFLD_DECLARATION);
         const bool IsArtificial = (Abbrev.IsRefused & 2) != 0 || IsSet(Look, DFLD_ARTIFICIAL);
@@ -382,6 +313,7 @@ private:
         case DACT_NAMESPACE:
             if (!m_IsTypeUnit) {
                 Keep(&m_Chunk.Namespaces, Die);
+                Keep(&m_Chunk.NamespaceParents, Namespace());
                 IsKept = true;
                 if (ReadReference(Look, DFLD_EXTENSION) != 0) {
                     Keep(&m_Chunk.NamespaceExts, Die);
@@ -401,14 +333,13 @@ private:
 
     DWARF_STORE& m_S;
     const DWARF_UNIT& m_Unit;
+    const CDieStream m_Stream;
+    const U8* m_pEnd;
     CHUNK& m_Chunk;
-    std::vector<DWARF_SCOPE>& m_Scopes;
     std::vector<DWARF_REF>& m_Refs;
     std::vector<LEVEL>& m_Levels;
     CBitWriter m_Bits;
-    const U8* m_pBase;
-    const U8* m_pEnd;
-    size_t m_MaxEntries;
+    size_t m_NumScopes = 0;
     bool m_IsTypeUnit;
 };
 
@@ -450,6 +381,9 @@ void _Merge(DWARF_STORE& S, CHUNK* p) {
     _Append(&S.Funcs, &p->Funcs);
     _Append(&S.InlineFuncs, &p->InlineFuncs);
     _Append(&S.Types, &p->Types);
+    for (const U32 Parent : p->NamespaceParents) {
+        S.NamespaceParents.push_back(Parent != NO_NAMESPACE ? Parent + static_cast<U32>(S.Namespaces.size()) : NO_NAMESPACE);
+    }
     _Append(&S.Namespaces, &p->Namespaces);
     _Append(&S.NamespaceExts, &p->NamespaceExts);
     _Append(&S.CompUnits, &p->CompUnits);

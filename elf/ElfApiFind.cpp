@@ -34,11 +34,11 @@ ELF_SYM_LIST Locals;
 QHash<QString, ELF_SYM_LIST> LocalNames;
 
 /// Hash of the qualified name, under which a namespace is found.
-U32 _HashOfNamespace(const DWARF_STORE& S, U32 Die) {
+U32 _HashOfNamespace(const DWARF_STORE& S, U32 Idx) {
     std::string sPath;
-    for (int i = 0; i < MAX_NAMESPACE_DEPTH && Die != 0; ++i) {
-        sPath.insert(0, i != 0 ? "::" : "").insert(0, _GetDieRawName(S, Die));
-        Die = _GetDieParentNamespace(S, Die);
+    for (int i = 0; i < MAX_NAMESPACE_DEPTH && Idx < S.NamespaceParents.size(); ++i) {
+        sPath.insert(0, i != 0 ? "::" : "").insert(0, _GetDieRawName(S, S.Namespaces[Idx]));
+        Idx = S.NamespaceParents[Idx];
     }
     return ELF_HashName(sPath);
 }
@@ -50,8 +50,8 @@ void _AddNamesOfOthers(DWARF_STORE& S) {
         const std::string_view sName = _GetDieRawName(S, Die);
         Names.push_back({sName.empty() ? 0 : ELF_HashName(sName), Die});
     }
-    for (const U32 Die : S.Namespaces) {
-        Names.push_back({_HashOfNamespace(S, Die), Die});
+    for (U32 i = 0; i < S.Namespaces.size(); ++i) {
+        Names.push_back({_HashOfNamespace(S, i), S.Namespaces[i]});
     }
 }
 
