@@ -16,6 +16,7 @@ constexpr U32 REG_SP = 13;
 constexpr U32 MAX_OVERLAP = 64; ///< descriptions looked at below a PC; in sound files they don't overlap
 constexpr I32 WORD_FACTOR = 4;  ///< offsets counted in words
 constexpr const char* LOADER = "dwarf_get_fde_list";
+constexpr const char* SIGNAL_FRAME = "S"; ///< augmentation of GCC's for handlers' return code; it has no data
 
 class CCfiLoader {
 public:
@@ -65,7 +66,8 @@ int CCfiLoader::ReadCie(U64 Off) {
         DWARF_ReportError(DWERR_FRAME_VERSION, LOADER);
         return -1;
     }
-    if (!sAugmentation.empty() && !sAugmentation.starts_with('z') && sAugmentation != "armcc+") {
+    if (!sAugmentation.empty() && !sAugmentation.starts_with('z') && sAugmentation != "armcc+" &&
+        sAugmentation != SIGNAL_FRAME) {
         DWARF_ReportError(DWERR_AUGMENTATION, LOADER);
         return -1;
     }

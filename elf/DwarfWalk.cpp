@@ -17,7 +17,11 @@ namespace {
 
 constexpr U32 CHUNK_SIZE = 1 << 20; ///< bytes of DIEs in one task
 
-enum LEVEL_FLAG : U8 { LEVEL_IN_FUNC = 1, LEVEL_IN_TYPE = 2 };
+enum LEVEL_FLAG : U8 {
+    LEVEL_IN_FUNC = 1,
+    LEVEL_IN_TYPE = 2,
+    LEVEL_IN_CODE = 4, ///< in a function or expansion whose code is kept: what is in it is found through that
+};
 
 struct LEVEL {
     U32 Namespace; ///< index of the innermost one into CHUNK::Namespaces; NO_NAMESPACE outside of any
@@ -111,6 +115,7 @@ private:
             m_Bits.Set(Off);
             ++NumDies;
             DWARF_LOOK Look;
+            m_IsCodeKept = false;
             if (pAbbrev->NumLooks != 0) {
                 IsOk = m_Stream.RunProgram(pAbbrev->FirstLook, pAbbrev->NumLooks, p, Look);
                 File(*pAbbrev, Off, Look);
@@ -132,7 +137,8 @@ private:
         if (m_NumScopes++ > m_Stream.MaxScopes()) {
             return false;
         }
-        U8 Flags = m_Levels.empty() ? 0 : m_Levels.back().Flags & LEVEL_IN_FUNC;
+        U8 Flags = m_Levels.empty() ? 0 : m_Levels.back().Flags & (LEVEL_IN_FUNC | LEVEL_IN_CODE);
+        Flags |= m_IsCodeKept ? LEVEL_IN_CODE : 0;
         Flags |= Abbrev.Action == DACT_FUNC || Abbrev.Action == DACT_INLINE ? LEVEL_IN_FUNC : 0;
         Flags |= Abbrev.Action == DACT_TYPE ? LEVEL_IN_TYPE : 0;
         const std::vector<U32>& Known = m_Chunk.Namespaces;
@@ -241,6 +247,7 @@ private:
         const bool IsNamed = Look.Has(DFLD_NAME) || Look.Has(DFLD_SPECIFICATION) || Look.Has(DFLD_ORIGIN);
         if (IsListed || (IsNamed && !IsDeclaration && !m_IsTypeUnit)) {
             KeepCode(Look, Die);
+            m_IsCodeKept = true;
         }
         if (IsListed) {
             Keep(&m_Chunk.Funcs, Die);
@@ -294,9 +301,10 @@ private:
         case DACT_INLINE:
             if (IsPlain) {
                 Keep(&m_Chunk.InlineFuncs, Die);
-                if ((Flags & LEVEL_IN_FUNC) == 0) {
-                    KeepCode(Look, Die); // others are found through the function around them
+                if ((Flags & LEVEL_IN_CODE) == 0) {
+                    KeepCode(Look, Die);
                 }
+                m_IsCodeKept = true;
                 IsKept = true;
             }
             break;
@@ -341,6 +349,7 @@ private:
     CBitWriter m_Bits;
     size_t m_NumScopes = 0;
     bool m_IsTypeUnit;
+    bool m_IsCodeKept = false;
 };
 
 void _WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {

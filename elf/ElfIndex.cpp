@@ -78,6 +78,9 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S) {
 /// The entries are sorted by now.
 void CFuncIndex::AddElf(const ELF_FILE* pFile) {
     const size_t NumDwarf = m_Entries.size();
+    const auto IsInline = [pFile](U32 Die) {
+        return std::binary_search(pFile->pDwarf->InlineFuncs.begin(), pFile->pDwarf->InlineFuncs.end(), Die);
+    };
     m_ElfFuncs.reserve(pFile->NumFuncSyms);
     for (U32 i = 0; i < pFile->NumFuncSyms; ++i) {
         const U32 Idx = pFile->papFuncSym[i];
@@ -88,7 +91,10 @@ void CFuncIndex::AddElf(const ELF_FILE* pFile) {
         }
         m_ElfFuncs.push_back(ELF_MakeElfHandle(Idx));
         const auto End = m_Entries.begin() + static_cast<I64>(NumDwarf);
-        const auto It = std::lower_bound(m_Entries.begin(), End, Lo, [](const ENTRY& Entry, U32 Key) { return Entry.Lo < Key; });
+        auto It = std::lower_bound(m_Entries.begin(), End, Lo, [](const ENTRY& Entry, U32 Key) { return Entry.Lo < Key; });
+        while (It != End && It->Lo == Lo && IsInline(It->ID)) {
+            ++It;
+        }
         if (Sym.st_size != 0 && (It == End || It->Lo != Lo)) {
             m_Entries.push_back({Lo, Lo + Sym.st_size, Idx, 1});
         }

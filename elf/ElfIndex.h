@@ -38,7 +38,7 @@ private:
 /// Functions by address. Inline expansions are read when the function around them is first asked for.
 class CFuncIndex {
 public:
-    /// Functions of the ELF symbol table count where none of the debug information starts.
+    /// Functions of the ELF symbol table count where none of the debug information starts, expansions left aside.
     void Build(const ELF_FILE* pFile);
     void Clear() { *this = CFuncIndex(); }
     /// Functions and inline expansions that overlap the addresses [First, Last] of the target, outermost first, each once.

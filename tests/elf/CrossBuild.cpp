@@ -6,6 +6,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <iostream>
 
 namespace {
 
@@ -45,12 +46,7 @@ QList<CROSS_PROGRAM> _Build(const QString& sDir) {
             }
         }
     }
-    QDirIterator Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"), {"*.elf"}, QDir::Files, QDirIterator::Subdirectories);
-    while (Firmware.hasNext()) {
-        const QString sPath = Firmware.next();
-        Programs.append({sPath, sPath});
-    }
-    return Programs;
+    return Programs + FirmwarePrograms();
 }
 
 /// Options that choose the variant of the compiler's library.
@@ -61,8 +57,9 @@ QStringList _TargetFlags(const QStringList& Args) { return Args.filter(QRegularE
 QString RunTool(const QString& sProgram, const QStringList& Args) {
     QProcess Process;
     Process.start(sProgram, Args);
-    return Process.waitForFinished(60'000) && Process.exitCode() == 0 ? QString::fromUtf8(Process.readAllStandardOutput())
-                                                                      : QString();
+    return Process.waitForFinished(600'000) && Process.exitStatus() == QProcess::NormalExit
+               ? QString::fromUtf8(Process.readAllStandardOutput())
+               : QString();
 }
 
 QString FindCrossTool(const QString& sName) { return QStandardPaths::findExecutable("arm-none-eabi-" + sName); }
@@ -72,6 +69,35 @@ const QList<CROSS_PROGRAM>& CrossPrograms() {
     static const QList<CROSS_PROGRAM> Programs =
         FindCrossTool("gcc").isEmpty() ? QList<CROSS_PROGRAM>() : _Build(Dir.path());
     return Programs;
+}
+
+QList<CROSS_PROGRAM> FirmwarePrograms() {
+    QList<CROSS_PROGRAM> Programs;
+    QDirIterator Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"), {"*.elf"}, QDir::Files, QDirIterator::Subdirectories);
+    while (Firmware.hasNext()) {
+        const QString sPath = Firmware.next();
+        Programs.append({sPath, sPath});
+    }
+    return Programs;
+}
+
+const QList<CROSS_PROGRAM>& ForeignPrograms() {
+    static const QList<CROSS_PROGRAM> Programs = [] {
+        QList<CROSS_PROGRAM> List;
+        for (const QString& sPath : qEnvironmentVariable("BRASK_ORACLE_PROGRAMS").split(QDir::listSeparator(), Qt::SkipEmptyParts)) {
+            List.append({sPath, sPath});
+        }
+        return List;
+    }();
+    return Programs;
+}
+
+const QList<CROSS_PROGRAM>& OraclePrograms() { return ForeignPrograms().isEmpty() ? CrossPrograms() : ForeignPrograms(); }
+
+void NoteCompared(const CROSS_PROGRAM& Program, const char* sWhat, qint64 Count) {
+    if (!ForeignPrograms().isEmpty()) {
+        std::cout << "compared: " << qPrintable(Program.sName) << ": " << Count << ' ' << sWhat << std::endl;
+    }
 }
 
 bool BuildCross(const QString& sCompiler, const QStringList& Args, const QString& sElf) {

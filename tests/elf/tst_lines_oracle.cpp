@@ -22,7 +22,7 @@ constexpr int MAX_SHOWN = 5; ///< differences shown per program
 class LinesOracle : public testing::Test {
 protected:
     void SetUp() override {
-        if (CrossPrograms().isEmpty() || FindCrossTool("objdump").isEmpty() || FindCrossTool("readelf").isEmpty()) {
+        if (OraclePrograms().isEmpty() || FindCrossTool("objdump").isEmpty() || FindCrossTool("readelf").isEmpty()) {
             GTEST_SKIP() << "the ARM cross compiler or its binary tools aren't installed";
         }
     }
@@ -123,6 +123,9 @@ struct FRAME_TABLE {
                     return QStringLiteral("no rules at %1").arg(PC, 0, 16);
                 }
                 for (qsizetype k = 0; k < Columns.size() && k < Rows[i].second.size(); ++k) {
+                    if (Columns[k] == "r13") {
+                        continue; // whatever it says, the caller's stack pointer is the CFA
+                    }
                     const U32 Reg = Columns[k] == "CFA" ? 13 : Columns[k] == "ra" ? 14 : Columns[k].mid(1).toUInt();
                     const QString sTheirs = Rows[i].second[k] == "s" ? QStringLiteral("u") : Rows[i].second[k];
                     ++*pNumChecked;
@@ -164,17 +167,19 @@ QList<FRAME_TABLE> _ReadelfFrames(const QString& sPath) {
 } // namespace
 
 TEST_F(LinesOracle, EveryLineRowIsObjdumps) {
-    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+    for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         const ROW_COUNTS Theirs = _ObjdumpRows(Program.sPath);
         EXPECT_EQ(Theirs.isEmpty(), ELF_FindSection(ELF_GetCurrentFile(), ".debug_line") < 0) << qPrintable(Program.sName);
         EXPECT_EQ(_Difference(Theirs, _OwnRows()).toStdString(), "") << qPrintable(Program.sName);
+        NoteCompared(Program, "line rows", Theirs.size());
     }
 }
 
 TEST_F(LinesOracle, EveryFrameRuleIsReadelfs) {
-    int NumChecked = 0;
-    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+    int NumInAll = 0;
+    for (const CROSS_PROGRAM& Program : OraclePrograms()) {
+        int NumChecked = 0;
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         const QList<FRAME_TABLE> Tables = _ReadelfFrames(Program.sPath);
         EXPECT_EQ(ElfApi_GetFdeCnt(), static_cast<U32>(Tables.size())) << qPrintable(Program.sName);
@@ -187,12 +192,14 @@ TEST_F(LinesOracle, EveryFrameRuleIsReadelfs) {
             }
             EXPECT_EQ(Table.Check(&NumChecked).toStdString(), "") << qPrintable(Program.sName);
         }
+        NoteCompared(Program, "frame rules", NumChecked);
+        NumInAll += NumChecked;
     }
-    EXPECT_GT(NumChecked, 10'000);
+    EXPECT_GT(NumInAll, ForeignPrograms().isEmpty() ? 10'000 : 0);
 }
 
 TEST_F(LinesOracle, PositionsAndAddressesLeadToEachOther) {
-    for (const CROSS_PROGRAM& Program : CrossPrograms()) {
+    for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         int NumFound = 0;
         QSet<U32> FileIds;

@@ -1,5 +1,6 @@
 # Run by gdb: prints what it knows of the loaded file, one fact a line, for tst_dwarf_gdb.
 # F name lo hi | G name addr size type | S name size | M type field bitpos bitsize size type | B type base bitpos
+import re
 import subprocess
 import gdb
 
@@ -8,6 +9,7 @@ SHORT = {'unsigned char': 'uchar', 'signed char': 'char', 'unsigned short': 'ush
          'long int': 'long', 'long long unsigned int': 'long ulong', 'unsigned long long': 'long ulong',
          'long long int': 'long long'}
 KEYWORD = {gdb.TYPE_CODE_STRUCT: 'struct', gdb.TYPE_CODE_UNION: 'union', gdb.TYPE_CODE_ENUM: 'enum'}
+INDIRECT = (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF, gdb.TYPE_CODE_VOID)
 STEP = {gdb.TYPE_CODE_PTR: '*', gdb.TYPE_CODE_REF: '&', gdb.TYPE_CODE_RVALUE_REF: '&&'}
 
 
@@ -18,6 +20,21 @@ def last_name(name):  # without the scope in front; template arguments have scop
         if depth == 0 and name[i:i + 2] == '::':
             start = i + 2
     return name[start:]
+
+
+def bare(name):  # without arguments and parameters, and without the function that a local class stands in
+    name, more = re.subn('<[^<>]*>', '', name)
+    while more:
+        name, more = re.subn('<[^<>]*>', '', name)
+    name = re.sub(r'\)( const| volatile| &&?| \[clone [^]]*\])+$', ')', name)
+    depth, start = 0, len(name)
+    while name[:start].endswith(')') or depth:
+        start -= 1
+        depth += (name[start] == ')') - (name[start] == '(')
+        if depth == 0:
+            break
+    result = name if name[:start].endswith('operator') else name[:start]
+    return re.split(r'(?<!anonymous namespace)\)::', result)[-1]
 
 
 def dims(t):
@@ -35,7 +52,7 @@ def text_of(t):
     while True:
         plain = t.unqualified()
         if t != plain:
-            qualifier = 'volatile ' if plain.volatile() == t else 'const '  # of both the compiler names const last
+            qualifier = 'volatile ' if plain.volatile() == t else 'const ' if plain.const() == t else both
         t = plain
         if t.code == gdb.TYPE_CODE_TYPEDEF:
             alias = last_name(t.name)
@@ -51,16 +68,17 @@ def text_of(t):
             text = (last_name(t.tag or t.name or '') or alias) + text
             return qualifier + KEYWORD[t.code] + (' ' if text else '') + text
         elif t.code == gdb.TYPE_CODE_VOID:
-            return qualifier + ('void' if text[:1] != '*' or not alias or len(text) > 1 else alias) + text
+            return qualifier + ('void' if text and (text[:1] != '*' or not alias or len(text) > 1) else alias or 'void*') + text
         elif t.code in (gdb.TYPE_CODE_MEMBERPTR, gdb.TYPE_CODE_METHODPTR):
             return 'memberptr'
         else:
             return qualifier + SHORT.get(t.name, t.name) + text
         t = t.target()
 
+both = ''  # of both qualifiers the one that the compiler names last
 nm = subprocess.run([NM, gdb.current_progspace().filename], capture_output=True, text=True).stdout
 starts = [int(f[0], 16) & ~1 for f in (line.split() for line in nm.splitlines()) if len(f) == 3 and f[1] in 'tTwW']
-files, done = [], set()
+files, done = set(), set()
 
 
 def once(text):
@@ -70,7 +88,7 @@ def once(text):
 
 
 def address_of(symbol):
-    if symbol.type.code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF):  # its value's address is that of the object
+    if symbol.type.strip_typedefs().code in INDIRECT:  # its value has the address of the object, or none
         return int(gdb.execute('info address ' + symbol.name, to_string=True).rstrip('.\n').split()[-1], 16)
     return int(symbol.value().address)
 
@@ -84,12 +102,13 @@ def type_of(t):
     if t.code not in (gdb.TYPE_CODE_STRUCT, gdb.TYPE_CODE_UNION) or not name or t.sizeof == 0:
         return
     name = name.replace(' ', '')
-    once('S|%s|%d' % (name, t.sizeof))
+    facts = ['S|%s|%d' % (name, t.sizeof)]
     for f in t.fields():
         if f.is_base_class:
-            once('B|%s|%s|%d' % (name, last_name(f.name).replace(' ', ''), -8 if f.bitpos is None else f.bitpos))
+            facts.append('B|%s|%s|%d' % (name, last_name(f.type.strip_typedefs().name).replace(' ', ''), -8 if f.bitpos is None else f.bitpos))
         elif hasattr(f, 'bitpos') and f.name:
-            once('M|%s|%s|%d|%d|%d|%s' % (name, f.name, f.bitpos, f.bitsize, size_of(f.type), text_of(f.type)))
+            facts.append('M|%s|%s|%d|%d|%d|%s' % (name, f.name, f.bitpos, f.bitsize, size_of(f.type), text_of(f.type)))
+    once('\n'.join(facts))
 
 
 for start in starts:
@@ -99,11 +118,12 @@ for start in starts:
         function = function.superblock
     if function is None:
         continue
-    once('F|%s|%d|%d' % (function.function.name.split('(')[0], function.start, function.end))
+    both = 'volatile ' if 'clang' in (function.function.symtab.producer or '') else 'const '
+    once('F|%s|%d|%d' % (bare(function.function.name), function.start, function.end))
     for block in (function.static_block, function.global_block):
         if block is None or (block.start, block.end, block.is_static) in files:
             continue
-        files.append((block.start, block.end, block.is_static))
+        files.add((block.start, block.end, block.is_static))
         for symbol in block:
             if symbol.addr_class == gdb.SYMBOL_LOC_STATIC and symbol.is_variable:
                 once('G|%s|%d|%d|%s' % (symbol.name, address_of(symbol), size_of(symbol.type), text_of(symbol.type)))
