@@ -28,6 +28,7 @@ QList<COMPILER> _Compilers() {
     const QStringList ForArm = {"--target=arm-none-eabi", "-fuse-ld=lld", "-Wno-unused-command-line-argument"};
     if (!sClang.isEmpty() && !QStandardPaths::findExecutable("ld.lld").isEmpty()) {
         List.append({sClang, ForArm + Common, "mixed.c"});
+        List.append({sClang, ForArm + Common + QStringList{"-fno-exceptions", "-fno-rtti"}, "mixed.cpp"});
     }
     return List;
 }

@@ -122,7 +122,9 @@ int _CompareChains(const QString& sElf) {
     for (qsizetype i = 0; i < Answers.size(); ++i) {
         const QStringList Lines = Answers[i].split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QString sTheirs;
+        QString sInner; // without the outermost
         for (qsizetype k = 0; k + 1 < Lines.size() && Lines[0] != QLatin1String("??"); k += 2) {
+            sInner = sTheirs;
             sTheirs += Lines[k] + ' ' + Lines[k + 1].section(QLatin1Char(':'), 0, 1) + ' ';
         }
         const U32 Addr = Addrs[i * Step];
@@ -131,7 +133,7 @@ int _CompareChains(const QString& sElf) {
             continue; // of functions in assembler that share code each tool chooses another
         }
         const QString sOurs = _Chain(Addr, sPlace);
-        EXPECT_TRUE(sOurs == sTheirs || (sOurs.endsWith(QLatin1Char('*')) && sTheirs.left(sOurs.size() - 1) == sOurs.chopped(1)))
+        EXPECT_TRUE(sOurs == sTheirs || sOurs == sTheirs + '*' || sOurs == sInner + '*')
             << qPrintable(sElf) << std::hex << " at " << Addr << ": theirs " << qPrintable(sTheirs) << ", ours " << qPrintable(sOurs);
     }
     return static_cast<int>(Answers.size());

@@ -31,6 +31,11 @@ int CBox::Grow(int By) {
     return Area();
 }
 
+struct COUNTER {
+    COUNTER() : Value(Sink * 3) {}
+    int Value;
+} Counter; // its constructor is expanded in a function that the compiler makes up
+
 } // namespace Shapes
 
 int _start() {
