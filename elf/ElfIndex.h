@@ -51,7 +51,10 @@ private:
         U32 Hi; ///< exclusive
         U32 ID;
         U32 IsElf;
-        bool operator<(const ENTRY& Other) const { return Lo != Other.Lo ? Lo < Other.Lo : Hi > Other.Hi; }
+        /// Outermost first: a function of the symbol table is around the expansions that it consists of.
+        bool operator<(const ENTRY& Other) const {
+            return Lo != Other.Lo ? Lo < Other.Lo : Hi != Other.Hi ? Hi > Other.Hi : IsElf > Other.IsElf;
+        }
     };
     static ELF_SYM_HANDLE HandleOf(const ENTRY& Entry);
     void Add(std::vector<ENTRY>* pTo, U32 Lo, U32 Hi, U32 Die) const;
