@@ -185,18 +185,14 @@ std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth) {
     if (DWARF_GetAttr(S, Die, DW_AT_name, &Attr) && Attr.Class == ATTR_STRING) {
         return Attr.sText;
     }
-    const std::pair<U32, U32> aTarget[] = {{_GetReferenceDie(S, Die, DW_AT_abstract_origin), 1},
-                                           {_GetReferenceDie(S, Die, DW_AT_specification), 1},
-                                           {_GetDefinitionDie(S, Die), 2}};
-    for (const auto& [Target, Steps] : aTarget) {
-        if (Target == Die) {
-            return {};
-        }
-        if (Target != 0) {
-            return _GetDieRawName(S, Target, Depth + Steps);
-        }
+    U32 Target = _GetReferenceDie(S, Die, DW_AT_abstract_origin);
+    Target = Target != 0 ? Target : _GetReferenceDie(S, Die, DW_AT_specification);
+    U32 NumSteps = 1;
+    if (Target == 0) {
+        Target = _GetDefinitionDie(S, Die);
+        NumSteps = 2;
     }
-    return {};
+    return Target != Die ? _GetDieRawName(S, Target, Depth + NumSteps) : std::string_view();
 }
 
 std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth) {
