@@ -16,7 +16,11 @@ struct DWARF_LOOK {
 class CDieStream {
 public:
     CDieStream(const DWARF_STORE& S, const DWARF_UNIT& Unit)
-        : m_S(S), m_Unit(Unit), m_pBase(S.aSection[Unit.Section].pData), m_pEnd(m_pBase + Unit.End) {}
+        : m_S(S), m_Unit(Unit), m_pBase(S.aSection[Unit.Section].pData), m_pEnd(m_pBase + Unit.End) {
+        const DWARF_ABBREV_SET& Set = S.AbbrevSets[Unit.AbbrevSet];
+        m_pDense = S.Abbrevs.data() + Set.First;
+        m_NumDense = Set.IsDense ? Set.Num : 0;
+    }
     const U8* Begin() const { return m_pBase + m_Unit.DieOff; }
     const U8* End() const { return m_pEnd; }
     U32 OffsetOf(const U8* p) const { return static_cast<U32>(p - m_pBase); }
@@ -39,6 +43,10 @@ public:
         }
         p = m_pEnd + 1;
         return 0;
+    }
+
+    const DWARF_ABBREV* FindAbbrev(U64 Code) const {
+        return Code - 1 < m_NumDense ? m_pDense + (Code - 1) : DWARF_FindAbbrev(m_S, m_Unit, Code);
     }
 
     /// Leads p over all attributes by a skip or look program. False if they reach beyond the unit.
@@ -77,4 +85,6 @@ private:
     const DWARF_UNIT& m_Unit;
     const U8* m_pBase;
     const U8* m_pEnd;
+    const DWARF_ABBREV* m_pDense; ///< abbreviations of the codes 1, 2, 3, ...
+    U64 m_NumDense;
 };

@@ -28,7 +28,7 @@ std::vector<DWARF_SCOPE> _ReadScopes(const DWARF_STORE& S, const DWARF_UNIT& Uni
             }
             continue;
         }
-        const DWARF_ABBREV* pAbbrev = p <= Stream.End() ? DWARF_FindAbbrev(S, Unit, Code) : nullptr;
+        const DWARF_ABBREV* pAbbrev = p <= Stream.End() ? Stream.FindAbbrev(Code) : nullptr;
         if (pAbbrev == nullptr) {
             break;
         }

@@ -106,7 +106,7 @@ private:
                 }
                 continue;
             }
-            const DWARF_ABBREV* pAbbrev = p <= m_pEnd ? DWARF_FindAbbrev(m_S, m_Unit, Code) : nullptr;
+            const DWARF_ABBREV* pAbbrev = p <= m_pEnd ? m_Stream.FindAbbrev(Code) : nullptr;
             if (pAbbrev == nullptr) {
                 DWARF_ReportError(DWERR_ABBREV, "dwarf_siblingof_b", "die_offset", Off);
                 IsOk = false;
@@ -116,14 +116,11 @@ private:
             ++NumDies;
             DWARF_LOOK Look;
             m_IsCodeKept = false;
-            if (pAbbrev->NumLooks != 0) {
-                IsOk = m_Stream.RunProgram(pAbbrev->FirstLook, pAbbrev->NumLooks, p, Look);
+            const bool HasLooks = pAbbrev->NumLooks != 0;
+            IsOk = m_Stream.RunProgram(HasLooks ? pAbbrev->FirstLook : pAbbrev->FirstSkip,
+                                       HasLooks ? pAbbrev->NumLooks : pAbbrev->NumSkips, p, Look);
+            if (pAbbrev->Action != DACT_NONE) {
                 File(*pAbbrev, Off, Look);
-            } else {
-                IsOk = m_Stream.RunProgram(pAbbrev->FirstSkip, pAbbrev->NumSkips, p, Look);
-                if (pAbbrev->Action != DACT_NONE) {
-                    File(*pAbbrev, Off, Look);
-                }
             }
             if (pAbbrev->HasChildren != 0) {
                 IsOk = IsOk && OpenScope(*pAbbrev, Off);
@@ -178,7 +175,7 @@ private:
 
     bool IsSet(const DWARF_LOOK& Look, DWARF_FIELD Field) const {
         DWARF_ATTR Attr;
-        return Read(Look, Field, &Attr) && Attr.Value != 0;
+        return Look.Has(Field) && Read(Look, Field, &Attr) && Attr.Value != 0;
     }
 
     /// Section offset of the DIE that the field refers to; 0 where it leads out of the unit's section.
@@ -334,8 +331,11 @@ private:
         }
         if (IsKept) {
             ++m_Chunk.NumKept;
-            KeepRef(Look, DFLD_SPECIFICATION, Die);
-            KeepRef(Look, DFLD_ORIGIN, Die);
+            for (const DWARF_FIELD Field : {DFLD_SPECIFICATION, DFLD_ORIGIN}) {
+                if (Look.Has(Field)) {
+                    KeepRef(Look, Field, Die);
+                }
+            }
         }
     }
 

@@ -97,8 +97,9 @@ int ElfApi_Init(const QString& sPath) {
     ELF_NoteStep(ELF_STEP_LISTS); // these three came with the file
     ELF_NoteStep(ELF_STEP_INLINES);
     ELF_NoteStep(ELF_STEP_FRAMES);
-    std::vector<ELF_TASK> Tasks = {{ElfApi_BuildLines}};
+    std::vector<ELF_TASK> Tasks;
     ElfApi_StartFind(&Tasks);
+    Tasks.push_back({ElfApi_BuildLines}); // the longest comes first
     ELF_RunTasks(Tasks, pOpenFile->FileSize);
     ElfApi_EndFind();
     ELF_Detach(pOpenFile);

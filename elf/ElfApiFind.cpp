@@ -234,13 +234,12 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
     DWARF_STORE* pStore = ELF_GetStore();
     if (pStore != nullptr) {
-        _AddNamesOfOthers(*pStore);
-        pTasks->push_back({[pStore] {
+        pTasks->push_back({[pStore] { // the only task that asks what the store puts in order when it is first asked
+            _AddNamesOfOthers(*pStore);
             GlobalNames.Build(pStore->Names);
             pStore->Names.clear();
         }});
     }
-    // Questions to the store must come one at a time: this is the only task that asks some.
     pTasks->push_back({[pFile] {
         FuncTree.Build(pFile);
         ELF_NoteStep(ELF_STEP_FUNCS);
