@@ -208,9 +208,14 @@ bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
     return pDie->pAbbrev != nullptr;
 }
 
+bool DWARF_GetAttr(const DWARF_STORE& S, const DWARF_DIE& D, U32 At, DWARF_ATTR* pAttr) {
+    CByteReader R = D.R;
+    return _HasSpec(S, *D.pAbbrev, At) && _FindIn(S, *D.pUnit, *D.pAbbrev, R, At, pAttr);
+}
+
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
     DWARF_DIE D;
-    return DWARF_OpenDie(S, Die, &D) && _HasSpec(S, *D.pAbbrev, At) && _FindIn(S, *D.pUnit, *D.pAbbrev, D.R, At, pAttr);
+    return DWARF_OpenDie(S, Die, &D) && DWARF_GetAttr(S, D, At, pAttr);
 }
 
 bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr) {

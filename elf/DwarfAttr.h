@@ -42,6 +42,8 @@ bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& 
 bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 Form, DWARF_ATTR* pAttr);
 /// The DIE's own attribute. False if it doesn't have it.
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr);
+/// The same of a DIE that is open and stays as it is.
+bool DWARF_GetAttr(const DWARF_STORE& S, const DWARF_DIE& D, U32 At, DWARF_ATTR* pAttr);
 /// An attribute of a unit's root DIE, before the store knows its DIEs.
 bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr);
 /// Address number Idx of the unit's part of .debug_addr. False if it isn't there.

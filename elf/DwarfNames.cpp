@@ -178,21 +178,22 @@ std::string DWARF_ShortenBaseType(std::string sName) {
 }
 
 std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth) {
+    DWARF_DIE D;
     DWARF_ATTR Attr;
-    if (Die == 0 || Depth >= MAX_NAME_DEPTH) {
+    if (Depth >= MAX_NAME_DEPTH || !DWARF_OpenDie(S, Die, &D)) {
         return {};
     }
-    if (DWARF_GetAttr(S, Die, DW_AT_name, &Attr) && Attr.Class == ATTR_STRING) {
+    if (DWARF_GetAttr(S, D, DW_AT_name, &Attr) && Attr.Class == ATTR_STRING) {
         return Attr.sText;
     }
-    U32 Target = _GetReferenceDie(S, Die, DW_AT_abstract_origin);
-    Target = Target != 0 ? Target : _GetReferenceDie(S, Die, DW_AT_specification);
-    U32 NumSteps = 1;
-    if (Target == 0) {
-        Target = _GetDefinitionDie(S, Die);
-        NumSteps = 2;
+    for (const U32 At : {DW_AT_abstract_origin, DW_AT_specification}) {
+        if (DWARF_GetAttr(S, D, At, &Attr) && Attr.Class == ATTR_REF && Attr.Value != 0) {
+            const U32 Target = static_cast<U32>(Attr.Value);
+            return Target != Die ? _GetDieRawName(S, Target, Depth + 1) : std::string_view();
+        }
     }
-    return Target != Die ? _GetDieRawName(S, Target, Depth + NumSteps) : std::string_view();
+    const U32 Definition = _GetDefinitionDie(S, Die);
+    return Definition != Die ? _GetDieRawName(S, Definition, Depth + 2) : std::string_view();
 }
 
 std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth) {

@@ -379,31 +379,29 @@ void _AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pC
     }
 }
 
+/// Puts one list of all chunks together, in memory that is taken once.
 template <typename T>
-void _Append(std::vector<T>* pTo, std::vector<T>* pFrom) {
-    pTo->insert(pTo->end(), pFrom->begin(), pFrom->end());
-    std::vector<T>().swap(*pFrom);
+void _Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUNK::*pList, std::vector<T>* pTo) {
+    size_t Num = pTo->size();
+    for (const CHUNK& Chunk : Chunks) {
+        Num += (Chunk.*pList).size();
+    }
+    pTo->reserve(Num);
+    for (CHUNK& Chunk : Chunks) {
+        pTo->insert(pTo->end(), (Chunk.*pList).begin(), (Chunk.*pList).end());
+        std::vector<T>().swap(Chunk.*pList);
+    }
 }
 
-void _Merge(DWARF_STORE& S, CHUNK* p) {
-    _Append(&S.GlobalVars, &p->GlobalVars);
-    _Append(&S.Funcs, &p->Funcs);
-    _Append(&S.InlineFuncs, &p->InlineFuncs);
-    _Append(&S.Types, &p->Types);
-    for (const U32 Parent : p->NamespaceParents) {
-        S.NamespaceParents.push_back(Parent != NO_NAMESPACE ? Parent + static_cast<U32>(S.Namespaces.size()) : NO_NAMESPACE);
+void _JoinNamespaces(DWARF_STORE& S, std::vector<CHUNK>& Chunks) {
+    U32 First = 0;
+    for (const CHUNK& Chunk : Chunks) {
+        for (const U32 Parent : Chunk.NamespaceParents) {
+            S.NamespaceParents.push_back(Parent != NO_NAMESPACE ? First + Parent : NO_NAMESPACE);
+        }
+        First += static_cast<U32>(Chunk.Namespaces.size());
     }
-    _Append(&S.Namespaces, &p->Namespaces);
-    _Append(&S.NamespaceExts, &p->NamespaceExts);
-    _Append(&S.CompUnits, &p->CompUnits);
-    _Append(&S.NamedByOthers, &p->NamedByOthers);
-    _Append(&S.Code, &p->Code);
-    S.Names.push_back(std::move(p->Names));
-    S.TypeNames.push_back(std::move(p->TypeNames));
-    _Append(&S.DefTable.back().Refs, &p->ForeignRefs);
-    S.MainDie = S.MainDie == 0 ? p->MainDie : S.MainDie;
-    S.NumDies += p->NumDies;
-    S.NumKept += p->NumKept;
+    _Join(Chunks, &CHUNK::Namespaces, &S.Namespaces);
 }
 
 /// References in the order of their targets; those of one target stay in the order of the section.
@@ -454,8 +452,23 @@ std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes,
 }
 
 void DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
-    for (CHUNK& Chunk : pWalk->Chunks) {
-        _Merge(S, &Chunk);
+    std::vector<CHUNK>& Chunks = pWalk->Chunks;
+    _Join(Chunks, &CHUNK::GlobalVars, &S.GlobalVars);
+    _Join(Chunks, &CHUNK::Funcs, &S.Funcs);
+    _Join(Chunks, &CHUNK::InlineFuncs, &S.InlineFuncs);
+    _Join(Chunks, &CHUNK::Types, &S.Types);
+    _JoinNamespaces(S, Chunks);
+    _Join(Chunks, &CHUNK::NamespaceExts, &S.NamespaceExts);
+    _Join(Chunks, &CHUNK::CompUnits, &S.CompUnits);
+    _Join(Chunks, &CHUNK::NamedByOthers, &S.NamedByOthers);
+    _Join(Chunks, &CHUNK::Code, &S.Code);
+    _Join(Chunks, &CHUNK::ForeignRefs, &S.DefTable.back().Refs);
+    for (CHUNK& Chunk : Chunks) {
+        S.Names.push_back(std::move(Chunk.Names));
+        S.TypeNames.push_back(std::move(Chunk.TypeNames));
+        S.MainDie = S.MainDie == 0 ? Chunk.MainDie : S.MainDie;
+        S.NumDies += Chunk.NumDies;
+        S.NumKept += Chunk.NumKept;
     }
 }
 

@@ -37,7 +37,9 @@ QHash<QString, ELF_SYM_LIST> LocalNames;
 U32 _HashOfNamespace(const DWARF_STORE& S, U32 Idx) {
     std::string sPath;
     for (int i = 0; i < MAX_NAMESPACE_DEPTH && Idx < S.NamespaceParents.size(); ++i) {
-        sPath.insert(0, i != 0 ? "::" : "").insert(0, _GetDieRawName(S, S.Namespaces[Idx]));
+        DWARF_ATTR Attr; // an unnamed one's definition would be searched in vain
+        const bool HasName = DWARF_GetAttr(S, S.Namespaces[Idx], DW_AT_name, &Attr);
+        sPath.insert(0, i != 0 ? "::" : "").insert(0, HasName ? Attr.sText : std::string_view());
         Idx = S.NamespaceParents[Idx];
     }
     return ELF_HashName(sPath);
