@@ -34,6 +34,7 @@ U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);
 std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 /// The same without a copy or the rewriting of base type names; empty where there is none.
 std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, U32 Depth = 0); ///< of one that is open
 /// Short form of the names of C's base types.
 std::string DWARF_ShortenBaseType(std::string sName);
 /// Data type text; empty if it is longer than 498 characters.

@@ -194,9 +194,10 @@ bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R
 }
 
 bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
-    if (!DWARF_IsDie(S, Die)) {
-        return false;
-    }
+    return DWARF_IsDie(S, Die) && DWARF_OpenKnownDie(S, Die, pDie);
+}
+
+bool DWARF_OpenKnownDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
     const U32 Section = DWARF_SectionOf(Die, S);
     const U32 Off = DWARF_OffsetOf(Die, S);
     pDie->pUnit = DWARF_UnitAt(S, Section, Off);
@@ -216,6 +217,25 @@ bool DWARF_GetAttr(const DWARF_STORE& S, const DWARF_DIE& D, U32 At, DWARF_ATTR*
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
     DWARF_DIE D;
     return DWARF_OpenDie(S, Die, &D) && DWARF_GetAttr(S, D, At, pAttr);
+}
+
+U32 DWARF_PeekReference(const DWARF_STORE& S, const DWARF_DIE& D, U32 At) {
+    if (!_HasSpec(S, *D.pAbbrev, At)) {
+        return 0;
+    }
+    CByteReader R = D.R;
+    for (U32 i = D.pAbbrev->FirstAttr; i < D.pAbbrev->FirstAttr + D.pAbbrev->NumAttrs; ++i) {
+        const U32 Form = S.AttrSpecs[i].Form;
+        if (S.AttrSpecs[i].At == At) {
+            const bool IsFixed = Form == DW_FORM_ref4 || Form == DW_FORM_ref2 || Form == DW_FORM_ref1;
+            const U64 Off = IsFixed ? R.Get(static_cast<U32>(DWARF_FormSize(Form, *D.pUnit))) : Form == DW_FORM_ref_udata ? R.GetULeb() : 0;
+            return Off != 0 && Off < D.pUnit->End - D.pUnit->Off ? DWARF_MakeID(D.pUnit->Section, D.pUnit->Off + static_cast<U32>(Off)) : 0;
+        }
+        if (!DWARF_SkipForm(R, Form, *D.pUnit)) {
+            return 0;
+        }
+    }
+    return 0;
 }
 
 bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr) {

@@ -36,6 +36,10 @@ struct DWARF_DIE {
 
 /// Opens a DIE. False if the ID is none of the store's.
 bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie);
+/// The same for an ID that is known to be one, as those of the store's lists are: one look into memory less.
+bool DWARF_OpenKnownDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie);
+/// ID that a reference inside of the unit leads to, whether a DIE starts there or not; 0 without the attribute.
+U32 DWARF_PeekReference(const DWARF_STORE& S, const DWARF_DIE& D, U32 At);
 /// Reads one value of the form and leads over it. False if it can't be read.
 bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, DWARF_ATTR* pAttr);
 /// The same for a form that stands outside of an abbreviation.

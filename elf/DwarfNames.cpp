@@ -179,10 +179,11 @@ std::string DWARF_ShortenBaseType(std::string sName) {
 
 std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth) {
     DWARF_DIE D;
+    return Depth < MAX_NAME_DEPTH && DWARF_OpenDie(S, Die, &D) ? _GetDieRawName(S, Die, D, Depth) : std::string_view();
+}
+
+std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, U32 Depth) {
     DWARF_ATTR Attr;
-    if (Depth >= MAX_NAME_DEPTH || !DWARF_OpenDie(S, Die, &D)) {
-        return {};
-    }
     if (DWARF_GetAttr(S, D, DW_AT_name, &Attr) && Attr.Class == ATTR_STRING) {
         return Attr.sText;
     }

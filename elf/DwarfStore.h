@@ -142,6 +142,9 @@ struct DWARF_REF {
 /// References in the order of the section, or by target once IsSorted.
 struct DWARF_REFS {
     std::vector<DWARF_REF> Refs;
+    std::vector<U32> Steps; ///< once sorted: first reference to every (1 << StepShift)th DIE ID from Base on or behind it
+    U32 Base = 0;
+    U32 StepShift = 0;
     bool IsSorted = false;
 };
 
@@ -216,6 +219,12 @@ std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die);
 /// The last of those that refer to it as their declaration; 0 if there is none.
 U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die);
 
+/// Fetch into the cache what the DIE itself, and the question for its referrers, will be read from. Several DIEs of one
+/// name are read in a third of the time if all are fetched first.
+void DWARF_PrefetchReferrers(const DWARF_STORE& S, U32 Die);
+inline void DWARF_PrefetchDie(const DWARF_STORE& S, U32 Die);
+inline void DWARF_PrefetchKnownDie(const DWARF_STORE& S, U32 Die); ///< see DWARF_OpenKnownDie()
+
 /// True for the ID of a DIE of the store.
 bool DWARF_IsDie(const DWARF_STORE& S, U32 Die);
 /// ID of the DIE at an offset of the section; 0 if none starts there.
@@ -233,3 +242,15 @@ const DWARF_UNIT* DWARF_UnitOf(const DWARF_STORE& S, U32 Die);
 /// Scopes of the unit that holds the DIE, which must be one; the first question about a unit reads them.
 const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die);
 const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Code);
+
+inline void DWARF_PrefetchKnownDie(const DWARF_STORE& S, U32 Die) {
+    __builtin_prefetch(S.aSection[DWARF_SectionOf(Die, S)].pData + DWARF_OffsetOf(Die, S));
+}
+
+inline void DWARF_PrefetchDie(const DWARF_STORE& S, U32 Die) {
+    const std::vector<U64>& Bits = S.aDieStore[DWARF_SectionOf(Die, S) == DSEC_TYPES];
+    if (const U32 Off = DWARF_OffsetOf(Die, S); Off / 64 < Bits.size()) {
+        __builtin_prefetch(&Bits[Off / 64]);
+        DWARF_PrefetchKnownDie(S, Die);
+    }
+}

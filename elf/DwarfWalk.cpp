@@ -5,7 +5,6 @@
 #include "elf/NameHash.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <iterator>
 #include <libdwarf/dwarf.h>
@@ -404,31 +403,6 @@ void _JoinNamespaces(DWARF_STORE& S, std::vector<CHUNK>& Chunks) {
     _Join(Chunks, &CHUNK::Namespaces, &S.Namespaces);
 }
 
-/// References in the order of their targets; those of one target stay in the order of the section.
-std::pair<const DWARF_REF*, const DWARF_REF*> _RefsTo(DWARF_REFS* p, U32 Target) {
-    if (!p->IsSorted) {
-        std::stable_sort(p->Refs.begin(), p->Refs.end(),
-                         [](const DWARF_REF& a, const DWARF_REF& b) { return a.Target < b.Target; });
-        p->IsSorted = true;
-    }
-    const DWARF_REF* pBegin = p->Refs.data();
-    const DWARF_REF* pEnd = pBegin + p->Refs.size();
-    const DWARF_REF* pFirst = std::lower_bound(pBegin, pEnd, Target,
-                                               [](const DWARF_REF& Ref, U32 Key) { return Ref.Target < Key; });
-    const DWARF_REF* pLast = pFirst;
-    while (pLast != pEnd && pLast->Target == Target) {
-        ++pLast;
-    }
-    return {pFirst, pLast};
-}
-
-/// The references that may lead to the DIE: those of its own unit, then those across units.
-std::array<DWARF_REFS*, 2> _RefTablesOf(const DWARF_STORE& S, U32 Die) {
-    const DWARF_UNIT* pUnit = DWARF_UnitOf(S, Die);
-    DWARF_REFS* pForeign = S.DefTable.empty() ? nullptr : &S.DefTable.back();
-    return {pUnit != nullptr ? &S.DefTable[static_cast<size_t>(pUnit - S.Units.data())] : nullptr, pForeign};
-}
-
 } // namespace
 
 struct DWARF_WALK {
@@ -470,28 +444,4 @@ void DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
         S.NumDies += Chunk.NumDies;
         S.NumKept += Chunk.NumKept;
     }
-}
-
-std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {
-    std::vector<U32> Found;
-    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
-        if (pTable != nullptr) {
-            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
-            std::transform(pFirst, pLast, std::back_inserter(Found), [](const DWARF_REF& Ref) { return Ref.Die(); });
-        }
-    }
-    return Found;
-}
-
-U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die) {
-    U32 Found = 0;
-    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
-        if (pTable != nullptr && !pTable->Refs.empty()) {
-            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
-            for (const DWARF_REF* p = pFirst; p != pLast; ++p) {
-                Found = p->IsSpecification() ? p->Die() : Found;
-            }
-        }
-    }
-    return Found;
 }

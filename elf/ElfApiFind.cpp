@@ -74,30 +74,88 @@ void _BuildElfNames(const ELF_FILE* pFile) {
 }
 
 /// A namespace has its qualified name here, anything else its plain one.
-bool _HasName(const DWARF_STORE& S, U32 Die, const std::string& sName) {
-    const bool IsPlain = _GetDieRawName(S, Die) == sName;
+bool _HasName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, const std::string& sName) {
+    const bool IsPlain = _GetDieRawName(S, Die, D) == sName;
     if (!IsPlain && sName.find("::") == std::string::npos) {
         return false;
     }
-    return _GetDieType(S, Die) != DW_TAG_namespace ? IsPlain
-                                                  : ElfApi_GetSymName(ELF_MakeDwarfHandle(Die), true).toStdString() == sName;
+    return D.pAbbrev->Tag != DW_TAG_namespace ? IsPlain
+                                              : ElfApi_GetSymName(ELF_MakeDwarfHandle(Die), true).toStdString() == sName;
+}
+
+/// DIEs that may have a name. A name with several results has them all over the file: what is read of each is fetched
+/// into the cache for all of them first.
+class CCandidates {
+public:
+    /// HasRelatives: declarations and instances will be looked at, too.
+    CCandidates(const DWARF_STORE& S, bool HasRelatives) : m_S(S), m_HasRelatives(HasRelatives) {}
+    bool IsFull() const { return m_Num == MAX_NUM; }
+    void Add(U32 Die) {
+        DWARF_PrefetchKnownDie(m_S, Die);
+        m_aDie[m_Num++].ID = Die;
+    }
+    /// Calls Visit(ID, tag) for those that have the name, in order, and forgets all.
+    template <typename VISIT>
+    void Take(const std::string& sName, VISIT Visit) {
+        for (U32 i = 0; i < m_Num; ++i) {
+            m_aDie[i].IsOpen = DWARF_OpenKnownDie(m_S, m_aDie[i].ID, &m_aDie[i].D);
+            if (m_HasRelatives && m_aDie[i].IsOpen && m_Num > 1) {
+                PrefetchRelatives(m_aDie[i]);
+            }
+        }
+        for (U32 i = 0; i < m_Num; ++i) {
+            if (m_aDie[i].IsOpen && _HasName(m_S, m_aDie[i].ID, m_aDie[i].D, sName)) {
+                Visit(m_aDie[i].ID, m_aDie[i].D.pAbbrev->Tag);
+            }
+        }
+        m_Num = 0;
+    }
+
+private:
+    static constexpr U32 MAX_NUM = 16;
+    struct CANDIDATE {
+        U32 ID;
+        bool IsOpen;
+        DWARF_DIE D;
+    };
+    void PrefetchRelatives(const CANDIDATE& Candidate) const {
+        if (const U32 Declaration = DWARF_PeekReference(m_S, Candidate.D, DW_AT_specification); Declaration != 0) {
+            DWARF_PrefetchDie(m_S, Declaration);
+        }
+        DWARF_PrefetchReferrers(m_S, Candidate.ID);
+    }
+    const DWARF_STORE& m_S;
+    bool m_HasRelatives;
+    U32 m_Num = 0;
+    CANDIDATE m_aDie[MAX_NUM];
+};
+
+template <typename VISIT>
+void _ForEachNamed(const CNameIndex& Names, const DWARF_STORE& S, const std::string& sName, VISIT Visit) {
+    CCandidates Candidates(S, &Names == &GlobalNames);
+    Names.ForEach(ELF_HashName(sName), [&](U32 Die) {
+        if (Candidates.IsFull()) {
+            Candidates.Take(sName, Visit);
+        }
+        Candidates.Add(Die);
+    });
+    Candidates.Take(sName, Visit);
 }
 
 /// Place of a kind of DIE among the results, and the DIE.
 using RANKED_DIE = std::pair<int, U32>;
 
 /// The DIE if a list holds it, and all that have its name from it: definitions, instances, inline expansions.
-void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<RANKED_DIE>* pFound) {
+void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Tag, U32 Depth, std::vector<RANKED_DIE>* pFound) {
     constexpr U32 MAX_DEPTH = 5;
     constexpr size_t MAX_FOUND = 1'000'000; // references of a damaged file may lead to the same DIEs again and again
-    const U32 Tag = _GetDieType(S, Die);
     if (Tag != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
         pFound->emplace_back(Tag == DW_TAG_inlined_subroutine ? 0 : Tag == DW_TAG_subprogram ? 1 : Tag == DW_TAG_variable ? 2 : 3, Die);
     }
     for (const U32 Other : Depth < MAX_DEPTH ? DWARF_ReferrersOf(S, Die) : std::vector<U32>()) {
         DWARF_ATTR Attr;
         if (pFound->size() < MAX_FOUND && !DWARF_GetAttr(S, Other, DW_AT_name, &Attr)) {
-            _AddInstances(S, Other, Depth + 1, pFound);
+            _AddInstances(S, Other, _GetDieType(S, Other), Depth + 1, pFound);
         }
     }
 }
@@ -108,11 +166,7 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
         return;
     }
     std::vector<RANKED_DIE> Dies;
-    GlobalNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
-        if (_HasName(*pStore, Die, sName)) {
-            _AddInstances(*pStore, Die, 0, &Dies);
-        }
-    });
+    _ForEachNamed(GlobalNames, *pStore, sName, [&](U32 Die, U32 Tag) { _AddInstances(*pStore, Die, Tag, 0, &Dies); });
     std::sort(Dies.begin(), Dies.end());
     Dies.erase(std::unique(Dies.begin(), Dies.end()), Dies.end());
     for (const auto& [Rank, Die] : Dies) {
@@ -121,15 +175,9 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
 }
 
 void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
-    const DWARF_STORE* pStore = ELF_GetStore();
-    if (pStore == nullptr) {
-        return;
+    if (const DWARF_STORE* pStore = ELF_GetStore(); pStore != nullptr) {
+        _ForEachNamed(TypeNames, *pStore, sName, [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
     }
-    TypeNames.ForEach(ELF_HashName(sName), [&](U32 Die) {
-        if (_HasName(*pStore, Die, sName)) {
-            pFound->append(ELF_MakeDwarfHandle(Die));
-        }
-    });
 }
 
 void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
@@ -313,16 +361,20 @@ ELF_SYM_LIST ElfApi_FindSyms(const QString& sName, bool Globals, bool FromLocals
         const ELF_SYM_HANDLE hThis = ElfApi_GetThisPointer(hCurrentFunc);
         return hThis != 0 ? ELF_SYM_LIST{hThis} : ELF_SYM_LIST();
     }
-    const qsizetype Colon = sName.indexOf(QStringLiteral("::"));
+    const qsizetype Colon = sName.indexOf(QLatin1String("::"));
+    bool IsInOrder = !FromLocals; // what one look for globals gives is
     Found = Colon < 0 ? _Find(QString(), sName, Globals, FromLocals, Types)
                       : _Find(sName.left(Colon), sName.mid(Colon + 2), Globals, FromLocals, Types);
     if (Found.isEmpty() && Colon >= 0) {
         Found = _FindQualified(sName, Globals, FromLocals, Types);
+        IsInOrder = false;
     }
     if (ElfSyms) {
         _AddElfSyms(sName.toStdString(), &Found);
     }
-    _Sort(&Found);
+    if (!IsInOrder) {
+        _Sort(&Found);
+    }
     return Found;
 }
 
