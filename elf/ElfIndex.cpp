@@ -157,7 +157,9 @@ std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 First, U32 Last) {
     }
     std::reverse(Found.begin(), Found.end());
     for (size_t i = 0, Num = Found.size(); i < Num; ++i) {
-        if (Found[i].IsElf != 0) {
+        // Several units may describe one function that the linker kept of their copies: its expansions count once.
+        const bool IsCopy = i > 0 && Found[i - 1].IsElf == 0 && Found[i].Lo == Found[i - 1].Lo && Found[i].Hi == Found[i - 1].Hi;
+        if (Found[i].IsElf != 0 || IsCopy) {
             continue;
         }
         for (const ENTRY& Inline : InlinesOf(Found[i].ID)) {

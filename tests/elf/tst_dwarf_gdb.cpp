@@ -10,7 +10,12 @@
 #include <libdwarf/dwarf.h>
 
 // The symbol store against gdb: every function's range, every global's address and size, every struct's layout, for C
-// and C++ at four levels of optimization and in four versions of DWARF.
+// and C++ at four levels of optimization and in four versions of DWARF. Programs of others (BRASK_ORACLE_PROGRAMS) that
+// aren't C or C++ always differ in these:
+// - an array of Ada or Fortran whose first index isn't told begins at 1 for gdb, at 0 here; gdb computes sizes at run time;
+// - an array of arrays (Go, or by a typedef) has its inner dimension first here; gdb gives a function 1 byte;
+// - variables that the compiler made up (D) are no globals here;
+// - what stands in another file (split units, supplementary files) isn't read.
 
 namespace {
 
@@ -55,11 +60,11 @@ QStringList _AskGdb(const QString& sElf) {
         .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
-/// Type text for comparison: gdb doesn't tell classes from structures.
-QString _TypeText(ELF_SYM_HANDLE h) {
-    QString sText = ElfApi_GetSymDataTypeName(h);
-    sText.replace(QRegularExpression(QStringLiteral("\\bclass\\b")), QStringLiteral("struct"));
-    sText = _Squeeze(sText);
+/// Type text for comparison, without modules: gdb doesn't tell classes from structures.
+QString _TypeText(QString sText) {
+    static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w))"));
+    static const QRegularExpression Class(QStringLiteral("\\bclass\\b"));
+    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module));
     return sText.contains(QLatin1String("::*")) ? QStringLiteral("memberptr") : sText;
 }
 
@@ -74,11 +79,12 @@ QString _DescribeMember(ELF_SYM_HANDLE h) {
         .arg(Bit)
         .arg(Width)
         .arg(ElfApi_GetSymSize(ElfApi_GetSymDataType(h)))
-        .arg(_TypeText(h));
+        .arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
 }
 
 /// gdb takes the name that the linker knows where the compiler gives one, which for an inherited constructor is that of
-/// the base class. Of the types around a symbol ours tells the innermost.
+/// the base class, and the package or module of languages other than C++. Of the types around a symbol ours tells the
+/// innermost.
 bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sOurs = _Squeeze(ElfApi_GetSymName(h, true));
     const QString sTheirs = _Squeeze(sName);
@@ -89,7 +95,8 @@ bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sScope = sOurs.section(QStringLiteral("::"), 0, -2);
     const bool IsConstructor = sScope.section(QStringLiteral("::"), -1) == sOurs.section(QStringLiteral("::"), -1) &&
                                sTheirs.startsWith(sScope + "::");
-    if (("::" + sOurs).endsWith("::" + sTheirs) || IsNested || IsCut || IsConstructor) {
+    const bool IsInModule = sTheirs.endsWith('.' + sOurs) || QString(sTheirs).replace('.', "__") == sOurs;
+    if (("::" + sOurs).endsWith("::" + sTheirs) || IsNested || IsCut || IsConstructor || IsInModule) {
         return true;
     }
     const DWARF_STORE* pStore = ELF_IsElfSymbol(h) ? nullptr : ELF_GetStore();
@@ -102,7 +109,9 @@ bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
 QMultiHash<QString, ELF_SYM_HANDLE> TypesByName;
 
 ELF_SYM_LIST _TypesNamed(const QString& sName) {
-    ELF_SYM_LIST Found = TypesByName.values(_Squeeze(sName).section(QStringLiteral("::"), -1));
+    const QString sLast = _Squeeze(sName).section(QStringLiteral("::"), -1);
+    ELF_SYM_LIST Found = TypesByName.values(sLast);
+    Found += sLast.contains('.') ? TypesByName.values(sLast.section('.', -1)) : ELF_SYM_LIST();
     Found.removeIf([&](ELF_SYM_HANDLE h) { return !_IsNamed(h, sName); });
     return Found;
 }
@@ -126,13 +135,13 @@ QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sT
     QString sFound;
     for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(sName, true, false, false, false) + ElfApi_FindSymsAtAddr(static_cast<U32>(Addr), true, false)) {
         const bool IsOpaque = ElfApi_GetSymSize(h) == 0 && !sType.contains(QLatin1Char('*')); // only declared
-        if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && (ElfApi_GetSymSize(h) == Size || IsOpaque) && _TypeText(h) == _Squeeze(sType)) {
+        if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && (ElfApi_GetSymSize(h) == Size || IsOpaque) && _TypeText(ElfApi_GetSymDataTypeName(h)) == _TypeText(sType)) {
             return {};
         }
         if (Addr == 0 && ElfApi_GetSymAddr(h) == -1) {
             return {}; // at 0 stands what the linker dropped
         }
-        sFound += QStringLiteral(" %1, %2 bytes, %3").arg(ElfApi_GetSymAddr(h)).arg(ElfApi_GetSymSize(h)).arg(_TypeText(h));
+        sFound += QStringLiteral(" %1, %2 bytes, %3").arg(ElfApi_GetSymAddr(h)).arg(ElfApi_GetSymSize(h)).arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
     }
     return QStringLiteral("found") + sFound;
 }
@@ -225,7 +234,7 @@ int _CompareWithGdb(const QString& sElf, const QString& sWhere) {
         if (Fact[0] == "S") {
             Structs.append({Fact[1], Fact[2].toUInt(), {}});
         } else if (Fact[0] == "M") {
-            Structs.last().Members.append((Fact.mid(2, 4) + QStringList{_Squeeze(Fact[6])}).join(QLatin1Char('|')));
+            Structs.last().Members.append((Fact.mid(2, 4) + QStringList{_TypeText(Fact[6])}).join(QLatin1Char('|')));
         }
     }
     for (const GDB_STRUCT& Struct : Structs) {

@@ -125,9 +125,11 @@ for start in starts:
             continue
         files.add((block.start, block.end, block.is_static))
         for symbol in block:
-            if symbol.addr_class == gdb.SYMBOL_LOC_STATIC and symbol.is_variable:
-                once('G|%s|%d|%d|%s' % (symbol.name, address_of(symbol), size_of(symbol.type), text_of(symbol.type)))
-                type_of(symbol.type.strip_typedefs())
-            elif symbol.addr_class == gdb.SYMBOL_LOC_TYPEDEF:
-                type_of(symbol.type.strip_typedefs())
+            try:
+                if symbol.addr_class == gdb.SYMBOL_LOC_STATIC and symbol.is_variable:
+                    once('G|%s|%d|%d|%s' % (symbol.name, address_of(symbol), size_of(symbol.type), text_of(symbol.type)))
+                if symbol.addr_class in (gdb.SYMBOL_LOC_STATIC, gdb.SYMBOL_LOC_TYPEDEF):
+                    type_of(symbol.type.strip_typedefs())
+            except (gdb.error, TypeError, AttributeError):  # Ada's types may depend on values that aren't there
+                pass
 print('END')

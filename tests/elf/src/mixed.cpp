@@ -31,6 +31,11 @@ int CBox::Grow(int By) {
     return Area();
 }
 
+template <typename T>
+__attribute__((noinline)) T Twice(T Side) {
+    return CBox(Side).Area() * 2; // each unit that uses it has a copy, of which the linker keeps one
+}
+
 struct COUNTER {
     COUNTER() : Value(Sink * 3) {}
     int Value;
@@ -42,5 +47,5 @@ int _start() {
     const int aItems[] = {3, 1, 4, 1, 5};
     const short aShort[] = {9, 2, 6};
     Shapes::CBox Box(Shapes::Largest(aItems, 5));
-    return Box.Grow(Shapes::Largest(aShort, 3));
+    return Box.Grow(Shapes::Twice<int>(Shapes::Largest(aShort, 3)));
 }
