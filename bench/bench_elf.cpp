@@ -11,6 +11,7 @@
 #include <QStandardPaths>
 #include <algorithm>
 #include <cstdio>
+#include <random>
 #include <vector>
 
 // Opening a program with tens of megabytes of debug information, beside gdb, readelf and a bare walk over all DIEs of
@@ -77,19 +78,42 @@ void _Print(const QString& sName, double Value, const char* sUnit, const char* s
     }
 }
 
-/// Time per look-up of the names of all these symbols, in microseconds.
-double _NameLookup(const ELF_SYM_LIST& Syms, bool Globals, bool Types, bool ElfSyms) {
+/// Which of the look-ups a name goes to.
+struct SOURCES {
+    bool Globals;
+    bool Types;
+    bool ElfSyms;
+};
+
+/// Names of the symbols in no order, each once; of all, or of those that mean MaxMeanings at most.
+QStringList _NamesOf(const ELF_SYM_LIST& Syms, const SOURCES& From, qsizetype MaxMeanings) {
     QStringList Names;
     for (const ELF_SYM_HANDLE h : Syms) {
         Names.append(ElfApi_GetSymName(h));
     }
     Names.removeDuplicates();
+    Names.removeIf([&](const QString& sName) {
+        return ElfApi_FindSyms(sName, From.Globals, false, From.Types, From.ElfSyms).size() > MaxMeanings;
+    });
+    std::shuffle(Names.begin(), Names.end(), std::mt19937(1));
+    return Names;
+}
+
+/// Time per look-up of these names, in microseconds.
+double _NameLookup(const QStringList& Names, const SOURCES& From) {
     QElapsedTimer Timer;
     Timer.start();
     for (const QString& sName : Names) {
-        ElfApi_FindSym(sName, Globals, false, Types, ElfSyms);
+        ElfApi_FindSym(sName, From.Globals, false, From.Types, From.ElfSyms);
     }
     return _MsOf(Timer) * 1000 / static_cast<double>(std::max<qsizetype>(Names.size(), 1));
+}
+
+void _MeasureNames(const QString& sPrefix, const ELF_SYM_LIST& Syms, const SOURCES& From) {
+    for (const qsizetype MaxMeanings : {qsizetype(1) << 30, qsizetype(1)}) {
+        const QString sName = QString(sPrefix).arg(QLatin1String(MaxMeanings == 1 ? "unique_" : ""));
+        _Print(sName, _NameLookup(_NamesOf(Syms, From, MaxMeanings), From), "us", "goal", 1);
+    }
 }
 
 double _Median(std::vector<double> Times) {
@@ -132,9 +156,9 @@ void _Measure(const QString& sFile) {
     _Print(sName + "_open", OpenMs, "ms", "readelf", _RunTool("readelf", {"--debug-dump=info", sFile}));
     _Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
     _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
-    _Print(sName + "_name_to_symbol", _NameLookup(ElfApi_Functions(), false, false, true), "us", "goal", 1);
-    _Print(sName + "_name_to_variable", _NameLookup(ElfApi_GlobalVars(), true, false, false), "us", "goal", 1);
-    _Print(sName + "_name_to_type", _NameLookup(ElfApi_Types(), false, true, false), "us", "goal", 1);
+    _MeasureNames(sName + "_name_to_%1symbol", ElfApi_Functions(), {false, false, true});
+    _MeasureNames(sName + "_name_to_%1variable", ElfApi_GlobalVars(), {true, false, false});
+    _MeasureNames(sName + "_name_to_%1type", ElfApi_Types(), {false, true, false});
     std::fflush(stdout);
     ElfApi_Deinit();
 }
