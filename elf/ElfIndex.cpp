@@ -20,7 +20,8 @@ void CNameIndex::Build(const std::vector<std::vector<DWARF_NAME>>& Lists) {
     for (const std::vector<DWARF_NAME>& List : Lists) {
         Num += List.size();
     }
-    const U32 NumBits = std::clamp<U32>(static_cast<U32>(std::bit_width(Num)), 1, 24);
+    // A bucket for two to four names: they share a cache line, and the buckets of half a million fit a core's cache.
+    const U32 NumBits = std::clamp<U32>(static_cast<U32>(std::bit_width(Num / 4)), 1, 24);
     m_Shift = 32 - NumBits;
     m_First.assign((size_t(1) << NumBits) + 2, 0);
     for (const std::vector<DWARF_NAME>& List : Lists) {

@@ -30,6 +30,7 @@ int _CopySymbols(ELF_FILE* pFile) {
         if (Section.sh_type == SHT_DYNSYM && pFile->DynSyms.End == 0) {
             pFile->DynSyms = {First, First + Section.sh_size / Section.sh_entsize, Section.sh_link};
         }
+        pFile->paSym.reserve(pFile->paSym.size() + Section.sh_size / Section.sh_entsize);
         for (U32 n = 0; n < Section.sh_size / Section.sh_entsize; ++n) {
             Elf32_Sym Sym;
             std::memcpy(&Sym, pData + static_cast<size_t>(n) * Section.sh_entsize, sizeof(Sym));
