@@ -64,7 +64,7 @@ QStringList _AskGdb(const QString& sElf) {
 QString _TypeText(QString sText) {
     static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w))"));
     static const QRegularExpression Class(QStringLiteral("\\bclass\\b"));
-    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module));
+    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module)).replace(QLatin1String("struct::"), QLatin1String("struct"));
     return sText.contains(QLatin1String("::*")) ? QStringLiteral("memberptr") : sText;
 }
 
@@ -160,6 +160,32 @@ QString _CheckBase(const QString& sType, const QString& sBase, I64 Off) {
     return QStringLiteral("found") + sFound;
 }
 
+/// Empty if one of our enumerations of the name has the enumerators, of whose values the lower 32 bits are kept.
+QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) {
+    QStringList Theirs = sEnumerators.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    for (QString& sTheirs : Theirs) {
+        const I64 Value = sTheirs.section(QLatin1Char('='), 1).toLongLong();
+        sTheirs = sTheirs.section(QLatin1Char('='), 0, 0) + '=' + QString::number(static_cast<U32>(Value));
+    }
+    QString sFound;
+    for (const ELF_SYM_HANDLE hType : _TypesNamed(sName)) {
+        QStringList Ours;
+        for (const ELF_SYM_HANDLE h : ElfApi_GetMembers(ElfApi_GetSymDataType(hType, true))) {
+            const QByteArray Value = ElfApi_GetSymConstValue(h);
+            U32 Bits = 0;
+            std::memcpy(&Bits, Value.constData(), std::min<size_t>(sizeof(Bits), static_cast<size_t>(Value.size())));
+            if (!ElfApi_IsFunc(h)) {
+                Ours.append(ElfApi_GetSymName(h) + '=' + QString::number(Bits));
+            }
+        }
+        if (Ours == Theirs && ElfApi_GetSymSize(hType) == Size) {
+            return {};
+        }
+        sFound += QStringLiteral(" %1 bytes: %2").arg(ElfApi_GetSymSize(hType)).arg(Ours.join(QLatin1Char(' ')));
+    }
+    return QStringLiteral("found") + sFound;
+}
+
 /// What is wrong with one fact of gdb's; empty if nothing is.
 QString _Check(const QStringList& Fact) {
     const QString& sName = Fact[1];
@@ -168,6 +194,9 @@ QString _Check(const QStringList& Fact) {
     }
     if (Fact[0] == "G") {
         return _CheckGlobal(sName, Fact[2].toLongLong(), Fact[3].toUInt(), Fact[4]);
+    }
+    if (Fact[0] == "E") {
+        return _CheckEnum(sName, Fact[2].toUInt(), Fact[3]);
     }
     if (Fact[0] == "B") {
         return _CheckBase(sName, Fact[2], Fact[3].toLongLong() / 8);

@@ -1,5 +1,5 @@
 # Run by gdb: prints what it knows of the loaded file, one fact a line, for tst_dwarf_gdb.
-# F name lo hi | G name addr size type | S name size | M type field bitpos bitsize size type | B type base bitpos
+# F name lo hi | G name addr size type | E name size enumerators | S name size | M type field bitpos bitsize size type | B type base bitpos
 import re
 import subprocess
 import gdb
@@ -99,6 +99,9 @@ def size_of(t):  # of an array without elements or of unknown size that of one e
 
 def type_of(t):
     name = t.name or t.tag
+    if t.code == gdb.TYPE_CODE_ENUM and name:
+        name = name.replace(' ', '')
+        return once('E|%s|%d|%s' % (name, t.sizeof, ' '.join('%s=%d' % (last_name(f.name), f.enumval) for f in t.fields())))
     if t.code not in (gdb.TYPE_CODE_STRUCT, gdb.TYPE_CODE_UNION) or not name or t.sizeof == 0:
         return
     name = name.replace(' ', '')
