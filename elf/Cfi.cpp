@@ -187,8 +187,9 @@ std::shared_ptr<CFI_TABLE> ELF_LoadCfi(const ELF_FILE* pFile) {
         pTable->FdeByAddr[i] = i;
     }
     const std::vector<CFI_FDE>& List = pTable->FdeList;
-    std::stable_sort(pTable->FdeByAddr.begin(), pTable->FdeByAddr.end(),
-                     [&List](U32 a, U32 b) { return List[a].AddrLo < List[b].AddrLo; });
+    // The search goes downwards: of several for one address, those of dropped copies of a function, the first is right.
+    std::sort(pTable->FdeByAddr.begin(), pTable->FdeByAddr.end(),
+              [&List](U32 a, U32 b) { return List[a].AddrLo != List[b].AddrLo ? List[a].AddrLo < List[b].AddrLo : a > b; });
     return pTable;
 }
 

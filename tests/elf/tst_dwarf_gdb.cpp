@@ -36,7 +36,7 @@ QString _Squeeze(QString sName) {
     static const QRegularExpression Args(QStringLiteral("<[^<>]*>"));
     static const QRegularExpression Clone(QStringLiteral("\\[abi:\\w+\\]|(\\.(constprop|isra|part|lto_priv|cold)(\\.\\d+)?)+$"));
     static const QRegularExpression Closure(QStringLiteral("\\{lambda|\\$_|(^|::)operator\\(\\)$"));
-    sName.remove(QLatin1String("'<'"));
+    sName.remove(QLatin1String("'<'")).replace(QLatin1String("->"), QLatin1String("--"));
     const bool IsCut = sName.size() >= MAX_NAME;
     for (qsizetype Size = 0; Size != sName.size();) {
         Size = sName.size();
@@ -60,10 +60,10 @@ QStringList _AskGdb(const QString& sElf) {
         .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
-/// Type text for comparison, without modules: gdb doesn't tell classes from structures.
+/// Type text for comparison, without modules and scopes: gdb doesn't tell classes from structures.
 QString _TypeText(QString sText) {
-    static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w))"));
-    static const QRegularExpression Class(QStringLiteral("\\bclass\\b"));
+    static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w)|::(?!\\*))"));
+    static const QRegularExpression Class(QStringLiteral("\\bclass\\b|\\bstruct dyn\\b"));
     sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module)).replace(QLatin1String("struct::"), QLatin1String("struct"));
     return sText.contains(QLatin1String("::*")) ? QStringLiteral("memberptr") : sText;
 }
@@ -91,7 +91,8 @@ bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sSpaces = _Squeeze(ElfApi_GetNamespacePath(h));
     const bool IsNested = !ElfApi_GetSymScopeName(h).isEmpty() && sTheirs.startsWith(sSpaces) &&
                           sTheirs.endsWith("::" + sOurs.mid(sSpaces.size()));
-    const bool IsCut = ElfApi_GetSymName(h, true).size() >= MAX_NAME && sTheirs.startsWith(sOurs);
+    const bool IsCut = ElfApi_GetSymName(h, true).size() >= MAX_NAME &&
+                       sTheirs.contains(sOurs.section(QStringLiteral("::"), -1));
     const QString sScope = sOurs.section(QStringLiteral("::"), 0, -2);
     const bool IsConstructor = sScope.section(QStringLiteral("::"), -1) == sOurs.section(QStringLiteral("::"), -1) &&
                                sTheirs.startsWith(sScope + "::");
@@ -112,6 +113,7 @@ ELF_SYM_LIST _TypesNamed(const QString& sName) {
     const QString sLast = _Squeeze(sName).section(QStringLiteral("::"), -1);
     ELF_SYM_LIST Found = TypesByName.values(sLast);
     Found += sLast.contains('.') ? TypesByName.values(sLast.section('.', -1)) : ELF_SYM_LIST();
+    Found += TypesByName.values(_Squeeze(sName)); // such as a tuple of Rust
     Found.removeIf([&](ELF_SYM_HANDLE h) { return !_IsNamed(h, sName); });
     return Found;
 }

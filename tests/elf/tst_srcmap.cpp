@@ -3,6 +3,8 @@
 #include "elf/ElfApiLines.h"
 #include "elf/IntervalTree.h"
 #include "elf/SrcMap.h"
+#include "tests/elf/ElfImageBuilder.h"
+
 
 #include <gtest/gtest.h>
 #include <libdwarf/dwarf.h>
@@ -313,6 +315,21 @@ TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
     Table.FdeByAddr.clear();
     EXPECT_EQ(ELF_GetCFA(&Table, 0x102).Off, 2);
     EXPECT_EQ(ELF_GetCFA(&Table, 0x104).Kind, ELF_LOC_NONE);
+}
+
+TEST_F(CElfTest, FramesOfSignalHandlersAndOfCopies) {
+    // A frame as GCC writes it for the return from a signal handler; of two for one function the first one counts.
+    const QByteArray Cie = QByteArray::fromHex("10000000" "ffffffff" "01" "5300" "01" "7c" "0e" "0c0d00000000");
+    const QByteArray First = QByteArray::fromHex("10000000" "00000000" "00100000" "40000000" "0e080000");
+    const QByteArray Second = QByteArray::fromHex("10000000" "00000000" "00100000" "40000000" "0e100000");
+    CElfImageBuilder Image;
+    Image.AddSection(".text", 1, 6, 0x1000, QByteArray(0x100, '\0'));
+    Image.AddSection(".debug_frame", 1, 0, 0, Cie + First + Second);
+    const ELF_FILE* pFile = Open(Image.Build());
+    ASSERT_NE(pFile, nullptr);
+    const std::shared_ptr<CFI_TABLE> pTable = ELF_LoadCfi(pFile);
+    EXPECT_EQ(ELF_GetFdeCnt(pTable.get()), 2u);
+    EXPECT_EQ(ELF_GetCFA(pTable.get(), 0x1010).Off, 8);
 }
 
 TEST(Cfi, StackUseIsTheLargestOffset) {

@@ -13,17 +13,17 @@ INDIRECT = (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF, gdb.TYPE_CODE_VOID)
 STEP = {gdb.TYPE_CODE_PTR: '*', gdb.TYPE_CODE_REF: '&', gdb.TYPE_CODE_RVALUE_REF: '&&'}
 
 
-def last_name(name):  # without the scope in front; template arguments have scopes of their own
+def last_name(name):  # without the scope in front; arguments, and Rust's tuples and pointers, have scopes of their own
     depth, start = 0, 0
-    for i, c in enumerate(name):
-        depth += (c == '<') - (c == '>')
+    for i, c in enumerate(name.replace('->', '--') if name[:1] not in '&*' else ''):
+        depth += (c in '<([') - (c in '>)]')
         if depth == 0 and name[i:i + 2] == '::':
             start = i + 2
     return name[start:]
 
 
 def bare(name):  # without arguments and parameters, and without the function that a local class stands in
-    name, more = re.subn('<[^<>]*>', '', name)
+    name, more = re.subn('<[^<>]*>', '', name.replace('->', '--'))
     while more:
         name, more = re.subn('<[^<>]*>', '', name)
     name = re.sub(r'\)( const| volatile| &&?| \[clone [^]]*\])+$', ')', name)
