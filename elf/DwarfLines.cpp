@@ -14,6 +14,7 @@ namespace {
 
 constexpr U32 NO_FILE = 0xFFFFFFFF;
 constexpr U32 BYTES_PER_ROW = 6;   ///< of the whole file; real ones have thirty and more
+constexpr I64 ROWS_PER_RUN = 5;    ///< what a run counts for: its tables take memory, too
 constexpr I64 ROW_CLAIM = 1024;
 constexpr I64 MAX_CLAIMS = 8;      ///< that tasks hold at one time, and more than that
 constexpr U32 NUM_UNIT_RANGES = 100'000;
@@ -53,8 +54,9 @@ public:
         if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File == File) {
             return true;
         }
+        m_NumRows += pLast == nullptr || Row.Addr < pLast->Addr ? ROWS_PER_RUN : 1;
         m_Writer.Add({Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL)});
-        if (++m_NumRows < m_NumClaimed) {
+        if (m_NumRows < m_NumClaimed) {
             return true;
         }
         m_NumClaimed += ROW_CLAIM;

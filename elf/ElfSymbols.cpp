@@ -30,8 +30,11 @@ int _CopySymbols(ELF_FILE* pFile) {
         if (Section.sh_type == SHT_DYNSYM && pFile->DynSyms.End == 0) {
             pFile->DynSyms = {First, First + Section.sh_size / Section.sh_entsize, Section.sh_link};
         }
-        pFile->paSym.reserve(pFile->paSym.size() + Section.sh_size / Section.sh_entsize);
-        for (U32 n = 0; n < Section.sh_size / Section.sh_entsize; ++n) {
+        const U32 Num = Section.sh_size / Section.sh_entsize;
+        if (Num > pFile->paSym.size()) { // many small tables grow together as a vector does
+            pFile->paSym.reserve(pFile->paSym.size() + Num);
+        }
+        for (U32 n = 0; n < Num; ++n) {
             Elf32_Sym Sym;
             std::memcpy(&Sym, pData + static_cast<size_t>(n) * Section.sh_entsize, sizeof(Sym));
             if (ELF_IsFileDataSwapped(pFile) != 0) {
