@@ -227,7 +227,10 @@ I32 ELF_GetRegRules(CFI_TABLE* pTable, U32 PC, ELF_SYM_LOC* paRules) {
 }
 
 ELF_SYM_LOC ELF_GetCFA(CFI_TABLE* pTable, U32 PC) {
-    if (pTable != nullptr && pTable->CachedCfaPC == PC && PC != 0xFFFFFFFF) {
+    if (pTable == nullptr) {
+        return {};
+    }
+    if (pTable->CachedCfaPC == PC && PC != 0xFFFFFFFF) {
         return pTable->CachedCfaLoc;
     }
     const CFI_FDE* pFde = CFI_FindFde(pTable, PC);

@@ -3,6 +3,7 @@
 #include "elf/Dwarf.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfLineProgram.h"
+#include "elf/ElfInternal.h"
 
 #include <algorithm>
 #include <atomic>
@@ -35,37 +36,48 @@ struct PROGRAM {
     std::vector<U32> Units; ///< the first one gives the compilation directory
     bool IsDamaged = false;
     ELF_LINE_TABLE Table;
+    ELF_LINE_TABLE AtZero; ///< sequences that begin at address 0: mostly of code that the linker dropped
     std::vector<std::string> Paths; ///< of the files by number, empty for what is no file
 };
 
 /// Takes the rows of one program. Rows that say the same again, for a view number or the end of a prologue, are left out.
 class CRowSink {
 public:
-    CRowSink(ELF_LINE_TABLE* pTable, BUDGET* pBudget) : m_Writer(pTable), m_Budget(*pBudget) {}
+    CRowSink(PROGRAM* p, BUDGET* pBudget) : m_Writer(&p->Table), m_WriterAtZero(&p->AtZero), m_Budget(*pBudget) {}
     ~CRowSink() {
-        m_Writer.EndRun();
+        OnSequenceEnd(0);
         m_Budget.NumRows += m_NumClaimed - m_NumRows; // a file of many small programs would run out of claims
     }
     CRowSink(const CRowSink&) = delete;
     CRowSink& operator=(const CRowSink&) = delete;
     bool OnRow(const DWARF_LINE_ROW& Row) {
         const U32 File = static_cast<U32>(std::min<U64>(Row.File, MAX_LINE_FILE));
-        const ELF_LINE* pLast = m_Writer.GetLast();
+        if (m_pWriter == nullptr) {
+            m_pWriter = Row.Addr != 0 ? &m_Writer : &m_WriterAtZero;
+        }
+        const ELF_LINE* pLast = m_pWriter->GetLast();
         if (pLast != nullptr && pLast->Addr == Row.Addr && pLast->Line == Row.Line && pLast->File == File) {
             return true;
         }
         m_NumRows += pLast == nullptr || Row.Addr < pLast->Addr ? ROWS_PER_RUN : 1;
-        m_Writer.Add({Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL)});
+        m_pWriter->Add({Row.Addr, Row.Line, File, std::min(Row.Col, MAX_LINE_COL)});
         if (m_NumRows < m_NumClaimed) {
             return true;
         }
         m_NumClaimed += ROW_CLAIM;
         return m_Budget.NumRows.fetch_sub(ROW_CLAIM) > 0;
     }
-    void OnSequenceEnd(U32) { m_Writer.EndRun(); }
+    void OnSequenceEnd(U32) {
+        if (m_pWriter != nullptr) {
+            m_pWriter->EndRun();
+        }
+        m_pWriter = nullptr;
+    }
 
 private:
     CLineTableWriter m_Writer;
+    CLineTableWriter m_WriterAtZero;
+    CLineTableWriter* m_pWriter = nullptr; ///< of the sequence, null before its first row
     BUDGET& m_Budget;
     I64 m_NumRows = 0;
     I64 m_NumClaimed = 0;
@@ -78,7 +90,7 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     pBudget->NumBytes -= static_cast<I64>(Header.Size);
     const U64 Middle = ELF_GetCpuTime();
     if (!p->IsDamaged) {
-        CRowSink Sink(&p->Table, pBudget);
+        CRowSink Sink(p, pBudget);
         p->Table.Rows.reserve(Header.Program.GetLeft() / 4); // a row takes three to five bytes
         p->IsDamaged = !CLineProgram(&Header, &Sink).Run();
     }
@@ -92,9 +104,9 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     std::atomic_ref(pTimes->SrcLines) += End - Middle;
 }
 
-void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
+void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, bool HasCodeAtZero, std::vector<ELF_RANGE>* pRanges) {
     for (const ELF_RANGE& Range : _GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
-        if (Range.Lo < Range.Hi && pRanges->size() < NUM_UNIT_RANGES) {
+        if (Range.Lo < Range.Hi && (Range.Lo != 0 || HasCodeAtZero) && pRanges->size() < NUM_UNIT_RANGES) {
             pRanges->push_back(Range);
         }
     }
@@ -152,11 +164,17 @@ std::shared_ptr<DWARF_LINES> DWARF_StartLines(DWARF_STORE& S, DWARF_TIMES* pTime
 
 ELF_LINES DWARF_EndLines(const DWARF_STORE& S, DWARF_LINES* pLines) {
     ELF_LINES Lines;
+    const bool HasCodeAtZero = ELF_HasCodeAtZero(S.pFile);
     CFileJoiner Files(&Lines);
     for (PROGRAM& Program : pLines->Programs) {
         Files.Join(&Program);
         for (const U32 Unit : Program.Units) {
-            _AddRanges(S, S.Units[Unit], &Program.Table.Ranges);
+            _AddRanges(S, S.Units[Unit], HasCodeAtZero, &Program.Table.Ranges);
+        }
+        if (HasCodeAtZero && !Program.AtZero.Rows.empty()) {
+            Program.AtZero.Files = Program.Table.Files;
+            Program.AtZero.Ranges = Program.Table.Ranges;
+            Lines.Tables.push_back(std::move(Program.AtZero));
         }
         Lines.Tables.push_back(std::move(Program.Table));
     }

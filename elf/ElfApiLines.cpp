@@ -53,7 +53,7 @@ SRC_LOCS _FindLocs(U32 Addr) {
     if (Addr == 0 || Addr == 0xFFFFFFFF || Map.IsEmpty()) {
         return {};
     }
-    const SRC_LOCS Exact = Map.GetLocs(Addr);
+    SRC_LOCS Exact = Map.GetLocs(Addr);
     if (!Exact.isEmpty()) {
         return Exact;
     }
@@ -216,7 +216,7 @@ QList<U32> ElfApi_GetAddrBlock(const CSrcLoc& Loc, U32 Addr) {
 
 QList<U32> ElfApi_GetLineEntryAddrs(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const QList<U32> Addrs = ElfApi_GetAddrs(Loc);
+    QList<U32> Addrs = ElfApi_GetAddrs(Loc);
     if (Addrs.size() < 2) {
         return Addrs;
     }

@@ -41,7 +41,7 @@ VALUE _Cached(QHash<KEY, VALUE>& Cache, const KEY& Key, MAKE Make) {
     if (Cache.size() >= MAX_CACHED) {
         Cache.clear();
     }
-    const VALUE Value = Make();
+    VALUE Value = Make();
     Cache.insert(Key, Value);
     return Value;
 }
@@ -80,7 +80,7 @@ QString _MakeScopeName(ELF_SYM_HANDLE h) {
 }
 
 QString _MakeQualifiedName(ELF_SYM_HANDLE h) {
-    const QString sName = ElfApi_GetSymName(h);
+    QString sName = ElfApi_GetSymName(h);
     if (ELF_IsElfSymbol(h)) {
         return sName;
     }

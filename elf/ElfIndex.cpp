@@ -109,7 +109,7 @@ void CFuncIndex::Build(const ELF_FILE* pFile) {
     if (pFile == nullptr) {
         return;
     }
-    m_HasZero = ELF_HasFuncAtZero(pFile);
+    m_HasZero = ELF_HasCodeAtZero(pFile);
     if (pFile->pDwarf != nullptr) {
         AddDwarf(*pFile->pDwarf);
     }

@@ -67,5 +67,5 @@ private:
     std::vector<ELF_SYM_HANDLE> m_ElfFuncs;
     std::unordered_map<U32, std::vector<ENTRY>> m_Inlines; ///< by DIE of the function
     size_t m_NumInlines = 0;
-    bool m_HasZero = false; ///< the program has a function at address 0
+    bool m_HasZero = false; ///< the program has code at address 0
 };

@@ -170,7 +170,12 @@ int ELF_LoadSymbols(ELF_FILE* pFile) {
     return 0;
 }
 
-bool ELF_HasFuncAtZero(const ELF_FILE* pFile) {
+bool ELF_HasCodeAtZero(const ELF_FILE* pFile) {
+    const Elf32_Sym* pFirst = pFile->papMapSym.empty() ? nullptr : &pFile->paSym[pFile->papMapSym.front()];
+    if (pFirst != nullptr && pFirst->st_value == 0 &&
+        _MappingKind(ELF_GetSymNameByIdx(pFile, pFile->papMapSym.front())) != ELF_REGION_DATA) {
+        return true;
+    }
     return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
         return ELF_IsFuncType(ELF_GetSymType(Sym)) && Sym.st_value <= 1 && Sym.st_shndx != 0;
     });

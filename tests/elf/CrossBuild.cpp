@@ -57,6 +57,7 @@ QStringList _TargetFlags(const QStringList& Args) { return Args.filter(QRegularE
 
 QString RunTool(const QString& sProgram, const QStringList& Args) {
     QProcess Process;
+    Process.setStandardInputFile(QProcess::nullDevice()); // some wait there for questions
     Process.start(sProgram, Args);
     return Process.waitForFinished(600'000) && Process.exitStatus() == QProcess::NormalExit
                ? QString::fromUtf8(Process.readAllStandardOutput())

@@ -336,7 +336,7 @@ TEST_F(DwarfGdb, FirmwareAgrees) {
     }
     for (const CROSS_PROGRAM& Program : Programs) {
         const int NumFacts = _CompareWithGdb(Program.sPath, Program.sName);
-        EXPECT_GT(NumFacts, 10) << qPrintable(Program.sName);
+        EXPECT_TRUE(NumFacts > 10 || Program.sName.endsWith("secure.elf")) << qPrintable(Program.sName); // without C
         NoteCompared(Program, "functions, globals, structures, members, base classes", NumFacts);
     }
 }

@@ -252,3 +252,28 @@ TEST_F(LinesOracle, TextsNamePositionsAndAddresses) {
     EXPECT_EQ(ElfApi_ParseLoc("aTable", Func.Addr, &Size).Kind, static_cast<U32>(ELF_LOC_MEM));
     EXPECT_EQ(Size, 256u);
 }
+
+TEST_F(LinesOracle, DroppedCodeAtZeroLeavesNothingInLowCode) {
+    const QTemporaryDir Dir;
+    QFile Source(Dir.filePath("low.c"));
+    ASSERT_TRUE(Source.open(QIODevice::WriteOnly));
+    Source.write("int Dropped(int n) {\n    int Sum = n * 3;\n    Sum += n / 5;\n    Sum ^= n << 2;\n    return Sum * Sum;\n}\n"
+                 "int main(void) {\n    return 4;\n}\n");
+    Source.close();
+    const QString sElf = Dir.filePath("low.elf");
+    if (!BuildCross("gcc", {"-mcpu=cortex-m4", "-mthumb", "-g", "-O0", "-ffunction-sections", "-Wl,--gc-sections", "-nostdlib",
+                            "-Wl,-e,main", "-Wl,-Ttext=0x10", Source.fileName()}, sElf)) {
+        GTEST_SKIP() << "no cross compiler is installed";
+    }
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetMainFunc());
+    ASSERT_EQ(Main.Addr, 0x10u);
+    for (U32 Addr = Main.Addr; Addr < Main.Addr + Main.Size; Addr += 2) {
+        for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Addr)) {
+            EXPECT_GE(Loc.Line, 7u) << Addr;
+        }
+    }
+    ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+    EXPECT_EQ(ElfApi_GetRegRules(Main.Addr, aRule), static_cast<I32>(NUM_UNWIND_REGS));
+    EXPECT_EQ(ElfApi_GetRegRules(Main.Addr + Main.Size, aRule), 0) << "behind main only what was dropped reaches";
+}
