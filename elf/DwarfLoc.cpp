@@ -228,5 +228,8 @@ ELF_SYM_LOC _GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC) {
     if (DWARF_FindExpr(S, Die, At, PC, &pExpr, &Size, &AttrDie)) {
         Loc = _Evaluate({S, *DWARF_UnitOf(S, AttrDie), AttrDie, At == DW_AT_frame_base}, pExpr, Size, 0);
     }
+    if (At == DW_AT_data_member_location && Loc.Kind == ELF_LOC_PARENT_LOC) { // DWARF 2 gives an expression
+        Loc.Off += static_cast<I32>(_GetDieBitFieldShift(S, Die));
+    }
     return At == DW_AT_data_member_location && Loc.Kind == ELF_LOC_NONE ? _MemberLoc(S, Die) : Loc;
 }

@@ -48,6 +48,9 @@ void _FindSections(DWARF_STORE& S) {
     }
     // The handle has no room for offsets beyond these.
     const U32 MaxInfo = S.aSection[DSEC_TYPES].Size != 0 ? DIE_ID_TYPES - DIE_ID_INFO : MAX_DIE_ID - DIE_ID_INFO;
+    if (S.aSection[DSEC_INFO].Size > MaxInfo) {
+        ELF_Report(ELF_MSG_READER, (".debug_info is read up to byte " + std::to_string(MaxInfo) + " only.").c_str());
+    }
     S.aSection[DSEC_INFO].Size = std::min(S.aSection[DSEC_INFO].Size, MaxInfo);
     S.aSection[DSEC_TYPES].Size = std::min(S.aSection[DSEC_TYPES].Size, MAX_DIE_ID - DIE_ID_TYPES);
 }

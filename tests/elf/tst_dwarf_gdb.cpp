@@ -167,7 +167,7 @@ QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) 
     QStringList Theirs = sEnumerators.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     for (QString& sTheirs : Theirs) {
         const I64 Value = sTheirs.section(QLatin1Char('='), 1).toLongLong();
-        sTheirs = sTheirs.section(QLatin1Char('='), 0, 0) + '=' + QString::number(static_cast<U32>(Value));
+        sTheirs = sTheirs.section(QLatin1Char('='), 0, 0).section(QLatin1Char('.'), -1) + '=' + QString::number(static_cast<U32>(Value));
     }
     QString sFound;
     for (const ELF_SYM_HANDLE hType : _TypesNamed(sName)) {
@@ -300,6 +300,7 @@ TEST_F(DwarfGdb, EveryCompilerVersionAndOptimizationAgrees) {
         {"gcc", "-mcpu=cortex-m4 -gdwarf-4 -fdebug-types-section"},
         {"gcc", "-mcpu=cortex-m4 -gdwarf-5 -fdebug-types-section"},
         {"gcc", "-mcpu=cortex-m4 -gdwarf-5 -flto"},
+        {"gcc", "-march=armv6-m -gdwarf-2 -mbig-endian -Wl,--be8"},
         {"gcc", "-march=armv6-m -gdwarf-4 -mbig-endian -Wl,--be8"},
         {"gcc", "-march=armv5te -gdwarf-5 -mbig-endian"},
         {"clang", "-mcpu=cortex-m4 -gdwarf-4 -ffunction-sections -fdata-sections -Wl,--gc-sections"},
