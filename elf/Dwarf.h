@@ -27,6 +27,9 @@ U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf);
 
 U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At);
 U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die);
+/// Of a type that is only declared: the one of the same name and scope that another unit describes. 0 if there is none, or
+/// several of different sizes.
+U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die);
 U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die);
 U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag);
 U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);

@@ -265,7 +265,10 @@ U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die) {
     if (const U32 Definition = DWARF_DefinitionOf(S, Die); Definition != 0) {
         return Definition;
     }
-    return _GetReferenceDie(S, Die, DW_AT_signature); // a stub for a type in a unit of its own
+    if (const U32 Type = _GetReferenceDie(S, Die, DW_AT_signature); Type != 0) {
+        return Type; // a stub for a type in a unit of its own
+    }
+    return DWARF_CompleteTypeOf(S, Die);
 }
 
 U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_abstract_origin); }
@@ -342,8 +345,9 @@ std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth) {
     if (Depth > MAX_MEMBER_DEPTH || Die == 0) {
         return Members;
     }
-    if (_IsCompound(_GetDieType(S, Die))) {
-        _AddMembers(S, Die, 0, &Members);
+    if (_IsCompound(_GetDieType(S, Die))) { // a declaration may have some of the functions
+        const U32 Complete = DWARF_CompleteTypeOf(S, Die);
+        _AddMembers(S, Complete != 0 ? Complete : Die, 0, &Members);
     }
     const U32 Definition = Members.empty() ? _GetDefinitionDie(S, Die) : 0;
     if (Definition != 0 && Definition != Die) {
@@ -382,7 +386,8 @@ std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
 }
 
 std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die) {
-    std::vector<U32> Bases = DWARF_GetChildren(S, Die, DW_TAG_inheritance);
+    const U32 Complete = DWARF_CompleteTypeOf(S, Die);
+    std::vector<U32> Bases = DWARF_GetChildren(S, Complete != 0 ? Complete : Die, DW_TAG_inheritance);
     std::erase_if(Bases, [&](U32 Base) { return _IsArtificial(S, Base); });
     return Bases;
 }

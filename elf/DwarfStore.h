@@ -8,6 +8,7 @@
 // tables are put in order by the first question that needs them, so even questions must come one at a time.
 
 #include "elf/Elf.h"
+#include "elf/NameIndex.h"
 
 #include <atomic>
 #include <string>
@@ -148,12 +149,6 @@ struct DWARF_REFS {
     bool IsSorted = false;
 };
 
-/// Name of a DIE as its hash, see ELF_HashName().
-struct DWARF_NAME {
-    U32 Hash;
-    U32 Die;
-};
-
 /// Code of a function, addresses of the file. Hi 0 means that it has a list of ranges instead.
 struct DWARF_CODE {
     U32 Die;
@@ -201,7 +196,8 @@ struct DWARF_STORE {
     std::vector<U32> CompUnits;
     std::vector<DWARF_CODE> Code;       ///< of functions, also compiler-made ones, and of expansions outside of any
     std::vector<std::vector<DWARF_NAME>> Names; ///< own names of functions, also of those in no list, and global variables
-    std::vector<std::vector<DWARF_NAME>> TypeNames; ///< of Types
+    std::vector<std::vector<DWARF_NAME>> TypeNames; ///< of Types, until TypeIndex is built
+    CNameIndex TypeIndex;
     std::vector<U32> NamedByOthers;     ///< global variables whose name stands at their declaration
     U32 MainDie = 0;
     U32 SrcLang = 1;
@@ -209,6 +205,7 @@ struct DWARF_STORE {
     U32 DwarfVersion = 0;
 
     std::unordered_map<U32, std::string> TypeNameTable; ///< filled by questions
+    mutable std::unordered_map<U32, U32> CompleteTypes; ///< by declaration, 0 for none; filled by questions
     std::unique_ptr<std::vector<std::string>> pSymsAtZero; ///< ELF symbols of data at address 0; made when asked for
     std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
     std::atomic<I64> FileNameBudget = 0; ///< bytes that they may still take

@@ -18,7 +18,6 @@ constexpr int MAX_NAMESPACE_DEPTH = 24; ///< deeper ones are not found by name
 
 CFuncIndex FuncTree;
 CNameIndex GlobalNames; ///< instances of functions stand here as the DIE that they have their name from
-CNameIndex TypeNames;
 CNameIndex ElfNames;
 std::vector<U32> CodeSyms; ///< ELF symbols in sections with code
 QHash<U32, ELF_SYM_LIST> FuncsAtAddrCache;
@@ -176,7 +175,7 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
 
 void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
     if (const DWARF_STORE* pStore = ELF_GetStore(); pStore != nullptr) {
-        _ForEachNamed(TypeNames, *pStore, sName, [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
+        _ForEachNamed(pStore->TypeIndex, *pStore, sName, [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
     }
 }
 
@@ -299,7 +298,7 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
         _BuildElfNames(pFile);
         ELF_NoteStep(ELF_STEP_SYMBOLS);
         if (pStore != nullptr) {
-            TypeNames.Build(pStore->TypeNames);
+            pStore->TypeIndex.Build(pStore->TypeNames);
             pStore->TypeNames.clear();
         }
     }});
@@ -321,7 +320,6 @@ void ElfApi_OnRelocated() {
 void ElfApi_ExitFind() {
     FuncTree.Clear();
     GlobalNames.Clear();
-    TypeNames.Clear();
     ElfNames.Clear();
     CodeSyms.clear();
     FuncsAtAddrCache.clear();

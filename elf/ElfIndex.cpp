@@ -4,7 +4,6 @@
 #include "elf/ElfReloc.h"
 
 #include <algorithm>
-#include <bit>
 #include <unordered_set>
 
 namespace {
@@ -14,39 +13,6 @@ constexpr U32 MAX_FUNC_SIZE = 1'000'000; ///< no function is as large: such a ra
 constexpr size_t MAX_INLINES = 1'000'000; ///< ranges of expansions that are kept
 
 } // namespace
-
-void CNameIndex::Build(const std::vector<std::vector<DWARF_NAME>>& Lists) {
-    size_t Num = 0;
-    for (const std::vector<DWARF_NAME>& List : Lists) {
-        Num += List.size();
-    }
-    // A bucket for two to four names: they share a cache line, and the buckets of half a million fit a core's cache.
-    const U32 NumBits = std::clamp<U32>(static_cast<U32>(std::bit_width(Num / 4)), 1, 24);
-    m_Shift = 32 - NumBits;
-    m_First.assign((size_t(1) << NumBits) + 2, 0);
-    for (const std::vector<DWARF_NAME>& List : Lists) {
-        for (const DWARF_NAME& Name : List) {
-            m_First[(Name.Hash >> m_Shift) + 2] += Name.Hash != 0;
-        }
-    }
-    for (size_t i = 1; i < m_First.size(); ++i) {
-        m_First[i] += m_First[i - 1];
-    }
-    m_Entries.resize(m_First.back());
-    for (const std::vector<DWARF_NAME>& List : Lists) {
-        for (const DWARF_NAME& Name : List) {
-            if (Name.Hash != 0) {
-                m_Entries[m_First[(Name.Hash >> m_Shift) + 1]++] = Name; // ends as the start of the next bucket
-            }
-        }
-    }
-    m_First.pop_back();
-}
-
-void CNameIndex::Clear() {
-    std::vector<U32>().swap(m_First);
-    std::vector<DWARF_NAME>().swap(m_Entries);
-}
 
 ELF_SYM_HANDLE CFuncIndex::HandleOf(const ENTRY& Entry) {
     return Entry.IsElf != 0 ? ELF_MakeElfHandle(Entry.ID) : ELF_MakeDwarfHandle(Entry.ID);

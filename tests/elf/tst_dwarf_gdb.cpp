@@ -394,3 +394,36 @@ TEST_F(CElfTest, SplitUnitsLeaveTheirFunctionsToTheSymbolTable) {
         ElfApi_Deinit();
     }
 }
+
+TEST_F(DwarfGdb, DeclaredTypesAreThoseThatAnotherUnitDescribes) {
+    const auto Write = [this](const char* sName, const QByteArray& Text) {
+        QFile File(m_Dir.filePath(sName));
+        EXPECT_TRUE(File.open(QIODevice::WriteOnly) && File.write(Text) == Text.size());
+        return File.fileName();
+    };
+    const QString sUser = Write("user.cpp", "struct Hidden; namespace in { class Hidden; struct Twice; struct Never; }\n"
+                                            "Hidden *pHidden; in::Hidden *pInner; in::Twice *pTwice; in::Never *pNever;\nint main() { return 0; }\n");
+    const QString sOwner = Write("owner.cpp", "struct Base { int Id; };\nstruct Hidden : Base { int a; Hidden *pNext; } Root;\n"
+                                              "namespace in { class Hidden { char m_a[20]; public: int Get() { return m_a[0]; } } Inner;\n"
+                                              "struct Twice { int a; } One; }\nint Use() { return in::Inner.Get(); }\n");
+    const QString sOther = Write("other.cpp", "namespace in { struct Twice { int a, b; } Two; }\n");
+    const QString sElf = m_Dir.filePath("declared.elf");
+    if (!BuildCross("g++", {"-mcpu=cortex-m4", "-mthumb", "-nostdlib", "-g", "-w", "-Wl,-e,main", sUser, sOwner, sOther}, sElf)) {
+        GTEST_SKIP() << "no compiler for ARM is installed";
+    }
+    ASSERT_EQ(ElfApi_Init(sElf), 0);
+    struct ROW {
+        const char* sPointer;
+        U32 Size; ///< 0: it isn't known which one is meant
+        qsizetype NumMembers;
+        qsizetype NumBases;
+    };
+    for (const ROW& Row : {ROW{"pHidden", 12, 2, 1}, ROW{"pInner", 20, 2, 0}, ROW{"pTwice", 0, 0, 0}, ROW{"pNever", 0, 0, 0}}) {
+        const ELF_SYM_HANDLE hPointer = ElfApi_GetSymDataType(ElfApi_FindSym(Row.sPointer, true, false, false, false));
+        const ELF_SYM_HANDLE hType = ElfApi_GetSymDataType(hPointer);
+        EXPECT_NE(hType, 0u) << Row.sPointer;
+        EXPECT_EQ(ElfApi_GetSymSize(hType), Row.Size) << Row.sPointer;
+        EXPECT_EQ(ElfApi_GetMembers(hType).size(), Row.NumMembers) << Row.sPointer;
+        EXPECT_EQ(ElfApi_GetBases(hType).size(), Row.NumBases) << Row.sPointer;
+    }
+}

@@ -1,0 +1,77 @@
+#include "elf/Dwarf.h"
+
+#include <libdwarf/dwarf.h>
+
+// Types that are only declared where they are used: what a pointer hides in C, and classes that a compiler describes in
+// one unit of the program. The description in another unit stands for them.
+
+namespace {
+
+constexpr U32 MAX_CANDIDATES = 64;
+constexpr int MAX_DEPTH = 64;
+constexpr size_t MAX_CACHED = 1 << 19;
+
+bool _IsUnit(U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit || Tag == DW_TAG_type_unit; }
+
+/// "class" and "struct" may stand for each other.
+U32 _KindOf(U32 Tag) { return Tag == DW_TAG_class_type ? static_cast<U32>(DW_TAG_structure_type) : Tag; }
+
+/// True if both stand in namespaces and types of the same names. Unnamed namespaces of two units aren't the same.
+bool _HaveSameScope(const DWARF_STORE& S, U32 A, U32 B) {
+    for (int i = 0; i < MAX_DEPTH; ++i) {
+        A = _GetParentDie(S, A);
+        B = _GetParentDie(S, B);
+        const U32 TagA = _GetDieType(S, A);
+        const U32 TagB = _GetDieType(S, B);
+        if (_IsUnit(TagA) || _IsUnit(TagB)) {
+            return _IsUnit(TagA) && _IsUnit(TagB);
+        }
+        const std::string_view sName = _GetDieRawName(S, A);
+        if (_KindOf(TagA) != _KindOf(TagB) || sName.empty() || sName != _GetDieRawName(S, B)) {
+            return false;
+        }
+    }
+    return false;
+}
+
+U32 _Find(const DWARF_STORE& S, U32 Die, U32 Tag, std::string_view sName) {
+    U32 Found = 0;
+    U32 Size = 0;
+    U32 NumLeft = MAX_CANDIDATES;
+    bool IsAmbiguous = false;
+    S.TypeIndex.ForEach(ELF_HashName(sName), [&](U32 Type) {
+        if (NumLeft == 0 || IsAmbiguous || _KindOf(_GetDieType(S, Type)) != _KindOf(Tag) || _GetDieRawName(S, Type) != sName) {
+            return;
+        }
+        --NumLeft;
+        if (!_HaveSameScope(S, Die, Type)) {
+            return;
+        }
+        const U32 TypeSize = _GetDieSizeRecursive(S, Type);
+        IsAmbiguous = Found != 0 && TypeSize != Size; // two types of one name: either would be a guess
+        Found = Found != 0 ? Found : Type;
+        Size = TypeSize;
+    });
+    return IsAmbiguous ? 0 : Found;
+}
+
+} // namespace
+
+U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die) {
+    const U32 Tag = _GetDieType(S, Die);
+    DWARF_ATTR Attr;
+    if ((_KindOf(Tag) != DW_TAG_structure_type && Tag != DW_TAG_union_type && Tag != DW_TAG_enumeration_type) ||
+        !DWARF_GetAttr(S, Die, DW_AT_declaration, &Attr) || Attr.Value == 0) {
+        return 0;
+    }
+    if (S.CompleteTypes.size() >= MAX_CACHED) {
+        S.CompleteTypes.clear();
+    }
+    if (const auto It = S.CompleteTypes.find(Die); It != S.CompleteTypes.end()) {
+        return It->second;
+    }
+    const bool HasName = DWARF_GetAttr(S, Die, DW_AT_name, &Attr) && !Attr.sText.empty();
+    const U32 Complete = HasName ? _Find(S, Die, Tag, Attr.sText) : 0;
+    S.CompleteTypes.emplace(Die, Complete);
+    return Complete;
+}
