@@ -84,10 +84,13 @@ QString _MakeQualifiedName(ELF_SYM_HANDLE h) {
     if (ELF_IsElfSymbol(h)) {
         return sName;
     }
-    const QString sPath = ElfApi_GetNamespacePath(h);
-    const ELF_SYM_HANDLE hType = ELF_GetSymParentType(h);
-    const QString sScope = hType != 0 ? ElfApi_GetSymName(hType) : QString();
-    return sPath + (sScope.isEmpty() ? QString() : sScope + QStringLiteral("::")) + sName;
+    ELF_SYM_HANDLE hType = ELF_GetSymParentType(h);
+    for (int i = 0; i < MAX_NAMESPACE_DEPTH && hType != 0; ++i) {
+        const QString sType = ElfApi_GetSymName(hType);
+        sName.prepend(sType.isEmpty() ? QString() : sType + QStringLiteral("::"));
+        hType = ELF_GetSymParentType(hType);
+    }
+    return ElfApi_GetNamespacePath(h) + sName;
 }
 
 ELF_SYM_LIST _Handles(const std::vector<U32>& Dies) {

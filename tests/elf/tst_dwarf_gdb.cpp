@@ -88,16 +88,13 @@ QString _DescribeMember(ELF_SYM_HANDLE h) {
 bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sOurs = _Squeeze(ElfApi_GetSymName(h, true));
     const QString sTheirs = _Squeeze(sName);
-    const QString sSpaces = _Squeeze(ElfApi_GetNamespacePath(h));
-    const bool IsNested = !ElfApi_GetSymScopeName(h).isEmpty() && sTheirs.startsWith(sSpaces) &&
-                          sTheirs.endsWith("::" + sOurs.mid(sSpaces.size()));
     const bool IsCut = ElfApi_GetSymName(h, true).size() >= MAX_NAME &&
                        sTheirs.contains(sOurs.section(QStringLiteral("::"), -1));
     const QString sScope = sOurs.section(QStringLiteral("::"), 0, -2);
     const bool IsConstructor = sScope.section(QStringLiteral("::"), -1) == sOurs.section(QStringLiteral("::"), -1) &&
                                sTheirs.startsWith(sScope + "::");
     const bool IsInModule = sTheirs.endsWith('.' + sOurs) || QString(sTheirs).replace('.', "__") == sOurs;
-    if (("::" + sOurs).endsWith("::" + sTheirs) || IsNested || IsCut || IsConstructor || IsInModule) {
+    if (("::" + sOurs).endsWith("::" + sTheirs) || IsCut || IsConstructor || IsInModule) {
         return true;
     }
     const DWARF_STORE* pStore = ELF_IsElfSymbol(h) ? nullptr : ELF_GetStore();
@@ -405,7 +402,7 @@ TEST_F(DwarfGdb, DeclaredTypesAreThoseThatAnotherUnitDescribes) {
                                             "Hidden *pHidden; in::Hidden *pInner; in::Twice *pTwice; in::Never *pNever;\nint main() { return 0; }\n");
     const QString sOwner = Write("owner.cpp", "struct Base { int Id; };\nstruct Hidden : Base { int a; Hidden *pNext; } Root;\n"
                                               "namespace in { class Hidden { char m_a[20]; public: int Get() { return m_a[0]; } } Inner;\n"
-                                              "struct Twice { int a; } One; }\nint Use() { return in::Inner.Get(); }\n");
+                                              "struct Twice { int a; } One; struct Deep { struct Mid { struct In { int v; } i; } m; } TheDeep; }\nint Use() { return in::Inner.Get(); }\n");
     const QString sOther = Write("other.cpp", "namespace in { struct Twice { int a, b; } Two; }\n");
     const QString sElf = m_Dir.filePath("declared.elf");
     if (!BuildCross("g++", {"-mcpu=cortex-m4", "-mthumb", "-nostdlib", "-g", "-w", "-Wl,-e,main", sUser, sOwner, sOther}, sElf)) {
@@ -426,4 +423,5 @@ TEST_F(DwarfGdb, DeclaredTypesAreThoseThatAnotherUnitDescribes) {
         EXPECT_EQ(ElfApi_GetMembers(hType).size(), Row.NumMembers) << Row.sPointer;
         EXPECT_EQ(ElfApi_GetBases(hType).size(), Row.NumBases) << Row.sPointer;
     }
+    EXPECT_EQ(ElfApi_GetSymName(ElfApi_FindSym("in::Deep::Mid::In", false, false, true, false)), "In");
 }
