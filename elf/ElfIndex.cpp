@@ -11,6 +11,7 @@ namespace {
 constexpr size_t MAX_OVERLAP = 256; ///< functions over one address, inline ones not counted; more is damage
 constexpr U32 MAX_FUNC_SIZE = 1'000'000; ///< no function is as large: such a range is damage
 constexpr size_t MAX_INLINES = 1'000'000; ///< ranges of expansions that are kept
+constexpr size_t MAX_INLINES_OF_FUNC = 100'000; ///< ranges that are looked at in one function; more is damage
 
 } // namespace
 
@@ -100,10 +101,12 @@ const std::vector<CFuncIndex::ENTRY>& CFuncIndex::InlinesOf(U32 Func) {
     if (IsNew && pStore != nullptr) {
         const std::vector<U32>& All = pStore->InlineFuncs;
         const U32 End = DWARF_EndOfDie(*pStore, Func);
+        size_t NumSeen = 0;
         for (auto Die = std::lower_bound(All.begin(), All.end(), Func);
-             Die != All.end() && *Die < End && It->second.size() < MAX_INLINES; ++Die) {
+             Die != All.end() && *Die < End && NumSeen < MAX_INLINES_OF_FUNC; ++Die) {
             for (const ELF_RANGE& Range : _GetDieRanges(*pStore, *Die)) {
                 Add(&It->second, Range.Lo, Range.Hi, *Die);
+                ++NumSeen;
             }
         }
         std::stable_sort(It->second.begin(), It->second.end());
