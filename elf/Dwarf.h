@@ -17,6 +17,7 @@ struct ELF_SYM_ARRAY_INFO {
 };
 
 U32 _GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
+bool DWARF_IsCompound(U32 Tag); ///< structure, class, union or enumeration
 bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
 /// The attribute of the DIE, or the one it inherits from its declaration, abstract instance or definition.
 bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth = 0);

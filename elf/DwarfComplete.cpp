@@ -58,10 +58,10 @@ U32 _Find(const DWARF_STORE& S, U32 Die, U32 Tag, std::string_view sName) {
 } // namespace
 
 U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die) {
-    const U32 Tag = _GetDieType(S, Die);
+    DWARF_DIE D;
     DWARF_ATTR Attr;
-    if ((_KindOf(Tag) != DW_TAG_structure_type && Tag != DW_TAG_union_type && Tag != DW_TAG_enumeration_type) ||
-        !DWARF_GetAttr(S, Die, DW_AT_declaration, &Attr) || Attr.Value == 0) {
+    if (!DWARF_OpenDie(S, Die, &D) || !DWARF_IsCompound(D.pAbbrev->Tag) ||
+        !DWARF_GetAttr(S, D, DW_AT_declaration, &Attr) || Attr.Value == 0) {
         return 0;
     }
     if (S.CompleteTypes.size() >= MAX_CACHED) {
@@ -70,8 +70,8 @@ U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die) {
     if (const auto It = S.CompleteTypes.find(Die); It != S.CompleteTypes.end()) {
         return It->second;
     }
-    const bool HasName = DWARF_GetAttr(S, Die, DW_AT_name, &Attr) && !Attr.sText.empty();
-    const U32 Complete = HasName ? _Find(S, Die, Tag, Attr.sText) : 0;
+    const bool HasName = DWARF_GetAttr(S, D, DW_AT_name, &Attr) && !Attr.sText.empty();
+    const U32 Complete = HasName ? _Find(S, Die, D.pAbbrev->Tag, Attr.sText) : 0;
     S.CompleteTypes.emplace(Die, Complete);
     return Complete;
 }

@@ -17,14 +17,10 @@ constexpr U32 MAX_CONST_DATA = 256;
 
 bool _IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) { return std::find(Tags.begin(), Tags.end(), Tag) != Tags.end(); }
 
-bool _IsCompound(U32 Tag) {
-    return _IsAnyOf(Tag, {DW_TAG_structure_type, DW_TAG_class_type, DW_TAG_union_type, DW_TAG_enumeration_type});
-}
-
 bool _IsFunction(U32 Tag) { return _IsAnyOf(Tag, {DW_TAG_subprogram, DW_TAG_inlined_subroutine}); }
 
 bool _IsDataType(U32 Tag) {
-    return _IsCompound(Tag) ||
+    return DWARF_IsCompound(Tag) ||
            _IsAnyOf(Tag, {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
                           DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram,
                           DW_TAG_subroutine_type});
@@ -173,7 +169,17 @@ void _AddOriginsLocalVars(const DWARF_STORE& S, U32 Die, std::vector<U32>* pVars
     }
 }
 
+/// The DIE, or what stands for it if it is a type that is only declared.
+U32 _Described(const DWARF_STORE& S, U32 Die) {
+    const U32 Complete = DWARF_CompleteTypeOf(S, Die);
+    return Complete != 0 ? Complete : Die;
+}
+
 } // namespace
+
+bool DWARF_IsCompound(U32 Tag) {
+    return _IsAnyOf(Tag, {DW_TAG_structure_type, DW_TAG_class_type, DW_TAG_union_type, DW_TAG_enumeration_type});
+}
 
 U32 _GetDieType(const DWARF_STORE& S, U32 Die) {
     DWARF_DIE D;
@@ -318,7 +324,7 @@ U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
         U32 Next = _DeclarationOf(S, Die);
         Next = Next != 0 ? Next : _GetAbstractInstanceOf(S, Die);
         if (Next == 0) { // a stub for a type in a unit of its own stands in no namespace
-            const U32 Type = _IsCompound(_GetDieType(S, Die)) ? Die : _GetDieParentType(S, Die);
+            const U32 Type = DWARF_IsCompound(_GetDieType(S, Die)) ? Die : _GetDieParentType(S, Die);
             Next = _GetReferenceDie(S, Type, DW_AT_signature);
         }
         if (Next == 0 || Next == Die) {
@@ -330,7 +336,7 @@ U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
     return Found;
 }
 
-U32 _GetDieParentType(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, _IsCompound); }
+U32 _GetDieParentType(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, DWARF_IsCompound); }
 
 U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, _IsFunction); }
 
@@ -345,9 +351,8 @@ std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth) {
     if (Depth > MAX_MEMBER_DEPTH || Die == 0) {
         return Members;
     }
-    if (_IsCompound(_GetDieType(S, Die))) { // a declaration may have some of the functions
-        const U32 Complete = DWARF_CompleteTypeOf(S, Die);
-        _AddMembers(S, Complete != 0 ? Complete : Die, 0, &Members);
+    if (DWARF_IsCompound(_GetDieType(S, Die))) { // a declaration may have some of the functions
+        _AddMembers(S, _Described(S, Die), 0, &Members);
     }
     const U32 Definition = Members.empty() ? _GetDefinitionDie(S, Die) : 0;
     if (Definition != 0 && Definition != Die) {
@@ -386,8 +391,7 @@ std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
 }
 
 std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die) {
-    const U32 Complete = DWARF_CompleteTypeOf(S, Die);
-    std::vector<U32> Bases = DWARF_GetChildren(S, Complete != 0 ? Complete : Die, DW_TAG_inheritance);
+    std::vector<U32> Bases = DWARF_GetChildren(S, _Described(S, Die), DW_TAG_inheritance);
     std::erase_if(Bases, [&](U32 Base) { return _IsArtificial(S, Base); });
     return Bases;
 }

@@ -3,7 +3,6 @@
 #include "elf/Dwarf.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfLineProgram.h"
-#include "elf/ElfInternal.h"
 
 #include <algorithm>
 #include <atomic>
@@ -104,9 +103,9 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     std::atomic_ref(pTimes->SrcLines) += End - Middle;
 }
 
-void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, bool HasCodeAtZero, std::vector<ELF_RANGE>* pRanges) {
+void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
     for (const ELF_RANGE& Range : _GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
-        if (Range.Lo < Range.Hi && (Range.Lo != 0 || HasCodeAtZero) && pRanges->size() < NUM_UNIT_RANGES) {
+        if (Range.Lo < Range.Hi && (Range.Lo != 0 || S.pFile->HasCodeAtZero) && pRanges->size() < NUM_UNIT_RANGES) {
             pRanges->push_back(Range);
         }
     }
@@ -164,14 +163,13 @@ std::shared_ptr<DWARF_LINES> DWARF_StartLines(DWARF_STORE& S, DWARF_TIMES* pTime
 
 ELF_LINES DWARF_EndLines(const DWARF_STORE& S, DWARF_LINES* pLines) {
     ELF_LINES Lines;
-    const bool HasCodeAtZero = ELF_HasCodeAtZero(S.pFile);
     CFileJoiner Files(&Lines);
     for (PROGRAM& Program : pLines->Programs) {
         Files.Join(&Program);
         for (const U32 Unit : Program.Units) {
-            _AddRanges(S, S.Units[Unit], HasCodeAtZero, &Program.Table.Ranges);
+            _AddRanges(S, S.Units[Unit], &Program.Table.Ranges);
         }
-        if (HasCodeAtZero && !Program.AtZero.Rows.empty()) {
+        if (S.pFile->HasCodeAtZero && !Program.AtZero.Rows.empty()) {
             Program.AtZero.Files = Program.Table.Files;
             Program.AtZero.Ranges = Program.Table.Ranges;
             Lines.Tables.push_back(std::move(Program.AtZero));

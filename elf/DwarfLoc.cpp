@@ -209,7 +209,7 @@ ELF_SYM_LOC _MemberLoc(const DWARF_STORE& S, U32 Die) {
     ELF_SYM_LOC Loc;
     U64 Off = 0;
     if (_GetAttributeAsU64(S, Die, DW_AT_data_member_location, &Off)) {
-        _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(Off) + _GetDieBitFieldShift(S, Die), &Loc);
+        _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(Off), &Loc);
     } else if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
         _SetOffset(ELF_LOC_PARENT_LOC, static_cast<I64>(_GetDieBitFieldByte(S, Die, Off)), &Loc);
     } else if (_GetDieType(S, _GetParentDie(S, Die)) == DW_TAG_union_type) {
@@ -228,8 +228,10 @@ ELF_SYM_LOC _GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC) {
     if (DWARF_FindExpr(S, Die, At, PC, &pExpr, &Size, &AttrDie)) {
         Loc = _Evaluate({S, *DWARF_UnitOf(S, AttrDie), AttrDie, At == DW_AT_frame_base}, pExpr, Size, 0);
     }
-    if (At == DW_AT_data_member_location && Loc.Kind == ELF_LOC_PARENT_LOC) { // DWARF 2 gives an expression
-        Loc.Off += static_cast<I32>(_GetDieBitFieldShift(S, Die));
+    if (At != DW_AT_data_member_location) {
+        return Loc;
     }
-    return At == DW_AT_data_member_location && Loc.Kind == ELF_LOC_NONE ? _MemberLoc(S, Die) : Loc;
+    Loc = Loc.Kind == ELF_LOC_NONE ? _MemberLoc(S, Die) : Loc; // DWARF 2 gives an expression
+    Loc.Off += Loc.Kind == ELF_LOC_PARENT_LOC ? static_cast<I32>(_GetDieBitFieldShift(S, Die)) : 0;
+    return Loc;
 }

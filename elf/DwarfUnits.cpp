@@ -40,10 +40,6 @@ void _FindSections(DWARF_STORE& S) {
         if (pData == nullptr) {
             continue;
         }
-        if ((ELF_GetSectionFlags(S.pFile, static_cast<U32>(Idx)) & SHF_COMPRESSED) != 0) {
-            ELF_Report(ELF_MSG_READER, (std::string(Name.sName) + " is compressed and can't be read.").c_str());
-            continue;
-        }
         S.aSection[Name.Id] = {pData, ELF_GetSectionSize(S.pFile, static_cast<U32>(Idx)), static_cast<U32>(Idx)};
     }
     // The handle has no room for offsets beyond these.

@@ -131,6 +131,8 @@ struct ELF_FILE {
     std::vector<ELF_UNPACKED> Unpacked;  ///< debug sections that are compressed in the file
     std::vector<Elf32_Sym> paSym;
     ELF_DYN_SYMS DynSyms;
+    /// False: debug information that says that code is at address 0 belongs to what the linker dropped.
+    bool HasCodeAtZero = false;
     std::vector<U32> papSymByAddr;       ///< indices into paSym by st_value
     std::vector<U32> papMapSym;
     std::vector<U32> papFuncSym;

@@ -190,7 +190,7 @@ const char* _ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
     if (SymResult != 0) {
         return "could not parse symbols.";
     }
-    pFile->pCfi->HasCodeAtZero = ELF_HasCodeAtZero(pFile);
+    pFile->pCfi->HasCodeAtZero = pFile->HasCodeAtZero;
     DWARF_EndWalk(S, pWalk.get());
     pFile->Lines = DWARF_EndLines(S, pLines.get());
     if (BeginResult != 0) {

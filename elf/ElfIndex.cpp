@@ -76,7 +76,7 @@ void CFuncIndex::Build(const ELF_FILE* pFile) {
     if (pFile == nullptr) {
         return;
     }
-    m_HasZero = ELF_HasCodeAtZero(pFile);
+    m_HasZero = pFile->HasCodeAtZero;
     if (pFile->pDwarf != nullptr) {
         AddDwarf(*pFile->pDwarf);
     }

@@ -6,9 +6,6 @@
 
 /// Symbols: load, sort, fill in sizes, collect mapping and function symbols. 0 or -1.
 int ELF_LoadSymbols(ELF_FILE* pFile);
-/// True if the program has code at address 0. Otherwise debug information that says so belongs to code that the linker
-/// dropped.
-bool ELF_HasCodeAtZero(const ELF_FILE* pFile);
 /// Load-image table and symbol address range of the current file.
 void ELF_BuildImage(const ELF_FILE* pFile);
 void ELF_ClearImage();

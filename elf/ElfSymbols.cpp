@@ -156,6 +156,18 @@ int _FloorSearch(const ELF_FILE* pFile, const std::vector<U32>& Indices, U32 Key
     return static_cast<int>(It - Indices.begin()) - 1;
 }
 
+/// True if a function or a mapping symbol of code is there.
+bool _HasCodeAtZero(const ELF_FILE* pFile) {
+    const Elf32_Sym* pFirst = pFile->papMapSym.empty() ? nullptr : &pFile->paSym[pFile->papMapSym.front()];
+    if (pFirst != nullptr && pFirst->st_value == 0 &&
+        _MappingKind(ELF_GetSymNameByIdx(pFile, pFile->papMapSym.front())) != ELF_REGION_DATA) {
+        return true;
+    }
+    return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
+        return ELF_IsFuncType(ELF_GetSymType(Sym)) && Sym.st_value <= 1 && Sym.st_shndx != 0;
+    });
+}
+
 } // namespace
 
 int ELF_LoadSymbols(ELF_FILE* pFile) {
@@ -167,18 +179,8 @@ int ELF_LoadSymbols(ELF_FILE* pFile) {
     _FillFuncSizes(pFile);
     _CollectMappingSymbols(pFile);
     _CollectFunctions(pFile);
+    pFile->HasCodeAtZero = _HasCodeAtZero(pFile);
     return 0;
-}
-
-bool ELF_HasCodeAtZero(const ELF_FILE* pFile) {
-    const Elf32_Sym* pFirst = pFile->papMapSym.empty() ? nullptr : &pFile->paSym[pFile->papMapSym.front()];
-    if (pFirst != nullptr && pFirst->st_value == 0 &&
-        _MappingKind(ELF_GetSymNameByIdx(pFile, pFile->papMapSym.front())) != ELF_REGION_DATA) {
-        return true;
-    }
-    return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
-        return ELF_IsFuncType(ELF_GetSymType(Sym)) && Sym.st_value <= 1 && Sym.st_shndx != 0;
-    });
 }
 
 const Elf32_Sym* ELF_GetSym(const ELF_FILE* pFile, U32 Idx) {

@@ -83,8 +83,7 @@ QString _DescribeMember(ELF_SYM_HANDLE h) {
 }
 
 /// gdb takes the name that the linker knows where the compiler gives one, which for an inherited constructor is that of
-/// the base class, and the package or module of languages other than C++. Of the types around a symbol ours tells the
-/// innermost.
+/// the base class, and the package or module of languages other than C++.
 bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sOurs = _Squeeze(ElfApi_GetSymName(h, true));
     const QString sTheirs = _Squeeze(sName);
@@ -133,8 +132,8 @@ QString _CheckFunc(const QString& sName, U32 Lo, U32 Hi) {
 QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sType) {
     QString sFound;
     for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(sName, true, false, false, false) + ElfApi_FindSymsAtAddr(static_cast<U32>(Addr), true, false)) {
-        const bool IsOpaque = ElfApi_GetSymSize(h) == 0 && !sType.contains(QLatin1Char('*')); // only declared
-        if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && (ElfApi_GetSymSize(h) == Size || IsOpaque) && _TypeText(ElfApi_GetSymDataTypeName(h)) == _TypeText(sType)) {
+        if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && ElfApi_GetSymSize(h) == Size &&
+            _TypeText(ElfApi_GetSymDataTypeName(h)) == _TypeText(sType)) {
             return {};
         }
         if (Addr == 0 && ElfApi_GetSymAddr(h) == -1) {
