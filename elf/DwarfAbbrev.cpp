@@ -258,6 +258,22 @@ int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit) {
     }
 }
 
+U64 DWARF_ReadReference(CByteReader& R, U32 Form, const DWARF_UNIT& Unit) {
+    switch (Form) {
+    case DW_FORM_ref_addr:
+        return Unit.Section == DSEC_INFO ? R.Get(static_cast<U32>(DWARF_FormSize(Form, Unit))) : 0;
+    case DW_FORM_ref_udata:
+        return Unit.Off + R.GetULeb();
+    case DW_FORM_ref1:
+    case DW_FORM_ref2:
+    case DW_FORM_ref4:
+    case DW_FORM_ref8:
+        return Unit.Off + R.Get(static_cast<U32>(DWARF_FormSize(Form, Unit)));
+    default:
+        return 0;
+    }
+}
+
 bool DWARF_SkipCode(CByteReader& R, U32 Code, const DWARF_UNIT& Unit) {
     switch (Code) {
     case SKIP_ULEB:

@@ -95,8 +95,8 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32
     case DW_FORM_ref4:
     case DW_FORM_ref8:
     case DW_FORM_ref_udata: {
-        const U64 Off = Number();
-        _SetNumber(pAttr, ATTR_REF, Off < Unit.End - Unit.Off ? DWARF_DieAt(S, Unit.Section, Unit.Off + Off) : 0);
+        const U64 Off = DWARF_ReadReference(R, Form, Unit);
+        _SetNumber(pAttr, ATTR_REF, Off >= Unit.Off && Off < Unit.End ? DWARF_DieAt(S, Unit.Section, Off) : 0);
         return R.IsOk();
     }
     case DW_FORM_ref_addr:
@@ -227,9 +227,8 @@ U32 DWARF_PeekReference(const DWARF_STORE& S, const DWARF_DIE& D, U32 At) {
     for (U32 i = D.pAbbrev->FirstAttr; i < D.pAbbrev->FirstAttr + D.pAbbrev->NumAttrs; ++i) {
         const U32 Form = S.AttrSpecs[i].Form;
         if (S.AttrSpecs[i].At == At) {
-            const bool IsFixed = Form == DW_FORM_ref4 || Form == DW_FORM_ref2 || Form == DW_FORM_ref1;
-            const U64 Off = IsFixed ? R.Get(static_cast<U32>(DWARF_FormSize(Form, *D.pUnit))) : Form == DW_FORM_ref_udata ? R.GetULeb() : 0;
-            return Off != 0 && Off < D.pUnit->End - D.pUnit->Off ? DWARF_MakeID(D.pUnit->Section, D.pUnit->Off + static_cast<U32>(Off)) : 0;
+            const U64 Off = DWARF_ReadReference(R, Form, *D.pUnit);
+            return Off > D.pUnit->Off && Off < D.pUnit->End ? DWARF_MakeID(D.pUnit->Section, static_cast<U32>(Off)) : 0;
         }
         if (!DWARF_SkipForm(R, Form, *D.pUnit)) {
             return 0;

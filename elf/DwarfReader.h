@@ -32,6 +32,8 @@ enum DWARF_SKIP : U16 {
 I64 DWARF_ImplicitConst(const DWARF_STORE& S, U32 SpecIdx);
 /// Size in bytes of a form without variable parts; otherwise its SKIP_ code; -1 for an unknown form.
 int DWARF_FormSize(U32 Form, const DWARF_UNIT& Unit);
+/// Section offset that a reference leads to in the section of its unit; 0 where it leads elsewhere.
+U64 DWARF_ReadReference(CByteReader& R, U32 Form, const DWARF_UNIT& Unit);
 /// Leads over one value. False at the end of the data or at an unknown form.
 bool DWARF_SkipForm(CByteReader& R, U32 Form, const DWARF_UNIT& Unit);
 /// Runs one step of a skip program.

@@ -183,22 +183,7 @@ private:
             return 0;
         }
         CByteReader R(Look.ap[Field], static_cast<U64>(m_pEnd - Look.ap[Field]), m_S.IsBig);
-        switch (Look.aForm[Field]) {
-        case DW_FORM_ref_addr:
-            return m_Unit.Section == DSEC_INFO ? R.Get(m_Unit.Version < 3 ? m_Unit.AddrSize : m_Unit.OffsetSize) : 0;
-        case DW_FORM_ref_udata:
-            return m_Unit.Off + R.GetULeb();
-        case DW_FORM_ref1:
-            return m_Unit.Off + R.GetU8();
-        case DW_FORM_ref2:
-            return m_Unit.Off + R.GetU16();
-        case DW_FORM_ref4:
-            return m_Unit.Off + R.GetU32();
-        case DW_FORM_ref8:
-            return m_Unit.Off + R.GetU64();
-        default:
-            return 0;
-        }
+        return DWARF_ReadReference(R, Look.aForm[Field], m_Unit);
     }
 
     U32 ReadNameHash(const DWARF_LOOK& Look) const {
