@@ -16,7 +16,8 @@ namespace {
 
 ANSWER_SOURCE _pfAnswer;
 
-QMessageBox::StandardButton _AnswerUnattended(const QString& sTitle, const QString& sText, QMessageBox::StandardButton Default) {
+QMessageBox::StandardButton _AnswerUnattended(const QString& sTitle, const QString& sText,
+                                              QMessageBox::StandardButton Default) {
     ConsolePrint(sTitle + QStringLiteral(": ") + sText);
     return _pfAnswer ? _pfAnswer(sTitle, Default) : Default;
 }
@@ -64,7 +65,8 @@ QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& s
     }
     pLayout->addWidget(pList);
     pLayout->addWidget(new QLabel(sClosing, &Dialog));
-    auto* pButtons = new QDialogButtonBox(static_cast<QDialogButtonBox::StandardButtons>(static_cast<int>(Buttons)), &Dialog);
+    auto* pButtons =
+        new QDialogButtonBox(static_cast<QDialogButtonBox::StandardButtons>(static_cast<int>(Buttons)), &Dialog);
     pLayout->addWidget(pButtons);
     if (QPushButton* pDefault = pButtons->button(static_cast<QDialogButtonBox::StandardButton>(Default))) {
         pDefault->setDefault(true);

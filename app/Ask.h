@@ -12,7 +12,8 @@
 bool IsUnattended();
 
 /// Answers the boxes of an unattended session, by title and default answer; null: the default answers are taken.
-using ANSWER_SOURCE = std::function<QMessageBox::StandardButton(const QString& sTitle, QMessageBox::StandardButton Default)>;
+using ANSWER_SOURCE =
+    std::function<QMessageBox::StandardButton(const QString& sTitle, QMessageBox::StandardButton Default)>;
 void SetAnswerSource(const ANSWER_SOURCE& pfAnswer);
 
 /// SuppressHours: see CMessageBox.

@@ -112,7 +112,8 @@ void _BreakSetType(CMainWindow&) {
         FailCommand(Id, Addr < 0 ? "invalid parameter" : "No breakpoint matches the given parameters.");
         return;
     }
-    CDevice::Get().PostSetBreakpoint(static_cast<U32>(Addr), CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).State, Type);
+    CDevice::Get().PostSetBreakpoint(static_cast<U32>(Addr), CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).State,
+                                     Type);
 }
 
 constexpr ACTION_SLOT aSlot[] = {

@@ -6,8 +6,8 @@
 /// The parsed command line; every field starts empty.
 struct CMD_LINE_PARAMS {
     QString Device;
-    QString HostIF;      ///< "USB" or "IP"
-    QString HostIdent;   ///< serial number or address; may stay empty
+    QString HostIF;    ///< "USB" or "IP"
+    QString HostIdent; ///< serial number or address; may stay empty
     QString TargetIF;
     QString Speed;
     QString DataFile;
@@ -15,7 +15,7 @@ struct CMD_LINE_PARAMS {
     QString LogFile;
     QString LogInterval; ///< bytes, as text
     QString ScriptFile;
-    QString JTAGConfig;  ///< "DRPre,IRLen"
+    QString JTAGConfig; ///< "DRPre,IRLen"
     bool DebugMode = false;
 };
 

@@ -125,7 +125,8 @@ void CConsoleWindow::OnUpdateTimerTimeout() {
 
 void CConsoleWindow::OnContextMenuRequested(const QPoint& Pos) {
     QMenu Menu(this);
-    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &QTextEdit::copy)->setEnabled(m_pOutput->textCursor().hasSelection());
+    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &QTextEdit::copy)
+        ->setEnabled(m_pOutput->textCursor().hasSelection());
     Menu.addAction(QStringLiteral("Select All"), m_pOutput, &QTextEdit::selectAll);
     Menu.addAction(QStringLiteral("Clear"), this, &CConsoleWindow::Clear);
     Menu.addSeparator();
@@ -199,7 +200,6 @@ void CConsoleWindow::AddCommandListener(CWindow* pWindow) {
     m_Listened.append(pWindow);
     connect(pWindow, &CWindow::ActionTriggered, this, &CConsoleWindow::OnActionTriggered);
     connect(pWindow, &CWindow::ActionPerformed, this, &CConsoleWindow::OnActionPerformed);
-
 }
 
 void CConsoleWindow::RemoveCommandListener(CWindow* pWindow) {
@@ -215,8 +215,9 @@ void CConsoleWindow::PrintCommandDisabled(const QString& sCommand) {
 
 void CConsoleWindow::PrintCommandError(const QString& sLine, const QString& sError) {
     const QString sHead = QString(sLine).remove(QLatin1Char(';')) + QStringLiteral(": ");
-    ConsolePrintError(sHead + (sError.isEmpty() ? QStringLiteral("unknown command. Type ? or help for a list of available commands.")
-                                                : sError));
+    ConsolePrintError(sHead + (sError.isEmpty()
+                                   ? QStringLiteral("unknown command. Type ? or help for a list of available commands.")
+                                   : sError));
 }
 
 void CConsoleWindow::OnActionTriggered(QAction* pAction) {

@@ -151,8 +151,12 @@ void _SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainW
     CCommandTable::SetArgs(Id, {QString::fromLatin1(FindTextRowByValue(sPrefix, Mode)->sName)});
 }
 
-void _DebugSetResetMode(CMainWindow& MainWindow) { _SetMode(CMD_DEBUG_SET_RESET_MODE, "RM_", VAR_RESET_MODE, MainWindow); }
-void _DebugSetConnectMode(CMainWindow& MainWindow) { _SetMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_", VAR_CONNECT_MODE, MainWindow); }
+void _DebugSetResetMode(CMainWindow& MainWindow) {
+    _SetMode(CMD_DEBUG_SET_RESET_MODE, "RM_", VAR_RESET_MODE, MainWindow);
+}
+void _DebugSetConnectMode(CMainWindow& MainWindow) {
+    _SetMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_", VAR_CONNECT_MODE, MainWindow);
+}
 
 void _DebugSetSteppingMode(CMainWindow&) {
     unsigned Mode = 0;
@@ -176,7 +180,9 @@ void _RunWithMode(COMMAND_ID ModeId, const char* sMode, COMMAND_ID RunId) {
     CCommandTable::Execute(RunId);
 }
 
-void _EntryDownloadReset(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_DOWNLOAD_RESET", CMD_DEBUG_START); }
+void _EntryDownloadReset(CMainWindow&) {
+    _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_DOWNLOAD_RESET", CMD_DEBUG_START);
+}
 void _EntryAttach(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH", CMD_DEBUG_START); }
 void _EntryAttachHalt(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH_HALT", CMD_DEBUG_START); }
 void _EntryResetSymbol(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_BREAK_AT_SYMBOL", CMD_DEBUG_RESET); }

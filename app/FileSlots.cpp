@@ -26,14 +26,14 @@ bool _IsProgramFile(const QString& sPath) {
     }
     QFile File(sPath);
     return File.open(QIODevice::ReadOnly) && File.read(4) == QByteArray("\x7F"
-                                                                       "ELF");
+                                                                        "ELF");
 }
 
 QString _AskForFile(CMainWindow& MainWindow) {
     QString sPath = QFileDialog::getOpenFileName(
         &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
         QStringLiteral("Project Files (*.dbgprj);;Data Files (*.bin *.mot *.srec *.hex *.elf *.out *.axf);;"
-                                      "Source Files (*.c *.h *.cpp *.hpp *.s *.S);;All Files (*)"));
+                       "Source Files (*.c *.h *.cpp *.hpp *.s *.S);;All Files (*)"));
     if (!sPath.isEmpty()) {
         WriteSetting(QLatin1String(KEY_DIR_OPEN), QFileInfo(sPath).absolutePath());
     }
@@ -101,7 +101,8 @@ void _FileLoad(CMainWindow& MainWindow) {
 
 void _FileClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_CLOSE;
-    if (CCommandTable::CheckArgs(Id, 0) && !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
+    if (CCommandTable::CheckArgs(Id, 0) &&
+        !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
         FailCommand(Id, QStringLiteral("file is not open"));
     }
 }

@@ -16,7 +16,9 @@ U32 _FindSrcFile(const QString& sPath) {
     }
     const QString sEnd = QLatin1Char('/') + QString(sPath).replace(QLatin1Char('\\'), QLatin1Char('/'));
     for (const U32 FileId : ElfApi_GetSrcFileIds()) {
-        if (ElfApi_GetFilePath(FileId).replace(QLatin1Char('\\'), QLatin1Char('/')).endsWith(sEnd, Qt::CaseInsensitive)) {
+        if (ElfApi_GetFilePath(FileId)
+                .replace(QLatin1Char('\\'), QLatin1Char('/'))
+                .endsWith(sEnd, Qt::CaseInsensitive)) {
             if (Found != INVALID_FILE_ID) {
                 return INVALID_FILE_ID;
             }
@@ -38,8 +40,9 @@ CSrcLoc ParseSourceLocation(const QString& sText) {
 
 QString CanonicalLocation(const QString& sText) {
     const CSrcLoc Loc = ParseSourceLocation(sText);
-    return Loc.IsValid() ? QStringLiteral("%1:%2").arg(QFileInfo(ElfApi_GetFilePath(Loc.FileId)).fileName()).arg(Loc.Line)
-                         : QString();
+    return Loc.IsValid()
+               ? QStringLiteral("%1:%2").arg(QFileInfo(ElfApi_GetFilePath(Loc.FileId)).fileName()).arg(Loc.Line)
+               : QString();
 }
 
 I64 GetCodeAddress(const CSrcLoc& Loc) {

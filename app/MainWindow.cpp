@@ -53,12 +53,14 @@ QIcon _Icon(unsigned CommandId) {
 }
 
 std::array<std::span<const ACTION_SLOT>, 7> _AllSlots() {
-    return {GetFileSlots(),    GetEditSlots(),  GetDebugSlots(), GetProjectSlots(),
+    return {GetFileSlots(),   GetEditSlots(),  GetDebugSlots(), GetProjectSlots(),
             GetTargetSlots(), GetBreakSlots(), GetViewSlots()};
 }
 
 /// Text of a menu entry: the short help, or the command's last word.
-QString _ActionText(const COMMAND_ROW& Row) { return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")); }
+QString _ActionText(const COMMAND_ROW& Row) {
+    return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&"));
+}
 
 QString _ToolbarKey(const QString& sName) {
     const QString sShort = sName == QLatin1String("Views")         ? QStringLiteral("Window")
@@ -205,7 +207,8 @@ void CMainWindow::CreateMenus() {
     }
 }
 
-void CMainWindow::CreateModePanel(QToolBar* pBar, unsigned RunId, const QList<unsigned>& Entries, QToolButton** ppButton) {
+void CMainWindow::CreateModePanel(QToolBar* pBar, unsigned RunId, const QList<unsigned>& Entries,
+                                  QToolButton** ppButton) {
     auto* pButton = new QToolButton(pBar);
     auto* pMenu = new QMenu(pButton);
     for (const unsigned Entry : Entries) {
@@ -231,9 +234,11 @@ void CMainWindow::CreateToolbars() {
             if (Item == MENU_SEPARATOR) {
                 pBar->addSeparator();
             } else if (Item == CMD_DEBUG_START) {
-                CreateModePanel(pBar, Item, {CMD_DEBUG_DOWNLOAD_RESET, CMD_DEBUG_ATTACH, CMD_DEBUG_ATTACH_HALT}, &m_pConnectPanel);
+                CreateModePanel(pBar, Item, {CMD_DEBUG_DOWNLOAD_RESET, CMD_DEBUG_ATTACH, CMD_DEBUG_ATTACH_HALT},
+                                &m_pConnectPanel);
             } else if (Item == CMD_DEBUG_RESET) {
-                CreateModePanel(pBar, Item, {CMD_DEBUG_RESET_HALT, CMD_DEBUG_RESET_BREAK_AT_SYMBOL, CMD_DEBUG_RESET_RUN},
+                CreateModePanel(pBar, Item,
+                                {CMD_DEBUG_RESET_HALT, CMD_DEBUG_RESET_BREAK_AT_SYMBOL, CMD_DEBUG_RESET_RUN},
                                 &m_pResetPanel);
             } else if (QAction* pAction = CCommandTable::GetAction(Item)) {
                 pBar->addAction(pAction);
@@ -249,7 +254,8 @@ void CMainWindow::CreateDocks() {
     addDockWidget(Qt::BottomDockWidgetArea, pDock);
     m_Docks.append(pDock);
     for (CDockWindow* p : std::as_const(m_Docks)) {
-        connect(p, &CDockWindow::CloseRequested, this, [](const QString& sName) { CCommandTable::Execute(CMD_WINDOW_CLOSE, {sName}); });
+        connect(p, &CDockWindow::CloseRequested, this,
+                [](const QString& sName) { CCommandTable::Execute(CMD_WINDOW_CLOSE, {sName}); });
     }
     resizeDocks({pDock}, {190}, Qt::Vertical);
 }
@@ -264,7 +270,8 @@ void CMainWindow::RestoreState() {
         const bool IsDefault = It.key() == QLatin1String("File") || It.key() == QLatin1String("Debug");
         It.value()->setVisible(ReadSetting(_ToolbarKey(It.key()), IsDefault).toBool());
     }
-    for (const QString& sKey : {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
+    for (const QString& sKey :
+         {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
         WriteSetting(sKey, ReadSetting(sKey, QDir::homePath()));
     }
     for (const QString& sPath : ReadSetting(QStringLiteral("AppData/MainWindow/RecentProjects")).toStringList()) {
@@ -289,10 +296,9 @@ bool CMainWindow::AskSaveProject() {
     if (!CProject::Get().IsModified()) {
         return true;
     }
-    const auto Answer = AskUser(QStringLiteral("Save Project Changes?"),
-                                QStringLiteral("The current project was modified. Save changes?"),
-                                QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel,
-                                IsUnattended() ? QMessageBox::No : QMessageBox::Yes);
+    const auto Answer = AskUser(
+        QStringLiteral("Save Project Changes?"), QStringLiteral("The current project was modified. Save changes?"),
+        QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, IsUnattended() ? QMessageBox::No : QMessageBox::Yes);
     if (Answer == QMessageBox::Yes) {
         const bool HasFile = QFileInfo(CProject::Get().GetPath()).isFile();
         return HasFile ? CProject::Get().Save(CProject::Get().GetPath(), CollectProjectSettings()) == 0
@@ -355,9 +361,10 @@ void CMainWindow::OnActivated() {
     }
     m_pSource->ReloadChanged();
     if (CProject::Get().TakeProgramFileChanged() &&
-        AskUser(QStringLiteral("Reload Program File"),
-                QStringLiteral("The program file has been modified by another application.<br>Do you want to reload it?"),
-                QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes) {
+        AskUser(
+            QStringLiteral("Reload Program File"),
+            QStringLiteral("The program file has been modified by another application.<br>Do you want to reload it?"),
+            QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) == QMessageBox::Yes) {
         CCommandTable::Execute(CMD_FILE_OPEN, {CProject::Get().GetProgramFile()});
     }
 }
@@ -373,8 +380,9 @@ bool CMainWindow::TakeAlternativeKey(QEvent* pEvent) {
     const auto* pKey = static_cast<QKeyEvent*>(pEvent);
     const QString sKey = QKeySequence(pKey->keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
-        (sKey == QLatin1String("Esc") && QApplication::activeWindow() == this && QApplication::activePopupWidget() == nullptr &&
-         QApplication::activeModalWidget() == nullptr && !_HasSelectedText(QApplication::focusWidget()))) {
+        (sKey == QLatin1String("Esc") && QApplication::activeWindow() == this &&
+         QApplication::activePopupWidget() == nullptr && QApplication::activeModalWidget() == nullptr &&
+         !_HasSelectedText(QApplication::focusWidget()))) {
         m_pSource->setFocus();
         return true;
     }

@@ -31,9 +31,9 @@ constexpr RTOS_HINT aRtosHint[] = {
     {"OS_Global",
      "The target application seems to be using Tavos, but Tavos-awareness is not enabled.\n"
      "To enable Tavos-awareness in Brask, add command 'Project.SetOSPlugin(\"tavosPlugin\")' to the project file."},
-    {"pxCurrentTCB",
-     "The target application seems to be using FreeRTOS, but FreeRTOS-awareness is not enabled.\n"
-     "To enable FreeRTOS-awareness in Brask, add command 'Project.SetOSPlugin(\"FreeRTOSPlugin\")' to the project file."},
+    {"pxCurrentTCB", "The target application seems to be using FreeRTOS, but FreeRTOS-awareness is not enabled.\n"
+                     "To enable FreeRTOS-awareness in Brask, add command 'Project.SetOSPlugin(\"FreeRTOSPlugin\")' to "
+                     "the project file."},
 };
 
 } // namespace
@@ -88,9 +88,8 @@ void CMainWindow::ShowCommandPalette() {
 }
 
 void CMainWindow::SaveSettingsToProject(const QString& sTitle, const QStringList& Lines, bool IsTrace) {
-    if (Lines.isEmpty() ||
-        AskUser(sTitle, QStringLiteral("Do you want to save the configuration to the project?"),
-                QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) != QMessageBox::Yes) {
+    if (Lines.isEmpty() || AskUser(sTitle, QStringLiteral("Do you want to save the configuration to the project?"),
+                                   QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) != QMessageBox::Yes) {
         return;
     }
     CProject& Project = CProject::Get();
@@ -119,7 +118,8 @@ void CMainWindow::LoadDefaultCpuSvdFile() {
 void CMainWindow::CheckRtosHints() {
     for (const RTOS_HINT& Hint : aRtosHint) {
         if (ElfApi_IsOpen() && GetSymbolAddress(QLatin1String(Hint.sSymbol)) >= 0) {
-            AskUser(QStringLiteral("RTOS Awareness"), QString::fromLatin1(Hint.sMessage), QMessageBox::Ok, QMessageBox::Ok);
+            AskUser(QStringLiteral("RTOS Awareness"), QString::fromLatin1(Hint.sMessage), QMessageBox::Ok,
+                    QMessageBox::Ok);
         }
     }
 }

@@ -68,12 +68,14 @@ DOCK_LAYOUT _LayoutOf(const QMainWindow& Window, const QList<CDockWindow*>& Dock
 }
 
 Qt::DockWidgetArea _QtArea(int Area) {
-    return Area == AREA_LEFT ? Qt::LeftDockWidgetArea : (Area == AREA_RIGHT ? Qt::RightDockWidgetArea : Qt::BottomDockWidgetArea);
+    return Area == AREA_LEFT ? Qt::LeftDockWidgetArea
+                             : (Area == AREA_RIGHT ? Qt::RightDockWidgetArea : Qt::BottomDockWidgetArea);
 }
 
 QString _ReadUserFile(const QString& sPath) {
     QFile File(sPath);
-    return File.size() <= MAX_USER_FILE_SIZE && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
+    return File.size() <= MAX_USER_FILE_SIZE && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll())
+                                                                               : QString();
 }
 
 struct PLACED_DOCK {
@@ -188,9 +190,8 @@ void CMainWindow::ApplyToolbarLayouts(const QStringList& Lines) {
         return;
     }
     for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
-        It.value()->setVisible(std::any_of(Layouts.begin(), Layouts.end(), [&](const TOOLBAR_LAYOUT& Layout) {
-            return Layout.sName == It.key();
-        }));
+        It.value()->setVisible(std::any_of(Layouts.begin(), Layouts.end(),
+                                           [&](const TOOLBAR_LAYOUT& Layout) { return Layout.sName == It.key(); }));
     }
 }
 

@@ -96,8 +96,8 @@ bool CMainWindow::AskCloseSession() {
     if (!CDevice::Get().IsConnected()) {
         return true;
     }
-    if (AskUser(QStringLiteral("Stop Debugging"), QStringLiteral("Close this Session?"), QMessageBox::Yes | QMessageBox::No,
-                QMessageBox::Yes, "control-power-red.svg") != QMessageBox::Yes) {
+    if (AskUser(QStringLiteral("Stop Debugging"), QStringLiteral("Close this Session?"),
+                QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes, "control-power-red.svg") != QMessageBox::Yes) {
         return false;
     }
     m_pSession->DisconnectTarget();
@@ -157,7 +157,8 @@ void CMainWindow::OnProjectFileOpened(const QString& sFileName) {
     ResetProjectState();
     m_pSession->SetProjectLoading(true);
     m_pSession->ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
-    while (CDevice::Get().DeliverEvents(MAX_EVENTS_PER_ROUND) > 0) { // what the script's own settings caused is its business
+    while (CDevice::Get().DeliverEvents(MAX_EVENTS_PER_ROUND) >
+           0) { // what the script's own settings caused is its business
     }
     m_pSession->SetProjectLoading(false);
     LoadDefaultCpuSvdFile();
@@ -199,7 +200,8 @@ QStringList CMainWindow::CollectProjectSettings() const {
     const int Speed = Device.GetConfigParam(DEV_CFG_SPEED);
     QStringList Commands;
     _Collect(&Commands, CMD_PROJECT_SET_DEVICE, {QString::fromUtf8(Device.GetConfigText(DEV_CFG_DEVICE_NAME))});
-    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF, {Device.GetConfigParam(DEV_CFG_HOST_IF) == 2 ? "IP" : "USB", QString()});
+    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF,
+             {Device.GetConfigParam(DEV_CFG_HOST_IF) == 2 ? "IP" : "USB", QString()});
     _Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Device.GetConfigParam(DEV_CFG_TARGET_IF) == 1 ? "SWD" : "JTAG"});
     _Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED,
              {Speed == 65535 ? QStringLiteral("adaptive") : SpeedText(static_cast<U32>(Speed))});

@@ -155,7 +155,9 @@ void _ProjectSetSemihosting(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_SEMIH
 void _ProjectSetRTT(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_RTT, VAR_RTT_ENABLED, w); }
 void _ProjectSetBPType(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_BP_TYPE, VAR_BREAKPOINT_TYPE, w); }
 void _ProjectSetTraceSource(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_TRACE_SOURCE, VAR_TRACE_SOURCE, w); }
-void _ProjectSetTracePortWidth(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_TRACE_PORT_WIDTH, VAR_TRACE_PORT_WIDTH, w); }
+void _ProjectSetTracePortWidth(CMainWindow& w) {
+    _SetVariable(CMD_PROJECT_SET_TRACE_PORT_WIDTH, VAR_TRACE_PORT_WIDTH, w);
+}
 
 void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TRACE_TIMING;

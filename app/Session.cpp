@@ -29,7 +29,7 @@
 
 namespace {
 
-constexpr int HALT_DELAY_MS = 100;    ///< the target must stay halted so long before AfterTargetHalt runs
+constexpr int HALT_DELAY_MS = 100; ///< the target must stay halted so long before AfterTargetHalt runs
 constexpr int MESSAGE_DELAY_MS = 100;
 
 /// Switches the suppress bytes of job types on for the time of a scope.
@@ -133,11 +133,10 @@ bool CSession::Start() {
         if (Problems.isEmpty()) {
             break;
         }
-        const auto Answer = ShowWarnings(QStringLiteral("Project File Errors"),
-                                         QStringLiteral("The project file contains errors:"), Problems,
-                                         QStringLiteral("Some debugging features might be disabled."),
-                                         QMessageBox::Open | QMessageBox::Ignore | QMessageBox::Cancel,
-                                         QMessageBox::Ignore);
+        const auto Answer =
+            ShowWarnings(QStringLiteral("Project File Errors"), QStringLiteral("The project file contains errors:"),
+                         Problems, QStringLiteral("Some debugging features might be disabled."),
+                         QMessageBox::Open | QMessageBox::Ignore | QMessageBox::Cancel, QMessageBox::Ignore);
         if (Answer == QMessageBox::Open) {
             QDesktopServices::openUrl(QUrl::fromLocalFile(ScriptGetPath()));
             continue;
@@ -285,9 +284,10 @@ void CSession::OnSysVarChanged(int Index, I32 Value) {
     case VAR_TRACE_PORT_DELAY_2:
     case VAR_TRACE_PORT_DELAY_3:
         if (CDevice::Get().IsConnected()) {
-            CDevice::Get().PostExecNovikCmd(TraceSampleAdjustCommand(
-                SysVarValue(VAR_TRACE_PORT_WIDTH), {SysVarValue(VAR_TRACE_PORT_DELAY_0), SysVarValue(VAR_TRACE_PORT_DELAY_1),
-                                                    SysVarValue(VAR_TRACE_PORT_DELAY_2), SysVarValue(VAR_TRACE_PORT_DELAY_3)}));
+            CDevice::Get().PostExecNovikCmd(
+                TraceSampleAdjustCommand(SysVarValue(VAR_TRACE_PORT_WIDTH),
+                                         {SysVarValue(VAR_TRACE_PORT_DELAY_0), SysVarValue(VAR_TRACE_PORT_DELAY_1),
+                                          SysVarValue(VAR_TRACE_PORT_DELAY_2), SysVarValue(VAR_TRACE_PORT_DELAY_3)}));
         }
         break;
     case VAR_TRACE_PORT_WIDTH: {

@@ -176,11 +176,12 @@ void CSession::ReportDownloadError(int Code) {
     const QString sText = _DownloadErrorText(Code);
     SetStatus(QStringLiteral("Download Failed."));
     ConsolePrint(sText);
-    ShowWarnings(QStringLiteral("Unsuccessfull Data Download"), QStringLiteral("The data file was not downloaded correctly."),
-                 {sText},
-                 QStringLiteral("It is recommended to restart the debug session or to download\nthe program file manually "
-                                "using command File.Download"),
-                 QMessageBox::Ok, QMessageBox::Ok);
+    ShowWarnings(
+        QStringLiteral("Unsuccessfull Data Download"), QStringLiteral("The data file was not downloaded correctly."),
+        {sText},
+        QStringLiteral("It is recommended to restart the debug session or to download\nthe program file manually "
+                       "using command File.Download"),
+        QMessageBox::Ok, QMessageBox::Ok);
 }
 
 void CSession::OnDeviceEndDownloadFailed(const char*, int Result) {
@@ -234,10 +235,11 @@ void CSession::FinishDownload() {
 QString CSession::OpenRecords(const QString& sPath, bool IsBinary) {
     if (IsBinary && m_LoadAddress < 0) {
         bool IsAccepted = false;
-        const QString sText = IsUnattended() ? QString()
-                                             : QInputDialog::getText(&m_MainWindow, QStringLiteral("Load Address"),
-                                                                     QStringLiteral("Address of the first byte:"),
-                                                                     QLineEdit::Normal, QStringLiteral("0x00000000"), &IsAccepted);
+        const QString sText = IsUnattended()
+                                  ? QString()
+                                  : QInputDialog::getText(&m_MainWindow, QStringLiteral("Load Address"),
+                                                          QStringLiteral("Address of the first byte:"),
+                                                          QLineEdit::Normal, QStringLiteral("0x00000000"), &IsAccepted);
         bool IsNumber = false;
         m_LoadAddress = sText.toUInt(&IsNumber, 0);
         if (!IsAccepted || !IsNumber) {

@@ -31,7 +31,8 @@ void CSession::OnDeviceConnectDone(CONNECT_MODES Mode) {
     m_MainWindow.UpdateTitle();
     ExecuteScriptFunction(SF_AFTER_TARGET_CONNECT);
     if (SysVarValue(VAR_CONNECT_MODE) != Mode) {
-        qDebug("Changing the connection mode while the connection sequence is in progress may lead to undefined behaviour.");
+        qDebug("Changing the connection mode while the connection sequence is in progress may lead to undefined "
+               "behaviour.");
     }
     switch (Mode) {
     case CM_DOWNLOAD_RESET:
@@ -162,7 +163,8 @@ void CSession::OnDeviceConfigParamChanged(int Param, int) {
         m_MainWindow.UpdateConnectionInfo();
     }
     if (Param == DEV_CFG_DEVICE && !m_IsProjectLoading) {
-        const QStringList Files = GetDefaultSvdFiles(QString::fromUtf8(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)));
+        const QStringList Files =
+            GetDefaultSvdFiles(QString::fromUtf8(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)));
         if (!Files.isEmpty()) {
             CProject::Get().SetSvdFiles(Files);
         }
@@ -173,8 +175,8 @@ void CSession::OnDeviceConnectionLost() {
     _PrintProbeLine("Novik: connection to target device lost.");
     if (CDevice::Get().IsConnected() &&
         AskUser(QStringLiteral("Target Connection Lost"),
-                QStringLiteral("Failed to read target status. Abort Debug Session?"), QMessageBox::Yes | QMessageBox::No,
-                QMessageBox::Yes, "control-power-red.svg") == QMessageBox::Yes) {
+                QStringLiteral("Failed to read target status. Abort Debug Session?"),
+                QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes, "control-power-red.svg") == QMessageBox::Yes) {
         DisconnectTarget();
     }
     m_MainWindow.UpdateActions();

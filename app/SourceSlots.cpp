@@ -35,8 +35,9 @@ void _ViewLine(CMainWindow& MainWindow) {
     if (pView == nullptr) {
         return;
     }
-    const int Line = QInputDialog::getInt(&MainWindow, QStringLiteral("Go to Line"), QStringLiteral("Line:"),
-                                          pView->GetCursorLine(), 1, qMax(1, pView->GetDocument().GetNumLines()), 1, &IsAccepted);
+    const int Line =
+        QInputDialog::getInt(&MainWindow, QStringLiteral("Go to Line"), QStringLiteral("Line:"), pView->GetCursorLine(),
+                             1, qMax(1, pView->GetDocument().GetNumLines()), 1, &IsAccepted);
     if (IsAccepted) {
         CCommandTable::Execute(CMD_VIEW_LINE, {Line});
     }
@@ -49,8 +50,11 @@ void _ToggleBreakpoint(CMainWindow& MainWindow) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_SRC_RUN_TO_CURSOR, _RunToCursor}, {CMD_SRC_SET_NEXT_STMNT, _SetNextStatement}, {CMD_SRC_VIEW_PC, _ViewPC},
-    {CMD_SRC_VIEW_LINE, _ViewLine},        {CMD_BP_SET, _ToggleBreakpoint},
+    {CMD_SRC_RUN_TO_CURSOR, _RunToCursor},
+    {CMD_SRC_SET_NEXT_STMNT, _SetNextStatement},
+    {CMD_SRC_VIEW_PC, _ViewPC},
+    {CMD_SRC_VIEW_LINE, _ViewLine},
+    {CMD_BP_SET, _ToggleBreakpoint},
 };
 
 } // namespace

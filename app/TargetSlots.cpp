@@ -68,11 +68,11 @@ void _TargetGetReg(CMainWindow&) {
     ReportCommandValue(static_cast<U32>(Value));
 }
 
-template <typename T>
-void _Write(COMMAND_ID Id) {
+template <typename T> void _Write(COMMAND_ID Id) {
     unsigned Addr = 0;
     unsigned Value = 0;
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr) || !ReadNumberArg(Id, 1, &Value)) {
+    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr) ||
+        !ReadNumberArg(Id, 1, &Value)) {
         return;
     }
     if (!CDevice::Get().IsMemoryAccessible()) {
@@ -84,8 +84,7 @@ void _Write(COMMAND_ID Id) {
                                 MEM_ACCESS_WIDTH_DEFAULT, 0);
 }
 
-template <typename T>
-void _Read(COMMAND_ID Id) {
+template <typename T> void _Read(COMMAND_ID Id) {
     unsigned Addr = 0;
     CCommandTable::SetResult(Id, -1);
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr)) {

@@ -30,16 +30,26 @@ struct PALETTE_ROW {
 };
 
 constexpr PALETTE_ROW aPalette[] = {
-    {QPalette::Window, 0xFFEFEFEF, 0xFF2B2B30},          {QPalette::WindowText, 0xFF000000, 0xFFE4E4E4},
-    {QPalette::Base, 0xFFFFFFFF, 0xFF1E1E22},            {QPalette::AlternateBase, 0xFFF6F6F6, 0xFF26262B},
-    {QPalette::Text, 0xFF000000, 0xFFE4E4E4},            {QPalette::Button, 0xFFEFEFEF, 0xFF35353B},
-    {QPalette::ButtonText, 0xFF000000, 0xFFE4E4E4},      {QPalette::BrightText, 0xFFFFFFFF, 0xFFFFFFFF},
-    {QPalette::Highlight, 0xFF308CC6, 0xFF3A6EA5},       {QPalette::HighlightedText, 0xFFFFFFFF, 0xFFFFFFFF},
-    {QPalette::ToolTipBase, 0xFFFFFFDC, 0xFF3A3A40},     {QPalette::ToolTipText, 0xFF000000, 0xFFE4E4E4},
-    {QPalette::Link, 0xFF0000EE, 0xFF7FAEFF},            {QPalette::LinkVisited, 0xFF551A8B, 0xFFC59AFF},
-    {QPalette::PlaceholderText, 0x80000000, 0x80E4E4E4}, {QPalette::Light, 0xFFFFFFFF, 0xFF4A4A52},
-    {QPalette::Midlight, 0xFFCACACA, 0xFF404047},        {QPalette::Mid, 0xFFB8B8B8, 0xFF55555C},
-    {QPalette::Dark, 0xFF9F9F9F, 0xFF1A1A1D},            {QPalette::Shadow, 0xFF767676, 0xFF000000},
+    {QPalette::Window, 0xFFEFEFEF, 0xFF2B2B30},
+    {QPalette::WindowText, 0xFF000000, 0xFFE4E4E4},
+    {QPalette::Base, 0xFFFFFFFF, 0xFF1E1E22},
+    {QPalette::AlternateBase, 0xFFF6F6F6, 0xFF26262B},
+    {QPalette::Text, 0xFF000000, 0xFFE4E4E4},
+    {QPalette::Button, 0xFFEFEFEF, 0xFF35353B},
+    {QPalette::ButtonText, 0xFF000000, 0xFFE4E4E4},
+    {QPalette::BrightText, 0xFFFFFFFF, 0xFFFFFFFF},
+    {QPalette::Highlight, 0xFF308CC6, 0xFF3A6EA5},
+    {QPalette::HighlightedText, 0xFFFFFFFF, 0xFFFFFFFF},
+    {QPalette::ToolTipBase, 0xFFFFFFDC, 0xFF3A3A40},
+    {QPalette::ToolTipText, 0xFF000000, 0xFFE4E4E4},
+    {QPalette::Link, 0xFF0000EE, 0xFF7FAEFF},
+    {QPalette::LinkVisited, 0xFF551A8B, 0xFFC59AFF},
+    {QPalette::PlaceholderText, 0x80000000, 0x80E4E4E4},
+    {QPalette::Light, 0xFFFFFFFF, 0xFF4A4A52},
+    {QPalette::Midlight, 0xFFCACACA, 0xFF404047},
+    {QPalette::Mid, 0xFFB8B8B8, 0xFF55555C},
+    {QPalette::Dark, 0xFF9F9F9F, 0xFF1A1A1D},
+    {QPalette::Shadow, 0xFF767676, 0xFF000000},
 };
 
 constexpr PALETTE_ROW aDisabled[] = {

@@ -67,7 +67,8 @@ void _ViewPCLine(CMainWindow& MainWindow) {
 }
 
 void _WindowShow(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) && !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
+    if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) &&
+        !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
         FailCommand(CMD_WINDOW_SHOW, "unknown window");
     }
 }
@@ -171,7 +172,8 @@ void _HelpAbout(CMainWindow& MainWindow) {
         ConsolePrint(GetAppTitle(true, true));
         return;
     }
-    QMessageBox Box(QMessageBox::NoIcon, QStringLiteral("About Brask"), GetAppTitle(true, true), QMessageBox::Ok, &MainWindow);
+    QMessageBox Box(QMessageBox::NoIcon, QStringLiteral("About Brask"), GetAppTitle(true, true), QMessageBox::Ok,
+                    &MainWindow);
     Box.setInformativeText(QStringLiteral("A source-level debugger for embedded ARM targets.\nMIT licence."));
     Box.setIconPixmap(QIcon(QStringLiteral(":/icons/magnifier.svg")).pixmap(48, 48));
     Box.exec();

@@ -13,16 +13,16 @@
 #include <unistd.h>
 #include <vector>
 
-// Programs damaged in many ways: each is opened and asked everything in a process of its own, so that a crash, a hang and
-// the highest memory show. Arguments: "--seed N", "--keep FOLDER" for the files that do worst, "--as-is" for files that are
-// damaged already, and the programs.
+// Programs damaged in many ways: each is opened and asked everything in a process of its own, so that a crash, a hang
+// and the highest memory show. Arguments: "--seed N", "--keep FOLDER" for the files that do worst, "--as-is" for files
+// that are damaged already, and the programs.
 
 namespace {
 
-constexpr U32 NUM_ASKED = 150;          ///< symbols and addresses of each kind ...
-constexpr U32 NUM_ASKED_LARGE = 10;     ///< ... and of a file above 16 MB, where names have thousands of symbols
+constexpr U32 NUM_ASKED = 150;      ///< symbols and addresses of each kind ...
+constexpr U32 NUM_ASKED_LARGE = 10; ///< ... and of a file above 16 MB, where names have thousands of symbols
 constexpr qsizetype LARGE_SIZE = 16 << 20;
-constexpr double MIN_SIZE = 1 << 20;    ///< smaller files count as this, or the start of the process would be measured
+constexpr double MIN_SIZE = 1 << 20; ///< smaller files count as this, or the start of the process would be measured
 constexpr double TEN_MB = 10e6;
 constexpr double GOAL_SECONDS = 2;
 constexpr double GOAL_SIZES = 8;        ///< memory, in sizes of the file
@@ -57,8 +57,18 @@ U32 _Below(RANDOM& Random, size_t Max) { return Max == 0 ? 0 : static_cast<U32>(
 /// Writes a value that fields don't usually have: none, all ones, sign bits, a place in the section, an endless LEB128.
 void _PutOdd(RANDOM& Random, char* p, U32 NumLeft, U32 SectionSize) {
     static const char aLeb[] = "\xFF\xFF\xFF\xFF\x7F";
-    const U32 aValue[] = {0, 1, 0x7F, 0x80, 0xFF, 0xFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFF0,
-                          _Below(Random, SectionSize), static_cast<U32>(Random())};
+    const U32 aValue[] = {0,
+                          1,
+                          0x7F,
+                          0x80,
+                          0xFF,
+                          0xFFFF,
+                          0x7FFFFFFF,
+                          0x80000000,
+                          0xFFFFFFFF,
+                          0xFFFFFFF0,
+                          _Below(Random, SectionSize),
+                          static_cast<U32>(Random())};
     const U32 Size = 1u << _Below(Random, 3);
     const U32 Value = aValue[_Below(Random, std::size(aValue))];
     if (_Below(Random, 6) == 0 && NumLeft >= 5) {
@@ -76,7 +86,8 @@ const SECTION& _Pick(const PROGRAM& P, RANDOM& Random, const char* sText) {
             Fit.append(i);
         }
     }
-    return P.Sections[Fit.isEmpty() ? _Below(Random, static_cast<size_t>(P.Sections.size())) : Fit[_Below(Random, static_cast<size_t>(Fit.size()))]];
+    return P.Sections[Fit.isEmpty() ? _Below(Random, static_cast<size_t>(P.Sections.size()))
+                                    : Fit[_Below(Random, static_cast<size_t>(Fit.size()))]];
 }
 
 void _FlipBits(const PROGRAM& P, RANDOM& Random, const char* sText, QByteArray* p) {
@@ -117,7 +128,9 @@ void _Redirect(const PROGRAM& P, RANDOM& Random, const char* sText, QByteArray* 
     }
 }
 
-void _Truncate(const PROGRAM&, RANDOM& Random, const char*, QByteArray* p) { p->truncate(_Below(Random, static_cast<size_t>(p->size()))); }
+void _Truncate(const PROGRAM&, RANDOM& Random, const char*, QByteArray* p) {
+    p->truncate(_Below(Random, static_cast<size_t>(p->size())));
+}
 
 /// Section headers: other sizes and places, two sections over the same bytes, compressed ones that aren't.
 void _Headers(const PROGRAM& P, RANDOM& Random, const char*, QByteArray* p) {
@@ -230,8 +243,8 @@ RESULT _Try(const QByteArray& Bytes, bool HasFile) {
         std::exit(1);
     }
     // Written by the child when the file is open or refused.
-    static auto* const pOpened = static_cast<double*>(
-        mmap(nullptr, sizeof(double), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    static auto* const pOpened =
+        static_cast<double*>(mmap(nullptr, sizeof(double), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     *pOpened = 0;
     const pid_t Child = fork();
     if (Child == 0) {
@@ -255,7 +268,8 @@ RESULT _Try(const QByteArray& Bytes, bool HasFile) {
     RESULT Result;
     Result.IsCrash = !WIFEXITED(Status);
     Result.OpenSeconds = *pOpened != 0 ? *pOpened : _CpuSeconds(Usage);
-    Result.AskSeconds = (_CpuSeconds(Usage) - Result.OpenSeconds) * TEN_MB / std::max(static_cast<double>(Bytes.size()), TEN_MB);
+    Result.AskSeconds =
+        (_CpuSeconds(Usage) - Result.OpenSeconds) * TEN_MB / std::max(static_cast<double>(Bytes.size()), TEN_MB);
     Result.MemoryBytes = static_cast<double>(Usage.ru_maxrss) * 1024;
     return Result;
 }
@@ -296,8 +310,9 @@ void _Take(const RESULT& Result, double BaseMemory, double Size, const QByteArra
 }
 
 QByteArray _Describe(const RESULT& Result, double BaseMemory, double Size) {
-    return QByteArray(Result.IsCrash ? "crash or hang, " : "") + "open " + QByteArray::number(Result.OpenSeconds * TEN_MB / Size, 'f', 2) +
-           " s for 10 MB, ask " + QByteArray::number(Result.AskSeconds, 'f', 2) + " s, memory of " +
+    return QByteArray(Result.IsCrash ? "crash or hang, " : "") + "open " +
+           QByteArray::number(Result.OpenSeconds * TEN_MB / Size, 'f', 2) + " s for 10 MB, ask " +
+           QByteArray::number(Result.AskSeconds, 'f', 2) + " s, memory of " +
            QByteArray::number((Result.MemoryBytes - BaseMemory) / Size, 'f', 1) + " sizes";
 }
 

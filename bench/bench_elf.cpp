@@ -152,7 +152,8 @@ void _Measure(const QString& sFile) {
     _Print(sName + "_open", OpenMs, "ms", "bare_walk", WalkMs);
     _Print(sName + "_first_open", FirstMs, "ms", "bare_walk", WalkMs);
     _Print(sName + "_open", OpenMs, "ms", "gdb", _RunTool("gdb-multiarch", {"-nx", "-batch", sFile}));
-    _Print(sName + "_open", OpenMs, "ms", "gdb_readnow", _RunTool("gdb-multiarch", {"-nx", "-batch", "-readnow", sFile}));
+    _Print(sName + "_open", OpenMs, "ms", "gdb_readnow",
+           _RunTool("gdb-multiarch", {"-nx", "-batch", "-readnow", sFile}));
     _Print(sName + "_open", OpenMs, "ms", "readelf", _RunTool("readelf", {"--debug-dump=info", sFile}));
     _Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
     _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);

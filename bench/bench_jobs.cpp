@@ -22,9 +22,7 @@ constexpr int BATCH = 5000; ///< jobs in flight; half a ring
 
 using CLOCK = std::chrono::steady_clock;
 
-double SecondsSince(CLOCK::time_point Start) {
-    return std::chrono::duration<double>(CLOCK::now() - Start).count();
-}
+double SecondsSince(CLOCK::time_point Start) { return std::chrono::duration<double>(CLOCK::now() - Start).count(); }
 
 NOVIK_FUNCS InstantProbe() {
     NOVIK_FUNCS Funcs = LoadNovikFuncs(QString());

@@ -26,8 +26,10 @@ constexpr double GOAL_NS = 200;
 QString _MakeProgram(const QString& sDir) {
     QByteArray Text = "volatile int Sink;\n";
     for (int i = 0; i < NUM_FUNCTIONS; ++i) {
-        Text += "int Function" + QByteArray::number(i) + "(int n) {\n    for (int i = 0; i < n; ++i) {\n        Sink = i * n;\n"
-                "        if (i & 1) {\n            Sink = Sink + n;\n        }\n    }\n    Sink = n;\n    return Sink;\n}\n";
+        Text += "int Function" + QByteArray::number(i) +
+                "(int n) {\n    for (int i = 0; i < n; ++i) {\n        Sink = i * n;\n"
+                "        if (i & 1) {\n            Sink = Sink + n;\n        }\n    }\n    Sink = n;\n    return "
+                "Sink;\n}\n";
     }
     QFile File(sDir + "/large.c");
     if (!File.open(QIODevice::WriteOnly) || File.write(Text) != Text.size()) {
@@ -35,14 +37,13 @@ QString _MakeProgram(const QString& sDir) {
     }
     File.close();
     const QString sElf = sDir + "/large.elf";
-    const QStringList Args = {"-g", "-O1", "-ffreestanding", "-nostdlib", "-mcpu=cortex-m4", "-mthumb", "-Wl,-e,0",
-                              File.fileName(), "-o", sElf};
+    const QStringList Args = {"-g",      "-O1",      "-ffreestanding", "-nostdlib", "-mcpu=cortex-m4",
+                              "-mthumb", "-Wl,-e,0", File.fileName(),  "-o",        sElf};
     return QProcess::execute("arm-none-eabi-gcc", Args) == 0 ? sElf : QString();
 }
 
 /// Best of the rounds, in nanoseconds for each of NUM_ASKED questions.
-template <typename F>
-double _Measure(F Ask) {
+template <typename F> double _Measure(F Ask) {
     double Best = 1e9;
     for (int Round = 0; Round < NUM_ROUNDS; ++Round) {
         QElapsedTimer Timer;
@@ -67,7 +68,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "no program: arm-none-eabi-gcc is missing, or the file can't be opened\n");
         return 1;
     }
-    const QByteArray sName = argc > 1 ? QFileInfo(sPath).completeBaseName().replace('-', '_').toUtf8() + "_" : QByteArray();
+    const QByteArray sName =
+        argc > 1 ? QFileInfo(sPath).completeBaseName().replace('-', '_').toUtf8() + "_" : QByteArray();
     std::printf("%slines_open %.2f ms - - -\n", sName.constData(), static_cast<double>(Timer.nsecsElapsed()) / 1e6);
     std::vector<U32> Addrs;
     std::vector<CSrcLoc> Locs;
@@ -98,7 +100,8 @@ int main(int argc, char** argv) {
     const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i]).Line; });
     std::printf("%slines_addr_to_line %.1f ns goal %.0f %.2f\n", sName.constData(), Exact, GOAL_NS, Exact / GOAL_NS);
     const double Scattered = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(ScatteredAddrs[i]).Line; });
-    std::printf("%slines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", sName.constData(), Scattered, GOAL_NS, Scattered / GOAL_NS);
+    std::printf("%slines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", sName.constData(), Scattered, GOAL_NS,
+                Scattered / GOAL_NS);
     const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i] + 1).Line; });
     std::printf("%slines_addr_to_line_near %.1f ns - - -\n", sName.constData(), Near);
     const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(AskedLocs[i])); });

@@ -32,9 +32,7 @@ bool Connect() {
     return NOVIKARM_EndDownload() == NOVIK_DL_OK && NOVIKARM_Reset() == 0;
 }
 
-double Seconds(CClock::time_point Start) {
-    return std::chrono::duration<double>(CClock::now() - Start).count();
-}
+double Seconds(CClock::time_point Start) { return std::chrono::duration<double>(CClock::now() - Start).count(); }
 
 // From the call to the halted target: median and worst of many, each after a run of some milliseconds.
 void MeasureHalt() {

@@ -23,7 +23,8 @@ QByteArray _MakeProject() {
     QByteArray Text;
     for (int i = 0; i < NUM_FUNCTIONS; ++i) {
         const QByteArray Name = i == 0 ? QByteArray("OnProjectLoad") : "Function" + QByteArray::number(i);
-        Text += "void " + Name + " (void) {\n  int i;\n  // what it does\n  i = 0;\n  while (i < 10) {\n    i += 1;\n  }\n"
+        Text += "void " + Name +
+                " (void) {\n  int i;\n  // what it does\n  i = 0;\n  while (i < 10) {\n    i += 1;\n  }\n"
                 "  if (i == 10) { i = 0; }\n}\n\n";
     }
     return Text;

@@ -171,9 +171,7 @@ double MeasureQemu(const std::string& sImage) {
     return Pos == std::string::npos ? 0 : static_cast<double>(std::strtoul(&sReply[Pos + 2], nullptr, 16)) / Time;
 }
 
-void PrintPlain(const char* sName, const CSpeed& Speed) {
-    std::printf("%s %.1f Minst/s - - -\n", sName, Speed.Mips);
-}
+void PrintPlain(const char* sName, const CSpeed& Speed) { std::printf("%s %.1f Minst/s - - -\n", sName, Speed.Mips); }
 
 void MeasureProgram(const char* sName, const std::string& sImage) {
     if (!LoadElf(sImage)) {

@@ -6,11 +6,11 @@
 /// How one script argument becomes text.
 enum COMMAND_PARAM_KIND : U8 {
     PK_NONE,
-    PK_TEXT,           ///< address of a text in the script heap
-    PK_ADDR,           ///< eight hexadecimal digits with prefix
-    PK_HEX,            ///< hexadecimal with prefix
-    PK_INT,            ///< as PK_HEX, decimal if negative
-    PK_RESET_MODE,     ///< name in the shared text table; so the kinds below
+    PK_TEXT,       ///< address of a text in the script heap
+    PK_ADDR,       ///< eight hexadecimal digits with prefix
+    PK_HEX,        ///< hexadecimal with prefix
+    PK_INT,        ///< as PK_HEX, decimal if negative
+    PK_RESET_MODE, ///< name in the shared text table; so the kinds below
     PK_CONNECT_MODE,
     PK_DISPLAY_FORMAT,
     PK_ACCESS_WIDTH,

@@ -5,7 +5,8 @@
 // on the one static table. Main thread only.
 //
 // Per command, the action carries: data() the arguments as a QStringList (an integer 0 is the cancel mark, an
-// invalid variant no arguments), whatsThis() the error text, property softKeyRole 1 if scripts and the console may run it.
+// invalid variant no arguments), whatsThis() the error text, property softKeyRole 1 if scripts and the console may run
+// it.
 
 #include "base/Types.h"
 #include "command/CommandIds.h"

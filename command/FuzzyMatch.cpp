@@ -5,7 +5,7 @@
 namespace {
 
 constexpr int POINTS_CHARACTER = 1;
-constexpr int POINTS_RUN = 5;         ///< a character right behind the one found before
+constexpr int POINTS_RUN = 5; ///< a character right behind the one found before
 constexpr int POINTS_WORD_START = 8;
 constexpr int POINTS_LAST_WORD = 6;   ///< the first character begins the last word
 constexpr int MAX_LENGTH_PENALTY = 4; ///< of two names that fit alike, the shorter one
@@ -49,5 +49,6 @@ int FuzzyScore(const QString& sPattern, const QString& sName) {
     if (Best < 0) {
         return -1;
     }
-    return Best + MAX_LENGTH_PENALTY - qMin<int>(MAX_LENGTH_PENALTY, static_cast<int>(sName.size()) / CHARACTERS_PER_PENALTY);
+    return Best + MAX_LENGTH_PENALTY -
+           qMin<int>(MAX_LENGTH_PENALTY, static_cast<int>(sName.size()) / CHARACTERS_PER_PENALTY);
 }

@@ -28,7 +28,9 @@ const COMMAND_PARAM_ROW* _FindParams(U32 Id) {
     return nullptr;
 }
 
-QString _Hex(I64 Value) { return QStringLiteral("0x%1").arg(static_cast<U32>(Value), 0, 16).toUpper().replace("X", "x"); }
+QString _Hex(I64 Value) {
+    return QStringLiteral("0x%1").arg(static_cast<U32>(Value), 0, 16).toUpper().replace("X", "x");
+}
 
 QString _NumberText(COMMAND_PARAM_KIND Kind, I64 Value) {
     if (Kind == PK_ADDR) {
@@ -56,7 +58,8 @@ bool _CollectArgs(const COMMAND_PARAM_ROW& Row, const I64* paArgs, U32 NumArgs, 
         }
         const char* sText = Host.pfScriptText != nullptr ? Host.pfScriptText(paArgs[i]) : nullptr;
         if (sText == nullptr) {
-            ConsolePrintError(QStringLiteral("Invalid user function parameter: %1 (%2)").arg(_Hex(paArgs[i])).arg(paArgs[i]));
+            ConsolePrintError(
+                QStringLiteral("Invalid user function parameter: %1 (%2)").arg(_Hex(paArgs[i])).arg(paArgs[i]));
             return false;
         }
         pOut->append(QString::fromUtf8(sText));
@@ -80,10 +83,7 @@ I32 _CallFromScript(U32 Id, const I64* paArgs, U32 NumArgs) {
     return Result;
 }
 
-template <U32 Id>
-I32 _Handler(const I64* paArgs, U32 NumArgs) {
-    return _CallFromScript(Id, paArgs, NumArgs);
-}
+template <U32 Id> I32 _Handler(const I64* paArgs, U32 NumArgs) { return _CallFromScript(Id, paArgs, NumArgs); }
 
 template <size_t... Ids>
 constexpr std::array<COMMAND_HANDLER, sizeof...(Ids)> _MakeHandlers(std::index_sequence<Ids...>) {

@@ -148,9 +148,8 @@ bool _IsInGroup(const TEXT_ROW& Row, const char* sPrefix) {
 const TEXT_ROW* GetTextRow(int Index) { return Index >= 0 && Index < NUM_TEXT_ROWS ? &aTextRow[Index] : nullptr; }
 
 const TEXT_ROW* FindTextRow(const QString& sName) {
-    const QString sText = sName.compare(QLatin1String(ALIAS_NAME), Qt::CaseInsensitive) == 0
-                              ? QString::fromLatin1(ALIAS_TARGET)
-                              : sName;
+    const QString sText =
+        sName.compare(QLatin1String(ALIAS_NAME), Qt::CaseInsensitive) == 0 ? QString::fromLatin1(ALIAS_TARGET) : sName;
     for (const TEXT_ROW& Row : aTextRow) {
         if (sText.compare(QLatin1String(Row.sName), Qt::CaseInsensitive) == 0) {
             return &Row;

@@ -31,8 +31,9 @@ private:
 };
 
 bool CSegmentReader::ReadHeader() {
-    if (m_File.size() < HEADER_SIZE || !m_File.startsWith("\x7F"
-                                                         "ELF") ||
+    if (m_File.size() < HEADER_SIZE ||
+        !m_File.startsWith("\x7F"
+                           "ELF") ||
         m_File[4] != 1 || (m_File[5] != 1 && m_File[5] != 2)) {
         return false;
     }
@@ -96,7 +97,8 @@ QList<CMemBlock> CSegmentReader::Read() {
             Blocks.append(Block);
         }
     }
-    std::stable_sort(Blocks.begin(), Blocks.end(), [](const CMemBlock& a, const CMemBlock& b) { return a.Addr < b.Addr; });
+    std::stable_sort(Blocks.begin(), Blocks.end(),
+                     [](const CMemBlock& a, const CMemBlock& b) { return a.Addr < b.Addr; });
     return Blocks;
 }
 

@@ -31,7 +31,8 @@ bool IsRecordFile(const QString& sPath);
 bool IsDataFile(const QString& sPath);
 
 /// Blocks of the file; empty if it doesn't exist, isn't a data file or is damaged. A binary file's block has address 0:
-/// the caller moves it; one without bytes has the given address. A damaged record file is reported on the console. Addr -1 means none given.
+/// the caller moves it; one without bytes has the given address. A damaged record file is reported on the console. Addr
+/// -1 means none given.
 QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr);
 
 /// Writes the bytes as they are. 0, or -1 with no file left behind.

@@ -144,7 +144,8 @@ void CRecordList::CopyRun(size_t First, size_t Last, CMemBlock* pRun) const {
 }
 
 QList<CMemBlock> CRecordList::Merge() {
-    std::stable_sort(m_Records.begin(), m_Records.end(), [](const RECORD& a, const RECORD& b) { return a.Addr < b.Addr; });
+    std::stable_sort(m_Records.begin(), m_Records.end(),
+                     [](const RECORD& a, const RECORD& b) { return a.Addr < b.Addr; });
     QList<CMemBlock> Runs;
     for (size_t First = 0, Last = 0; First < m_Records.size(); First = Last) {
         U64 End = m_Records[First].Addr;

@@ -26,9 +26,7 @@ CDevice& CDevice::Get() {
     return Device;
 }
 
-CDevice& CDevice::Current() {
-    return _pDelivering ? *_pDelivering : Get();
-}
+CDevice& CDevice::Current() { return _pDelivering ? *_pDelivering : Get(); }
 
 CDevice::CDevice(const NOVIK_FUNCS& Funcs, CDeviceClock& Clock)
     : CDeviceJobs(*pQueue, Events), m_Clock(Clock), m_Queue(*pQueue), m_Events(Events),
@@ -142,9 +140,7 @@ void CDevice::MarkSessionReady() {
     }
 }
 
-void CDevice::NotifyAboutToDisconnect() {
-    m_Events.Raise(DEV_EVENT_ABOUT_TO_DISCONNECT);
-}
+void CDevice::NotifyAboutToDisconnect() { m_Events.Raise(DEV_EVENT_ABOUT_TO_DISCONNECT); }
 
 bool CDevice::IsKnownDevice(const QByteArray& sDeviceName) const {
     return m_Target.Novik.NOVIKARM_DEVICE_GetIndex != nullptr &&

@@ -97,7 +97,9 @@ public:
     /// True if memory may be read now. Any thread.
     bool IsMemoryAccessible() { return m_Target.Memory.IsMemoryAccessible(); }
     /// Index of a register in the probe library for a CPU mode (MODE_CURRENT: the one in force), -1 if none.
-    I32 GetNovikRegIdx(I32 Logical, int Mode = MODE_CURRENT) const { return m_Target.Regs.GetNovikRegIdx(Logical, Mode); }
+    I32 GetNovikRegIdx(I32 Logical, int Mode = MODE_CURRENT) const {
+        return m_Target.Regs.GetNovikRegIdx(Logical, Mode);
+    }
 
     /// True if the probe library's device table has the name. Any thread.
     bool IsKnownDevice(const QByteArray& sDeviceName) const;

@@ -8,6 +8,4 @@ U64 CDeviceClock::NowMs() {
     return U64(std::chrono::duration_cast<std::chrono::milliseconds>(Now).count());
 }
 
-void CDeviceClock::SleepMs(U32 NumMs) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(NumMs));
-}
+void CDeviceClock::SleepMs(U32 NumMs) { std::this_thread::sleep_for(std::chrono::milliseconds(NumMs)); }

@@ -67,9 +67,7 @@ const READ_ROW _aRead[] = {
     {"DeviceName", DEV_CFG_DEVICE_NAME, 0},
 };
 
-bool _IsTextParam(DEV_CONFIG_PARAMS Param) {
-    return Param >= DEV_CFG_HOST_NAME && Param < DEV_CFG_END;
-}
+bool _IsTextParam(DEV_CONFIG_PARAMS Param) { return Param >= DEV_CFG_HOST_NAME && Param < DEV_CFG_END; }
 
 // Upper limit of the nesting depth; angle brackets inside comments may raise it, never lower it.
 int _XmlDepth(const QByteArray& sXml) {

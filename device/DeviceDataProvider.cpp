@@ -11,13 +11,9 @@ constexpr U32 WAIT_ROUND_MS = 1;
 constexpr int EVENTS_PER_ROUND = 10;
 } // namespace
 
-CDeviceDataProvider::CDeviceDataProvider(CDevice& Device) : m_Device(Device) {
-    m_Device.SetDataProvider(this);
-}
+CDeviceDataProvider::CDeviceDataProvider(CDevice& Device) : m_Device(Device) { m_Device.SetDataProvider(this); }
 
-CDeviceDataProvider::~CDeviceDataProvider() {
-    m_Device.SetDataProvider(nullptr);
-}
+CDeviceDataProvider::~CDeviceDataProvider() { m_Device.SetDataProvider(nullptr); }
 
 CDeviceDataProvider& CDeviceDataProvider::Get() {
     static CDeviceDataProvider Provider(CDevice::Get());

@@ -37,9 +37,7 @@ bool _IsTargetWrite(U32 Type) {
 
 } // namespace
 
-CDeviceEventListener::CDeviceEventListener() {
-    _List().aListeners.push_back(this);
-}
+CDeviceEventListener::CDeviceEventListener() { _List().aListeners.push_back(this); }
 
 CDeviceEventListener::~CDeviceEventListener() {
     LISTENER_LIST& List = _List();
@@ -52,9 +50,7 @@ CDeviceEventListener::~CDeviceEventListener() {
     }
 }
 
-void CDeviceEventListener::Lock() {
-    _List().NumWalks++;
-}
+void CDeviceEventListener::Lock() { _List().NumWalks++; }
 
 void CDeviceEventListener::Unlock() {
     LISTENER_LIST& List = _List();
@@ -64,13 +60,9 @@ void CDeviceEventListener::Unlock() {
     }
 }
 
-int CDeviceEventListener::Count() {
-    return int(_List().aListeners.size());
-}
+int CDeviceEventListener::Count() { return int(_List().aListeners.size()); }
 
-CDeviceEventListener* CDeviceEventListener::At(int Index) {
-    return _List().aListeners[size_t(Index)];
-}
+CDeviceEventListener* CDeviceEventListener::At(int Index) { return _List().aListeners[size_t(Index)]; }
 
 void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
     const CDevice& Device = CDevice::Current();

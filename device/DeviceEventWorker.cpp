@@ -8,10 +8,6 @@ CDeviceEventWorker::CDeviceEventWorker(QObject* pParent) : QTimer(pParent) {
     start(1);
 }
 
-void CDeviceEventWorker::timerEvent(QTimerEvent*) {
-    DeliverDeviceEvents(MAX_EVENTS_PER_TICK);
-}
+void CDeviceEventWorker::timerEvent(QTimerEvent*) { DeliverDeviceEvents(MAX_EVENTS_PER_TICK); }
 
-int DeliverDeviceEvents(int MaxEvents) {
-    return CDevice::Current().DeliverEvents(MaxEvents);
-}
+int DeliverDeviceEvents(int MaxEvents) { return CDevice::Current().DeliverEvents(MaxEvents); }

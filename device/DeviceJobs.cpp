@@ -21,9 +21,7 @@ U64 _AccessWidth(U32 AccessWidth) {
     return AccessWidth >= MEM_ACCESS_WIDTH_DEFAULT ? U64(SysVarValue(VAR_ACCESS_WIDTH)) : AccessWidth;
 }
 
-template <class T> U64 _NumBytes(const QList<T>& List) {
-    return U64(List.size()) * sizeof(T);
-}
+template <class T> U64 _NumBytes(const QList<T>& List) { return U64(List.size()) * sizeof(T); }
 
 Job _Job(U32 Type, U64 Param0 = 0, U64 Param1 = 0, U64 Param2 = 0) {
     Job J;
@@ -59,21 +57,11 @@ int CDeviceJobs::PostWithBuf(Job& J, const void* pBuf, U64 NumBytes) {
     return PostJob(J);
 }
 
-int CDeviceJobs::PostConnect(CONNECT_MODES Mode) {
-    return PostSimple(JT_CONNECT, U64(Mode));
-}
-int CDeviceJobs::PostDisconnect() {
-    return PostSimple(JT_DISCONNECT);
-}
-int CDeviceJobs::PostReset(RESET_MODES Mode) {
-    return PostSimple(JT_RESET, U64(Mode));
-}
-int CDeviceJobs::PostHalt() {
-    return PostSimple(JT_HALT);
-}
-int CDeviceJobs::PostRunTo(U32 Addr) {
-    return PostSimple(JT_RUN_TO, Addr);
-}
+int CDeviceJobs::PostConnect(CONNECT_MODES Mode) { return PostSimple(JT_CONNECT, U64(Mode)); }
+int CDeviceJobs::PostDisconnect() { return PostSimple(JT_DISCONNECT); }
+int CDeviceJobs::PostReset(RESET_MODES Mode) { return PostSimple(JT_RESET, U64(Mode)); }
+int CDeviceJobs::PostHalt() { return PostSimple(JT_HALT); }
+int CDeviceJobs::PostRunTo(U32 Addr) { return PostSimple(JT_RUN_TO, Addr); }
 
 int CDeviceJobs::PostContinue(RESUME_MODES Mode) {
     m_Events.Raise(DEV_EVENT_ABOUT_TO_RESUME);
@@ -85,18 +73,10 @@ int CDeviceJobs::PostStep(U32 Type) {
     return PostSimple(Type);
 }
 
-int CDeviceJobs::PostStepInst() {
-    return PostStep(JT_STEP_INST);
-}
-int CDeviceJobs::PostStepInto() {
-    return PostStep(JT_STEP_INTO);
-}
-int CDeviceJobs::PostStepOver() {
-    return PostStep(JT_STEP_OVER);
-}
-int CDeviceJobs::PostStepOut() {
-    return PostStep(JT_STEP_OUT);
-}
+int CDeviceJobs::PostStepInst() { return PostStep(JT_STEP_INST); }
+int CDeviceJobs::PostStepInto() { return PostStep(JT_STEP_INTO); }
+int CDeviceJobs::PostStepOver() { return PostStep(JT_STEP_OVER); }
+int CDeviceJobs::PostStepOut() { return PostStep(JT_STEP_OUT); }
 
 int CDeviceJobs::PostExecNovikCmd(const QByteArray& sCommand) {
     Job J = _Job(JT_EXEC_NOVIK_CMD);
@@ -114,21 +94,15 @@ int CDeviceJobs::PostSetBreakpoints(const QList<U32>& Addrs, BP_STATES State, BP
     return PostWithBuf(J, Addrs.constData(), _NumBytes(Addrs));
 }
 
-int CDeviceJobs::PostClearBreakpoint(U32 Addr) {
-    return PostSimple(JT_CLEAR_BP, Addr);
-}
+int CDeviceJobs::PostClearBreakpoint(U32 Addr) { return PostSimple(JT_CLEAR_BP, Addr); }
 
 int CDeviceJobs::PostClearBreakpoints(const QList<U32>& Addrs) {
     Job J = _Job(JT_CLEAR_BPS, U64(Addrs.size()));
     return PostWithBuf(J, Addrs.constData(), _NumBytes(Addrs));
 }
 
-int CDeviceJobs::PostClearAllBreakpoints() {
-    return PostSimple(JT_CLEAR_ALL_BPS);
-}
-int CDeviceJobs::PostResetBreakpoints() {
-    return PostSimple(JT_RESET_BPS);
-}
+int CDeviceJobs::PostClearAllBreakpoints() { return PostSimple(JT_CLEAR_ALL_BPS); }
+int CDeviceJobs::PostResetBreakpoints() { return PostSimple(JT_RESET_BPS); }
 
 int CDeviceJobs::PostSetWatchpoints(const QList<WP>& WPs) {
     Job J = _Job(JT_SET_WPS, U64(WPs.size()));
@@ -140,16 +114,10 @@ int CDeviceJobs::PostClearWatchpoints(const QList<WP>& WPs) {
     return PostWithBuf(J, WPs.constData(), _NumBytes(WPs));
 }
 
-int CDeviceJobs::PostClearAllWatchpoints() {
-    return PostSimple(JT_CLEAR_ALL_WPS);
-}
+int CDeviceJobs::PostClearAllWatchpoints() { return PostSimple(JT_CLEAR_ALL_WPS); }
 
-int CDeviceJobs::PostReadReg(U32 Idx) {
-    return PostSimple(JT_READ_REG, Idx);
-}
-int CDeviceJobs::PostWriteReg(U32 Idx, I64 Value) {
-    return PostSimple(JT_WRITE_REG, Idx, U64(Value));
-}
+int CDeviceJobs::PostReadReg(U32 Idx) { return PostSimple(JT_READ_REG, Idx); }
+int CDeviceJobs::PostWriteReg(U32 Idx, I64 Value) { return PostSimple(JT_WRITE_REG, Idx, U64(Value)); }
 
 int CDeviceJobs::PostReadRegs(const QList<U32>& Idxs) {
     Job J = _Job(JT_READ_REGS, U64(Idxs.size()));
@@ -170,9 +138,7 @@ int CDeviceJobs::PostWriteCPR(const ARM_CPR& Reg, U32 Value) {
     return PostWithBuf(J, &Reg, sizeof(Reg));
 }
 
-int CDeviceJobs::PostResetTargetExecState() {
-    return PostSimple(JT_RESET_TARGET_EXEC_STATE);
-}
+int CDeviceJobs::PostResetTargetExecState() { return PostSimple(JT_RESET_TARGET_EXEC_STATE); }
 
 int CDeviceJobs::PostSetTargetExecState(const QList<I64>& RegVals) {
     Job J = _Job(JT_SET_TARGET_EXEC_STATE, U64(RegVals.size()));
@@ -263,21 +229,11 @@ int CDeviceJobs::PostDisassAranges(const QList<MEM_RANGE>& Ranges) {
     return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
 }
 
-int CDeviceJobs::PostEnableInstTrace() {
-    return PostSimple(JT_ENABLE_SIMPLE_TRACE);
-}
-int CDeviceJobs::PostDisableInstTrace() {
-    return PostSimple(JT_DISABLE_SIMPLE_TRACE);
-}
-int CDeviceJobs::PostStartInstTrace() {
-    return PostSimple(JT_START_SIMPLE_TRACE);
-}
-int CDeviceJobs::PostStopInstTrace() {
-    return PostSimple(JT_STOP_SIMPLE_TRACE);
-}
-int CDeviceJobs::PostFlushInstTrace() {
-    return PostSimple(JT_FLUSH_STRACE_BUFFER);
-}
+int CDeviceJobs::PostEnableInstTrace() { return PostSimple(JT_ENABLE_SIMPLE_TRACE); }
+int CDeviceJobs::PostDisableInstTrace() { return PostSimple(JT_DISABLE_SIMPLE_TRACE); }
+int CDeviceJobs::PostStartInstTrace() { return PostSimple(JT_START_SIMPLE_TRACE); }
+int CDeviceJobs::PostStopInstTrace() { return PostSimple(JT_STOP_SIMPLE_TRACE); }
+int CDeviceJobs::PostFlushInstTrace() { return PostSimple(JT_FLUSH_STRACE_BUFFER); }
 
 int CDeviceJobs::PostReadInstTrace() {
     Job J = _Job(JT_READ_SIMPLE_TRACE, MAX_TRACE_ADDRS);
@@ -299,9 +255,7 @@ int CDeviceJobs::PostStartSWOTrace(U32 CpuHz, U32 SwoHz, U32 PortMask) {
     return PostSimple(JT_START_SWO_TRACE, CpuHz, SwoHz, PortMask);
 }
 
-int CDeviceJobs::PostStopSWOTrace(U32 PortMask) {
-    return PostSimple(JT_STOP_SWO_TRACE, PortMask);
-}
+int CDeviceJobs::PostStopSWOTrace(U32 PortMask) { return PostSimple(JT_STOP_SWO_TRACE, PortMask); }
 
 int CDeviceJobs::PostReadSWOTrace() {
     Job J = _Job(JT_READ_SWO_TRACE, 0, TERMINAL_READ_SIZE);
@@ -313,12 +267,8 @@ int CDeviceJobs::PostGetSWOCompatSpeeds(U32 CpuHz) {
     return PostWithBuf(J, nullptr, NUM_SWO_SPEEDS * sizeof(U32));
 }
 
-int CDeviceJobs::PostStartRTT() {
-    return PostSimple(JT_START_RTT);
-}
-int CDeviceJobs::PostStopRTT() {
-    return PostSimple(JT_STOP_RTT);
-}
+int CDeviceJobs::PostStartRTT() { return PostSimple(JT_START_RTT); }
+int CDeviceJobs::PostStopRTT() { return PostSimple(JT_STOP_RTT); }
 
 int CDeviceJobs::PostReadRTT() {
     Job J = _Job(JT_READ_RTT, 0, TERMINAL_READ_SIZE);
@@ -335,9 +285,7 @@ int CDeviceJobs::PostStartHSS(const QList<MEM_RANGE>& Ranges, U32 IntervalUs) {
     return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
 }
 
-int CDeviceJobs::PostStopHSS() {
-    return PostSimple(JT_STOP_HSS);
-}
+int CDeviceJobs::PostStopHSS() { return PostSimple(JT_STOP_HSS); }
 
 int CDeviceJobs::PostReadHSS() {
     Job J = _Job(JT_READ_HSS, HSS_READ_SIZE);
@@ -371,6 +319,4 @@ int CDeviceJobs::PostGetDeviceInfo(const QByteArray& sDeviceName) {
                : -1;
 }
 
-int CDeviceJobs::PostMeasureCoreSpeed() {
-    return PostSimple(JT_MEASURE_CORE_SPEED);
-}
+int CDeviceJobs::PostMeasureCoreSpeed() { return PostSimple(JT_MEASURE_CORE_SPEED); }

@@ -82,22 +82,22 @@ enum DEVICE_CAPABILITIES : int {
 };
 
 enum DEV_CONFIG_PARAMS : int {
-    DEV_CFG_DEVICE,      ///< index in the probe library's device table, -1 none
+    DEV_CFG_DEVICE, ///< index in the probe library's device table, -1 none
     DEV_CFG_CORE_INDEX,
     DEV_CFG_USB_SN,
     DEV_CFG_USE_SN,
-    DEV_CFG_HOST_IF,     ///< 1 USB, 2 IP
-    DEV_CFG_TARGET_IF,   ///< 0 JTAG, 1 SWD
-    DEV_CFG_SPEED,       ///< Hz; 0 automatic, 65535 adaptive
+    DEV_CFG_HOST_IF,   ///< 1 USB, 2 IP
+    DEV_CFG_TARGET_IF, ///< 0 JTAG, 1 SWD
+    DEV_CFG_SPEED,     ///< Hz; 0 automatic, 65535 adaptive
     DEV_CFG_MAX_SPEED,
     DEV_CFG_ADAPTIVE,
-    DEV_CFG_ENDIAN,      ///< ARM_ENDIAN
-    DEV_CFG_DR_PRE,      ///< data bits before the target on a scan chain
-    DEV_CFG_IR_PRE,      ///< instruction bits before the target
+    DEV_CFG_ENDIAN, ///< ARM_ENDIAN
+    DEV_CFG_DR_PRE, ///< data bits before the target on a scan chain
+    DEV_CFG_IR_PRE, ///< instruction bits before the target
     DEV_CFG_MULTI_TARGET,
     DEV_CFG_STEPPING_MODE,
-    DEV_CFG_BREAK_ADDR,  ///< address of the symbol to break at after a reset, -1 none
-    DEV_CFG_NUM_COUNT,   ///< numbers end here
+    DEV_CFG_BREAK_ADDR, ///< address of the symbol to break at after a reset, -1 none
+    DEV_CFG_NUM_COUNT,  ///< numbers end here
     DEV_CFG_HOST_NAME = 16,
     DEV_CFG_DEVICE_NAME,
     DEV_CFG_SCRIPT_FILE,

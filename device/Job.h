@@ -92,9 +92,9 @@ struct Job {
     U64 SeqNo = 0;
     U32 Status = JOB_STATUS_DONE;
     U32 Flags = 0;
-    I64 Result[3] = {}; ///< what the run gives back, by type
-    U64 Param[6] = {};  ///< arguments, by type
-    void* Buf[3] = {};  ///< heap blocks, zero-terminated behind their size
+    I64 Result[3] = {};  ///< what the run gives back, by type
+    U64 Param[6] = {};   ///< arguments, by type
+    void* Buf[3] = {};   ///< heap blocks, zero-terminated behind their size
     U32 BufSize[3] = {}; ///< 0 for a block that the job doesn't own
 };
 

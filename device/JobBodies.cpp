@@ -8,9 +8,7 @@
 
 namespace {
 
-template <class T> T* _Buf(const Job& J, int Idx) {
-    return static_cast<T*>(J.Buf[Idx]);
-}
+template <class T> T* _Buf(const Job& J, int Idx) { return static_cast<T*>(J.Buf[Idx]); }
 
 // A count from a parameter, limited by what the buffer holds.
 template <class T> U32 _Count(const Job& J, int Idx) {
@@ -84,9 +82,7 @@ int _ExecNovikCmd(CTarget& T, Job& J) {
     return Result == 0 ? 0 : -1;
 }
 
-int _Positive(int Count) {
-    return Count >= 0 ? 0 : -1;
-}
+int _Positive(int Count) { return Count >= 0 ? 0 : -1; }
 
 struct BODY_ROW {
     U32 Type;

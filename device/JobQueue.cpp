@@ -116,9 +116,7 @@ int CJobQueue::Find(U32 Type, int RingSel, U32* pRing) const {
     return -1;
 }
 
-bool CJobQueue::IsQueued(U32 Type) const {
-    return Find(Type, Type == JT_STEP_ANY ? 0 : RING_OF_TYPE) >= 0;
-}
+bool CJobQueue::IsQueued(U32 Type) const { return Find(Type, Type == JT_STEP_ANY ? 0 : RING_OF_TYPE) >= 0; }
 
 int CJobQueue::TakePending(U32 Ring, U32 Type, bool AlsoProtected) {
     RING& R = m_aRings[Ring];

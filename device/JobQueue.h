@@ -57,7 +57,9 @@ public:
     /// True while the record is the job of that number and neither finished nor cancelled.
     bool IsPending(const Job* pJob, U64 SeqNo) const;
 
-    U8 GetSuppressed(U32 Type) const { return Type < JT_LAST ? m_aSuppressed[Type].load(std::memory_order_acquire) : 0; }
+    U8 GetSuppressed(U32 Type) const {
+        return Type < JT_LAST ? m_aSuppressed[Type].load(std::memory_order_acquire) : 0;
+    }
     void SetSuppressed(U32 Type, U8 Value);
 
     /// Auto-reset event, set by Schedule() and Wake(). False when the time has gone by.

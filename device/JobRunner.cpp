@@ -15,9 +15,7 @@ bool _ChangesRunState(U32 Type) {
     return Type == JT_RESET || Type == JT_HALT || Type == JT_CONTINUE || JobTypeMatches(JT_STEP_ANY, Type);
 }
 
-bool _IsSrcStep(U32 Type) {
-    return Type == JT_STEP_INTO || Type == JT_STEP_OVER || Type == JT_STEP_OUT;
-}
+bool _IsSrcStep(U32 Type) { return Type == JT_STEP_INTO || Type == JT_STEP_OVER || Type == JT_STEP_OUT; }
 
 } // namespace
 

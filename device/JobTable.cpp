@@ -311,10 +311,6 @@ const JOB_TYPE_ROW _aRows[JT_LAST + 1] = {
 
 } // namespace
 
-const JOB_TYPE_ROW& GetJobTypeRow(U32 Type) {
-    return _aRows[Type <= JT_LAST ? Type : U32(JT_NONE)];
-}
+const JOB_TYPE_ROW& GetJobTypeRow(U32 Type) { return _aRows[Type <= JT_LAST ? Type : U32(JT_NONE)]; }
 
-const char* GetJobTypeName(U32 Type) {
-    return GetJobTypeRow(Type).sName;
-}
+const char* GetJobTypeName(U32 Type) { return GetJobTypeRow(Type).sName; }

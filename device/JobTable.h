@@ -15,7 +15,7 @@ struct JOB_TYPE_ROW {
     U8 Ring;
     U8 NeedsBuf0;
     U32 TimeoutMs;
-    JOB_DELIVERY* pfDone;   ///< null for types without an event
+    JOB_DELIVERY* pfDone; ///< null for types without an event
     JOB_DELIVERY* pfFailed;
 };
 

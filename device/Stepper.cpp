@@ -24,9 +24,7 @@ constexpr U32 TRAP_SIZE = 2;
 constexpr U32 THUMB_BL_MASK = 0xF800;
 constexpr U32 THUMB_BL_PREFIX = 0xF000; ///< first half of a BL of two halfwords, on cores without Thumb-2
 
-bool _IsSameFunc(U32 A, U32 B) {
-    return ElfApi_GetFuncAtAddr(A) == ElfApi_GetFuncAtAddr(B);
-}
+bool _IsSameFunc(U32 A, U32 B) { return ElfApi_GetFuncAtAddr(A) == ElfApi_GetFuncAtAddr(B); }
 
 } // namespace
 
@@ -73,13 +71,9 @@ int CStepper::StepInst() {
     return Result == 0 ? 0 : -1;
 }
 
-bool CStepper::IsSameLine(const CSrcLoc& A, const CSrcLoc& B) {
-    return A.IsValid() && A == B;
-}
+bool CStepper::IsSameLine(const CSrcLoc& A, const CSrcLoc& B) { return A.IsValid() && A == B; }
 
-bool CStepper::HasSrcPosition(U64 hFunc) {
-    return hFunc != 0 && ElfApi_GetSymSrcLoc(hFunc).IsValid();
-}
+bool CStepper::HasSrcPosition(U64 hFunc) { return hFunc != 0 && ElfApi_GetSymSrcLoc(hFunc).IsValid(); }
 
 // False if the array is full. A BL of two halfwords counts for both: a step may stop between them.
 bool CStepper::NoteVisited(U32 PC) {

@@ -16,9 +16,7 @@ CTarget::CTarget(const NOVIK_FUNCS& Funcs, CDeviceClock& TheClock, CJobQueue& Th
     ICACHE_Reset(ICACHE_HOOKS());
 }
 
-CTarget::~CTarget() {
-    ICACHE_Reset(ICACHE_HOOKS());
-}
+CTarget::~CTarget() { ICACHE_Reset(ICACHE_HOOKS()); }
 
 void CTarget::SetSemiHost(CSemiHostHook* pHook) {
     m_pSemiHost.store(pHook ? pHook : m_pNoSemiHost.get(), std::memory_order_release);
@@ -57,15 +55,9 @@ void CTarget::PostJobEvent(Job* pJob) {
     Queue.Counters().NumPosted++;
 }
 
-void CTarget::LogDebug(const char* sText) {
-    Events.LogText(DEV_LOG_DEBUG, sText);
-}
-void CTarget::LogWarn(const char* sText) {
-    Events.LogText(DEV_LOG_WARN, sText);
-}
-void CTarget::LogError(const char* sText) {
-    Events.LogText(DEV_LOG_ERROR, sText);
-}
+void CTarget::LogDebug(const char* sText) { Events.LogText(DEV_LOG_DEBUG, sText); }
+void CTarget::LogWarn(const char* sText) { Events.LogText(DEV_LOG_WARN, sText); }
+void CTarget::LogError(const char* sText) { Events.LogText(DEV_LOG_ERROR, sText); }
 
 void CTarget::ResetInstStore() {
     ICACHE_HOOKS Hooks;
@@ -93,9 +85,7 @@ void CTarget::ResetInstStore() {
     }
 }
 
-void CTarget::EnterDeviceThread() {
-    m_ThreadId = std::this_thread::get_id();
-}
+void CTarget::EnterDeviceThread() { m_ThreadId = std::this_thread::get_id(); }
 
 bool CTarget::IsDeviceThread() const {
     const std::thread::id Id = m_ThreadId;

@@ -25,15 +25,9 @@ void _PostLibraryText(const char* sText, U32 Level) {
     }
 }
 
-void _OnLibraryLog(const char* sText) {
-    _PostLibraryText(sText, MSG_INFO);
-}
-void _OnLibraryWarning(const char* sText) {
-    _PostLibraryText(sText, MSG_WARNING);
-}
-void _OnLibraryError(const char* sText) {
-    _PostLibraryText(sText, MSG_ERROR);
-}
+void _OnLibraryLog(const char* sText) { _PostLibraryText(sText, MSG_INFO); }
+void _OnLibraryWarning(const char* sText) { _PostLibraryText(sText, MSG_WARNING); }
+void _OnLibraryError(const char* sText) { _PostLibraryText(sText, MSG_ERROR); }
 
 } // namespace
 
@@ -118,9 +112,7 @@ void CTargetConnection::UpdateTIFSpeed() {
     m_T.State.InterfaceSpeed = Speed == 0 || Speed == NOVIK_SPEED_ADAPTIVE ? Speed : Speed * HZ_PER_KHZ;
 }
 
-void CTargetConnection::ResetState() {
-    m_T.State.Reset();
-}
+void CTargetConnection::ResetState() { m_T.State.Reset(); }
 
 int CTargetConnection::SelectHostIF() {
     const int HostIF = m_T.Config.GetNumber(DEV_CFG_HOST_IF);

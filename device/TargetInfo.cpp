@@ -127,9 +127,7 @@ void CTargetInfo::UpdateHWCapabilityFlags() {
     Caps[CAP_SECURITY_EXT] = ReadSecurityExtCapability();
 }
 
-bool CTargetInfo::ReadBMACapability() const {
-    return !pfBackgroundAccess || pfBackgroundAccess() != 0;
-}
+bool CTargetInfo::ReadBMACapability() const { return !pfBackgroundAccess || pfBackgroundAccess() != 0; }
 
 bool CTargetInfo::ReadSecurityExtCapability() const {
     U32 Value = 0;

@@ -59,12 +59,8 @@ template <class T, class FUNC> int _WriteItem(FUNC* pfWrite, U32 Addr, const U8*
     return pfWrite(Addr, Value) == 0 ? int(sizeof(T)) : 0;
 }
 
-U16 _Swap16(U16 Value) {
-    return U16((Value << 8) | (Value >> 8));
-}
-U32 _Swap32(U32 Value) {
-    return (U32(_Swap16(U16(Value))) << 16) | _Swap16(U16(Value >> 16));
-}
+U16 _Swap16(U16 Value) { return U16((Value << 8) | (Value >> 8)); }
+U32 _Swap32(U32 Value) { return (U32(_Swap16(U16(Value))) << 16) | _Swap16(U16(Value >> 16)); }
 
 } // namespace
 

@@ -82,15 +82,9 @@ I32 _ClassicIdx(I32 Logical, int Mode) {
     }
 }
 
-bool _IsMemLoc(const ELF_SYM_LOC& Loc) {
-    return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF;
-}
-bool _IsRegLoc(const ELF_SYM_LOC& Loc) {
-    return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF;
-}
-U32 _MemLocAddr(const ELF_SYM_LOC& Loc) {
-    return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0);
-}
+bool _IsMemLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF; }
+bool _IsRegLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF; }
+U32 _MemLocAddr(const ELF_SYM_LOC& Loc) { return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0); }
 
 } // namespace
 
@@ -104,9 +98,7 @@ I32 CTargetRegs::GetNovikRegIdx(I32 Logical, int Mode) const {
     return m_T.Facts.IsClassicArm() ? _ClassicIdx(Logical, Mode == MODE_CURRENT ? int(m_T.State.CpuMode) : Mode) : -1;
 }
 
-bool CTargetRegs::IsPCIdx(U32 Idx) const {
-    return I32(Idx) == GetNovikRegIdx(REG_IDX_PC);
-}
+bool CTargetRegs::IsPCIdx(U32 Idx) const { return I32(Idx) == GetNovikRegIdx(REG_IDX_PC); }
 
 int CTargetRegs::ReadReg(U32 Idx, I64* pOutRegVal) {
     *pOutRegVal = -1;

@@ -123,9 +123,7 @@ const char* GetArchitectureText(U32 Core) {
     return pRow ? pRow->sArchitecture : "";
 }
 
-U32 GetInstSetOfFamily(int Family) {
-    return Family == DF_ARM7 || Family == DF_ARM9 || Family == DF_ARM10 ? 1 : 2;
-}
+U32 GetInstSetOfFamily(int Family) { return Family == DF_ARM7 || Family == DF_ARM9 || Family == DF_ARM10 ? 1 : 2; }
 
 bool CDeviceFacts::IsCortexMFamily(int Family) {
     return Family == DF_CORTEX_M1 || Family == DF_CORTEX_M3 || Family == DF_CORTEX_M0 || Family == DF_CORTEX_M4;

@@ -12,23 +12,23 @@ struct CTargetState {
     CSharedValue<U8> Connected;
     CSharedValue<U8> ConnectionLost;
     CSharedValue<U8> Halted;
-    CSharedValue<U8> StateValid;     ///< registers and halt conditions are settled; other threads may look
+    CSharedValue<U8> StateValid; ///< registers and halt conditions are settled; other threads may look
     CSharedValue<U8> Running;
-    CSharedValue<U8> HaltSeqActive;  ///< from the moment a halt is seen until it is reported or the target goes on
+    CSharedValue<U8> HaltSeqActive; ///< from the moment a halt is seen until it is reported or the target goes on
     CSharedValue<U8> HaltRequested;
-    CSharedValue<U8> SessionReady;   ///< start of the program is over; halts are the user's business
+    CSharedValue<U8> SessionReady; ///< start of the program is over; halts are the user's business
     CSharedValue<U8> SrcStepActive;
     CSharedValue<U8> HasRunSinceTraceRead;
 
     std::array<CSharedValue<I64>, REG_CACHE_SIZE> Regs; ///< -1 unknown; bit 0 of the PC is clear
-    CSharedValue<I64> ReturnAddr{-1};   ///< where the call that a step has just entered comes back to
+    CSharedValue<I64> ReturnAddr{-1};                   ///< where the call that a step has just entered comes back to
     CSharedValue<I64> HiddenBPAddr{-1};
-    CSharedValue<U32> HiddenBPJob;      ///< job that awaits the hidden breakpoint, JT_NONE for none
+    CSharedValue<U32> HiddenBPJob; ///< job that awaits the hidden breakpoint, JT_NONE for none
     CSharedValue<ARM_CPU_MODES> CpuMode{MODE_UND};
     CSharedValue<ARM_EXEC_MODES> ExecMode{EXEC_MODE_UNKNOWN};
     CSharedValue<int> DataEndian;
     CSharedValue<int> InstEndian;
-    CSharedValue<U32> InterfaceSpeed;   ///< Hz as measured
+    CSharedValue<U32> InterfaceSpeed; ///< Hz as measured
     CSharedValue<int> LastDownloadResult;
     std::array<CSharedValue<U8>, CAP_COUNT> Caps;
 
@@ -38,9 +38,9 @@ struct CTargetState {
     CSharedValue<int> ConditionAnswer{-1}; ///< of the main thread to a breakpoint condition: 0 false, 1 true, -1 none
     CSharedValue<U32> ConditionPC;
 
-    U64 CurFunc = 0;       ///< function at the PC; device thread
+    U64 CurFunc = 0;   ///< function at the PC; device thread
     CSrcLoc CurSrcLoc; ///< source line of the PC; device thread
-    BPEntry SavedBP;       ///< disabled breakpoint that a run-to has replaced for its time; device thread
+    BPEntry SavedBP;   ///< disabled breakpoint that a run-to has replaced for its time; device thread
 
     CTargetState();
     void ForgetRegs(I64 Value = -1);
@@ -50,8 +50,8 @@ struct CTargetState {
 
 /// Facts of the selected device and the probe. Written by the device thread, read by any.
 struct CDeviceFacts {
-    CSharedValue<U32> Core;     ///< core identifier of the probe library, 0 unknown
-    CSharedValue<int> Family;   ///< DEVICE_FAMILY
+    CSharedValue<U32> Core;       ///< core identifier of the probe library, 0 unknown
+    CSharedValue<int> Family;     ///< DEVICE_FAMILY
     CSharedValue<U32> InstSet{2}; ///< 1 ARM and 16-bit Thumb, 2 Thumb-2
     CSharedValue<U32> RamAddr;
     CSharedValue<U32> RamSize;
@@ -61,7 +61,7 @@ struct CDeviceFacts {
     CSharedText CoreName;
     CSharedText FirmwareText;
     CSharedText LibPath;
-    CSharedText WebUrl; ///< empty if the probe has no web control
+    CSharedText WebUrl;   ///< empty if the probe has no web control
     CSharedText SwoError; ///< why the target has no SWO trace, empty if it has
 
     bool IsCortexM() const { return IsCortexMFamily(Family); }

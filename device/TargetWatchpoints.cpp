@@ -17,9 +17,7 @@ bool _IsSameWP(const WP& A, const WP& B) {
            A.AccessType == B.AccessType && A.AccessSize == B.AccessSize;
 }
 
-bool _IsActive(BP_STATES State) {
-    return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN;
-}
+bool _IsActive(BP_STATES State) { return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN; }
 
 } // namespace
 
@@ -67,9 +65,7 @@ int CWPList::Remove(int Idx) {
     return 0;
 }
 
-bool CWPList::IsOccupied(int Idx) const {
-    return At(Idx).Valid != 0;
-}
+bool CWPList::IsOccupied(int Idx) const { return At(Idx).Valid != 0; }
 
 U32 CWPList::Count() const {
     std::lock_guard Lock(m_Mutex);

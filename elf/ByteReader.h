@@ -1,7 +1,7 @@
 #pragma once
 
-// Reads numbers from a run of bytes out of a file, in either byte order. Past the end everything reads as 0 or empty and
-// IsOk() says so, so that a decoder may check once per record.
+// Reads numbers from a run of bytes out of a file, in either byte order. Past the end everything reads as 0 or empty
+// and IsOk() says so, so that a decoder may check once per record.
 
 #include "base/Types.h"
 
@@ -84,7 +84,8 @@ public:
             Fail();
             return {};
         }
-        const std::string_view sText(reinterpret_cast<const char*>(m_p), static_cast<size_t>(static_cast<const U8*>(pZero) - m_p));
+        const std::string_view sText(reinterpret_cast<const char*>(m_p),
+                                     static_cast<size_t>(static_cast<const U8*>(pZero) - m_p));
         m_p += sText.size() + 1;
         return sText;
     }
@@ -95,8 +96,7 @@ public:
     }
 
 private:
-    template <typename T>
-    T GetNumber() {
+    template <typename T> T GetNumber() {
         T Value = 0;
         if (GetLeft() < sizeof(T)) {
             Fail();

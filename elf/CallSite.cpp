@@ -87,8 +87,8 @@ U32 _Definition(const DWARF_STORE& S, U32 Func) {
     }
     const std::string_view sLink = _LinkName(S, Func);
     const std::string_view sName = _GetDieRawName(S, Func);
-    for (const ELF_SYM_HANDLE h :
-         ElfApi_FindSyms(QString::fromUtf8(sName.data(), static_cast<qsizetype>(sName.size())), true, false, false, false)) {
+    for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(QString::fromUtf8(sName.data(), static_cast<qsizetype>(sName.size())),
+                                                  true, false, false, false)) {
         const U32 Die = _GetDie(h);
         DWARF_ATTR Attr;
         if (_GetDieType(S, Die) == DW_TAG_subprogram && _EntryOf(S, Die, &Addr) && _LinkName(S, Die) == sLink &&
@@ -99,15 +99,18 @@ U32 _Definition(const DWARF_STORE& S, U32 Func) {
     return 0;
 }
 
-bool _IsTailCall(const DWARF_STORE& S, U32 Site) { return _IsFlagSet(S, Site, {DW_AT_call_tail_call, DW_AT_GNU_tail_call}); }
+bool _IsTailCall(const DWARF_STORE& S, U32 Site) {
+    return _IsFlagSet(S, Site, {DW_AT_call_tail_call, DW_AT_GNU_tail_call});
+}
 
 /// Collects the jumps that lead into a function out of another one and all that this one jumps to. False if that isn't
 /// known: a function doesn't tell all of its jumps, or not where one leads.
 bool _FindJumps(const DWARF_STORE& S, U32 From, U32 To, std::vector<U32>* pSites) {
     std::vector<U32> Seen = {From};
     for (size_t i = 0; i < Seen.size(); ++i) {
-        if (!_IsFlagSet(S, Seen[i], {DW_AT_call_all_calls, DW_AT_call_all_tail_calls, DW_AT_call_all_source_calls,
-                                     DW_AT_GNU_all_call_sites, DW_AT_GNU_all_tail_call_sites})) {
+        if (!_IsFlagSet(S, Seen[i],
+                        {DW_AT_call_all_calls, DW_AT_call_all_tail_calls, DW_AT_call_all_source_calls,
+                         DW_AT_GNU_all_call_sites, DW_AT_GNU_all_tail_call_sites})) {
             return false;
         }
         for (const U32 Site : _CallSites(S, Seen[i])) {
@@ -134,7 +137,8 @@ U32 _JumpPC(const DWARF_STORE& S, U32 Site) {
     if (DWARF_GetAttr(S, Site, DW_AT_call_pc, &Attr) && Attr.Class == ATTR_ADDR) {
         return static_cast<U32>(Attr.Value) & ~1u;
     }
-    const bool IsFound = DWARF_GetAttr(S, Site, DW_AT_call_return_pc, &Attr) || DWARF_GetAttr(S, Site, DW_AT_low_pc, &Attr);
+    const bool IsFound =
+        DWARF_GetAttr(S, Site, DW_AT_call_return_pc, &Attr) || DWARF_GetAttr(S, Site, DW_AT_low_pc, &Attr);
     return IsFound ? (static_cast<U32>(Attr.Value) & ~1u) - 2 : 0;
 }
 
@@ -181,7 +185,8 @@ bool _IsSameParam(const DWARF_STORE& S, U32 Die, U32 Param) {
 /// DW_OP_bregN 0 + DW_OP_deref, with a size or without: what the register points to.
 bool _IsDeref(const U8* pBlock, U32 NumBytes) {
     return NumBytes >= 3 && pBlock[0] >= DW_OP_breg0 && pBlock[0] <= DW_OP_breg31 && pBlock[1] == 0 &&
-           ((NumBytes == 3 && pBlock[2] == DW_OP_deref) || (NumBytes == 4 && pBlock[2] == DW_OP_deref_size && pBlock[3] == 4));
+           ((NumBytes == 3 && pBlock[2] == DW_OP_deref) ||
+            (NumBytes == 4 && pBlock[2] == DW_OP_deref_size && pBlock[3] == 4));
 }
 
 /// Register that the block is; -1 for any other place.
@@ -207,8 +212,9 @@ bool _IsPlace(const DWARF_ATTR& Attr, const U8* pBlock, U32 NumBytes, bool IsDer
 }
 
 std::vector<U32> _Params(const DWARF_STORE& S, U32 Site) {
-    return DWARF_GetChildren(S, Site, _GetDieType(S, Site) == DW_TAG_call_site ? DW_TAG_call_site_parameter
-                                                                               : DW_TAG_GNU_call_site_parameter);
+    return DWARF_GetChildren(S, Site,
+                             _GetDieType(S, Site) == DW_TAG_call_site ? DW_TAG_call_site_parameter
+                                                                      : DW_TAG_GNU_call_site_parameter);
 }
 
 bool _TakeValue(const DWARF_STORE& S, U32 Param, bool IsDeref, CALL_VALUE* pValue) {

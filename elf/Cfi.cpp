@@ -157,7 +157,8 @@ ELF_SYM_LOC _RuleToLoc(const CFI_RULE& Rule, U32 Reg) {
         return _Loc(ELF_LOC_REG_OFF, Rule.Reg, Rule.Off);
     case CFI_OFFSET:
         // R0 and SP aren't callee-saved: a rule for them counts from the CFA's own column.
-        return Reg != 0 && Reg != REG_SP ? _Loc(ELF_LOC_MEM_CFA, 0, Rule.Off) : _Loc(ELF_LOC_REG_OFF, CFI_REG_CFA, Rule.Off);
+        return Reg != 0 && Reg != REG_SP ? _Loc(ELF_LOC_MEM_CFA, 0, Rule.Off)
+                                         : _Loc(ELF_LOC_REG_OFF, CFI_REG_CFA, Rule.Off);
     case CFI_VAL_OFFSET:
         return _Loc(ELF_LOC_CFA, 0, Rule.Off);
     case CFI_EXPRESSION:
@@ -188,8 +189,9 @@ std::shared_ptr<CFI_TABLE> ELF_LoadCfi(const ELF_FILE* pFile) {
     }
     const std::vector<CFI_FDE>& List = pTable->FdeList;
     // The search goes downwards: of several for one address, those of dropped copies of a function, the first is right.
-    std::sort(pTable->FdeByAddr.begin(), pTable->FdeByAddr.end(),
-              [&List](U32 a, U32 b) { return List[a].AddrLo != List[b].AddrLo ? List[a].AddrLo < List[b].AddrLo : a > b; });
+    std::sort(pTable->FdeByAddr.begin(), pTable->FdeByAddr.end(), [&List](U32 a, U32 b) {
+        return List[a].AddrLo != List[b].AddrLo ? List[a].AddrLo < List[b].AddrLo : a > b;
+    });
     return pTable;
 }
 
@@ -309,13 +311,15 @@ I32 ELF_GetStackSize(const CFI_TABLE* pTable, U32 PC) {
             if ((Byte & 0xC0) == DW_CFA_offset) {
                 In.GetULeb();
             }
-        } else if (Op == DW_CFA_def_cfa || Op == DW_CFA_def_cfa_sf || Op == DW_CFA_def_cfa_offset || Op == DW_CFA_def_cfa_offset_sf) {
+        } else if (Op == DW_CFA_def_cfa || Op == DW_CFA_def_cfa_sf || Op == DW_CFA_def_cfa_offset ||
+                   Op == DW_CFA_def_cfa_offset_sf) {
             if (Op == DW_CFA_def_cfa || Op == DW_CFA_def_cfa_sf) {
                 In.GetULeb();
             }
             const bool IsFactored = Op == DW_CFA_def_cfa_sf || Op == DW_CFA_def_cfa_offset_sf;
-            Value = static_cast<I32>(IsFactored ? static_cast<I64>(static_cast<U64>(In.GetSLeb()) * static_cast<U64>(DataAlign))
-                                                : static_cast<I64>(In.GetULeb()));
+            Value = static_cast<I32>(
+                IsFactored ? static_cast<I64>(static_cast<U64>(In.GetSLeb()) * static_cast<U64>(DataAlign))
+                           : static_cast<I64>(In.GetULeb()));
         } else if (Op != DW_CFA_nop && !_SkipOperands(In, Op)) {
             break;
         }
@@ -328,6 +332,10 @@ I32 ELF_GetStackSize(const CFI_TABLE* pTable, U32 PC) {
 
 U32 ELF_GetFdeCnt(const CFI_TABLE* pTable) { return pTable != nullptr ? static_cast<U32>(pTable->FdeList.size()) : 0; }
 
-U32 ELF_GetFdeAddrLo(const CFI_TABLE* pTable, U32 i) { return i < ELF_GetFdeCnt(pTable) ? pTable->FdeList[i].AddrLo : 0; }
+U32 ELF_GetFdeAddrLo(const CFI_TABLE* pTable, U32 i) {
+    return i < ELF_GetFdeCnt(pTable) ? pTable->FdeList[i].AddrLo : 0;
+}
 
-U32 ELF_GetFdeAddrHi(const CFI_TABLE* pTable, U32 i) { return i < ELF_GetFdeCnt(pTable) ? pTable->FdeList[i].AddrHi : 0; }
+U32 ELF_GetFdeAddrHi(const CFI_TABLE* pTable, U32 i) {
+    return i < ELF_GetFdeCnt(pTable) ? pTable->FdeList[i].AddrHi : 0;
+}

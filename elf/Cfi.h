@@ -35,8 +35,8 @@ struct CFI_TABLE {
     U64 Size = 0;
     bool IsBig = false;
     bool HasCodeAtZero = true; ///< false: descriptions of address 0 belong to functions that the linker dropped
-    I32 CfaFactor = 1; ///< multiplies the offset of the stack pointer's rule
-    I32 DataAlign = 0; ///< of the first CIE
+    I32 CfaFactor = 1;         ///< multiplies the offset of the stack pointer's rule
+    I32 DataAlign = 0;         ///< of the first CIE
     U32 CachedCfaPC = 0xFFFFFFFF;
     ELF_SYM_LOC CachedCfaLoc;
 };

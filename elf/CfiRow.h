@@ -5,7 +5,7 @@
 #include "elf/Cfi.h"
 
 enum CFI_RULE_KIND : U8 {
-    CFI_SAME,       ///< also where nothing is said: ARM's callee-saved registers mostly aren't mentioned
+    CFI_SAME, ///< also where nothing is said: ARM's callee-saved registers mostly aren't mentioned
     CFI_UNDEFINED,
     CFI_OFFSET,     ///< saved at CFA + Off
     CFI_VAL_OFFSET, ///< is CFA + Off

@@ -17,7 +17,7 @@ struct ELF_SYM_ARRAY_INFO {
 };
 
 U32 _GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
-bool DWARF_IsCompound(U32 Tag); ///< structure, class, union or enumeration
+bool DWARF_IsCompound(U32 Tag);                 ///< structure, class, union or enumeration
 bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
 /// The attribute of the DIE, or the one it inherits from its declaration, abstract instance or definition.
 bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth = 0);
@@ -28,8 +28,8 @@ U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf);
 
 U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At);
 U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die);
-/// Of a type that is only declared: the one of the same name and scope that another unit describes. 0 if there is none, or
-/// several of different sizes.
+/// Of a type that is only declared: the one of the same name and scope that another unit describes. 0 if there is none,
+/// or several of different sizes.
 U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die);
 U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die);
 U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag);
@@ -38,7 +38,8 @@ U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);
 std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 /// The same without a copy or the rewriting of base type names; empty where there is none.
 std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
-std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, U32 Depth = 0); ///< of one that is open
+std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D,
+                                U32 Depth = 0); ///< of one that is open
 /// Short form of the names of C's base types.
 std::string DWARF_ShortenBaseType(std::string sName);
 /// Data type text; empty if it is longer than 498 characters.

@@ -132,7 +132,8 @@ void _WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) 
         const auto* pField = std::find_if(std::begin(aField), std::end(aField),
                                           [&](const FIELD_OF_ATTR& Field) { return Field.At == Spec.At; });
         if (pField != std::end(aField) && (Fields & _Bit(pField->Field)) != 0) {
-            const bool IsZero = Spec.Form == DW_FORM_implicit_const && DWARF_ImplicitConst(S, pAbbrev->FirstAttr + i) == 0;
+            const bool IsZero =
+                Spec.Form == DW_FORM_implicit_const && DWARF_ImplicitConst(S, pAbbrev->FirstAttr + i) == 0;
             if (IsZero) {
                 // as if it weren't there
             } else if (Spec.Form == DW_FORM_flag_present && pField->Field == DFLD_DECLARATION) {
@@ -311,8 +312,8 @@ const DWARF_ABBREV* DWARF_FindAbbrev(const DWARF_STORE& S, const DWARF_UNIT& Uni
     if (Set.IsDense) {
         return Code - 1 < Set.Num ? pFirst + (Code - 1) : nullptr;
     }
-    const DWARF_ABBREV* p = std::lower_bound(pFirst, pFirst + Set.Num, Code,
-                                             [](const DWARF_ABBREV& a, U64 Key) { return a.Code < Key; });
+    const DWARF_ABBREV* p =
+        std::lower_bound(pFirst, pFirst + Set.Num, Code, [](const DWARF_ABBREV& a, U64 Key) { return a.Code < Key; });
     return p != pFirst + Set.Num && p->Code == Code ? p : nullptr;
 }
 

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr U32 MAX_TEXT_SIZE = 16'384; ///< a longer name is damage, and every DIE may have the same one
-constexpr U32 LISTS_HEADER_SIZE = 8; ///< of .debug_addr and .debug_str_offsets, where the unit names no base
+constexpr U32 LISTS_HEADER_SIZE = 8;  ///< of .debug_addr and .debug_str_offsets, where the unit names no base
 
 std::string_view _StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
     CByteReader R = DWARF_At(S, Section, Off, Off + MAX_TEXT_SIZE);
@@ -53,8 +53,7 @@ void _SetText(DWARF_ATTR* pAttr, std::string_view sText) {
     pAttr->sText = sText;
 }
 
-bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, U32 Form,
-               DWARF_ATTR* pAttr) {
+bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, U32 Form, DWARF_ATTR* pAttr) {
     pAttr->Form = static_cast<U16>(Form);
     const int Size = DWARF_FormSize(Form, Unit);
     const auto Number = [&] { return Size == SKIP_ULEB ? R.GetULeb() : R.Get(static_cast<U32>(Size)); };

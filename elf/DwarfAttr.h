@@ -7,10 +7,10 @@
 enum DWARF_ATTR_CLASS : U8 {
     ATTR_NONE,
     ATTR_ADDR,
-    ATTR_NUM,    ///< number without sign
-    ATTR_SNUM,   ///< number with sign
+    ATTR_NUM,  ///< number without sign
+    ATTR_SNUM, ///< number with sign
     ATTR_FLAG,
-    ATTR_REF,    ///< Value is a DIE ID, 0 where no DIE starts
+    ATTR_REF, ///< Value is a DIE ID, 0 where no DIE starts
     ATTR_STRING,
     ATTR_BLOCK,
     ATTR_EXPR,

@@ -40,7 +40,8 @@ U32 _Find(const DWARF_STORE& S, U32 Die, U32 Tag, std::string_view sName) {
     U32 NumLeft = MAX_CANDIDATES;
     bool IsAmbiguous = false;
     S.TypeIndex.ForEach(ELF_HashName(sName), [&](U32 Type) {
-        if (NumLeft == 0 || IsAmbiguous || _KindOf(_GetDieType(S, Type)) != _KindOf(Tag) || _GetDieRawName(S, Type) != sName) {
+        if (NumLeft == 0 || IsAmbiguous || _KindOf(_GetDieType(S, Type)) != _KindOf(Tag) ||
+            _GetDieRawName(S, Type) != sName) {
             return;
         }
         --NumLeft;

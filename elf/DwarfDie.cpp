@@ -15,15 +15,17 @@ constexpr U32 MAX_PARENT_DEPTH = 6;
 constexpr U32 MAX_TYPE_STEPS = 100; ///< of a chain along DW_AT_type; more is a cycle
 constexpr U32 MAX_CONST_DATA = 256;
 
-bool _IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) { return std::find(Tags.begin(), Tags.end(), Tag) != Tags.end(); }
+bool _IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) {
+    return std::find(Tags.begin(), Tags.end(), Tag) != Tags.end();
+}
 
 bool _IsFunction(U32 Tag) { return _IsAnyOf(Tag, {DW_TAG_subprogram, DW_TAG_inlined_subroutine}); }
 
 bool _IsDataType(U32 Tag) {
     return DWARF_IsCompound(Tag) ||
-           _IsAnyOf(Tag, {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
-                          DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram,
-                          DW_TAG_subroutine_type});
+           _IsAnyOf(Tag,
+                    {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
+                     DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram, DW_TAG_subroutine_type});
 }
 
 /// First scope at or behind the offset.
@@ -43,13 +45,13 @@ int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
     return static_cast<int>(Idx);
 }
 
-template <typename PREDICATE>
-U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+template <typename PREDICATE> U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
     if (!DWARF_IsDie(S, Die)) {
         return 0;
     }
     const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
-    for (int i = _ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0; i = static_cast<int>(Scopes[static_cast<size_t>(i)].Parent)) {
+    for (int i = _ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0;
+         i = static_cast<int>(Scopes[static_cast<size_t>(i)].Parent)) {
         const U32 Ancestor = DWARF_MakeID(DWARF_SectionOf(Die, S), Scopes[static_cast<size_t>(i)].Off);
         if (IsWanted(_GetDieType(S, Ancestor))) {
             return Ancestor;
@@ -61,8 +63,7 @@ U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
 U32 _DeclarationOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_specification); }
 
 /// Nearest ancestor of a kind, of the DIE, of its declaration, or of what it is an instance of.
-template <typename PREDICATE>
-U32 _FindParent(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+template <typename PREDICATE> U32 _FindParent(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
     U32 Found = 0;
     for (U32 i = 0; Found == 0 && i < MAX_PARENT_DEPTH && Die != 0; ++i) {
         Found = _FindAncestor(S, Die, IsWanted);
@@ -87,8 +88,7 @@ U32 _NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
 
 /// Calls Visit(child) for each DIE directly below, in section order; it may return false to stop. Children of children
 /// are skipped by the scopes.
-template <typename VISIT>
-void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
+template <typename VISIT> void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
     if (!DWARF_IsDie(S, Die)) {
         return;
     }
@@ -146,7 +146,8 @@ void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* p
             if (!DWARF_GetAttr(S, Child, DW_AT_declaration, &Attr) || Attr.Value == 0) {
                 pVars->push_back(Child);
             }
-        } else if (_IsAnyOf(Tag, {DW_TAG_lexical_block, DW_TAG_try_block, DW_TAG_catch_block}) && Depth < MAX_BLOCK_DEPTH) {
+        } else if (_IsAnyOf(Tag, {DW_TAG_lexical_block, DW_TAG_try_block, DW_TAG_catch_block}) &&
+                   Depth < MAX_BLOCK_DEPTH) {
             _AddLocalVars(S, Child, Depth + 1, pVars);
         }
         return pVars->size() < MAX_CHILDREN;
@@ -407,6 +408,7 @@ std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die) {
 
 int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName) {
     const std::vector<U32> Members = DWARF_GetMembers(S, Die);
-    const auto It = std::find_if(Members.begin(), Members.end(), [&](U32 Member) { return _GetDieName(S, Member) == sName; });
+    const auto It =
+        std::find_if(Members.begin(), Members.end(), [&](U32 Member) { return _GetDieName(S, Member) == sName; });
     return It != Members.end() ? static_cast<int>(It - Members.begin()) : -1;
 }

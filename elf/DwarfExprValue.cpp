@@ -33,7 +33,8 @@ U64 _Mask(U32 ByteSize) { return ByteSize >= 8 ? ~0ULL : (1ULL << (8 * ByteSize)
 
 double _ToDouble(const ELF_EXPR_VALUE& Value) {
     if (!ELF_ExprIsFloat(Value.Type)) {
-        return ELF_ExprIsSigned(Value.Type) ? static_cast<double>(ELF_ExprToSigned(Value)) : static_cast<double>(Value.Bits);
+        return ELF_ExprIsSigned(Value.Type) ? static_cast<double>(ELF_ExprToSigned(Value))
+                                            : static_cast<double>(Value.Bits);
     }
     if (Value.Type.ByteSize == 4) {
         float f = 0;
@@ -170,8 +171,8 @@ bool ELF_ExprConvert(const ELF_EXPR_VALUE& Value, const ELF_EXPR_TYPE& Type, ELF
 
 bool ELF_ExprBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, ELF_EXPR_VALUE* pResult) {
     const bool IsShift = Op == DW_OP_shl || Op == DW_OP_shr || Op == DW_OP_shra;
-    if (!IsShift && (Left.Type.ByteSize != Right.Type.ByteSize ||
-                     ELF_ExprIsFloat(Left.Type) != ELF_ExprIsFloat(Right.Type))) {
+    if (!IsShift &&
+        (Left.Type.ByteSize != Right.Type.ByteSize || ELF_ExprIsFloat(Left.Type) != ELF_ExprIsFloat(Right.Type))) {
         return false;
     }
     if (ELF_ExprIsFloat(Left.Type)) {

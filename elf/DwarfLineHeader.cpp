@@ -102,7 +102,8 @@ bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off,
         return false;
     }
     pHeader->Size = Length;
-    Program.Skip(pHeader->Version == 5 ? 2 : 0); // address and segment selector size: set_address has a length of its own
+    Program.Skip(pHeader->Version == 5 ? 2
+                                       : 0); // address and segment selector size: set_address has a length of its own
     R = Program.Sub(Program.Get(Form.OffsetSize));
     if (!Program.IsOk()) {
         return false;

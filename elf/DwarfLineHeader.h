@@ -28,7 +28,7 @@ struct DWARF_LINE_HEADER {
 
 /// Reads the header at the offset of .debug_line that a unit points to. False if it is damaged.
 bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off, DWARF_LINE_HEADER* pHeader);
-/// Paths of the header's files by number: name behind directory behind compilation directory, from the last absolute one
-/// on; empty for what is no file on a disk. Joined from few bytes of a damaged file, paths could fill the memory: the
-/// list ends where the budget of bytes, which tasks may share, is used up.
+/// Paths of the header's files by number: name behind directory behind compilation directory, from the last absolute
+/// one on; empty for what is no file on a disk. Joined from few bytes of a damaged file, paths could fill the memory:
+/// the list ends where the budget of bytes, which tasks may share, is used up.
 std::vector<std::string> DWARF_MakePaths(const DWARF_LINE_HEADER& Header, std::atomic<I64>* pBudget);

@@ -18,8 +18,7 @@ struct DWARF_LINE_ROW {
 
 /// SINK has two functions: bool OnRow(const DWARF_LINE_ROW&), which may return false to end the run, and
 /// void OnSequenceEnd(U32 Addr) with the address behind the last row of a sequence.
-template <typename SINK>
-class CLineProgram {
+template <typename SINK> class CLineProgram {
 public:
     /// Files that the program itself defines are added to the header.
     CLineProgram(DWARF_LINE_HEADER* pHeader, SINK* pSink) : m_Header(*pHeader), m_Sink(*pSink), m_R(pHeader->Program) {}

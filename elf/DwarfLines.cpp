@@ -13,17 +13,17 @@
 namespace {
 
 constexpr U32 NO_FILE = 0xFFFFFFFF;
-constexpr U32 BYTES_PER_ROW = 6;   ///< of the whole file; real ones have thirty and more
-constexpr I64 ROWS_PER_RUN = 5;    ///< what a run counts for: its tables take memory, too
+constexpr U32 BYTES_PER_ROW = 6; ///< of the whole file; real ones have thirty and more
+constexpr I64 ROWS_PER_RUN = 5;  ///< what a run counts for: its tables take memory, too
 constexpr I64 ROW_CLAIM = 1024;
-constexpr I64 MAX_CLAIMS = 8;      ///< that tasks hold at one time, and more than that
+constexpr I64 MAX_CLAIMS = 8; ///< that tasks hold at one time, and more than that
 constexpr U32 NUM_UNIT_RANGES = 100'000;
 
 /// What all programs together may take. Programs of a damaged file may overlap, and be many.
 struct BUDGET {
     explicit BUDGET(const DWARF_STORE& S)
-        : NumRows(S.pFile->FileSize / BYTES_PER_ROW + MAX_CLAIMS * ROW_CLAIM), NumBytes(2ll * S.aSection[DSEC_LINE].Size),
-          NumPathBytes(2ll * S.pFile->FileSize) {}
+        : NumRows(S.pFile->FileSize / BYTES_PER_ROW + MAX_CLAIMS * ROW_CLAIM),
+          NumBytes(2ll * S.aSection[DSEC_LINE].Size), NumPathBytes(2ll * S.pFile->FileSize) {}
     std::atomic<I64> NumRows;
     std::atomic<I64> NumBytes; ///< of programs and headers
     std::atomic<I64> NumPathBytes;
@@ -35,11 +35,12 @@ struct PROGRAM {
     std::vector<U32> Units; ///< the first one gives the compilation directory
     bool IsDamaged = false;
     ELF_LINE_TABLE Table;
-    ELF_LINE_TABLE AtZero; ///< sequences that begin at address 0: mostly of code that the linker dropped
+    ELF_LINE_TABLE AtZero;          ///< sequences that begin at address 0: mostly of code that the linker dropped
     std::vector<std::string> Paths; ///< of the files by number, empty for what is no file
 };
 
-/// Takes the rows of one program. Rows that say the same again, for a view number or the end of a prologue, are left out.
+/// Takes the rows of one program. Rows that say the same again, for a view number or the end of a prologue, are left
+/// out.
 class CRowSink {
 public:
     CRowSink(PROGRAM* p, BUDGET* pBudget) : m_Writer(&p->Table), m_WriterAtZero(&p->AtZero), m_Budget(*pBudget) {}

@@ -34,7 +34,9 @@ static_assert(aRangeOp[DW_RLE_start_length] == OP_START_LENGTH && aLocOp[DW_LLE_
 
 CDwarfList::CDwarfList(const DWARF_STORE& S, const DWARF_UNIT& Unit, bool HasExprs, const DWARF_ATTR& Attr)
     : m_S(S), m_Unit(Unit), m_HasExprs(HasExprs), m_Base(Unit.LowPC) {
-    const U32 Section = Unit.Version >= 5 ? HasExprs ? DSEC_LOCLISTS : DSEC_RNGLISTS : HasExprs ? DSEC_LOC : DSEC_RANGES;
+    const U32 Section = Unit.Version >= 5 ? HasExprs ? DSEC_LOCLISTS : DSEC_RNGLISTS
+                        : HasExprs        ? DSEC_LOC
+                                          : DSEC_RANGES;
     m_R = DWARF_At(S, Section, GetOffset(Attr));
 }
 
@@ -61,7 +63,8 @@ bool CDwarfList::Next() {
         Entry = m_Unit.Version >= 5 ? ReadEntry() : ReadPair();
     }
     if (!m_R.IsOk()) {
-        DWARF_ReportError(m_HasExprs ? DWERR_LOCLIST : DWERR_RANGES, m_HasExprs ? "dwarf_loclist_n" : "dwarf_get_ranges");
+        DWARF_ReportError(m_HasExprs ? DWERR_LOCLIST : DWERR_RANGES,
+                          m_HasExprs ? "dwarf_loclist_n" : "dwarf_get_ranges");
     }
     return Entry == ENTRY_FOUND && m_R.IsOk();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Lists of ranges and of locations: .debug_ranges and .debug_loc of versions 2 to 4, .debug_rnglists and .debug_loclists
-// of version 5 (DWARF 5, sections 7.25 and 7.7.3). Both have the same entries; those of a location list go on with an
-// expression.
+// Lists of ranges and of locations: .debug_ranges and .debug_loc of versions 2 to 4, .debug_rnglists and
+// .debug_loclists of version 5 (DWARF 5, sections 7.25 and 7.7.3). Both have the same entries; those of a location list
+// go on with an expression.
 
 #include "elf/DwarfAttr.h"
 
@@ -13,8 +13,8 @@ public:
     CDwarfList(const CDwarfList&) = delete;
     CDwarfList& operator=(const CDwarfList&) = delete;
 
-    /// Goes to the next entry; those that only set the base for others are passed over. False at the end of the list, of
-    /// a damaged one too, which is reported.
+    /// Goes to the next entry; those that only set the base for others are passed over. False at the end of the list,
+    /// of a damaged one too, which is reported.
     bool Next();
     /// Range of the entry, Hi exclusive. Without one it holds where no other entry does.
     bool HasRange() const { return m_HasRange; }

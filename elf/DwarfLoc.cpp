@@ -192,7 +192,8 @@ ELF_SYM_LOC _Evaluate(const EVALUATION& E, const U8* pExpr, U32 Size, U32 Depth)
     if (Loc.Kind == ELF_LOC_EXPR || (Loc.Kind != ELF_LOC_NONE && !R.IsAtEnd() && !IsValue)) {
         return _ExprLoc(E, pExpr, Size);
     }
-    if (!IsValue || Loc.Kind == ELF_LOC_NONE || Loc.Kind == ELF_LOC_ON_ENTRY) { // the last says already that it is a value
+    if (!IsValue || Loc.Kind == ELF_LOC_NONE ||
+        Loc.Kind == ELF_LOC_ON_ENTRY) { // the last says already that it is a value
         return Loc;
     }
     if (Loc.Kind != ELF_LOC_MEM_BASE) { // of that kind the base is the value

@@ -11,7 +11,8 @@ namespace {
 /// About one step for eight references, a cache line of them.
 void _Sort(DWARF_REFS* p) {
     constexpr size_t REFS_PER_STEP = 8;
-    std::stable_sort(p->Refs.begin(), p->Refs.end(), [](const DWARF_REF& a, const DWARF_REF& b) { return a.Target < b.Target; });
+    std::stable_sort(p->Refs.begin(), p->Refs.end(),
+                     [](const DWARF_REF& a, const DWARF_REF& b) { return a.Target < b.Target; });
     p->IsSorted = true;
     p->Base = p->Refs.front().Target;
     const U32 Span = p->Refs.back().Target - p->Base;
@@ -40,8 +41,8 @@ std::pair<const DWARF_REF*, const DWARF_REF*> _RefsTo(DWARF_REFS* p, U32 Target)
         return {};
     }
     const DWARF_REF* const pEnd = p->Refs.data() + p->Refs.size();
-    const DWARF_REF* pFirst = std::lower_bound(p->Refs.data() + p->Steps[Step], p->Refs.data() + p->Steps[Step + 1], Target,
-                                               [](const DWARF_REF& Ref, U32 Key) { return Ref.Target < Key; });
+    const DWARF_REF* pFirst = std::lower_bound(p->Refs.data() + p->Steps[Step], p->Refs.data() + p->Steps[Step + 1],
+                                               Target, [](const DWARF_REF& Ref, U32 Key) { return Ref.Target < Key; });
     const DWARF_REF* pLast = pFirst;
     while (pLast != pEnd && pLast->Target == Target) {
         ++pLast;

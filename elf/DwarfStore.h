@@ -3,9 +3,9 @@
 // The DWARF symbol store: what one linear pass over all units leaves in memory (DWARF 2 to 5). It keeps no tree: a DIE
 // is known by its ID, and everything about it is read from the file again when it is asked for. Two compact tables make
 // that possible: one bit for each byte of a section says whether a DIE starts there, and a table of the abbreviations
-// gives tags and attribute forms; how the DIEs of a unit nest is read by the first question about it. The ID of a DIE is its
-// section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi. Some
-// tables are put in order by the first question that needs them, so even questions must come one at a time.
+// gives tags and attribute forms; how the DIEs of a unit nest is read by the first question about it. The ID of a DIE
+// is its section offset plus 1 in .debug_info and plus 0x1FFFFFF in .debug_types; 0 is no DIE. Not locked: see ElfApi.
+// Some tables are put in order by the first question that needs them, so even questions must come one at a time.
 
 #include "elf/Elf.h"
 #include "elf/NameIndex.h"
@@ -99,8 +99,8 @@ struct DWARF_ABBREV_SET {
 };
 
 struct DWARF_UNIT {
-    U32 Off = 0;     ///< of the header
-    U32 DieOff = 0;  ///< of the root DIE
+    U32 Off = 0;    ///< of the header
+    U32 DieOff = 0; ///< of the root DIE
     U32 End = 0;
     U32 Section = DSEC_INFO;
     U32 AbbrevSet = 0;
@@ -143,7 +143,8 @@ struct DWARF_REF {
 /// References in the order of the section, or by target once IsSorted.
 struct DWARF_REFS {
     std::vector<DWARF_REF> Refs;
-    std::vector<U32> Steps; ///< once sorted: first reference to every (1 << StepShift)th DIE ID from Base on or behind it
+    std::vector<U32>
+        Steps; ///< once sorted: first reference to every (1 << StepShift)th DIE ID from Base on or behind it
     U32 Base = 0;
     U32 StepShift = 0;
     bool IsSorted = false;
@@ -180,7 +181,7 @@ struct DWARF_STORE {
     U32 FirstTypesUnit = 0;        ///< units of .debug_types start here
     std::unordered_map<U64, U32> UnitOfSignature;
 
-    std::vector<U64> aDieStore[2];          ///< DieStore: one bit a byte of the section, set where a DIE starts
+    std::vector<U64> aDieStore[2];                 ///< DieStore: one bit a byte of the section, set where a DIE starts
     mutable std::vector<DWARF_SCOPES> ParentTable; ///< by unit
     mutable std::vector<DWARF_REFS> DefTable; ///< by the unit of the target; the last one is for other units' targets
     U64 NumDies = 0;
@@ -194,21 +195,22 @@ struct DWARF_STORE {
     std::vector<U32> NamespaceParents; ///< of each the index of the one around it, or NO_NAMESPACE
     std::vector<U32> NamespaceExts;
     std::vector<U32> CompUnits;
-    std::vector<DWARF_CODE> Code;       ///< of functions, also compiler-made ones, and of expansions outside of any
-    std::vector<std::vector<DWARF_NAME>> Names; ///< own names of functions, also of those in no list, and global variables
+    std::vector<DWARF_CODE> Code; ///< of functions, also compiler-made ones, and of expansions outside of any
+    std::vector<std::vector<DWARF_NAME>>
+        Names; ///< own names of functions, also of those in no list, and global variables
     std::vector<std::vector<DWARF_NAME>> TypeNames; ///< of Types, until TypeIndex is built
     CNameIndex TypeIndex;
-    std::vector<U32> NamedByOthers;     ///< global variables whose name stands at their declaration
+    std::vector<U32> NamedByOthers; ///< global variables whose name stands at their declaration
     U32 MainDie = 0;
     U32 SrcLang = 1;
     U32 NumTypeUnits = 0;
     U32 DwarfVersion = 0;
 
-    std::unordered_map<U32, std::string> TypeNameTable; ///< filled by questions
-    mutable std::unordered_map<U32, U32> CompleteTypes; ///< by declaration, 0 for none; filled by questions
+    std::unordered_map<U32, std::string> TypeNameTable;    ///< filled by questions
+    mutable std::unordered_map<U32, U32> CompleteTypes;    ///< by declaration, 0 for none; filled by questions
     std::unique_ptr<std::vector<std::string>> pSymsAtZero; ///< ELF symbols of data at address 0; made when asked for
     std::unordered_map<U32, std::vector<std::string>> FileNames; ///< by offset of the line program
-    std::atomic<I64> FileNameBudget = 0; ///< bytes that they may still take
+    std::atomic<I64> FileNameBudget = 0;                         ///< bytes that they may still take
 };
 
 /// DIEs that refer to this one as their declaration or abstract instance, in the order of the section.

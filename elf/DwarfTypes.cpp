@@ -59,7 +59,8 @@ U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
 U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
     const auto Number = [&](U32 At, U64* pValue) { // a bound may also be a variable, which has no fixed value
         DWARF_ATTR Attr;
-        const bool IsNumber = DWARF_GetAttr(S, Subrange, At, &Attr) && (Attr.Class == ATTR_NUM || Attr.Class == ATTR_SNUM);
+        const bool IsNumber =
+            DWARF_GetAttr(S, Subrange, At, &Attr) && (Attr.Class == ATTR_NUM || Attr.Class == ATTR_SNUM);
         *pValue = IsNumber ? Attr.Value : 0;
         return IsNumber;
     };

@@ -26,10 +26,10 @@ struct SECTION_NAME {
 };
 
 constexpr SECTION_NAME aSectionName[] = {
-    {DSEC_INFO, ".debug_info"},           {DSEC_TYPES, ".debug_types"},       {DSEC_ABBREV, ".debug_abbrev"},
-    {DSEC_STR, ".debug_str"},             {DSEC_LINE_STR, ".debug_line_str"}, {DSEC_STR_OFFSETS, ".debug_str_offsets"},
-    {DSEC_ADDR, ".debug_addr"},           {DSEC_RNGLISTS, ".debug_rnglists"}, {DSEC_LOCLISTS, ".debug_loclists"},
-    {DSEC_RANGES, ".debug_ranges"},       {DSEC_LOC, ".debug_loc"},           {DSEC_LINE, ".debug_line"},
+    {DSEC_INFO, ".debug_info"},     {DSEC_TYPES, ".debug_types"},       {DSEC_ABBREV, ".debug_abbrev"},
+    {DSEC_STR, ".debug_str"},       {DSEC_LINE_STR, ".debug_line_str"}, {DSEC_STR_OFFSETS, ".debug_str_offsets"},
+    {DSEC_ADDR, ".debug_addr"},     {DSEC_RNGLISTS, ".debug_rnglists"}, {DSEC_LOCLISTS, ".debug_loclists"},
+    {DSEC_RANGES, ".debug_ranges"}, {DSEC_LOC, ".debug_loc"},           {DSEC_LINE, ".debug_line"},
 };
 static_assert(std::size(aSectionName) == NUM_DSEC);
 

@@ -34,7 +34,8 @@ struct CHUNK {
     U32 MainDie = 0;
     U32 NumKept = 0;
     U64 NumDies = 0;
-    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceParents, NamespaceExts, CompUnits, NamedByOthers;
+    std::vector<U32> GlobalVars, Funcs, InlineFuncs, Types, Namespaces, NamespaceParents, NamespaceExts, CompUnits,
+        NamedByOthers;
     std::vector<DWARF_CODE> Code;
     std::vector<DWARF_NAME> Names, TypeNames;
     std::vector<DWARF_REF> ForeignRefs;
@@ -77,8 +78,8 @@ private:
 class CUnitWalk {
 public:
     CUnitWalk(DWARF_STORE& S, U32 Unit, CHUNK* pChunk, SCRATCH* pScratch)
-        : m_S(S), m_Unit(S.Units[Unit]), m_Stream(S, m_Unit), m_pEnd(m_Stream.End()), m_Chunk(*pChunk), m_Refs(pScratch->Refs),
-          m_Levels(pScratch->Levels), m_Bits(&S.aDieStore[m_Unit.Section == DSEC_TYPES]),
+        : m_S(S), m_Unit(S.Units[Unit]), m_Stream(S, m_Unit), m_pEnd(m_Stream.End()), m_Chunk(*pChunk),
+          m_Refs(pScratch->Refs), m_Levels(pScratch->Levels), m_Bits(&S.aDieStore[m_Unit.Section == DSEC_TYPES]),
           m_IsTypeUnit(m_Unit.UnitType == DW_UT_type) {
         m_Refs.clear();
         m_Levels.clear();
@@ -191,8 +192,7 @@ private:
         return Read(Look, DFLD_NAME, &Attr) && !Attr.sText.empty() ? ELF_HashName(Attr.sText) : 0;
     }
 
-    template <typename T>
-    void Keep(std::vector<T>* pList, const T& Entry) {
+    template <typename T> void Keep(std::vector<T>* pList, const T& Entry) {
         if (pList->size() < m_Unit.End / CDieStream::BYTES_PER_ENTRY + 64) { // lists run over all units of the chunk
             pList->push_back(Entry);
         }
@@ -203,7 +203,8 @@ private:
         if (Off == 0 || Off >= m_S.aSection[m_Unit.Section].Size) {
             return;
         }
-        const DWARF_REF Ref{DWARF_MakeID(m_Unit.Section, static_cast<U32>(Off)), Die | (Field == DFLD_SPECIFICATION ? 0x80000000 : 0)};
+        const DWARF_REF Ref{DWARF_MakeID(m_Unit.Section, static_cast<U32>(Off)),
+                            Die | (Field == DFLD_SPECIFICATION ? 0x80000000 : 0)};
         Keep(Off >= m_Unit.Off && Off < m_Unit.End ? &m_Refs : &m_Chunk.ForeignRefs, Ref);
     }
 
@@ -222,8 +223,8 @@ private:
         }
     }
 
-    /// A function of the list and of those that only give others their name. What is behind a lambda of C++ is in no list,
-    /// but has code with local variables; only the symbol table names what else a compiler makes up.
+    /// A function of the list and of those that only give others their name. What is behind a lambda of C++ is in no
+    /// list, but has code with local variables; only the symbol table names what else a compiler makes up.
     void FileFunc(const DWARF_LOOK& Look, U32 Die, bool IsListed, bool IsDeclaration) {
         const bool IsNamed = Look.Has(DFLD_NAME) || Look.Has(DFLD_SPECIFICATION) || Look.Has(DFLD_ORIGIN);
         if (IsListed || (IsNamed && !IsDeclaration && !m_IsTypeUnit)) {
@@ -364,8 +365,7 @@ void _AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pC
 }
 
 /// Puts one list of all chunks together, in memory that is taken once.
-template <typename T>
-void _Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUNK::*pList, std::vector<T>* pTo) {
+template <typename T> void _Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUNK::*pList, std::vector<T>* pTo) {
     size_t Num = pTo->size();
     for (const CHUNK& Chunk : Chunks) {
         Num += (Chunk.*pList).size();

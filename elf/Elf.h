@@ -128,17 +128,17 @@ struct ELF_FILE {
     Elf32_Ehdr pEhdr{};
     std::vector<Elf32_Phdr> paPhdr;
     std::vector<Elf32_Shdr> paShdr;
-    std::vector<ELF_UNPACKED> Unpacked;  ///< debug sections that are compressed in the file
+    std::vector<ELF_UNPACKED> Unpacked; ///< debug sections that are compressed in the file
     std::vector<Elf32_Sym> paSym;
     ELF_DYN_SYMS DynSyms;
     /// False: debug information that says that code is at address 0 belongs to what the linker dropped.
     bool HasCodeAtZero = false;
-    std::vector<U32> papSymByAddr;       ///< indices into paSym by st_value
+    std::vector<U32> papSymByAddr; ///< indices into paSym by st_value
     std::vector<U32> papMapSym;
     std::vector<U32> papFuncSym;
     U32 StrTabIdx = 0xFFFFFFFF;
     U32 SymTabIdx = 0xFFFFFFFF;
-    ELF_LINES Lines; ///< until the source map is built
+    ELF_LINES Lines;                     ///< until the source map is built
     std::shared_ptr<DWARF_STORE> pDwarf; ///< null without debug information
 };
 

@@ -41,8 +41,8 @@ int ElfApi_GetDataEncoding();
 /// Kind of memory by mapping symbols: 1 ARM, 2 Thumb, 4 data, 0 unknown; range in *pLo, *pHi if not null.
 U32 ElfApi_GetMemRegionKind(U32 Addr, U32* pLo = nullptr, U32* pHi = nullptr);
 
-/// Reads the load image. 0, or -1 if no segment holds the whole range. Reads of 2, 4 and 8 bytes of a BE32 image come as
-/// numbers in host order, others as the bytes stand.
+/// Reads the load image. 0, or -1 if no segment holds the whole range. Reads of 2, 4 and 8 bytes of a BE32 image come
+/// as numbers in host order, others as the bytes stand.
 int ElfApi_ReadMem(U32 Addr, U32 NumBytes, void* pBuf);
 
 /// Segments with data, by physical address, for download.

@@ -78,8 +78,9 @@ bool _HasName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, const std::stri
     if (!IsPlain && sName.find("::") == std::string::npos) {
         return false;
     }
-    return D.pAbbrev->Tag != DW_TAG_namespace ? IsPlain
-                                              : ElfApi_GetSymName(ELF_MakeDwarfHandle(Die), true).toStdString() == sName;
+    return D.pAbbrev->Tag != DW_TAG_namespace
+               ? IsPlain
+               : ElfApi_GetSymName(ELF_MakeDwarfHandle(Die), true).toStdString() == sName;
 }
 
 /// DIEs that may have a name. A name with several results has them all over the file: what is read of each is fetched
@@ -94,8 +95,7 @@ public:
         m_aDie[m_Num++].ID = Die;
     }
     /// Calls Visit(ID, tag) for those that have the name, in order, and forgets all.
-    template <typename VISIT>
-    void Take(const std::string& sName, VISIT Visit) {
+    template <typename VISIT> void Take(const std::string& sName, VISIT Visit) {
         for (U32 i = 0; i < m_Num; ++i) {
             m_aDie[i].IsOpen = DWARF_OpenKnownDie(m_S, m_aDie[i].ID, &m_aDie[i].D);
             if (m_HasRelatives && m_aDie[i].IsOpen && m_Num > 1) {
@@ -149,7 +149,11 @@ void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Tag, U32 Depth, std::vecto
     constexpr U32 MAX_DEPTH = 5;
     constexpr size_t MAX_FOUND = 1'000'000; // references of a damaged file may lead to the same DIEs again and again
     if (Tag != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
-        pFound->emplace_back(Tag == DW_TAG_inlined_subroutine ? 0 : Tag == DW_TAG_subprogram ? 1 : Tag == DW_TAG_variable ? 2 : 3, Die);
+        pFound->emplace_back(Tag == DW_TAG_inlined_subroutine ? 0
+                             : Tag == DW_TAG_subprogram       ? 1
+                             : Tag == DW_TAG_variable         ? 2
+                                                              : 3,
+                             Die);
     }
     for (const U32 Other : Depth < MAX_DEPTH ? DWARF_ReferrersOf(S, Die) : std::vector<U32>()) {
         DWARF_ATTR Attr;
@@ -175,7 +179,8 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
 
 void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
     if (const DWARF_STORE* pStore = ELF_GetStore(); pStore != nullptr) {
-        _ForEachNamed(pStore->TypeIndex, *pStore, sName, [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
+        _ForEachNamed(pStore->TypeIndex, *pStore, sName,
+                      [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
     }
 }
 
@@ -304,9 +309,7 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     }});
 }
 
-void ElfApi_EndFind() {
-    hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true);
-}
+void ElfApi_EndFind() { hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true); }
 
 void ElfApi_OnRelocated() {
     FuncTree.Build(ELF_GetCurrentFile());

@@ -102,7 +102,8 @@ private:
     /// Null once the file is closed or another one.
     const DWARF_UNIT* FindUnit() const {
         const DWARF_STORE* pStore = ELF_GetStore();
-        return pStore != nullptr && DWARF_IsDie(*pStore, m_Expr.UnitDie) ? DWARF_UnitOf(*pStore, m_Expr.UnitDie) : nullptr;
+        return pStore != nullptr && DWARF_IsDie(*pStore, m_Expr.UnitDie) ? DWARF_UnitOf(*pStore, m_Expr.UnitDie)
+                                                                         : nullptr;
     }
     U32 DieInUnit(U64 Off) const {
         const DWARF_UNIT* pUnit = FindUnit();
@@ -130,11 +131,12 @@ private:
     }
     int GetExpr(U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumBytes);
     int GetType(U64 Off, ELF_EXPR_TYPE* pType);
-    template <typename FIND>
-    int GetFromCaller(FIND Find, U64* pValue);
+    template <typename FIND> int GetFromCaller(FIND Find, U64* pValue);
     int GetEntryValue(const U8* pExpr, U32 NumBytes, U64* pValue) {
         return GetFromCaller(
-            [&](U32 ReturnPC, CALL_VALUE* pCall) { return CALL_FindValue(m_Frame.PC, ReturnPC, pExpr, NumBytes, pCall); },
+            [&](U32 ReturnPC, CALL_VALUE* pCall) {
+                return CALL_FindValue(m_Frame.PC, ReturnPC, pExpr, NumBytes, pCall);
+            },
             pValue);
     }
     int GetParam(U64 Off, U64* pValue) {
@@ -154,8 +156,8 @@ private:
     std::deque<std::vector<U8>> m_Called; ///< expressions of DW_OP_call while they run
 };
 
-/// Address that locations are looked up for. Compilers end the range of what a call may change one byte in front of where
-/// it returns to: an outer frame sees the state during the call.
+/// Address that locations are looked up for. Compilers end the range of what a call may change one byte in front of
+/// where it returns to: an outer frame sees the state during the call.
 U32 _LookUpPC(const ELF_FRAME& Frame) {
     const bool IsOuter = Frame.ResumePC != 0 && (Frame.ResumePC & ~1u) != (Frame.PC & ~1u);
     return IsOuter ? (Frame.ResumePC & ~1u) - 1 : Frame.PC & ~1u;
@@ -231,12 +233,15 @@ int CResolver::GetCfa(U32* pAddr) {
 int CResolver::GetExpr(U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumBytes) {
     const std::lock_guard Lock(ElfApi_Mutex());
     EXPR Expr;
-    const U32 Die = IsUnitRef ? DieInUnit(Off) : ELF_GetStore() != nullptr ? DWARF_DieAt(*ELF_GetStore(), DSEC_INFO, Off) : 0;
+    const U32 Die = IsUnitRef                   ? DieInUnit(Off)
+                    : ELF_GetStore() != nullptr ? DWARF_DieAt(*ELF_GetStore(), DSEC_INFO, Off)
+                                                : 0;
     if (Die == 0) {
         return -1;
     }
     // Without a location the call does nothing. Indices in one of another unit would mean something else here.
-    if (_FindExpr(Die, DW_AT_location, _LookUpPC(m_Frame), &Expr) && DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
+    if (_FindExpr(Die, DW_AT_location, _LookUpPC(m_Frame), &Expr) &&
+        DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
         return -1;
     }
     m_Called.push_back(std::move(Expr.Bytes));
@@ -259,8 +264,7 @@ int CResolver::GetType(U64 Off, ELF_EXPR_TYPE* pType) {
     return 0;
 }
 
-template <typename FIND>
-int CResolver::GetFromCaller(FIND Find, U64* pValue) {
+template <typename FIND> int CResolver::GetFromCaller(FIND Find, U64* pValue) {
     ELF_FRAME Caller;
     if (m_Frame.pfGetCaller == nullptr || m_Frame.pfGetCaller(m_Frame.pContext, &Caller) != 0) {
         return ELF_EXPR_OPTIMIZED_OUT;

@@ -8,12 +8,13 @@
 #include "elf/DwarfExpr.h"
 #include "elf/ElfApiSyms.h"
 
-/// What the caller knows of a frame. Each function returns 0, or -1 if it can't tell; a null function can't tell either.
+/// What the caller knows of a frame. Each function returns 0, or -1 if it can't tell; a null function can't tell
+/// either.
 struct ELF_FRAME {
     void* pContext = nullptr;
-    U32 PC = 0;       ///< of the instruction that the frame is at; in an outer frame that of the call
-    /// Where the frame goes on: the same, in an outer frame behind the call. Locations are looked up just in front of it,
-    /// as what holds at the call itself may have been changed by what was called.
+    U32 PC = 0; ///< of the instruction that the frame is at; in an outer frame that of the call
+    /// Where the frame goes on: the same, in an outer frame behind the call. Locations are looked up just in front of
+    /// it, as what holds at the call itself may have been changed by what was called.
     U32 ResumePC = 0;
     /// Register of the frame by DWARF number. An outer frame gives none that the calls inside it may have changed.
     int (*pfReadReg)(void* pContext, U32 Reg, U64* pValue) = nullptr;
@@ -28,8 +29,8 @@ struct ELF_FRAME {
 struct ELF_SYM_PIECE {
     U32 Kind = ELF_EXPR_PIECE_NONE;
     U32 Addr = 0;
-    U32 Reg = 0; ///< DWARF numbering
-    I32 Off = 0; ///< in the object that a pointer that isn't there points to
+    U32 Reg = 0;             ///< DWARF numbering
+    I32 Off = 0;             ///< in the object that a pointer that isn't there points to
     ELF_SYM_HANDLE hSym = 0; ///< that object
     U64 Value = 0;
     QByteArray Bytes; ///< in target order
@@ -49,8 +50,8 @@ struct ELF_SYM_VALUE {
     QByteArray Known;              ///< mask of the bits that are known
 };
 
-/// Places of a variable or parameter in the frame. ELF_EXPR_OPTIMIZED_OUT where it has neither place nor constant value,
-/// ELF_EXPR_UNAVAILABLE where the frame isn't in its scope. A global needs no more of the frame than memory.
+/// Places of a variable or parameter in the frame. ELF_EXPR_OPTIMIZED_OUT where it has neither place nor constant
+/// value, ELF_EXPR_UNAVAILABLE where the frame isn't in its scope. A global needs no more of the frame than memory.
 ELF_SYM_PLACE ElfApi_GetSymPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame);
 /// Bytes of a variable or parameter in the frame.
 ELF_SYM_VALUE ElfApi_ReadSym(ELF_SYM_HANDLE h, const ELF_FRAME& Frame);
@@ -60,6 +61,6 @@ ELF_SYM_VALUE ElfApi_ReadPlace(const ELF_SYM_PLACE& Place, U32 NumBytes, const E
 int ElfApi_GetFrameBase(const ELF_FRAME& Frame, U32* pAddr);
 /// "optimized out", "not available", "invalid location expression", or empty.
 QString ElfApi_StatusText(int Status);
-/// Source of the selected frame, for addresses of local variables; false if there is none. ElfApi_GetSymAddr() calls the
-/// functions of that frame under the lock: they answer at once or not at all.
+/// Source of the selected frame, for addresses of local variables; false if there is none. ElfApi_GetSymAddr() calls
+/// the functions of that frame under the lock: they answer at once or not at all.
 void ElfApi_SetFrameSource(bool (*pfGetFrame)(ELF_FRAME* pFrame));

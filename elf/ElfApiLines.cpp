@@ -16,11 +16,11 @@
 
 namespace {
 
-constexpr U32 NEAR_DISTANCE = 256;      ///< bytes behind a line's address that still count as that line
-constexpr U32 MAX_BLOCK = 256;          ///< bytes of one block of a line
-constexpr U32 MAX_LINE_SEARCH = 1000;   ///< lines
-constexpr U32 MAX_ADDR_SEARCH = 1000;   ///< bytes
-constexpr U32 MIN_BLOCK_DISTANCE = 5;   ///< bytes; nearer than one wide instruction is the same block
+constexpr U32 NEAR_DISTANCE = 256;    ///< bytes behind a line's address that still count as that line
+constexpr U32 MAX_BLOCK = 256;        ///< bytes of one block of a line
+constexpr U32 MAX_LINE_SEARCH = 1000; ///< lines
+constexpr U32 MAX_ADDR_SEARCH = 1000; ///< bytes
+constexpr U32 MIN_BLOCK_DISTANCE = 5; ///< bytes; nearer than one wide instruction is the same block
 
 QHash<U32, ELF_SYM_LIST> FileFuncs; ///< filled when first asked
 bool AreFileFuncsBuilt;
@@ -59,7 +59,8 @@ SRC_LOCS _FindLocs(U32 Addr) {
     }
     const U64 hFunc = ElfApi_GetFuncAtAddr(Addr);
     const I64 Prev = hFunc != 0 ? Map.GetPrevAddr(Addr) : -1;
-    const bool IsNear = Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc;
+    const bool IsNear =
+        Prev >= 0 && Addr - Prev <= NEAR_DISTANCE && ElfApi_GetFuncAtAddr(static_cast<U32>(Prev)) == hFunc;
     return IsNear ? Map.GetLocs(static_cast<U32>(Prev)) : SRC_LOCS();
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
-// ElfApi's questions about source lines and call frames. Any thread, one lock; 0, -1, empty or an invalid position where
-// there is nothing to say. The tables are made when the first question about an open file comes, and go with the file.
+// ElfApi's questions about source lines and call frames. Any thread, one lock; 0, -1, empty or an invalid position
+// where there is nothing to say. The tables are made when the first question about an open file comes, and go with the
+// file.
 
 #include "elf/ElfApiSyms.h"
 #include "elf/SrcLoc.h"

@@ -102,8 +102,7 @@ ELF_SYM_LIST _Handles(const std::vector<U32>& Dies) {
     return List;
 }
 
-template <typename FUNC>
-ELF_SYM_LIST _ListOf(ELF_SYM_HANDLE h, FUNC pfList) {
+template <typename FUNC> ELF_SYM_LIST _ListOf(ELF_SYM_HANDLE h, FUNC pfList) {
     const U32 Die = _GetDie(h);
     return Die != 0 ? _Handles(pfList(*ELF_GetStore(), Die)) : ELF_SYM_LIST();
 }
@@ -285,9 +284,9 @@ ELF_SYM_HANDLE ElfApi_GetAbstrInstance(ELF_SYM_HANDLE h) {
 
 bool ElfApi_IsFunc(ELF_SYM_HANDLE h) {
     const U32 Type = ElfApi_GetSymType(h);
-    return ELF_IsElfSymbol(h) ? ELF_IsFuncType(Type)
-                              : Type == DW_TAG_subprogram || Type == DW_TAG_inlined_subroutine ||
-                                    Type == DW_TAG_subroutine_type;
+    return ELF_IsElfSymbol(h)
+               ? ELF_IsFuncType(Type)
+               : Type == DW_TAG_subprogram || Type == DW_TAG_inlined_subroutine || Type == DW_TAG_subroutine_type;
 }
 
 bool ElfApi_IsLocal(ELF_SYM_HANDLE h) { return ElfApi_GetParentFunc(h) != 0; }
@@ -368,7 +367,8 @@ ELF_SYM_HANDLE ElfApi_GetThisPointer(ELF_SYM_HANDLE h) {
         }
     }
     DWARF_ATTR Attr;
-    return _CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr) ? ELF_MakeDwarfHandle(static_cast<U32>(Attr.Value)) : 0;
+    return _CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr) ? ELF_MakeDwarfHandle(static_cast<U32>(Attr.Value))
+                                                                 : 0;
 }
 
 ELF_SYM_LIST ElfApi_LocalVars(ELF_SYM_HANDLE hFunc) {

@@ -1,7 +1,8 @@
 #pragma once
 
-// ElfApi's questions about symbols, by handle. Like the rest of ElfApi: any thread, one lock, 0, -1 or empty where there
-// is nothing to say. Answers are kept for the life of the load, so that refreshing a window costs a table look-up.
+// ElfApi's questions about symbols, by handle. Like the rest of ElfApi: any thread, one lock, 0, -1 or empty where
+// there is nothing to say. Answers are kept for the life of the load, so that refreshing a window costs a table
+// look-up.
 
 #include "elf/ElfSymLoc.h"
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr U32 MAX_OBJECT = 16 << 20; ///< bytes; a larger object is read in parts by who wants it
+constexpr U32 MAX_OBJECT = 16 << 20;  ///< bytes; a larger object is read in parts by who wants it
 constexpr U32 FIRST_DOUBLE_REG = 256; ///< D0 of the floating point unit, DWARF numbering
 constexpr U32 LAST_DOUBLE_REG = 287;
 
@@ -98,7 +98,8 @@ bool _CopyBits(const SOURCE& Source, U64 NumBits, U64 To, bool IsBig, ELF_SYM_VA
         const U64 From = Source.FirstBit + i;
         const U32 Mask = _BitMask(To + i, IsBig);
         const qsizetype Byte = static_cast<qsizetype>((To + i) / 8);
-        const bool IsSet = (static_cast<U8>(Source.Bytes[static_cast<qsizetype>(From / 8)]) & _BitMask(From, IsBig)) != 0;
+        const bool IsSet =
+            (static_cast<U8>(Source.Bytes[static_cast<qsizetype>(From / 8)]) & _BitMask(From, IsBig)) != 0;
         pValue->Bytes[Byte] = static_cast<char>(static_cast<U8>(pValue->Bytes[Byte]) | (IsSet ? Mask : 0));
         pValue->Known[Byte] = static_cast<char>(static_cast<U8>(pValue->Known[Byte]) | Mask);
     }

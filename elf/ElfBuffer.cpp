@@ -169,7 +169,8 @@ bool CElfBuffer::HasLost() const { return m_IsMapped && HasLostPages; }
 void CElfBuffer::CopyPieces() {
     for (size_t Off = 0; Off < m_NumBytes; Off += PIECE) {
         const size_t Size = std::min(PIECE, m_NumBytes - Off);
-        void* pCopy = m_IsEnding ? MAP_FAILED : mmap(nullptr, Size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* pCopy =
+            m_IsEnding ? MAP_FAILED : mmap(nullptr, Size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pCopy == MAP_FAILED) {
             return;
         }

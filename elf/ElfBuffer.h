@@ -2,8 +2,8 @@
 
 // The bytes of a program file in memory, as they were when it was opened. A large file is mapped at first, so that it
 // can be parsed at once; then a thread of the buffer's own copies it piece by piece and puts each copy in the place of
-// its piece, at the same address. From then on the file on the disk may change or go. A piece that is lost before it was
-// copied, since the file was cut meanwhile, reads as zeros.
+// its piece, at the same address. From then on the file on the disk may change or go. A piece that is lost before it
+// was copied, since the file was cut meanwhile, reads as zeros.
 
 #include "base/Types.h"
 

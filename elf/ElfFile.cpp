@@ -110,8 +110,7 @@ int _ParseHeader(ELF_FILE* pFile) {
 }
 
 /// A table of 32-bit words with a record size of its own: each record is cut or zero-filled to T.
-template <typename T>
-int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector<T>* pOut) {
+template <typename T> int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector<T>* pOut) {
     if (Num == 0) {
         return 0;
     }
@@ -170,8 +169,10 @@ void _ReportLoad(const ELF_FILE* pFile, const DWARF_TIMES& Times) {
     _ReportNumber("Dwarf Symbol Count: ", pStore != nullptr ? static_cast<long>(pStore->NumKept) : 0);
     _ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
     ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + _EncodingText(ELF_GetDataEncoding(pFile))).c_str());
-    ELF_Report(ELF_MSG_READER, pStore != nullptr && pStore->SrcLang == 2 ? "Source Language: C++" : "Source Language: C");
-    const long Total = Ms(Times.TypeUnits) + Ms(Times.Units) + Ms(Times.SrcFiles) + Ms(Times.SrcLines) + Ms(Times.Frames);
+    ELF_Report(ELF_MSG_READER,
+               pStore != nullptr && pStore->SrcLang == 2 ? "Source Language: C++" : "Source Language: C");
+    const long Total =
+        Ms(Times.TypeUnits) + Ms(Times.Units) + Ms(Times.SrcFiles) + Ms(Times.SrcLines) + Ms(Times.Frames);
     ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(Total) + " ms").c_str());
     _ReportNumber("Dwarf Version: ", pStore != nullptr ? static_cast<long>(pStore->DwarfVersion) : 0);
 }
@@ -233,8 +234,9 @@ ELF_FILE* ELF_Open(const char* sPath) {
     if (pOwner == nullptr) {
         return nullptr;
     }
-    if (pOwner->FileSize >= 4 && std::memcmp(pOwner->pData.get(), "\x7F"
-                                                                  "ELF",
+    if (pOwner->FileSize >= 4 && std::memcmp(pOwner->pData.get(),
+                                             "\x7F"
+                                             "ELF",
                                              4) != 0) {
         ELF_Report(ELF_MSG_READER, "not an elf file.");
     }

@@ -67,8 +67,8 @@ const U8* ELF_GetImagePtr(U32 AddrLo, U32 AddrHi) {
 
 int ELF_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     const U64 End = static_cast<U64>(Addr) + NumBytes;
-    const U8* pData = pBuf != nullptr && End <= 0xFFFFFFFF && ELF_GetCurrentFile() != nullptr ? _Find(Addr, NumBytes)
-                                                                                           : nullptr;
+    const U8* pData =
+        pBuf != nullptr && End <= 0xFFFFFFFF && ELF_GetCurrentFile() != nullptr ? _Find(Addr, NumBytes) : nullptr;
     if (pData == nullptr) {
         return -1;
     }

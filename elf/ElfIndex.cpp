@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr size_t MAX_OVERLAP = 256; ///< functions over one address, inline ones not counted; more is damage
-constexpr U32 MAX_FUNC_SIZE = 1'000'000; ///< no function is as large: such a range is damage
-constexpr size_t MAX_INLINES = 1'000'000; ///< ranges of expansions that are kept
+constexpr size_t MAX_OVERLAP = 256;             ///< functions over one address, inline ones not counted; more is damage
+constexpr U32 MAX_FUNC_SIZE = 1'000'000;        ///< no function is as large: such a range is damage
+constexpr size_t MAX_INLINES = 1'000'000;       ///< ranges of expansions that are kept
 constexpr size_t MAX_INLINES_OF_FUNC = 100'000; ///< ranges that are looked at in one function; more is damage
 
 } // namespace
@@ -59,7 +59,8 @@ void CFuncIndex::AddElf(const ELF_FILE* pFile) {
         }
         m_ElfFuncs.push_back(ELF_MakeElfHandle(Idx));
         const auto End = m_Entries.begin() + static_cast<I64>(NumDwarf);
-        auto It = std::lower_bound(m_Entries.begin(), End, Lo, [](const ENTRY& Entry, U32 Key) { return Entry.Lo < Key; });
+        auto It =
+            std::lower_bound(m_Entries.begin(), End, Lo, [](const ENTRY& Entry, U32 Key) { return Entry.Lo < Key; });
         while (It != End && It->Lo == Lo && IsInline(It->ID)) {
             ++It;
         }
@@ -120,7 +121,8 @@ std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 First, U32 Last) {
     const auto It = std::upper_bound(m_Entries.begin(), m_Entries.end(), Last,
                                      [](U32 Key, const ENTRY& Entry) { return Key < Entry.Lo; });
     const size_t MaxFound = First == Last ? MAX_OVERLAP : m_Entries.size();
-    for (size_t i = static_cast<size_t>(It - m_Entries.begin()); i-- > 0 && m_MaxHi[i] > First && Found.size() < MaxFound;) {
+    for (size_t i = static_cast<size_t>(It - m_Entries.begin());
+         i-- > 0 && m_MaxHi[i] > First && Found.size() < MaxFound;) {
         if (m_Entries[i].Hi > First) {
             Found.push_back(m_Entries[i]);
         }
@@ -128,7 +130,8 @@ std::vector<ELF_SYM_HANDLE> CFuncIndex::Find(U32 First, U32 Last) {
     std::reverse(Found.begin(), Found.end());
     for (size_t i = 0, Num = Found.size(); i < Num; ++i) {
         // Several units may describe one function that the linker kept of their copies: its expansions count once.
-        const bool IsCopy = i > 0 && Found[i - 1].IsElf == 0 && Found[i].Lo == Found[i - 1].Lo && Found[i].Hi == Found[i - 1].Hi;
+        const bool IsCopy =
+            i > 0 && Found[i - 1].IsElf == 0 && Found[i].Lo == Found[i - 1].Lo && Found[i].Hi == Found[i - 1].Hi;
         if (Found[i].IsElf != 0 || IsCopy) {
             continue;
         }

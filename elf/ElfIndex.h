@@ -12,7 +12,8 @@ public:
     /// Functions of the ELF symbol table count where none of the debug information starts, expansions left aside.
     void Build(const ELF_FILE* pFile);
     void Clear() { *this = CFuncIndex(); }
-    /// Functions and inline expansions that overlap the addresses [First, Last] of the target, outermost first, each once.
+    /// Functions and inline expansions that overlap the addresses [First, Last] of the target, outermost first, each
+    /// once.
     std::vector<ELF_SYM_HANDLE> Find(U32 First, U32 Last);
     const std::vector<ELF_SYM_HANDLE>& ElfFuncs() const { return m_ElfFuncs; }
 

@@ -87,7 +87,8 @@ bool ELF_HasRelocs() { return !Relocs.empty(); }
 
 U32 ELF_Relocate(U32 Addr, bool IsEnd) {
     for (const RELOC& Reloc : Relocs) {
-        const bool IsInside = IsEnd ? Addr > Reloc.AddrLo && Addr <= Reloc.AddrHi : Addr >= Reloc.AddrLo && Addr < Reloc.AddrHi;
+        const bool IsInside =
+            IsEnd ? Addr > Reloc.AddrLo && Addr <= Reloc.AddrHi : Addr >= Reloc.AddrLo && Addr < Reloc.AddrHi;
         if (IsInside && _CanMove(Addr, Reloc.Offset)) {
             return Addr + static_cast<U32>(Reloc.Offset);
         }

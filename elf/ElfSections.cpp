@@ -18,10 +18,7 @@ const Elf32_Shdr* _Section(const ELF_FILE* pFile, U32 Idx) {
     return pFile != nullptr && Idx < pFile->paShdr.size() ? &pFile->paShdr[Idx] : nullptr;
 }
 
-template <typename T>
-U32 _Field(const T* pHeader, U32 T::*pField) {
-    return pHeader != nullptr ? pHeader->*pField : 0;
-}
+template <typename T> U32 _Field(const T* pHeader, U32 T::*pField) { return pHeader != nullptr ? pHeader->*pField : 0; }
 
 } // namespace
 
@@ -101,7 +98,8 @@ bool ELF_IsSectionName(const ELF_FILE* pFile, U32 Section, const char* s, size_t
     const U32 Names = pFile->pEhdr.e_shstrndx;
     const U8* pNames = ELF_GetSectionData(pFile, Names);
     const U64 Off = ELF_GetSectionNameOffset(pFile, Section);
-    return pNames != nullptr && Off + NumBytes <= ELF_GetSectionSize(pFile, Names) && std::memcmp(pNames + Off, s, NumBytes) == 0;
+    return pNames != nullptr && Off + NumBytes <= ELF_GetSectionSize(pFile, Names) &&
+           std::memcmp(pNames + Off, s, NumBytes) == 0;
 }
 
 int ELF_FindSection(const ELF_FILE* pFile, const char* sName) {

@@ -36,8 +36,7 @@ I64 _Number(ELF_SYM_HANDLE h, U32 At) {
     return Die != 0 && _GetAttributeAsU64(*ELF_GetStore(), Die, At, &Value) ? static_cast<I64>(Value) : -1;
 }
 
-template <typename FUNC, typename... ARGS>
-auto _Ask(ELF_SYM_HANDLE h, FUNC pfAsk, ARGS... Args) {
+template <typename FUNC, typename... ARGS> auto _Ask(ELF_SYM_HANDLE h, FUNC pfAsk, ARGS... Args) {
     using RESULT = std::decay_t<decltype(pfAsk(*ELF_GetStore(), 0u, Args...))>;
     const U32 Die = _GetDie(h);
     return Die != 0 ? RESULT(pfAsk(*ELF_GetStore(), Die, Args...)) : RESULT();
@@ -247,12 +246,18 @@ ELF_SYM_HANDLE ELF_GetSymDataType(ELF_SYM_HANDLE h, bool Resolve) {
     return ELF_MakeDwarfHandle(_Ask(h, _GetDataTypeDie, Resolve));
 }
 
-std::string ELF_GetSymDeclFileName(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_decl_file)); }
+std::string ELF_GetSymDeclFileName(ELF_SYM_HANDLE h) {
+    return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_decl_file));
+}
 I64 ELF_GetSymDeclLine(ELF_SYM_HANDLE h) { return _Number(h, DW_AT_decl_line); }
-std::string ELF_GetSymCallFileName(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_call_file)); }
+std::string ELF_GetSymCallFileName(ELF_SYM_HANDLE h) {
+    return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_call_file));
+}
 I64 ELF_GetSymCallLine(ELF_SYM_HANDLE h) { return _Number(h, DW_AT_call_line); }
 
-ELF_SYM_HANDLE ELF_GetSymAbstrInstance(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetAbstractInstanceOf)); }
+ELF_SYM_HANDLE ELF_GetSymAbstrInstance(ELF_SYM_HANDLE h) {
+    return ELF_MakeDwarfHandle(_Ask(h, _GetAbstractInstanceOf));
+}
 ELF_SYM_HANDLE ELF_GetSymParentFunc(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentFunc)); }
 ELF_SYM_HANDLE ELF_GetSymParentType(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentType)); }
 

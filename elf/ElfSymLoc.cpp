@@ -31,7 +31,8 @@ std::string _AddrText(U32 Addr) {
 }
 
 std::string _BaseText(const ELF_SYM_LOC_BASE& Base) {
-    return Base.Off == 0 ? "[" + _RegText(Base.Reg) + "]" : _WithOffset("[R" + std::to_string(Base.Reg) + "]", Base.Off);
+    return Base.Off == 0 ? "[" + _RegText(Base.Reg) + "]"
+                         : _WithOffset("[R" + std::to_string(Base.Reg) + "]", Base.Off);
 }
 
 std::string _Text(const ELF_SYM_LOC& Loc) {

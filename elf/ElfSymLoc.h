@@ -6,22 +6,22 @@
 
 enum ELF_LOC_KINDS : U32 {
     ELF_LOC_NONE = 0,
-    ELF_LOC_CONST = 1,        ///< the constant in Value
-    ELF_LOC_MEM = 2,          ///< memory at Addr
-    ELF_LOC_MEM_OFF = 3,      ///< memory at Addr + Off
-    ELF_LOC_REG = 4,          ///< the value is in register Reg
-    ELF_LOC_REG_OFF = 5,      ///< the value is Reg + Off
-    ELF_LOC_MEM_BASE = 6,     ///< memory at the address that Base gives
-    ELF_LOC_SP = 7,           ///< the value is SP + Off
-    ELF_LOC_BP = 8,           ///< the value is frame base + Off
-    ELF_LOC_CFA = 9,          ///< the value is CFA + Off
-    ELF_LOC_MEM_SP = 10,      ///< memory at SP + Off
-    ELF_LOC_MEM_BP = 11,      ///< memory at frame base + Off
-    ELF_LOC_MEM_CFA = 12,     ///< memory at CFA + Off
+    ELF_LOC_CONST = 1,         ///< the constant in Value
+    ELF_LOC_MEM = 2,           ///< memory at Addr
+    ELF_LOC_MEM_OFF = 3,       ///< memory at Addr + Off
+    ELF_LOC_REG = 4,           ///< the value is in register Reg
+    ELF_LOC_REG_OFF = 5,       ///< the value is Reg + Off
+    ELF_LOC_MEM_BASE = 6,      ///< memory at the address that Base gives
+    ELF_LOC_SP = 7,            ///< the value is SP + Off
+    ELF_LOC_BP = 8,            ///< the value is frame base + Off
+    ELF_LOC_CFA = 9,           ///< the value is CFA + Off
+    ELF_LOC_MEM_SP = 10,       ///< memory at SP + Off
+    ELF_LOC_MEM_BP = 11,       ///< memory at frame base + Off
+    ELF_LOC_MEM_CFA = 12,      ///< memory at CFA + Off
     ELF_LOC_PARENT_VALUE = 13, ///< the parent's value + Off
-    ELF_LOC_PARENT_LOC = 14,  ///< memory at the parent's location + Off
-    ELF_LOC_ON_ENTRY = 15,    ///< the value that Base had on entry to the function
-    ELF_LOC_COMPUTED = 16,    ///< Base gives the value itself
+    ELF_LOC_PARENT_LOC = 14,   ///< memory at the parent's location + Off
+    ELF_LOC_ON_ENTRY = 15,     ///< the value that Base had on entry to the function
+    ELF_LOC_COMPUTED = 16,     ///< Base gives the value itself
     /// Several operations: ElfApi_GetSymPlace() evaluates them. Addr, Value and Reg only tell one such location from
     /// another.
     ELF_LOC_EXPR = 17,

@@ -198,7 +198,9 @@ const char* ELF_GetSymNameByIdx(const ELF_FILE* pFile, U32 Idx) {
 
 int ELF_FindSymByAddr(const ELF_FILE* pFile, U32 Addr, int Type, int Binding) {
     int Pos = pFile != nullptr ? _FloorSearch(pFile, pFile->papSymByAddr, Addr | 1) : -1;
-    const auto IsAtAddr = [&](int p) { return (pFile->paSym[pFile->papSymByAddr[static_cast<size_t>(p)]].st_value & ~1u) == Addr; };
+    const auto IsAtAddr = [&](int p) {
+        return (pFile->paSym[pFile->papSymByAddr[static_cast<size_t>(p)]].st_value & ~1u) == Addr;
+    };
     if (Pos < 0 || !IsAtAddr(Pos)) {
         return -1;
     }

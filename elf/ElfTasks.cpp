@@ -44,7 +44,8 @@ void ELF_RunTasks(const std::vector<ELF_TASK>& Tasks, U64 Size) {
             }
         }
     };
-    const size_t MaxThreads = Size < ELF_MIN_PARALLEL ? 1 : std::clamp<size_t>(std::thread::hardware_concurrency(), 1, MAX_THREADS);
+    const size_t MaxThreads =
+        Size < ELF_MIN_PARALLEL ? 1 : std::clamp<size_t>(std::thread::hardware_concurrency(), 1, MAX_THREADS);
     std::vector<std::thread> Threads;
     for (size_t i = 1; i < std::min(MaxThreads, Tasks.size()); ++i) {
         Threads.emplace_back(Work);

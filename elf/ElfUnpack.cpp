@@ -12,16 +12,16 @@
 
 namespace {
 
-constexpr U32 CHDR_SIZE = 12;         ///< of an Elf32_Chdr, and of "ZLIB" with a size of 8 bytes
+constexpr U32 CHDR_SIZE = 12; ///< of an Elf32_Chdr, and of "ZLIB" with a size of 8 bytes
 constexpr U32 COMPRESS_ZLIB = 1;
-constexpr U32 MAX_GROWTH = 7;         ///< all sections together, in sizes of the file
+constexpr U32 MAX_GROWTH = 7; ///< all sections together, in sizes of the file
 constexpr char OLD_PREFIX[] = ".zdebug_";
 constexpr char PREFIX[] = ".debug_";
 constexpr char OLD_MAGIC[] = "ZLIB";
 
 struct PACKED {
     U32 Section;
-    size_t Entry; ///< in ELF_FILE::Unpacked
+    size_t Entry;    ///< in ELF_FILE::Unpacked
     const U8* pData; ///< the stream
     U32 Size;
     U32 UnpackedSize;
@@ -85,7 +85,8 @@ void _ReportSection(const ELF_FILE* pFile, U32 Section, const char* sText, int* 
     constexpr size_t MAX_NAME = 40;
     const char* sName = ELF_GetSectionName(pFile, Section);
     if ((*pNumReported)++ < MAX_REPORTS) {
-        ELF_Report(ELF_MSG_READER, (sText + std::string(sName != nullptr ? sName : "").substr(0, MAX_NAME) + ".").c_str());
+        ELF_Report(ELF_MSG_READER,
+                   (sText + std::string(sName != nullptr ? sName : "").substr(0, MAX_NAME) + ".").c_str());
     }
 }
 
@@ -114,7 +115,8 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
         const bool IsTooLarge = Total + Packed.UnpackedSize > static_cast<U64>(MAX_GROWTH) * pFile->FileSize ||
                                 TotalPacked + Packed.Size > pFile->FileSize;
         if (!IsKnown || IsTooLarge) {
-            _ReportSection(pFile, i, IsKnown ? "compressed section is too large: " : "unknown compression of section ", &NumReported);
+            _ReportSection(pFile, i, IsKnown ? "compressed section is too large: " : "unknown compression of section ",
+                           &NumReported);
             continue;
         }
         Total += Packed.UnpackedSize;

@@ -25,8 +25,8 @@ struct ELF_LINE {
     bool operator==(const ELF_LINE& Other) const = default;
 };
 
-/// A row as it is kept: two words, which are written whole. Bit fields would be read before they are written, and memory
-/// that is new to the process would be given to it twice.
+/// A row as it is kept: two words, which are written whole. Bit fields would be read before they are written, and
+/// memory that is new to the process would be given to it twice.
 struct ELF_LINE_ROW {
     U32 AddrAndCol;  ///< bits 31 to 16 the address from the run's base on, 15 IS_WIDE, 13 to 0 the column
     U32 LineAndFile; ///< bits 31 to 20 the file, 19 to 0 the line; of a wide row an index into ELF_LINE_TABLE::Wide
@@ -70,8 +70,9 @@ struct ELF_LINE_TABLE {
     std::vector<ELF_RANGE> Ranges;
 
     ELF_LINE Get(U32 Base, const ELF_LINE_ROW& Row) const {
-        const ELF_WIDE_LINE Line = Row.IsWide() ? Wide[Row.LineAndFile]
-                                                : ELF_WIDE_LINE{Row.LineAndFile & ELF_LINE_ROW::MAX_LINE, Row.LineAndFile >> 20};
+        const ELF_WIDE_LINE Line = Row.IsWide()
+                                       ? Wide[Row.LineAndFile]
+                                       : ELF_WIDE_LINE{Row.LineAndFile & ELF_LINE_ROW::MAX_LINE, Row.LineAndFile >> 20};
         return {Base + Row.AddrFromBase(), Line.Line, Line.File, Row.Col()};
     }
     size_t EndOfRun(size_t Run) const { return Run + 1 < Runs.size() ? Runs[Run + 1].First : Rows.size(); }
@@ -82,8 +83,8 @@ struct ELF_LINES {
     std::vector<ELF_LINE_TABLE> Tables;
 };
 
-/// Appends rows to a table and keeps its runs and spans. A new run begins where addresses go back, as in what is left of
-/// dropped sections, and where they leave the reach of a row.
+/// Appends rows to a table and keeps its runs and spans. A new run begins where addresses go back, as in what is left
+/// of dropped sections, and where they leave the reach of a row.
 class CLineTableWriter {
 public:
     explicit CLineTableWriter(ELF_LINE_TABLE* pTable) : m_Table(*pTable) {}
@@ -121,7 +122,7 @@ private:
     bool m_HasRun = false;
     U32 m_Base = 0;
     ELF_LINE m_Last{};
-    size_t m_Span = 0; ///< index of the current one
+    size_t m_Span = 0;             ///< index of the current one
     std::vector<U32> m_SpanOfFile; ///< index of the file's last span plus 1
 };
 

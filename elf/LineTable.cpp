@@ -51,7 +51,8 @@ void CLineTable::AddRuns(U32 Table) {
 }
 
 void CLineTable::SortRuns() {
-    std::stable_sort(m_Runs.begin(), m_Runs.end(), [](const RUN& a, const RUN& b) { return a.FirstAddr() < b.FirstAddr(); });
+    std::stable_sort(m_Runs.begin(), m_Runs.end(),
+                     [](const RUN& a, const RUN& b) { return a.FirstAddr() < b.FirstAddr(); });
 }
 
 /// Rows of runs that overlap are copied into one more table, whose file numbers are the indices themselves.
@@ -135,7 +136,8 @@ void CLineTable::BuildSteps() {
     }
     const U32 Lowest = GetLowestAddr();
     const U32 Span = GetHighestAddr() - Lowest;
-    for (m_StepShift = MIN_SHIFT; m_StepShift < 31 && (Span >> m_StepShift) > NumRows / ROWS_PER_STEP + 16; ++m_StepShift) {
+    for (m_StepShift = MIN_SHIFT; m_StepShift < 31 && (Span >> m_StepShift) > NumRows / ROWS_PER_STEP + 16;
+         ++m_StepShift) {
     }
     m_Steps.reserve((Span >> m_StepShift) + 2);
     for (U32 r = 0; r < m_Runs.size(); ++r) {

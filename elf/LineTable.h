@@ -31,7 +31,8 @@ public:
         const RUN& Run = m_Runs[Cursor.Run];
         return m_Tables[Run.Table].Get(Run.Base, *Cursor.p);
     }
-    /// Number of a file of the row's table if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for none.
+    /// Number of a file of the row's table if the files of all tables are counted on, see GetTables(); 0xFFFFFFFF for
+    /// none.
     U32 SlotOf(const CURSOR& Cursor, U32 File) const {
         const RUN& Run = m_Runs[Cursor.Run];
         return File < Run.NumFiles ? Run.FirstFile + File : 0xFFFFFFFF;
@@ -41,8 +42,7 @@ public:
     U32 GetHighestAddr() const { return m_Runs.empty() ? 0 : m_Runs.back().LastAddr; }
     const std::vector<ELF_LINE_TABLE>& GetTables() const { return m_Tables; }
     /// Calls Visit(File, Lo, Hi) with the lowest and highest address of each file in each run.
-    template <typename VISIT>
-    void ForEachSpan(VISIT Visit) const {
+    template <typename VISIT> void ForEachSpan(VISIT Visit) const {
         for (U32 i = 0; i < m_NumRead; ++i) {
             for (const ELF_LINE_SPAN& Span : m_Tables[i].Spans) {
                 if (Span.Hi >= m_Floor && FileOf(i, Span.File) != 0xFFFFFFFF) {
@@ -52,8 +52,7 @@ public:
         }
     }
     /// Calls Visit(line) for all rows of a file, in no particular order.
-    template <typename VISIT>
-    void ForEachRowOf(U32 File, VISIT Visit) const {
+    template <typename VISIT> void ForEachRowOf(U32 File, VISIT Visit) const {
         for (U32 i = 0; i < m_NumRead; ++i) {
             const ELF_LINE_TABLE& Table = m_Tables[i];
             for (U32 Number = 0; Number < Table.Files.size(); ++Number) {
@@ -83,8 +82,7 @@ private:
         const std::vector<U32>& Files = m_Tables[Table].Files;
         return Number < Files.size() ? Files[Number] : 0xFFFFFFFF;
     }
-    template <typename VISIT>
-    void VisitRowsOf(const ELF_LINE_TABLE& Table, U32 Number, VISIT Visit) const {
+    template <typename VISIT> void VisitRowsOf(const ELF_LINE_TABLE& Table, U32 Number, VISIT Visit) const {
         for (size_t r = 0; r < Table.Runs.size(); ++r) {
             const size_t EndSpan = r + 1 < Table.Runs.size() ? Table.Runs[r + 1].FirstSpan : Table.Spans.size();
             bool HasFile = false;
@@ -115,7 +113,8 @@ private:
     std::vector<ELF_LINE_TABLE> m_Tables; ///< those that were read, then one of the rows of overlapping runs
     U32 m_NumRead = 0;
     std::vector<RUN> m_Runs; ///< by address; they don't overlap
-    std::vector<PLACE> m_Steps; ///< first row at or behind every (1 << m_StepShift)th address from the lowest on, then the last row
+    std::vector<PLACE>
+        m_Steps; ///< first row at or behind every (1 << m_StepShift)th address from the lowest on, then the last row
     U32 m_StepShift = 0;
     U32 m_Floor = 0;
     U32 m_NumSkipped = 0;

@@ -21,8 +21,7 @@ public:
     void Clear();
     bool IsBuilt() const { return !m_First.empty(); }
     /// IDs of a hash in the order of the list.
-    template <typename VISIT>
-    void ForEach(U32 Hash, VISIT Visit) const {
+    template <typename VISIT> void ForEach(U32 Hash, VISIT Visit) const {
         if (!IsBuilt()) {
             return;
         }

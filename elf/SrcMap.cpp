@@ -62,8 +62,8 @@ void CSrcMap::BuildFileRanges() {
             const U32 Number = FileOfPath[Table.Files[i]];
             for (ELF_RANGE Range : Table.Ranges) {
                 Range.Hi &= ~1u;
-                if (Range.Hi > Range.Lo && Range.Hi - Range.Lo <= MAX_RANGE_SIZE && Range.Lo <= Files[Number].HighAddr &&
-                    Range.Hi > Files[Number].LowAddr) {
+                if (Range.Hi > Range.Lo && Range.Hi - Range.Lo <= MAX_RANGE_SIZE &&
+                    Range.Lo <= Files[Number].HighAddr && Range.Hi > Files[Number].LowAddr) {
                     Raw[Number].push_back(Range);
                 }
             }
@@ -235,7 +235,8 @@ SRC_LOCS CSrcMap::GetLocs(U32 Addr) const {
 std::vector<U32> CSrcMap::GetAddrs(const CSrcLoc& Loc) const {
     const std::vector<LINE_ADDR>& Lines = LinesOf(Loc.FileId);
     std::vector<U32> Addrs;
-    for (auto It = std::lower_bound(Lines.begin(), Lines.end(), LINE_ADDR{Loc.Line, 0}); It != Lines.end() && It->Line == Loc.Line; ++It) {
+    for (auto It = std::lower_bound(Lines.begin(), Lines.end(), LINE_ADDR{Loc.Line, 0});
+         It != Lines.end() && It->Line == Loc.Line; ++It) {
         Addrs.push_back(It->Addr);
     }
     return Addrs;

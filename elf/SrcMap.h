@@ -34,7 +34,7 @@ public:
     bool HasAddr(U32 Addr) const;
     /// Positions of an address, in the order of the line records; none unless a line begins there.
     SRC_LOCS GetLocs(U32 Addr) const;
-    CSrcLoc GetFirstLoc(U32 Addr) const; ///< the first of those, or invalid
+    CSrcLoc GetFirstLoc(U32 Addr) const;                 ///< the first of those, or invalid
     std::vector<U32> GetAddrs(const CSrcLoc& Loc) const; ///< sorted
     I64 GetAddr(const CSrcLoc& Loc) const;               ///< the lowest of them, -1 if there is none
     bool HasLoc(const CSrcLoc& Loc) const;
@@ -56,7 +56,9 @@ private:
         U32 Line;
         U32 Addr;
         bool operator==(const LINE_ADDR& Other) const = default;
-        bool operator<(const LINE_ADDR& Other) const { return Line != Other.Line ? Line < Other.Line : Addr < Other.Addr; }
+        bool operator<(const LINE_ADDR& Other) const {
+            return Line != Other.Line ? Line < Other.Line : Addr < Other.Addr;
+        }
     };
     struct SRC_FILE {
         U32 FileId = INVALID_FILE_ID;
@@ -84,7 +86,7 @@ private:
     QHash<U32, bool> FileExistsTable;
     QHash<U32, U32> FileRedirectTable; ///< FileId in the debug information to that of the path it was found at
     QHash<U32, U32> FileAliasTable;    ///< hash of that path to the FileId in the debug information
-    QHash<U32, U32> FileNumbers; ///< FileId to index into Files
+    QHash<U32, U32> FileNumbers;       ///< FileId to index into Files
     mutable std::vector<SRC_FILE> Files;
     std::vector<U32> FileOfPath; ///< index into ELF_LINES::SrcFiles to index into Files
     CIntervalTree FileTree;

@@ -77,7 +77,9 @@ QStringList _List(const QString& sValue) {
     return List;
 }
 
-QString _Quoted(const QString& sText) { return QLatin1Char('"') + QString(sText).remove(QLatin1Char('"')) + QLatin1Char('"'); }
+QString _Quoted(const QString& sText) {
+    return QLatin1Char('"') + QString(sText).remove(QLatin1Char('"')) + QLatin1Char('"');
+}
 
 } // namespace
 
@@ -139,10 +141,14 @@ std::optional<DOCK_LAYOUT> ParseDockLayout(const QString& sLine) {
     if (!Items.first().startsWith(QLatin1String("OpenWindow"))) {
         return {};
     }
-    return DOCK_LAYOUT{_Value(Items, "OpenWindow"),      ParseLayoutArea(_Value(Items, "DockArea")),
-                       _Number(Items, "x"),              _Number(Items, "y"),
-                       _Number(Items, "w"),              _Number(Items, "h"),
-                       _Number(Items, "FilterBarShown"), _Number(Items, "ExecCountersShown")};
+    return DOCK_LAYOUT{_Value(Items, "OpenWindow"),
+                       ParseLayoutArea(_Value(Items, "DockArea")),
+                       _Number(Items, "x"),
+                       _Number(Items, "y"),
+                       _Number(Items, "w"),
+                       _Number(Items, "h"),
+                       _Number(Items, "FilterBarShown"),
+                       _Number(Items, "ExecCountersShown")};
 }
 
 std::optional<TOOLBAR_LAYOUT> ParseToolbarLayout(const QString& sLine) {
@@ -150,7 +156,8 @@ std::optional<TOOLBAR_LAYOUT> ParseToolbarLayout(const QString& sLine) {
     if (!Items.first().startsWith(QLatin1String("OpenToolbar"))) {
         return {};
     }
-    return TOOLBAR_LAYOUT{_Value(Items, "OpenToolbar"), _Number(Items, "Floating"), _Number(Items, "x"), _Number(Items, "y")};
+    return TOOLBAR_LAYOUT{_Value(Items, "OpenToolbar"), _Number(Items, "Floating"), _Number(Items, "x"),
+                          _Number(Items, "y")};
 }
 
 std::optional<TABLE_LAYOUT> ParseTableLayout(const QString& sLine) {

@@ -8,8 +8,7 @@
 namespace {
 
 /// Calls Ask(i) for at most Max numbers spread over [0, Num).
-template <typename ASK>
-void _Spread(size_t Num, U32 Max, ASK Ask) {
+template <typename ASK> void _Spread(size_t Num, U32 Max, ASK Ask) {
     const size_t Count = Num < Max ? Num : Max;
     for (size_t i = 0; i < Count; ++i) {
         Ask(Num * i / Count);
@@ -61,7 +60,8 @@ void _AskMember(ELF_SYM_HANDLE h) {
 void _AskType(ELF_SYM_HANDLE h) {
     constexpr U32 MAX_MEMBERS = 50;
     const ELF_SYM_LIST Members = ElfApi_GetMembers(h);
-    _Spread(static_cast<size_t>(Members.size()), MAX_MEMBERS, [&](size_t i) { _AskMember(Members[static_cast<qsizetype>(i)]); });
+    _Spread(static_cast<size_t>(Members.size()), MAX_MEMBERS,
+            [&](size_t i) { _AskMember(Members[static_cast<qsizetype>(i)]); });
     ElfApi_GetSymArrayDims(h);
     ElfApi_IsSymSigned(h);
     ElfApi_GetMemberIdx(h, QStringLiteral("Value"));

@@ -10,10 +10,12 @@
 #include <cstdlib>
 
 inline int ReadInputAs(const char* sSuffix, const uint8_t* pData, size_t Size) {
-    [[maybe_unused]] static const QtMessageHandler pfQuiet = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    [[maybe_unused]] static const QtMessageHandler pfQuiet =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     static const QTemporaryDir Dir;
     QFile File(Dir.filePath(QLatin1String("input.") + QLatin1String(sSuffix)));
-    if (!File.open(QIODevice::WriteOnly) || File.write(reinterpret_cast<const char*>(pData), static_cast<qint64>(Size)) < 0) {
+    if (!File.open(QIODevice::WriteOnly) ||
+        File.write(reinterpret_cast<const char*>(pData), static_cast<qint64>(Size)) < 0) {
         return 0;
     }
     File.close();

@@ -5,12 +5,8 @@ namespace {
 constexpr U32 SEMIHOSTING_NUMBER = 0xAB;
 constexpr U32 SEMIHOSTING_ARM_NUMBER = 0x123456;
 
-U32 _First(U32 Op) {
-    return Op & 0xFFFF;
-}
-U32 _Second(U32 Op) {
-    return Op >> 16;
-}
+U32 _First(U32 Op) { return Op & 0xFFFF; }
+U32 _Second(U32 Op) { return Op >> 16; }
 
 } // namespace
 

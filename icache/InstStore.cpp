@@ -41,9 +41,7 @@ ICACHE_MODE_RANGE _ModeRange() {
     return pHooks->fModeRange ? pHooks->fModeRange() : ICACHE_MODE_RANGE();
 }
 
-bool _IsInRange(U32 Addr, const ICACHE_MODE_RANGE& Range) {
-    return Addr >= Range.Start && Addr < Range.End;
-}
+bool _IsInRange(U32 Addr, const ICACHE_MODE_RANGE& Range) { return Addr >= Range.Start && Addr < Range.End; }
 
 U16 _HalfWord(const U8* pBytes, bool IsBig) {
     return U16(IsBig ? (pBytes[0] << 8) | pBytes[1] : (pBytes[1] << 8) | pBytes[0]);
@@ -144,9 +142,7 @@ U32 ICACHE_CorrectInstSize(U32 Addr, U32 Size) {
     return Kind && NextKind && Kind != NextKind ? 2 : Size;
 }
 
-I64 ICACHE_GetInstBits(U32 Addr, U32 Size) {
-    return _ReadBits(Addr, Size, ICACHE_GetMode(Addr) == ICACHE_MODE_ARM);
-}
+I64 ICACHE_GetInstBits(U32 Addr, U32 Size) { return _ReadBits(Addr, Size, ICACHE_GetMode(Addr) == ICACHE_MODE_ARM); }
 
 int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     if (ElfApi_ReadMem(Addr, NumBytes, pBuf) == 0) {
@@ -156,9 +152,7 @@ int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     return pHooks->fReadMem ? pHooks->fReadMem(Addr, NumBytes, pBuf) : -1;
 }
 
-bool ICACHE_IsSemihostingTrap(U32 Addr) {
-    return _Test(Addr, InstIsSemihostingTrap);
-}
+bool ICACHE_IsSemihostingTrap(U32 Addr) { return _Test(Addr, InstIsSemihostingTrap); }
 
 bool ICACHE_IsBreakpointInst(U32 Addr, U32* pSize) {
     return _Test(Addr, [pSize](U32 Op, bool IsArm, U32 Size) {

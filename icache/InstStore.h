@@ -12,10 +12,15 @@
 enum ICACHE_MODES : U32 { ICACHE_MODE_UNKNOWN, ICACHE_MODE_ARM, ICACHE_MODE_THUMB };
 
 /// Kinds of memory regions as ElfApi_GetMemRegionKind() gives them.
-enum ICACHE_REGIONS : U32 { ICACHE_REGION_NONE = 0, ICACHE_REGION_ARM = 1, ICACHE_REGION_THUMB = 2, ICACHE_REGION_DATA = 4 };
+enum ICACHE_REGIONS : U32 {
+    ICACHE_REGION_NONE = 0,
+    ICACHE_REGION_ARM = 1,
+    ICACHE_REGION_THUMB = 2,
+    ICACHE_REGION_DATA = 4
+};
 
 struct ICACHE_CONFIG {
-    U32 InstSet = 2;  ///< 0 ARM only, 1 16-bit Thumb, 2 Thumb-2
+    U32 InstSet = 2; ///< 0 ARM only, 1 16-bit Thumb, 2 Thumb-2
     int DataEndian = 0;
     int InstEndian = 0; ///< 1: instructions in target memory are big-endian
 };

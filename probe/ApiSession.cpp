@@ -29,9 +29,7 @@ void CSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
     }
 }
 
-const CDevice& CSession::GetDevice() const {
-    return *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Device)];
-}
+const CDevice& CSession::GetDevice() const { return *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Device)]; }
 
 // What is not given up: faults of connects to come, and the log file, which covers all sessions.
 void CSession::ForgetAll() {
@@ -57,9 +55,7 @@ void CopyText(char* sBuffer, size_t Size, const std::string& sText) {
 
 using namespace Novik;
 
-uint32_t NOVIKARM_GetDLLVersion(void) {
-    return VERSION;
-}
+uint32_t NOVIKARM_GetDLLVersion(void) { return VERSION; }
 
 int32_t NOVIKARM_DEVICE_GetInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
     const auto& Devices = CDeviceTable::Get().GetDevices();
@@ -106,9 +102,7 @@ uint32_t NOVIKARM_GetSN(void) {
     return pBackend ? pBackend->GetSerialNo() : 0;
 }
 
-int NOVIKARM_EMU_HasCapEx(int Capability) {
-    return CSession::Get().pBackend && Capability == NOVIK_CAP_SWO;
-}
+int NOVIKARM_EMU_HasCapEx(int Capability) { return CSession::Get().pBackend && Capability == NOVIK_CAP_SWO; }
 
 int NOVIKARM_GetDebugInfo(uint32_t Id, uint32_t* pOut) {
     if (!pOut || Id != NOVIK_DEBUGINFO_HAS_SECURITY_EXT || !CSession::Get().Target()) {
@@ -141,17 +135,11 @@ uint8_t NOVIKARM_SelectIP(const char*, int32_t) {
     return 1; // there is no backend for probes on the network
 }
 
-void NOVIKARM_EnableLog(NOVIK_LOG_FUNC* pfLog) {
-    CSession::Get().pfLog = pfLog;
-}
+void NOVIKARM_EnableLog(NOVIK_LOG_FUNC* pfLog) { CSession::Get().pfLog = pfLog; }
 
-void NOVIKARM_SetWarnOutHandler(NOVIK_LOG_FUNC* pfWarn) {
-    CSession::Get().pfWarn = pfWarn;
-}
+void NOVIKARM_SetWarnOutHandler(NOVIK_LOG_FUNC* pfWarn) { CSession::Get().pfWarn = pfWarn; }
 
-void NOVIKARM_SetErrorOutHandler(NOVIK_LOG_FUNC* pfError) {
-    CSession::Get().pfError = pfError;
-}
+void NOVIKARM_SetErrorOutHandler(NOVIK_LOG_FUNC* pfError) { CSession::Get().pfError = pfError; }
 
 void NOVIKARM_SetLogFile(const char* sPath) {
     CSession& Session = CSession::Get();
@@ -185,9 +173,7 @@ const char* NOVIKARM_Open(void) {
     return nullptr;
 }
 
-uint8_t NOVIKARM_IsOpen(void) {
-    return CSession::Get().pBackend != nullptr;
-}
+uint8_t NOVIKARM_IsOpen(void) { return CSession::Get().pBackend != nullptr; }
 
 void NOVIKARM_Close(void) {
     CSession& Session = CSession::Get();
@@ -241,9 +227,7 @@ void NOVIKARM_SetSpeed(uint32_t Speed) {
     CSession::Get().Speed = Speed == NOVIK_SPEED_ADAPTIVE ? Speed : std::min(Speed, CSession::MAX_SPEED);
 }
 
-uint32_t NOVIKARM_GetSpeed(void) {
-    return CSession::Get().Speed & 0xFFFF;
-}
+uint32_t NOVIKARM_GetSpeed(void) { return CSession::Get().Speed & 0xFFFF; }
 
 int NOVIKARM_Connect(void) {
     CSession& Session = CSession::Get();
@@ -266,6 +250,4 @@ int NOVIKARM_Connect(void) {
     return 0;
 }
 
-uint8_t NOVIKARM_IsConnected(void) {
-    return CSession::Get().IsConnected;
-}
+uint8_t NOVIKARM_IsConnected(void) { return CSession::Get().IsConnected; }

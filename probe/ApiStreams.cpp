@@ -5,9 +5,7 @@ using namespace Novik;
 
 namespace {
 
-CBackend* Target() {
-    return CSession::Get().Target();
-}
+CBackend* Target() { return CSession::Get().Target(); }
 
 constexpr uint32_t MAX_BYTES = 0x7FFFFFFF;
 

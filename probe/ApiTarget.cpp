@@ -13,14 +13,10 @@ using namespace Novik;
 
 namespace {
 
-CBackend* Target() {
-    return CSession::Get().Target();
-}
+CBackend* Target() { return CSession::Get().Target(); }
 
 // System space of a Cortex-M is little-endian in every device.
-bool IsSystemSpace(uint32_t Addr) {
-    return CSession::Get().HasSystemSpace && Addr - 0xE0000000 < 0x100000;
-}
+bool IsSystemSpace(uint32_t Addr) { return CSession::Get().HasSystemSpace && Addr - 0xE0000000 < 0x100000; }
 
 // A value as it lies in the target's memory, and back.
 template <typename T> T TargetOrder(uint32_t Addr, T Value) {
@@ -67,9 +63,7 @@ template <typename T> int32_t WriteItem(uint32_t Addr, T Data) {
     return pTarget && pTarget->WriteMem(Addr, &Data, sizeof(T), sizeof(T)) == static_cast<int>(sizeof(T)) ? 0 : -1;
 }
 
-bool IsWidthGood(int32_t Width) {
-    return Width == 0 || Width == 1 || Width == 2 || Width == 4;
-}
+bool IsWidthGood(int32_t Width) { return Width == 0 || Width == 1 || Width == 2 || Width == 4; }
 
 } // namespace
 
@@ -102,13 +96,9 @@ void NOVIKARM_SetResetType(int32_t Type) {
     }
 }
 
-void NOVIKARM_SetResetDelay(int32_t Delay) {
-    CSession::Get().ResetDelay = std::clamp(Delay, 0, 10000);
-}
+void NOVIKARM_SetResetDelay(int32_t Delay) { CSession::Get().ResetDelay = std::clamp(Delay, 0, 10000); }
 
-void NOVIKARM_SetInitRegsOnReset(int32_t Init) {
-    CSession::Get().InitRegsOnReset = Init != 0;
-}
+void NOVIKARM_SetInitRegsOnReset(int32_t Init) { CSession::Get().InitRegsOnReset = Init != 0; }
 
 int NOVIKARM_Reset(void) {
     CBackend* pTarget = Target();
@@ -166,21 +156,13 @@ int32_t NOVIKARM_ReadMem(uint32_t Addr, uint32_t NumBytes, void* pData) {
     return NOVIKARM_ReadMemEx(Addr, NumBytes, pData, 0) == static_cast<int32_t>(NumBytes) ? 0 : -1;
 }
 
-int32_t NOVIKARM_WriteU8(uint32_t Addr, uint8_t Data) {
-    return WriteItem(Addr, Data);
-}
+int32_t NOVIKARM_WriteU8(uint32_t Addr, uint8_t Data) { return WriteItem(Addr, Data); }
 
-int32_t NOVIKARM_WriteU16(uint32_t Addr, uint16_t Data) {
-    return WriteItem(Addr, Data);
-}
+int32_t NOVIKARM_WriteU16(uint32_t Addr, uint16_t Data) { return WriteItem(Addr, Data); }
 
-int32_t NOVIKARM_WriteU32(uint32_t Addr, uint32_t Data) {
-    return WriteItem(Addr, Data);
-}
+int32_t NOVIKARM_WriteU32(uint32_t Addr, uint32_t Data) { return WriteItem(Addr, Data); }
 
-int32_t NOVIKARM_WriteU64(uint32_t Addr, uint64_t Data) {
-    return WriteItem(Addr, Data);
-}
+int32_t NOVIKARM_WriteU64(uint32_t Addr, uint64_t Data) { return WriteItem(Addr, Data); }
 
 int32_t NOVIKARM_WriteMemEx(uint32_t Addr, uint32_t NumBytes, const void* pData, int32_t AccessWidth) {
     CBackend* pTarget = Target();
@@ -236,9 +218,7 @@ int32_t NOVIKARM_CP15_ReadEx(uint8_t, uint8_t, uint8_t, uint8_t, uint32_t*) {
     return -1; // no simulated core has a coprocessor 15
 }
 
-int32_t NOVIKARM_CP15_WriteEx(uint8_t, uint8_t, uint8_t, uint8_t, uint32_t) {
-    return -1;
-}
+int32_t NOVIKARM_CP15_WriteEx(uint8_t, uint8_t, uint8_t, uint8_t, uint32_t) { return -1; }
 
 // --- Breakpoints and watchpoints --------------------------------------------------------------------------------
 

@@ -209,7 +209,9 @@ std::string CParser::ParseEndian(const std::string& sArgs) {
     m_Device.IsBigEndian = sArgs != "little";
     m_Device.IsCodeBigEndian = sArgs == "big";
     m_Device.Traits.IsBigEndian = m_Device.IsBigEndian;
-    return m_Device.IsCodeBigEndian && m_Device.CanSimulate ? "the simulated target executes little-endian instructions only" : "";
+    return m_Device.IsCodeBigEndian && m_Device.CanSimulate
+               ? "the simulated target executes little-endian instructions only"
+               : "";
 }
 
 std::string CParser::ParseLine(const std::string& sKey, const std::string& sArgs) {

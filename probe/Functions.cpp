@@ -13,9 +13,7 @@ int BackgroundMemAccess() {
     return !pTarget || pTarget->CanReadWhileRunning();
 }
 
-int GetEndian() {
-    return CSession::Get().Target() ? CSession::Get().GetDevice().GetEndianBits() : -1;
-}
+int GetEndian() { return CSession::Get().Target() ? CSession::Get().GetDevice().GetEndianBits() : -1; }
 
 template <typename T> int GetEntry(T* pfEntry, void** ppOut) {
     if (!pfEntry || !ppOut) {
@@ -25,9 +23,7 @@ template <typename T> int GetEntry(T* pfEntry, void** ppOut) {
     return 0;
 }
 
-int GetDecoder(uint32_t Core, void** ppOut) {
-    return GetEntry(Arm::GetDecoder(Arm::ArchOfCore(Core)), ppOut);
-}
+int GetDecoder(uint32_t Core, void** ppOut) { return GetEntry(Arm::GetDecoder(Arm::ArchOfCore(Core)), ppOut); }
 
 int GetDisassembler(uint32_t Core, void** ppOut) {
     return GetEntry(Arm::GetDisassembler(Arm::ArchOfCore(Core)), ppOut);

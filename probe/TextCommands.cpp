@@ -14,9 +14,7 @@ namespace Novik {
 
 namespace {
 
-bool IsName(const std::string& sName, const char* sOther) {
-    return strcasecmp(sName.c_str(), sOther) == 0;
-}
+bool IsName(const std::string& sName, const char* sOther) { return strcasecmp(sName.c_str(), sOther) == 0; }
 
 void SelectDevice(const std::string& sName, std::string& sError) {
     const int Index = CDeviceTable::Get().Find(sName);

@@ -200,14 +200,16 @@ QString CFileFinder::FindBySuffix(const QString& sPath) {
     const QString sPlugins = ExpandMacros(QStringLiteral("$(PluginDir)"));
     switch (_ClassOf(sPath)) {
     case FC_DESCRIPTION: {
-        const QStringList Dirs = QStringList{sConfig, sConfig + QStringLiteral("/CPU/"),
-                                             sConfig + QStringLiteral("/Peripherals/")} + m_SearchPaths;
+        const QStringList Dirs =
+            QStringList{sConfig, sConfig + QStringLiteral("/CPU/"), sConfig + QStringLiteral("/Peripherals/")} +
+            m_SearchPaths;
         const QString sFound = FindByClass(_WithSuffix(sPath, ".svd"), Dirs);
         return sFound.isEmpty() ? FindByClass(_WithSuffix(sPath, ".xml"), Dirs) : sFound;
     }
     case FC_PLUGIN:
-        return FindByClass(sPath, QStringList{sPlugins, sPlugins + QStringLiteral("/OS/"),
-                                              sPlugins + QStringLiteral("/Core/")} + m_SearchPaths);
+        return FindByClass(
+            sPath, QStringList{sPlugins, sPlugins + QStringLiteral("/OS/"), sPlugins + QStringLiteral("/Core/")} +
+                       m_SearchPaths);
     case FC_DOCUMENT:
         return FindByClass(sPath, m_SearchPaths + QStringList{ExpandMacros(QStringLiteral("$(DocDir)")), GetDocDir()});
     case FC_SOURCE:

@@ -16,8 +16,8 @@ constexpr const char* DIALOG_MARKER = "  //\n  // Dialog-generated settings\n  /
 constexpr const char* TRACE_MARKER = "Project.SetTIFSpeed";
 const QStringList ProbeSettingNames = {"Project.SetDevice",   "Project.SetHostIF",     "Project.SetTargetIF",
                                        "Project.SetTIFSpeed", "Project.SetJTAGConfig", "Target.SetEndianess"};
-const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTraceTiming",
-                                       "Project.SetTracePortWidth", "Project.ConfigSWO"};
+const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTraceTiming", "Project.SetTracePortWidth",
+                                       "Project.ConfigSWO"};
 
 QString _ReadText(const QString& sPath) {
     QFile File(sPath);
@@ -150,8 +150,9 @@ void CProject::AddSvdFile(const QString& sPath) { m_SvdFiles.append(sPath); }
 QStringList CProject::CheckFiles() const {
     QStringList Problems = m_Warnings;
     if (!HasCpuSvdFile() && GetDefaultCpuSvdFile().isEmpty()) {
-        Problems.append(QStringLiteral("CPU register set description file not found (specify with 'Project.AddSvdFile') - "
-                                       "debugging w/o core registers."));
+        Problems.append(
+            QStringLiteral("CPU register set description file not found (specify with 'Project.AddSvdFile') - "
+                           "debugging w/o core registers."));
     }
     for (const QString& sFile : m_SvdFiles) {
         if (!FileExists(CFileFinder::Get().FindFile(sFile))) {
@@ -165,12 +166,12 @@ QStringList CProject::CheckFiles() const {
 }
 
 bool CProject::HasCpuSvdFile() const {
-    return std::any_of(m_SvdFiles.begin(), m_SvdFiles.end(), [](const QString& sFile) {
-        return IsCpuSvdFile(CFileFinder::Get().FindFileSilently(sFile));
-    });
+    return std::any_of(m_SvdFiles.begin(), m_SvdFiles.end(),
+                       [](const QString& sFile) { return IsCpuSvdFile(CFileFinder::Get().FindFileSilently(sFile)); });
 }
 
-int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker, const QStringList& Commands) {
+int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker,
+                      const QStringList& Commands) {
     QString sText = sPath.isEmpty() ? ScriptGetText() : _ReadText(sPath);
     if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
         return -1;

@@ -53,7 +53,8 @@ QString GetSVDFileNameForCore(const QString& sCore) {
 
 QString GetDefaultPeriphSVDFile(const QString& sDevice, U32 Core) {
     const QDir Dir(GetConfigDir() + QStringLiteral("/Peripherals"));
-    const QStringList Files = Dir.entryList({QStringLiteral("*.svd"), QStringLiteral("*.xml")}, QDir::Files, QDir::Name);
+    const QStringList Files =
+        Dir.entryList({QStringLiteral("*.svd"), QStringLiteral("*.xml")}, QDir::Files, QDir::Name);
     for (const QString& sText : {QString::fromLatin1(GetArchitectureText(Core)), sDevice}) {
         for (const QString& sFile : Files) {
             if (!sText.isEmpty() && sFile.contains(sText, Qt::CaseInsensitive)) {
@@ -65,7 +66,8 @@ QString GetDefaultPeriphSVDFile(const QString& sDevice, U32 Core) {
 }
 
 QString GetDefaultCpuSvdFile() {
-    return GetSVDFileNameForCore(CDevice::Get().GetKnownDevice(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)).sCore);
+    return GetSVDFileNameForCore(
+        CDevice::Get().GetKnownDevice(CDevice::Get().GetConfigText(DEV_CFG_DEVICE_NAME)).sCore);
 }
 
 QStringList GetDefaultSvdFiles(const QString& sDevice) {

@@ -60,7 +60,8 @@ void _SetError(const QString& sText, const QString& sSource, I32 Line) {
 /// Error sink of the interpreter.
 void _OnError(const CTrans* pTrans) {
     const char* pEnd = std::strchr(pTrans->pLineStart, ';');
-    qsizetype Length = pEnd != nullptr ? pEnd - pTrans->pLineStart + 1 : static_cast<qsizetype>(std::strlen(pTrans->pLineStart));
+    qsizetype Length =
+        pEnd != nullptr ? pEnd - pTrans->pLineStart + 1 : static_cast<qsizetype>(std::strlen(pTrans->pLineStart));
     Length = qMin<qsizetype>(Length, MAX_ERROR_SOURCE);
     _SetError(QString::fromUtf8(pTrans->sError), QString::fromUtf8(pTrans->pLineStart, Length), pTrans->Line);
 }
@@ -119,7 +120,9 @@ void _AddCommands(CTrans* pTrans) {
         const QString sAlias = CCommandTable::GetAlias(Id);
         if (!sAlias.isEmpty()) {
             QString sPrototype = Row.Prototype;
-            _AddApi(pTrans, sPrototype.replace(CCommandTable::GetName(Id) + QLatin1String(" ("), sAlias + QLatin1String(" (")), Row);
+            _AddApi(pTrans,
+                    sPrototype.replace(CCommandTable::GetName(Id) + QLatin1String(" ("), sAlias + QLatin1String(" (")),
+                    Row);
         }
     }
 }

@@ -74,8 +74,8 @@ QString _OptionalBody(const EVENT_FUNCTION& Function) {
     sPrototype.chop(1);
     QString sText = sPrototype + QStringLiteral(" {\n");
     if (Function.sPrologue != nullptr) {
-        sText += QString::fromLatin1(SAMPLE_BODY)
-                     .arg(QLatin1String(Function.sPrologue), QLatin1String(Function.sLogText));
+        sText +=
+            QString::fromLatin1(SAMPLE_BODY).arg(QLatin1String(Function.sPrologue), QLatin1String(Function.sLogText));
     }
     QString sCommented;
     for (const QString& sLine : (sText + QStringLiteral("}")).split(QLatin1Char('\n'))) {

@@ -42,8 +42,8 @@ struct SCRIPT_SYMBOL {
     const char* sName;
     U32 Kind;
     union {
-        U32 Size;              ///< bytes of a base type, value of a constant, number of a qualifier or attribute
-        SCRIPT_SYMBOL* pType;  ///< the type this one refers to
+        U32 Size;             ///< bytes of a base type, value of a constant, number of a qualifier or attribute
+        SCRIPT_SYMBOL* pType; ///< the type this one refers to
     };
     union {
         U8* pData;              ///< a variable's storage

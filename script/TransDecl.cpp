@@ -12,9 +12,9 @@ struct PREDEFINED {
 };
 
 constexpr PREDEFINED aPredefined[] = {
-    {"volatile", SK_QUALIFIER, 1}, {"const", SK_QUALIFIER, 2}, {"signed", SK_QUALIFIER, 3},
-    {"unsigned", SK_QUALIFIER, 4}, {"__api__", SK_ATTRIBUTE, 0}, {"char", SK_BASE_TYPE, 1},
-    {"int", SK_BASE_TYPE, 4},      {"__int64", SK_BASE_TYPE, 8}, {"void", SK_BASE_TYPE, 0},
+    {"volatile", SK_QUALIFIER, 1},     {"const", SK_QUALIFIER, 2},   {"signed", SK_QUALIFIER, 3},
+    {"unsigned", SK_QUALIFIER, 4},     {"__api__", SK_ATTRIBUTE, 0}, {"char", SK_BASE_TYPE, 1},
+    {"int", SK_BASE_TYPE, 4},          {"__int64", SK_BASE_TYPE, 8}, {"void", SK_BASE_TYPE, 0},
     {"__const_char", SK_BASE_TYPE, 1},
 };
 

@@ -11,8 +11,8 @@ struct ASSIGNMENT {
 };
 
 constexpr ASSIGNMENT aAssignment[] = {
-    {"+=", "+"}, {"-=", "-"}, {"*=", "*"}, {"/=", "/"}, {"&=", "&"}, {"|=", "|"}, {"^=", "^"}, {"<<=", "<<"},
-    {">>=", ">>"}, {"=", nullptr},
+    {"+=", "+"}, {"-=", "-"}, {"*=", "*"},   {"/=", "/"},   {"&=", "&"},
+    {"|=", "|"}, {"^=", "^"}, {"<<=", "<<"}, {">>=", ">>"}, {"=", nullptr},
 };
 
 /// Where the reader stands, for loops and calls.
@@ -61,8 +61,7 @@ TRANS_FLOW _ExecReturn(CTrans* pTrans, bool DoExec, I64* pResult) {
 /// "(" expression ")".
 int _EvalCondition(CTrans* pTrans, bool DoExec, bool* pIsTrue) {
     I64 Value = 0;
-    if (TransExpect(pTrans, '(') != 0 || TransEvalValue(pTrans, DoExec, &Value) != 0 ||
-        TransExpect(pTrans, ')') != 0) {
+    if (TransExpect(pTrans, '(') != 0 || TransEvalValue(pTrans, DoExec, &Value) != 0 || TransExpect(pTrans, ')') != 0) {
         return -1;
     }
     *pIsTrue = Value != 0;

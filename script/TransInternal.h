@@ -14,9 +14,9 @@ void* TransAllocLow(CTrans* pTrans, U32 NumBytes);
 void* TransAllocHigh(CTrans* pTrans, U64 NumBytes);
 
 // Reader.
-int TransSkipSpace(CTrans* pTrans);                                ///< 0, or -1 for an unclosed comment
-bool TransAccept(CTrans* pTrans, const char* sToken);              ///< skips space, then the token if it is there
-int TransExpect(CTrans* pTrans, char Expected);                    ///< 0 or -1 with the error
+int TransSkipSpace(CTrans* pTrans);                   ///< 0, or -1 for an unclosed comment
+bool TransAccept(CTrans* pTrans, const char* sToken); ///< skips space, then the token if it is there
+int TransExpect(CTrans* pTrans, char Expected);       ///< 0 or -1 with the error
 bool TransAcceptKeyword(CTrans* pTrans, const char* sKeyword);
 /// Length of the identifier at the position behind white space; 0 if there is none. Doesn't move behind it.
 U32 TransPeekIdentifier(CTrans* pTrans);
@@ -24,9 +24,9 @@ bool TransReadNumber(CTrans* pTrans, I64* pValue);
 bool TransIsNumberNext(CTrans* pTrans);
 
 // Declarations.
-SCRIPT_SYMBOL* TransReadSymbol(CTrans* pTrans);                    ///< a known symbol, consumed; null if none is next
-SCRIPT_SYMBOL* TransParseHeader(CTrans* pTrans);                   ///< function header; null on error
-int TransExecDeclaration(CTrans* pTrans, SCRIPT_SYMBOL* pFirst);   ///< local variable, behind its first symbol
+SCRIPT_SYMBOL* TransReadSymbol(CTrans* pTrans);                  ///< a known symbol, consumed; null if none is next
+SCRIPT_SYMBOL* TransParseHeader(CTrans* pTrans);                 ///< function header; null on error
+int TransExecDeclaration(CTrans* pTrans, SCRIPT_SYMBOL* pFirst); ///< local variable, behind its first symbol
 void TransAppendSymbol(SCRIPT_SYMBOL** ppHead, SCRIPT_SYMBOL** ppTail, SCRIPT_SYMBOL* pSymbol);
 
 // Types and values.

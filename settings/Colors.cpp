@@ -47,9 +47,7 @@ void SetColorValue(int Id, U32 Argb) {
     }
 }
 
-QColor GetColor(int Id) {
-    return _IsId(Id) ? ResolveColor(Id, GetColorValue(Id)) : QColor();
-}
+QColor GetColor(int Id) { return _IsId(Id) ? ResolveColor(Id, GetColorValue(Id)) : QColor(); }
 
 QColor ResolveColor(int Id, U32 Value) {
     const COLOR_ROW& Row = aColorRow[Id];

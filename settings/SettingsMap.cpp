@@ -48,7 +48,8 @@ void LoadSettingsMap() {
         _IsStoreDamaged() = true;
     }
     if (_IsStoreDamaged()) {
-        qCritical("The settings in %s can't be read. Defaults are used for what is missing; the file will be kept as %s.damaged.",
+        qCritical("The settings in %s can't be read. Defaults are used for what is missing; the file will be kept as "
+                  "%s.damaged.",
                   qPrintable(sFile), qPrintable(sFile));
     }
 }

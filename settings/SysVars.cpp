@@ -44,8 +44,9 @@ void _Build(SYS_VAR_STORE& Store) {
         const SYS_VAR_ROW& Row = aSysVarRow[i];
         const auto n = static_cast<size_t>(i);
         Store.aDefault[n] = Row.Default;
-        Store.aVar[n] = {Row.sName,         Row.sDescription,   GetSysVarType(Row.Kind), _ValuePointer(Store, i),
-                         &Store.aDefault[n], &Store.aStored[n], Row.sKey,                Row.sSelection};
+        Store.aVar[n] = {
+            Row.sName,         Row.sDescription, GetSysVarType(Row.Kind), _ValuePointer(Store, i), &Store.aDefault[n],
+            &Store.aStored[n], Row.sKey,         Row.sSelection};
     }
     Store.IsBuilt = true;
 }

@@ -100,9 +100,9 @@ void InitSysVars();
 /// Takes rows 0 to 21 back to their defaults, as a new project starts.
 void ResetProjectSysVars();
 
-const SYS_VAR* GetSysVar(int Index);                ///< null if out of range
-const SYS_VAR* FindSysVar(const QString& sText);    ///< by number (0 to 56), else by name ignoring case
-int SysVarIndex(const SYS_VAR* pVar);               ///< row number, or -1
+const SYS_VAR* GetSysVar(int Index);             ///< null if out of range
+const SYS_VAR* FindSysVar(const QString& sText); ///< by number (0 to 56), else by name ignoring case
+int SysVarIndex(const SYS_VAR* pVar);            ///< row number, or -1
 bool IsTextSysVar(const SYS_VAR* pVar);
 bool IsSelectionSysVar(const SYS_VAR* pVar);
 
@@ -111,13 +111,13 @@ I32 SysVarValue(int Index);
 /// Value in force of a text row. Main thread.
 QString SysVarTextValue(int Index);
 
-int SetSysVar(const SYS_VAR* pVar, I32 Value, bool AlsoStored);           ///< 0, or -1 for a text row or null
-I32 ParseSysVar(const SYS_VAR* pVar, const QString& sText, bool* pOk);    ///< doesn't store; marks the row as set
-int SetSysVarText(const SYS_VAR* pVar, const QString& sText);             ///< text rows only; 0 or -1
-QString SysVarText(const SYS_VAR* pVar, I64 Value = -1);                  ///< value as text; -1: the one in force
+int SetSysVar(const SYS_VAR* pVar, I32 Value, bool AlsoStored);        ///< 0, or -1 for a text row or null
+I32 ParseSysVar(const SYS_VAR* pVar, const QString& sText, bool* pOk); ///< doesn't store; marks the row as set
+int SetSysVarText(const SYS_VAR* pVar, const QString& sText);          ///< text rows only; 0 or -1
+QString SysVarText(const SYS_VAR* pVar, I64 Value = -1);               ///< value as text; -1: the one in force
 QStringList SysVarNames(const SYS_VAR* pVar);
 QList<I32> SysVarValues(const SYS_VAR* pVar);
-QString SysVarRange(const SYS_VAR* pVar);                                 ///< "lower - upper", or empty
+QString SysVarRange(const SYS_VAR* pVar); ///< "lower - upper", or empty
 bool IsSysVarSet(const SYS_VAR* pVar);
 
 /// Speed texts such as "4 MHz", "auto", "adaptive", "100000 Hz" to Hz; 0 for auto, 65535 for adaptive, -1 if the

@@ -8,13 +8,13 @@ namespace {
 
 const QSet<QString>& _Keywords() {
     static const QSet<QString> Keywords = {
-        "alignas",  "asm",      "auto",     "bool",     "break",    "case",   "catch",    "char",    "class",
-        "const",    "constexpr", "continue", "default", "delete",   "do",     "double",   "else",    "enum",
-        "explicit", "extern",   "false",    "float",    "for",      "friend", "goto",     "if",      "inline",
-        "int",      "long",     "namespace", "new",     "nullptr",  "operator", "private", "protected", "public",
-        "register", "return",   "short",    "signed",   "sizeof",   "static", "struct",   "switch",  "template",
-        "this",     "throw",    "true",     "try",      "typedef",  "typename", "union",  "unsigned", "using",
-        "virtual",  "void",     "volatile", "while",
+        "alignas",  "asm",       "auto",      "bool",    "break",   "case",     "catch",   "char",      "class",
+        "const",    "constexpr", "continue",  "default", "delete",  "do",       "double",  "else",      "enum",
+        "explicit", "extern",    "false",     "float",   "for",     "friend",   "goto",    "if",        "inline",
+        "int",      "long",      "namespace", "new",     "nullptr", "operator", "private", "protected", "public",
+        "register", "return",    "short",     "signed",  "sizeof",  "static",   "struct",  "switch",    "template",
+        "this",     "throw",     "true",      "try",     "typedef", "typename", "union",   "unsigned",  "using",
+        "virtual",  "void",      "volatile",  "while",
     };
     return Keywords;
 }

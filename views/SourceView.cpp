@@ -26,7 +26,7 @@ bool _IsOn(int Preference) { return SysVarValue(Preference) != 0; }
 /// Text that stays readable on a marked line, whatever the palette is.
 QColor _TextColorOn(const QColor& Background, const QColor& Text) {
     return qAbs(Background.lightness() - Text.lightness()) < 60 ? (Background.lightness() > 128 ? Qt::black : Qt::white)
-                                                               : Text;
+                                                                : Text;
 }
 
 } // namespace
@@ -202,8 +202,8 @@ void CSourceView::PaintText(QPainter& Painter, const SOURCE_GEOMETRY& Geometry, 
             break;
         }
         Painter.setPen(_TextColorOn(Background, GetColor(Run.ColorId)));
-        Painter.drawText(QRect(x, y, 100'000, Geometry.RowHeight), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                         sShown.mid(Start, End - Start));
+        Painter.drawText(QRect(x, y, 100'000, Geometry.RowHeight),
+                         Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, sShown.mid(Start, End - Start));
     }
 }
 
@@ -236,7 +236,8 @@ void CSourceView::PaintMarks(QPainter& Painter, const SOURCE_GEOMETRY& Geometry,
 
 void CSourceView::keyPressEvent(QKeyEvent* pEvent) {
     const int Page = verticalScrollBar()->pageStep();
-    const QMap<int, int> Moves = {{Qt::Key_Up, -1}, {Qt::Key_Down, 1}, {Qt::Key_PageUp, -Page}, {Qt::Key_PageDown, Page}};
+    const QMap<int, int> Moves = {
+        {Qt::Key_Up, -1}, {Qt::Key_Down, 1}, {Qt::Key_PageUp, -Page}, {Qt::Key_PageDown, Page}};
     const auto Move = Moves.constFind(pEvent->key());
     if (Move != Moves.constEnd()) {
         SetCursorLine(m_CursorLine + Move.value());
@@ -263,6 +264,4 @@ void CSourceView::mousePressEvent(QMouseEvent* pEvent) {
     }
 }
 
-void CSourceView::contextMenuEvent(QContextMenuEvent* pEvent) {
-    emit ContextMenuRequested(pEvent->globalPos());
-}
+void CSourceView::contextMenuEvent(QContextMenuEvent* pEvent) { emit ContextMenuRequested(pEvent->globalPos()); }

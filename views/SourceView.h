@@ -17,8 +17,8 @@ struct SOURCE_GEOMETRY {
     int CharWidth = 1;
     int SideBarWidth = 0;
     int LineNumberWidth = 0;
-    int TopRow = 0;   ///< first visible row, 0 for line 1
-    int ScrollX = 0;  ///< pixels
+    int TopRow = 0;  ///< first visible row, 0 for line 1
+    int ScrollX = 0; ///< pixels
     int GetTextX() const { return SideBarWidth + LineNumberWidth - ScrollX; }
     int GetRowY(int Row) const { return (Row - TopRow) * RowHeight; }
     int GetRowAt(int y) const { return TopRow + y / RowHeight; }

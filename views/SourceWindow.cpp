@@ -35,7 +35,8 @@ CSourceWindow::CSourceWindow(QWidget* pParent) : CWindow(QStringLiteral("Source"
     m_pTabs->setDocumentMode(true);
     m_pTabs->setTabsClosable(true);
     m_pTabs->setMovable(true);
-    auto* pLabel = new QLabel(QStringLiteral("No document open.\n\nOpen a project or program with File > Open (Ctrl+O)."), pStack);
+    auto* pLabel =
+        new QLabel(QStringLiteral("No document open.\n\nOpen a project or program with File > Open (Ctrl+O)."), pStack);
     pLabel->setAlignment(Qt::AlignCenter);
     pLabel->setEnabled(false);
     m_pEmpty = pLabel;
@@ -70,7 +71,8 @@ QStringList CSourceWindow::GetOpenFiles() const {
 }
 
 void CSourceWindow::UpdateEmptyText() {
-    qobject_cast<QStackedWidget*>(centralWidget())->setCurrentWidget(m_pTabs->count() > 0 ? static_cast<QWidget*>(m_pTabs) : m_pEmpty);
+    qobject_cast<QStackedWidget*>(centralWidget())
+        ->setCurrentWidget(m_pTabs->count() > 0 ? static_cast<QWidget*>(m_pTabs) : m_pEmpty);
     emit StatusTextChanged();
 }
 
@@ -86,7 +88,8 @@ bool CSourceWindow::OpenFile(const QString& sPath, QString* pError) {
         m_pTabs->addTab(pView, pView->GetDocument().GetName());
         m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), sFile);
         connect(pView, &CSourceView::CursorMoved, this, &CWindow::StatusTextChanged);
-        connect(pView, &CSourceView::BreakpointToggled, this, [this, pView](int Line) { ToggleBreakpoint(pView, Line); });
+        connect(pView, &CSourceView::BreakpointToggled, this,
+                [this, pView](int Line) { ToggleBreakpoint(pView, Line); });
         connect(pView, &CSourceView::ContextMenuRequested, this, &CSourceWindow::ContextMenuRequested);
         UpdateMarksOf(pView);
     }

@@ -62,9 +62,8 @@ void CCommandPaletteModel::SetPattern(const QString& sPattern) {
             Hits.append({Score, sName, Id});
         }
     }
-    std::sort(Hits.begin(), Hits.end(), [](const HIT& a, const HIT& b) {
-        return a.Score != b.Score ? a.Score > b.Score : a.sName < b.sName;
-    });
+    std::sort(Hits.begin(), Hits.end(),
+              [](const HIT& a, const HIT& b) { return a.Score != b.Score ? a.Score > b.Score : a.sName < b.sName; });
     beginResetModel();
     m_Shown.clear();
     for (const HIT& Hit : Hits) {
@@ -160,7 +159,10 @@ bool CCommandPalette::eventFilter(QObject* pObject, QEvent* pEvent) {
     }
     const int Key = static_cast<QKeyEvent*>(pEvent)->key();
     const int Page = qMax(1, m_pList->viewport()->height() / qMax(1, m_pList->sizeHintForRow(0)));
-    const int Step = Key == Qt::Key_Down ? 1 : (Key == Qt::Key_Up ? -1 : (Key == Qt::Key_PageDown ? Page : (Key == Qt::Key_PageUp ? -Page : 0)));
+    const int Step =
+        Key == Qt::Key_Down
+            ? 1
+            : (Key == Qt::Key_Up ? -1 : (Key == Qt::Key_PageDown ? Page : (Key == Qt::Key_PageUp ? -Page : 0)));
     if (Step != 0 && m_pModel->rowCount() > 0) {
         const int Row = qBound(0, m_pList->currentIndex().row() + Step, m_pModel->rowCount() - 1);
         m_pList->setCurrentIndex(m_pModel->index(Row, 0));
@@ -189,11 +191,13 @@ void CCommandPalette::OnChosen() {
 void CCommandPalette::AskForArguments(U32 Id) {
     const COMMAND_ROW Row = CCommandTable::GetRow(Id);
     m_Command = Id;
-    m_pPrompt->setText(QStringLiteral("<b>%1</b><br>%2").arg(GetPaletteName(Row).toHtmlEscaped(), Row.LongHelp.toHtmlEscaped()));
+    m_pPrompt->setText(
+        QStringLiteral("<b>%1</b><br>%2").arg(GetPaletteName(Row).toHtmlEscaped(), Row.LongHelp.toHtmlEscaped()));
     for (const QString& sParameter : _Parameters(Row)) {
         auto* pEdit = new QLineEdit(this);
-        pEdit->setPlaceholderText(sParameter.contains(QLatin1Char('*')) ? QStringLiteral("text")
-                                                                       : QStringLiteral("number, or the name of a value"));
+        pEdit->setPlaceholderText(sParameter.contains(QLatin1Char('*'))
+                                      ? QStringLiteral("text")
+                                      : QStringLiteral("number, or the name of a value"));
         m_pForm->addRow(sParameter.section(QRegularExpression(QStringLiteral("[\\s*]+")), -1), pEdit);
         m_Arguments.append(pEdit);
     }

@@ -39,7 +39,8 @@ QVariant CDeviceDataModel::data(const QModelIndex& Index, int Role) const {
         return {};
     }
     if (Role == Qt::TextAlignmentRole) {
-        return QVariant::fromValue(Qt::AlignVCenter | (Index.column() >= COL_NUM_CORES ? Qt::AlignRight : Qt::AlignLeft));
+        return QVariant::fromValue(Qt::AlignVCenter |
+                                   (Index.column() >= COL_NUM_CORES ? Qt::AlignRight : Qt::AlignLeft));
     }
     const DEVICE_ENTRY& Device = m_Devices[Index.row()];
     switch (Index.column()) {
@@ -59,6 +60,7 @@ QVariant CDeviceDataModel::data(const QModelIndex& Index, int Role) const {
 }
 
 QVariant CDeviceDataModel::headerData(int Section, Qt::Orientation Orientation, int Role) const {
-    const bool IsTitle = Orientation == Qt::Horizontal && Role == Qt::DisplayRole && Section >= 0 && Section < NUM_COLUMNS;
+    const bool IsTitle =
+        Orientation == Qt::Horizontal && Role == Qt::DisplayRole && Section >= 0 && Section < NUM_COLUMNS;
     return IsTitle ? QString::fromLatin1(aTitle[Section]) : QVariant();
 }

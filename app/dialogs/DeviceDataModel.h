@@ -10,7 +10,15 @@ class CDeviceDataModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum COLUMN : int { COL_MANUFACTURER, COL_DEVICE, COL_CORE, COL_NUM_CORES, COL_FLASH_SIZE, COL_RAM_SIZE, NUM_COLUMNS };
+    enum COLUMN : int {
+        COL_MANUFACTURER,
+        COL_DEVICE,
+        COL_CORE,
+        COL_NUM_CORES,
+        COL_FLASH_SIZE,
+        COL_RAM_SIZE,
+        NUM_COLUMNS
+    };
     static constexpr int SORT_ROLE = Qt::UserRole; ///< texts, and sizes as numbers
 
     /// Reads the device table once.

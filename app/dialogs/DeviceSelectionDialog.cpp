@@ -61,7 +61,8 @@ void CDeviceSelectionDialog::SelectDevice(const QString& sDevice) {
 void CDeviceSelectionDialog::OnTableSelectionChanged() {
     const QModelIndex Index = m_pFilter->mapToSource(m_pTable->currentIndex());
     m_sDevice = Index.isValid() ? m_pModel->GetDevice(Index.row()).sName : QString();
-    m_pSelected->setText(QStringLiteral("Selected device: %1").arg(m_sDevice.isEmpty() ? QStringLiteral("none") : m_sDevice));
+    m_pSelected->setText(
+        QStringLiteral("Selected device: %1").arg(m_sDevice.isEmpty() ? QStringLiteral("none") : m_sDevice));
     m_pAccept->setEnabled(!m_sDevice.isEmpty());
 }
 

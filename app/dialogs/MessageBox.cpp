@@ -78,9 +78,7 @@ void CMessageBox::SetDefaultButton(QDialogButtonBox::StandardButton Button) {
     }
 }
 
-QString CMessageBox::HoursKey() const {
-    return QStringLiteral("AppData/%1/%2").arg(objectName()).arg(qHash(m_sText));
-}
+QString CMessageBox::HoursKey() const { return QStringLiteral("AppData/%1/%2").arg(objectName()).arg(qHash(m_sText)); }
 
 CMessageBox::SUPPRESSION CMessageBox::GetSuppression() const {
     if (_Silent().contains(qHash(m_sText))) {

@@ -14,8 +14,8 @@ class CMessageBox : public QDialog {
 
 public:
     /// SuppressHours: 0 asks every time; -1 offers silence until the program ends, other values for that many hours.
-    CMessageBox(const QString& sTitle, const QString& sText, const QIcon& Icon, QDialogButtonBox::StandardButtons Buttons,
-                int SuppressHours, QWidget* pParent);
+    CMessageBox(const QString& sTitle, const QString& sText, const QIcon& Icon,
+                QDialogButtonBox::StandardButtons Buttons, int SuppressHours, QWidget* pParent);
 
     void SetDefaultButton(QDialogButtonBox::StandardButton Button);
     /// Shows the box and waits for the answer; a suppressed box answers at once: accepted, with the first button that

@@ -49,7 +49,7 @@ CNovikSettingsDialog::CNovikSettingsDialog(QWidget* pParent)
     m_pConnection->SetHostIF(IsIp ? QStringLiteral("IP") : QStringLiteral("USB"),
                              IsIp ? QString::fromUtf8(Device.GetConfigText(DEV_CFG_HOST_NAME)) : sSerialNo);
     m_pConnection->SetTargetIF(Device.GetConfigParam(DEV_CFG_TARGET_IF) == TARGET_IF_SWD ? QStringLiteral("SWD")
-                                                                                       : QStringLiteral("JTAG"));
+                                                                                         : QStringLiteral("JTAG"));
     m_pConnection->SetSpeed(_SpeedName(Device.GetConfigParam(DEV_CFG_SPEED)));
     m_pEndian->addItems({QStringLiteral("Little endian"), QStringLiteral("Big endian")});
     m_pEndian->setCurrentIndex((Device.GetConfigParam(DEV_CFG_ENDIAN) & 1) != 0 ? 1 : 0);
@@ -85,7 +85,8 @@ void CNovikSettingsDialog::OnButtonSelectDevicePressed() {
 QStringList CNovikSettingsDialog::GetLines() const {
     QStringList Lines = {
         CCommandTable::RenderWith(CMD_PROJECT_SET_DEVICE, {m_pDevice->text().trimmed()}),
-        CCommandTable::RenderWith(CMD_PROJECT_SET_HOST_IF, {m_pConnection->GetHostIF(), m_pConnection->GetHostOption()}),
+        CCommandTable::RenderWith(CMD_PROJECT_SET_HOST_IF,
+                                  {m_pConnection->GetHostIF(), m_pConnection->GetHostOption()}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TARGET_IF, {m_pConnection->GetTargetIF()}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TIF_SPEED, {m_pConnection->GetSpeed()}),
     };

@@ -41,7 +41,9 @@ QString _ToolTip(const PREFERENCE_ITEM& Item) {
     }
 }
 
-const char* _SectionTitle(PREFERENCE_KIND Kind) { return Kind == PK_COLOR ? "Colors" : (Kind == PK_FONT ? "Fonts" : "Settings"); }
+const char* _SectionTitle(PREFERENCE_KIND Kind) {
+    return Kind == PK_COLOR ? "Colors" : (Kind == PK_FONT ? "Fonts" : "Settings");
+}
 
 } // namespace
 

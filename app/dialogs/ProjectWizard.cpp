@@ -103,7 +103,8 @@ void CProjectWizard::LoadFields() {
     m_pDataFile->setText(Read(DATA_FILE));
 }
 
-void CProjectWizard::AddFileRow(QWidget* pPage, const QString& sLabel, QLineEdit* pEdit, void (CProjectWizard::*pfSelect)()) {
+void CProjectWizard::AddFileRow(QWidget* pPage, const QString& sLabel, QLineEdit* pEdit,
+                                void (CProjectWizard::*pfSelect)()) {
     auto* pRow = new QHBoxLayout;
     auto* pSelect = new QPushButton(QStringLiteral("..."), pPage);
     pSelect->setAutoDefault(false);
@@ -132,7 +133,8 @@ QWidget* CProjectWizard::MakeConnectionPage() {
 QWidget* CProjectWizard::MakeProgramPage() {
     auto* pPage = new QWidget(m_pPages);
     new QFormLayout(pPage);
-    AddFileRow(pPage, QStringLiteral("Program File (optional)"), m_pDataFile, &CProjectWizard::OnButtonSelectDataFilePressed);
+    AddFileRow(pPage, QStringLiteral("Program File (optional)"), m_pDataFile,
+               &CProjectWizard::OnButtonSelectDataFilePressed);
     return pPage;
 }
 
@@ -171,9 +173,9 @@ void CProjectWizard::OnButtonSelectDevicePressed() {
 }
 
 QString CProjectWizard::AskForFile(const QString& sFilter) const {
-    return QFileDialog::getOpenFileName(parentWidget(), QStringLiteral("Open File"),
-                                        ReadSetting(QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QDir::homePath()).toString(),
-                                        sFilter);
+    return QFileDialog::getOpenFileName(
+        parentWidget(), QStringLiteral("Open File"),
+        ReadSetting(QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QDir::homePath()).toString(), sFilter);
 }
 
 void CProjectWizard::OnButtonSelectPeripheralsPressed() {
@@ -212,11 +214,13 @@ void CProjectWizard::finish(const char* sDevice, const char* sCore) {
     m_IsFinishing = false;
     QStringList Commands = {
         CCommandTable::RenderWith(CMD_PROJECT_SET_DEVICE, {QString::fromUtf8(sDevice)}),
-        CCommandTable::RenderWith(CMD_PROJECT_SET_HOST_IF, {m_pConnection->GetHostIF(), m_pConnection->GetHostOption()}),
+        CCommandTable::RenderWith(CMD_PROJECT_SET_HOST_IF,
+                                  {m_pConnection->GetHostIF(), m_pConnection->GetHostOption()}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TARGET_IF, {m_pConnection->GetTargetIF()}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TIF_SPEED, {m_pConnection->GetSpeed()}),
     };
-    for (const QString& sFile : {GetSVDFileNameForCore(QString::fromUtf8(sCore)), m_pPeripheralFile->text().trimmed()}) {
+    for (const QString& sFile :
+         {GetSVDFileNameForCore(QString::fromUtf8(sCore)), m_pPeripheralFile->text().trimmed()}) {
         if (!sFile.isEmpty()) {
             Commands.append(CCommandTable::RenderWith(CMD_PROJECT_ADD_SVD_FILE, {CleanPath(sFile)}));
         }

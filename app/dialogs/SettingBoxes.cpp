@@ -40,7 +40,8 @@ void CSettingBox::AddResetButton(const QString& sDefault) {
     pReset->setObjectName(QStringLiteral("buttonReset"));
     pReset->setIcon(QIcon(QStringLiteral(":/icons/reset.svg")));
     pReset->setAutoRaise(true);
-    pReset->setToolTip(sDefault.isEmpty() ? QStringLiteral("Reset to default") : QStringLiteral("Reset to default: ") + sDefault);
+    pReset->setToolTip(sDefault.isEmpty() ? QStringLiteral("Reset to default")
+                                          : QStringLiteral("Reset to default: ") + sDefault);
     m_pLayout->addWidget(pReset);
     connect(pReset, &QToolButton::clicked, this, [this] { Reset(); });
 }
@@ -135,7 +136,8 @@ void CColorBox::SetValue(U32 Value) {
 }
 
 void CColorBox::Select() {
-    const QColor Color = QColorDialog::getColor(ResolveColor(m_ColorId, m_Value), this, QString::fromLatin1(aColorRow[m_ColorId].sLabel));
+    const QColor Color = QColorDialog::getColor(ResolveColor(m_ColorId, m_Value), this,
+                                                QString::fromLatin1(aColorRow[m_ColorId].sLabel));
     if (Color.isValid()) {
         SetValue(Color.rgba());
     }
@@ -146,8 +148,9 @@ bool CColorBox::IsChanged() const { return m_Value != GetColorValue(m_ColorId); 
 void CColorBox::Apply() {
     const bool IsMarker = m_Value == COLOR_MARK_BASE || m_Value == COLOR_MARK_WINDOW;
     // The command takes a number as RGBA, which brings a marker through unchanged.
-    const QString sColor = IsMarker ? QStringLiteral("0x%1").arg((m_Value << 8) | (m_Value >> 24), 8, 16, QLatin1Char('0'))
-                                    : QColor::fromRgba(m_Value).name();
+    const QString sColor = IsMarker
+                               ? QStringLiteral("0x%1").arg((m_Value << 8) | (m_Value >> 24), 8, 16, QLatin1Char('0'))
+                               : QColor::fromRgba(m_Value).name();
     CCommandTable::Execute(CMD_EDIT_COLOR, {QString::fromLatin1(aColorRow[m_ColorId].sName), sColor});
 }
 
@@ -184,7 +187,9 @@ void CFontBox::Select() {
     }
 }
 
-bool CFontBox::IsChanged() const { return m_IsReset ? IsFontSet(m_FontId) : FontText(m_Font) != FontText(GetFont(m_FontId)); }
+bool CFontBox::IsChanged() const {
+    return m_IsReset ? IsFontSet(m_FontId) : FontText(m_Font) != FontText(GetFont(m_FontId));
+}
 
 void CFontBox::Apply() {
     if (m_IsReset) {

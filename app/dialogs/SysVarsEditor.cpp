@@ -19,9 +19,8 @@ bool _IsValueCell(const QModelIndex& Index) { return Index.isValid() && Index.co
 
 QString _Hint(const SYS_VAR* pVar) {
     const QString sRange = SysVarRange(pVar);
-    return sRange.isEmpty() || IsTextSysVar(pVar)
-               ? QString::fromLatin1(pVar->sName)
-               : QStringLiteral("%1 (%2)").arg(QLatin1String(pVar->sName), sRange);
+    return sRange.isEmpty() || IsTextSysVar(pVar) ? QString::fromLatin1(pVar->sName)
+                                                  : QStringLiteral("%1 (%2)").arg(QLatin1String(pVar->sName), sRange);
 }
 
 } // namespace

@@ -74,7 +74,8 @@ QStringList CTraceSettingsDialog::GetLines() const {
         CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_SOURCE, {m_pSource->currentText()}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_PORT_WIDTH, {_Value(VAR_TRACE_PORT_WIDTH, m_pWidth)}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_TIMING, GetDelays()),
-        CCommandTable::RenderWith(CMD_PROJECT_CONFIG_SWO, {m_pSwoSpeed->text().trimmed(), m_pCpuSpeed->text().trimmed()}),
+        CCommandTable::RenderWith(CMD_PROJECT_CONFIG_SWO,
+                                  {m_pSwoSpeed->text().trimmed(), m_pCpuSpeed->text().trimmed()}),
     };
 }
 

@@ -41,8 +41,9 @@ CWelcomeScreen::CWelcomeScreen(const QStringList& RecentProjects, QWidget* pPare
     auto* pList = new QListWidget(this);
     pList->setObjectName(QStringLiteral("listRecentProjects"));
     for (const QString& sPath : RecentProjects) {
-        auto* pItem = new QListWidgetItem(QIcon(QStringLiteral(":/icons/new-project.svg")),
-                                          QStringLiteral("%1\n%2").arg(QFileInfo(sPath).completeBaseName(), sPath), pList);
+        auto* pItem =
+            new QListWidgetItem(QIcon(QStringLiteral(":/icons/new-project.svg")),
+                                QStringLiteral("%1\n%2").arg(QFileInfo(sPath).completeBaseName(), sPath), pList);
         pItem->setData(Qt::UserRole, sPath);
         pItem->setToolTip(sPath);
     }
@@ -52,15 +53,16 @@ CWelcomeScreen::CWelcomeScreen(const QStringList& RecentProjects, QWidget* pPare
         Finish(OPEN_RECENT);
     });
     pLayout->addWidget(pList, 1);
-    AddChoice(QStringLiteral("open.svg"), QStringLiteral("&Open project..."), QStringLiteral("Choose a project file"), OPEN_DIALOG);
+    AddChoice(QStringLiteral("open.svg"), QStringLiteral("&Open project..."), QStringLiteral("Choose a project file"),
+              OPEN_DIALOG);
     AddChoice(QStringLiteral("wand.svg"), QStringLiteral("New project &wizard..."),
               QStringLiteral("Choose device, connection and program"), NEW_PROJECT_WIZARD);
-    AddChoice(QStringLiteral("new-project.svg"), QStringLiteral("&New project"), QStringLiteral("Start with an empty project"),
-              NEW_PROJECT);
-    auto* pMostRecent = new QCheckBox(QString::fromLatin1(GetSysVar(PREF_START_WITH_MOST_RECENT_PROJ)->sDescription), this);
-    connect(pMostRecent, &QCheckBox::toggled, this, [](bool IsOn) {
-        SetSysVar(GetSysVar(PREF_START_WITH_MOST_RECENT_PROJ), IsOn ? 1 : 0, true);
-    });
+    AddChoice(QStringLiteral("new-project.svg"), QStringLiteral("&New project"),
+              QStringLiteral("Start with an empty project"), NEW_PROJECT);
+    auto* pMostRecent =
+        new QCheckBox(QString::fromLatin1(GetSysVar(PREF_START_WITH_MOST_RECENT_PROJ)->sDescription), this);
+    connect(pMostRecent, &QCheckBox::toggled, this,
+            [](bool IsOn) { SetSysVar(GetSysVar(PREF_START_WITH_MOST_RECENT_PROJ), IsOn ? 1 : 0, true); });
     pLayout->addWidget(pMostRecent);
     pList->setFocus();
 }

@@ -100,9 +100,7 @@ uint16_t ArchOfCore(uint32_t Core) {
     return 0;
 }
 
-bool IsMProfile(uint16_t Arch) {
-    return Arch & ANY_M;
-}
+bool IsMProfile(uint16_t Arch) { return Arch & ANY_M; }
 
 int DecodeA32(uint32_t Word, uint16_t Arch, NOVIK_INST_INFO& Info) {
     Info = {};

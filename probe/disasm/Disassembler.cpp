@@ -57,9 +57,7 @@ std::string RegisterName(const std::string& sWord) {
     return pName == std::end(Names) ? "" : pName->second;
 }
 
-bool IsWordChar(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.';
-}
+bool IsWordChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.'; }
 
 // Upper case word by word, but for the x of a number.
 std::string ToOurSpelling(const std::string& sText) {

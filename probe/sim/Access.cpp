@@ -13,22 +13,14 @@ namespace {
 constexpr uint32_t SYSTEM_BASE = 0xE0000000, SYSTEM_SIZE = 0x100000;
 constexpr uint32_t CCR_UNALIGN_TRP = 8, CCR_BFHFNMIGN = 0x100;
 
-bool IsSystem(uint32_t Addr) {
-    return Addr - SYSTEM_BASE < SYSTEM_SIZE;
-}
+bool IsSystem(uint32_t Addr) { return Addr - SYSTEM_BASE < SYSTEM_SIZE; }
 
-uint32_t SizeMask(uint32_t Size) {
-    return Size == 4 ? 0xFFFFFFFF : (1u << Size * 8) - 1;
-}
+uint32_t SizeMask(uint32_t Size) { return Size == 4 ? 0xFFFFFFFF : (1u << Size * 8) - 1; }
 
 // The bits of the first 1 MB of SRAM and of peripheral space have a word each at 0x22000000 and 0x42000000.
-bool IsBitBand(uint32_t Addr) {
-    return (Addr & 0xFE000000) == 0x22000000 || (Addr & 0xFE000000) == 0x42000000;
-}
+bool IsBitBand(uint32_t Addr) { return (Addr & 0xFE000000) == 0x22000000 || (Addr & 0xFE000000) == 0x42000000; }
 
-uint32_t BitBandByte(uint32_t Addr) {
-    return (Addr & 0xE0000000) + (Addr & 0x01FFFFFF) / 32;
-}
+uint32_t BitBandByte(uint32_t Addr) { return (Addr & 0xE0000000) + (Addr & 0x01FFFFFF) / 32; }
 
 } // namespace
 

@@ -33,9 +33,7 @@ void CCpu::SetApsr(uint32_t Value) {
     Q = IsV6() ? 0 : Value >> 27 & 1;
 }
 
-uint32_t CCpu::Xpsr() const {
-    return Apsr() | (IT & 3u) << 25 | (IT & 0xFCu) << 8 | (T ? 0x01000000u : 0) | Ipsr;
-}
+uint32_t CCpu::Xpsr() const { return Apsr() | (IT & 3u) << 25 | (IT & 0xFCu) << 8 | (T ? 0x01000000u : 0) | Ipsr; }
 
 // Mask: the bits to take from Value. The exception number can't be changed.
 void CCpu::SetXpsr(uint32_t Value, uint32_t Mask) {

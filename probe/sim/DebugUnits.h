@@ -8,9 +8,7 @@ namespace Sim {
 struct CCpu;
 
 // True if Addr is one of the NumWords words from First on.
-inline bool IsIn(uint32_t Addr, uint32_t First, uint32_t NumWords) {
-    return Addr - First < NumWords * 4;
-}
+inline bool IsIn(uint32_t Addr, uint32_t First, uint32_t NumWords) { return Addr - First < NumWords * 4; }
 
 uint32_t ReadDwt(const CCpu& C, uint32_t Addr);
 void WriteDwt(CCpu& C, uint32_t Addr, uint32_t Value);

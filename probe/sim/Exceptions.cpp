@@ -81,9 +81,7 @@ int CCpu::PriorityOf(uint32_t Exception) const {
     }
 }
 
-int CCpu::GroupPriority(int Prio) const {
-    return Prio < 0 ? Prio : Prio & ~((2 << AircrGroup) - 1);
-}
+int CCpu::GroupPriority(int Prio) const { return Prio < 0 ? Prio : Prio & ~((2 << AircrGroup) - 1); }
 
 int CCpu::ExecutionPriority() const {
     int Best = LOWEST_PRIORITY;

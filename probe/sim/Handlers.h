@@ -73,13 +73,9 @@ template <typename T> inline T ReadHost(const uint8_t* p) {
     std::memcpy(&Value, p, sizeof(T));
     return Value;
 }
-template <typename T> inline void WriteHost(uint8_t* p, T Value) {
-    std::memcpy(p, &Value, sizeof(T));
-}
+template <typename T> inline void WriteHost(uint8_t* p, T Value) { std::memcpy(p, &Value, sizeof(T)); }
 
-inline void SetNZ(CCpu& C, uint32_t Result) {
-    C.N = C.Z = Result;
-}
+inline void SetNZ(CCpu& C, uint32_t Result) { C.N = C.Z = Result; }
 
 // AddWithCarry of the architecture manual.
 template <bool SetFlags> inline uint32_t AddCarry(CCpu& C, uint32_t a, uint32_t b, uint32_t Carry) {

@@ -117,13 +117,9 @@ inline void StoreLong(CCpu& C, const COp* pOp, uint64_t Value) {
     C.R[pOp->Ra] = static_cast<uint32_t>(Value >> 32);
 }
 
-inline uint64_t LongOf(const CCpu& C, const COp* pOp) {
-    return uint64_t(C.R[pOp->Ra]) << 32 | C.R[pOp->Rd];
-}
+inline uint64_t LongOf(const CCpu& C, const COp* pOp) { return uint64_t(C.R[pOp->Ra]) << 32 | C.R[pOp->Rd]; }
 
-inline uint64_t UnsignedProduct(const CCpu& C, const COp* pOp) {
-    return uint64_t(C.R[pOp->Rn]) * C.R[pOp->Rm];
-}
+inline uint64_t UnsignedProduct(const CCpu& C, const COp* pOp) { return uint64_t(C.R[pOp->Rn]) * C.R[pOp->Rm]; }
 
 inline uint64_t SignedProduct(const CCpu& C, const COp* pOp) {
     return static_cast<uint64_t>(int64_t(static_cast<int32_t>(C.R[pOp->Rn])) * static_cast<int32_t>(C.R[pOp->Rm]));
@@ -225,9 +221,7 @@ template <uint32_t (*pfFunc)(uint32_t)> void Op_Unary(SIM_ARGS) {
     SIM_NEXT_LEN();
 }
 
-uint32_t CountLeadingZeros(uint32_t Value) {
-    return static_cast<uint32_t>(std::countl_zero(Value));
-}
+uint32_t CountLeadingZeros(uint32_t Value) { return static_cast<uint32_t>(std::countl_zero(Value)); }
 
 uint32_t ReverseBits(uint32_t Value) {
     Value = (Value >> 1 & 0x55555555) | (Value & 0x55555555) << 1;
@@ -236,13 +230,9 @@ uint32_t ReverseBits(uint32_t Value) {
     return __builtin_bswap32(Value);
 }
 
-uint32_t ReverseBytes(uint32_t Value) {
-    return __builtin_bswap32(Value);
-}
+uint32_t ReverseBytes(uint32_t Value) { return __builtin_bswap32(Value); }
 
-uint32_t ReverseHalves(uint32_t Value) {
-    return std::rotr(__builtin_bswap32(Value), 16);
-}
+uint32_t ReverseHalves(uint32_t Value) { return std::rotr(__builtin_bswap32(Value), 16); }
 
 uint32_t ReverseSigned(uint32_t Value) {
     return static_cast<uint32_t>(

@@ -8,21 +8,15 @@ namespace {
 
 using namespace Thumb;
 
-int32_t Low(uint32_t Value) {
-    return static_cast<int16_t>(Value);
-}
+int32_t Low(uint32_t Value) { return static_cast<int16_t>(Value); }
 
-int32_t High(uint32_t Value) {
-    return static_cast<int16_t>(Value >> 16);
-}
+int32_t High(uint32_t Value) { return static_cast<int16_t>(Value >> 16); }
 
 uint32_t Pack(int32_t HighHalf, int32_t LowHalf) {
     return static_cast<uint32_t>(HighHalf) << 16 | (static_cast<uint32_t>(LowHalf) & 0xFFFF);
 }
 
-int64_t Clamp(int64_t Value, int64_t Min, int64_t Max) {
-    return Value < Min ? Min : Value > Max ? Max : Value;
-}
+int64_t Clamp(int64_t Value, int64_t Min, int64_t Max) { return Value < Min ? Min : Value > Max ? Max : Value; }
 
 // Signed saturation to 32 bits; sets Q.
 uint32_t SaturateQ(CCpu& C, int64_t Value) {
@@ -156,9 +150,7 @@ uint32_t Select(const CCpu& C, const COp& Op) {
     return (C.R[Op.Rn] & Mask) | (C.R[Op.Rm] & ~Mask);
 }
 
-int32_t HalfOf(uint32_t Value, bool Upper) {
-    return Upper ? High(Value) : Low(Value);
-}
+int32_t HalfOf(uint32_t Value, bool Upper) { return Upper ? High(Value) : Low(Value); }
 
 uint32_t AbsoluteDifferences(const CCpu& C, const COp& Op, uint32_t Sum) {
     for (int Byte = 0; Byte < 4; Byte++) {

@@ -45,21 +45,13 @@ void Op_NoCoproc(SIM_ARGS) {
     SIM_TAIL LeaveChain(C, pOp, PC, pRing);
 }
 
-void Op_Nop(SIM_ARGS) {
-    SIM_NEXT_LEN();
-}
+void Op_Nop(SIM_ARGS) { SIM_NEXT_LEN(); }
 
-void Op_MovToPc(SIM_ARGS) {
-    SIM_JUMP(C.R[pOp->Rm] & ~1u);
-}
+void Op_MovToPc(SIM_ARGS) { SIM_JUMP(C.R[pOp->Rm] & ~1u); }
 
-void Op_AddToPc(SIM_ARGS) {
-    SIM_JUMP((pOp->Imm + C.R[pOp->Rm]) & ~1u);
-}
+void Op_AddToPc(SIM_ARGS) { SIM_JUMP((pOp->Imm + C.R[pOp->Rm]) & ~1u); }
 
-void Op_B(SIM_ARGS) {
-    SIM_JUMP(pOp->Imm);
-}
+void Op_B(SIM_ARGS) { SIM_JUMP(pOp->Imm); }
 
 void Op_Bl(SIM_ARGS) {
     C.R[14] = (PC + 4) | 1;

@@ -11,9 +11,7 @@ namespace {
 
 using namespace Thumb;
 
-constexpr uint32_t BytesOf(ESize Size) {
-    return Size == SIZE_W ? 4 : (Size == SIZE_H || Size == SIZE_SH) ? 2 : 1;
-}
+constexpr uint32_t BytesOf(ESize Size) { return Size == SIZE_W ? 4 : (Size == SIZE_H || Size == SIZE_SH) ? 2 : 1; }
 
 inline uint32_t Widen(uint32_t Value, ESize Size) {
     return Size == SIZE_SH   ? static_cast<uint32_t>(static_cast<int32_t>(static_cast<int16_t>(Value)))

@@ -26,13 +26,9 @@ uint32_t ItemSize(uint32_t Addr, uint32_t Rest, uint32_t Width) {
 
 } // namespace
 
-CSimBackend::~CSimBackend() {
-    Close();
-}
+CSimBackend::~CSimBackend() { Close(); }
 
-std::string CSimBackend::Open() {
-    return "";
-}
+std::string CSimBackend::Open() { return ""; }
 
 void CSimBackend::Close() {
     if (!m_pTarget) {
@@ -54,9 +50,7 @@ void CSimBackend::Close() {
     m_pTarget = nullptr;
 }
 
-std::string CSimBackend::GetFirmware() const {
-    return "Simulated target V1 compiled for Cortex-M";
-}
+std::string CSimBackend::GetFirmware() const { return "Simulated target V1 compiled for Cortex-M"; }
 
 std::string CSimBackend::Connect(const Novik::CDevice& Device) {
     if (!Device.CanSimulate) {
@@ -101,9 +95,7 @@ bool CSimBackend::Go() {
     return m_pTarget;
 }
 
-bool CSimBackend::Step() {
-    return m_pTarget && m_pTarget->Step();
-}
+bool CSimBackend::Step() { return m_pTarget && m_pTarget->Step(); }
 
 bool CSimBackend::Reset() {
     if (m_pTarget) {

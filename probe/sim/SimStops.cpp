@@ -69,18 +69,14 @@ bool CSimBackend::ClearBreakpoint(uint32_t Handle) {
 namespace {
 
 // A comparator ignores low address bits only, at most 15 of them.
-bool IsAddrMaskGood(uint32_t Mask) {
-    return (Mask & (Mask + 1)) == 0 && Mask <= 0x7FFF;
-}
+bool IsAddrMaskGood(uint32_t Mask) { return (Mask & (Mask + 1)) == 0 && Mask <= 0x7FFF; }
 
 bool IsDataMaskGood(uint32_t Mask) {
     return Mask == 0 || Mask == 0xFFFF0000 || Mask == 0xFFFFFF00 || Mask == 0xFFFFFFFF;
 }
 
 // A value needs a comparator of its own beside the one of the address.
-uint32_t NumComparators(const CWatch& Watch) {
-    return Watch.DataMask == 0xFFFFFFFF ? 1 : 2;
-}
+uint32_t NumComparators(const CWatch& Watch) { return Watch.DataMask == 0xFFFFFFFF ? 1 : 2; }
 
 } // namespace
 

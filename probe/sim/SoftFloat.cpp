@@ -41,9 +41,7 @@ inline CNumber Unpack(uint32_t a, uint32_t& Fpscr) {
     return {Frac ? Nan : EKind::Infinite, Sign, 0, 0};
 }
 
-inline uint32_t SignBit(bool Sign) {
-    return Sign ? SIGN : 0;
-}
+inline uint32_t SignBit(bool Sign) { return Sign ? SIGN : 0; }
 
 inline bool RoundsUp(ERound Round, bool Sign, bool IsOdd, uint64_t Frac) {
     constexpr uint64_t HALF = uint64_t(1) << 63;
@@ -187,9 +185,7 @@ inline CNumber Product(const CNumber& A, const CNumber& B) {
 }
 
 // A finite result is the operand itself, but for a denormal one that was flushed.
-uint32_t Repack(const CNumber& A, uint32_t a) {
-    return A.Kind == EKind::Zero ? SignBit(A.Sign) : a;
-}
+uint32_t Repack(const CNumber& A, uint32_t a) { return A.Kind == EKind::Zero ? SignBit(A.Sign) : a; }
 
 template <bool IsMax> uint32_t MaxMin(uint32_t a, uint32_t b, uint32_t& Fpscr) {
     const auto IsQuiet = [](uint32_t x) { return (x & DEFAULT_NAN) == DEFAULT_NAN; };
@@ -357,13 +353,9 @@ uint32_t FloatCompare(uint32_t a, uint32_t b, bool QuietNanInvalid, uint32_t& Fp
     return x == y ? 0x60000000 : x < y ? 0x80000000 : 0x20000000;
 }
 
-uint32_t FloatMaxNum(uint32_t a, uint32_t b, uint32_t& Fpscr) {
-    return MaxMin<true>(a, b, Fpscr);
-}
+uint32_t FloatMaxNum(uint32_t a, uint32_t b, uint32_t& Fpscr) { return MaxMin<true>(a, b, Fpscr); }
 
-uint32_t FloatMinNum(uint32_t a, uint32_t b, uint32_t& Fpscr) {
-    return MaxMin<false>(a, b, Fpscr);
-}
+uint32_t FloatMinNum(uint32_t a, uint32_t b, uint32_t& Fpscr) { return MaxMin<false>(a, b, Fpscr); }
 
 uint32_t FloatRoundInt(uint32_t a, ERound Round, bool Exact, uint32_t& Fpscr) {
     const CNumber A = Unpack(a, Fpscr);

@@ -26,9 +26,7 @@ enum EFpscr : uint32_t {
 // The first four are the values of FPSCR.RMode.
 enum class ERound : uint8_t { Nearest, Plus, Minus, Zero, Away };
 
-inline ERound RoundingMode(uint32_t Fpscr) {
-    return static_cast<ERound>(Fpscr >> FPSCR_RMODE_SHIFT & 3);
-}
+inline ERound RoundingMode(uint32_t Fpscr) { return static_cast<ERound>(Fpscr >> FPSCR_RMODE_SHIFT & 3); }
 
 uint32_t FloatAdd(uint32_t a, uint32_t b, uint32_t& Fpscr);
 uint32_t FloatMul(uint32_t a, uint32_t b, uint32_t& Fpscr);

@@ -287,9 +287,7 @@ CMpuPlace FindMpuPlace(const CCpu& C, uint32_t Addr) {
     return {Region & 15, (Word & 1) != 0};
 }
 
-bool IsMpuRegion(uint32_t Addr) {
-    return IsIn(Addr, 0xE000ED9C, 8);
-}
+bool IsMpuRegion(uint32_t Addr) { return IsIn(Addr, 0xE000ED9C, 8); }
 
 uint32_t ReadMpu(const CCpu& C, uint32_t Addr) {
     if (IsMpuRegion(Addr)) {

@@ -86,7 +86,7 @@ private:
     std::atomic<bool> m_Running{false};
     std::atomic<bool> m_LockupSeen{false}; // not yet told
     bool m_Connected = false;
-    bool m_Idle = false;      // asleep with nothing that could wake it
+    bool m_Idle = false; // asleep with nothing that could wake it
     bool m_Quit = false;
     std::thread m_Thread;
 };

@@ -122,12 +122,8 @@ enum EOp : uint16_t {
 constexpr uint16_t AluOp(EAlu Alu, bool SetFlags, EOperand Operand) {
     return static_cast<uint16_t>(OP_ALU + (Alu * 2 + (SetFlags ? 1 : 0)) * 3 + Operand);
 }
-constexpr uint16_t LoadOp(ESize Size, EAddrMode Mode) {
-    return static_cast<uint16_t>(OP_LOAD + Size * 5 + Mode);
-}
-constexpr uint16_t StoreOp(ESize Size, EAddrMode Mode) {
-    return static_cast<uint16_t>(OP_STORE + Size * 4 + Mode);
-}
+constexpr uint16_t LoadOp(ESize Size, EAddrMode Mode) { return static_cast<uint16_t>(OP_LOAD + Size * 5 + Mode); }
+constexpr uint16_t StoreOp(ESize Size, EAddrMode Mode) { return static_cast<uint16_t>(OP_STORE + Size * 4 + Mode); }
 
 // DSP extension: what OP_DSP does, in ShType. Flags holds the variant bits of the encoding.
 enum EDsp : uint8_t {
@@ -191,9 +187,7 @@ enum EVfp : uint8_t {
     VFP_FPV5,    // instructions of version 5 only; ShAmt: EVfp5
     VFP_COUNT,
 };
-constexpr uint16_t VfpOp(uint32_t Vfp) {
-    return static_cast<uint16_t>(OP_VFP + Vfp);
-}
+constexpr uint16_t VfpOp(uint32_t Vfp) { return static_cast<uint16_t>(OP_VFP + Vfp); }
 static_assert(VfpOp(VFP_COUNT) == OP_COUNT);
 enum EVfp5 : uint8_t { VFP5_VSEL, VFP5_VMAXNM, VFP5_VMINNM, VFP5_VRINT, VFP5_VCVT };
 // Rounding of an instruction: one of its own, or that of FPSCR. VSEL has its condition there.
@@ -229,9 +223,7 @@ struct CInst {
 };
 
 // True if Half is the first halfword of a 32-bit instruction.
-constexpr bool Is32Bit(uint16_t Half) {
-    return (Half & 0xE000) == 0xE000 && (Half & 0x1800) != 0;
-}
+constexpr bool Is32Bit(uint16_t Half) { return (Half & 0xE000) == 0xE000 && (Half & 0x1800) != 0; }
 
 // Decodes the instruction at Addr. Second is read only for 32-bit instructions. UNDEFINED bit patterns, and the
 // UNPREDICTABLE ones that would need a choice, give OP_UNDEFINED.

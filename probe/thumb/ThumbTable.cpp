@@ -7,9 +7,7 @@
 namespace Thumb {
 namespace {
 
-constexpr uint32_t Bits(uint32_t Word, int High, int Low) {
-    return (Word >> Low) & ((2u << (High - Low)) - 1u);
-}
+constexpr uint32_t Bits(uint32_t Word, int High, int Low) { return (Word >> Low) & ((2u << (High - Low)) - 1u); }
 
 constexpr int32_t SignExtend(uint32_t Value, int NumBits) {
     return static_cast<int32_t>(Value << (32 - NumBits)) >> (32 - NumBits);
@@ -46,9 +44,7 @@ void SetShift(CInst& I, uint32_t Type, uint32_t Amount) {
     }
 }
 
-bool IsPlain(const CInst& I) {
-    return I.ShType == SHIFT_LSL && I.ShAmt == 0;
-}
+bool IsPlain(const CInst& I) { return I.ShType == SHIFT_LSL && I.ShAmt == 0; }
 
 // --- 16-bit forms: w is the halfword ---------------------------------------------------------------------------
 
@@ -374,9 +370,7 @@ void MovImm16(CInst& I, uint32_t w, uint32_t, uint32_t Top) {
     }
 }
 
-bool IsBadReg(uint32_t Reg) {
-    return Reg == 13 || Reg == 15;
-}
+bool IsBadReg(uint32_t Reg) { return Reg == 13 || Reg == 15; }
 
 void BitField(CInst& I, uint32_t w, uint32_t, uint32_t Op) {
     I.Code = static_cast<uint16_t>(Op);

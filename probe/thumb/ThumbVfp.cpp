@@ -6,13 +6,9 @@
 namespace Thumb {
 namespace {
 
-constexpr uint32_t Bits(uint32_t Word, int High, int Low) {
-    return (Word >> Low) & ((2u << (High - Low)) - 1u);
-}
+constexpr uint32_t Bits(uint32_t Word, int High, int Low) { return (Word >> Low) & ((2u << (High - Low)) - 1u); }
 
-void Set(CInst& I, uint32_t Vfp) {
-    I.Code = VfpOp(Vfp);
-}
+void Set(CInst& I, uint32_t Vfp) { I.Code = VfpOp(Vfp); }
 
 // The architecture leaves the result open; here it is a fault.
 void SetOpen(CInst& I) {
@@ -27,9 +23,7 @@ void Registers(CInst& I, uint32_t w) {
     I.Rm = static_cast<uint8_t>((w & 15) << 1 | Bits(w, 5, 5));
 }
 
-bool IsBadReg(uint32_t Reg) {
-    return Reg == 13 || Reg == 15;
-}
+bool IsBadReg(uint32_t Reg) { return Reg == 13 || Reg == 15; }
 
 // --- Data processing --------------------------------------------------------------------------------------------
 

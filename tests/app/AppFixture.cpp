@@ -43,9 +43,7 @@ private:
 
 const ::testing::Environment* const pEnvironment = ::testing::AddGlobalTestEnvironment(new CAppEnvironment);
 
-QStringList _ConsoleLines() {
-    return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n'));
-}
+QStringList _ConsoleLines() { return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n')); }
 
 void _Drain() {
     while (CMainWindow::Get().GetConsole().DrainRing()) {
@@ -113,9 +111,7 @@ bool CAppTest::IsHaltedAt(I64 Addr) {
     return Device().IsConnected() && Device().IsHalted() && Device().IsSessionReady() && Device().GetPC() == Addr;
 }
 
-bool CAppTest::StartSession() {
-    return Run("Debug.Start()") && WaitForHaltAt(AddressOf("main"));
-}
+bool CAppTest::StartSession() { return Run("Debug.Start()") && WaitForHaltAt(AddressOf("main")); }
 
 bool CAppTest::StopSession() {
     if (Device().IsConnected()) {
@@ -126,9 +122,7 @@ bool CAppTest::StopSession() {
     });
 }
 
-QString DemoSource(const QString& sFile) {
-    return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/src/") + sFile;
-}
+QString DemoSource(const QString& sFile) { return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/src/") + sFile; }
 
 int DemoLineWith(const QString& sFile, const QString& sText) {
     QFile File(DemoSource(sFile));

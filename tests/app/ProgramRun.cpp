@@ -64,13 +64,9 @@ QString ProjectHead() {
                           "  Project.SetTIFSpeed (\"4 MHz\");\n");
 }
 
-QString DemoElf() {
-    return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf");
-}
+QString DemoElf() { return QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf"); }
 
-QString OpenDemo() {
-    return QStringLiteral("  File.Open (\"%1\");\n").arg(DemoElf());
-}
+QString OpenDemo() { return QStringLiteral("  File.Open (\"%1\");\n").arg(DemoElf()); }
 
 QString LoggingFunctions(const QStringList& Names) {
     QString sText;

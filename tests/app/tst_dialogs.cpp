@@ -252,9 +252,12 @@ TEST_F(CDialogTest, DevicesAreListedWithTheirSizes) {
 
 TEST_F(CDialogTest, WelcomeScreenGivesWhatWasChosen) {
     const QStringList Recent = {"/tmp/a/first.dbgprj", "/tmp/b/second.dbgprj"};
-    for (const int Result : {CWelcomeScreen::NEW_PROJECT, CWelcomeScreen::NEW_PROJECT_WIZARD, CWelcomeScreen::OPEN_DIALOG}) {
+    for (const int Result :
+         {CWelcomeScreen::NEW_PROJECT, CWelcomeScreen::NEW_PROJECT_WIZARD, CWelcomeScreen::OPEN_DIALOG}) {
         CWelcomeScreen Screen(Recent, &Window());
-        QTimer::singleShot(0, &Screen, [&] { Screen.findChild<QCommandLinkButton*>(QStringLiteral("choice%1").arg(Result))->click(); });
+        QTimer::singleShot(0, &Screen, [&] {
+            Screen.findChild<QCommandLinkButton*>(QStringLiteral("choice%1").arg(Result))->click();
+        });
         EXPECT_EQ(Screen.Choose(), Result);
     }
     CWelcomeScreen Screen(Recent, &Window());
@@ -298,8 +301,9 @@ TEST_F(CDialogTest, TraceSettingsGoBehindTheSpeed) {
     QFile File(Path("demo.dbgprj"));
     ASSERT_TRUE(File.open(QIODevice::ReadOnly));
     const QString sText = QString::fromUtf8(File.readAll());
-    EXPECT_TRUE(sText.contains("  Project.SetTIFSpeed (\"4 MHz\");\n  Project.SetTraceSource (\"Trace Pins\");\n"
-                               "  Project.SetTracePortWidth (4);\n  Project.SetTraceTiming (2000, 2000, 2000, 2000);\n"))
+    EXPECT_TRUE(
+        sText.contains("  Project.SetTIFSpeed (\"4 MHz\");\n  Project.SetTraceSource (\"Trace Pins\");\n"
+                       "  Project.SetTracePortWidth (4);\n  Project.SetTraceTiming (2000, 2000, 2000, 2000);\n"))
         << sText.toStdString();
 }
 

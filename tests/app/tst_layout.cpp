@@ -75,7 +75,8 @@ TEST_F(CLayoutTest, DamagedUserFilesChangeNothing) {
     } const aCase[] = {
         {"empty", ""},
         {"binary", QByteArray("\0\xFF\xFE\"\"\"\n=,=,[;]\x80", 14).repeated(100)},
-        {"unknown", "OpenWindow=\"No such\", DockArea=LEFT, x=0, y=0, w=1, h=1\nOpenToolbar=\"None\"\nTableHeader=\"x\"\n"},
+        {"unknown",
+         "OpenWindow=\"No such\", DockArea=LEFT, x=0, y=0, w=1, h=1\nOpenToolbar=\"None\"\nTableHeader=\"x\"\n"},
         {"huge", QByteArray(2 * 1024 * 1024, 'x')},
     };
     for (const auto& Case : aCase) {
@@ -117,8 +118,9 @@ TEST_F(CLayoutTest, ACancelledPromptChangesNothing) {
 }
 
 TEST_F(CLayoutTest, ANewProjectAskedForByAScriptComesWhenItHasEnded) {
-    ASSERT_TRUE(OpenProject("maker.dbgprj", "void OnProjectLoad (void) {\n  Util.Log (\"before\");\n  File.NewProject();\n"
-                                            "  Util.Log (\"behind\");\n}\n"));
+    ASSERT_TRUE(OpenProject("maker.dbgprj",
+                            "void OnProjectLoad (void) {\n  Util.Log (\"before\");\n  File.NewProject();\n"
+                            "  Util.Log (\"behind\");\n}\n"));
     ASSERT_TRUE(WaitUntil([] { return CProject::Get().GetPath().isEmpty(); }));
     EXPECT_TRUE(Window().windowTitle().endsWith(" - *New Project")) << Window().windowTitle().toStdString();
 }

@@ -132,10 +132,9 @@ TEST(ProgramChain, EachStepRunsOnceAndInOrder) {
 TEST(ProgramChain, ConsoleLogIsTheWholeSession) {
     const CProgramRun Run;
     Run.WriteFile("console.log", "left over from an earlier run\n");
-    const PROGRAM_RESULT Result =
-        Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() +
-                "  Project.AddSvdFile (\"$(ConfigDir)/CPU/Cortex-M4F.svd\");\n" + OpenDemo() + "  Debug.Start();\n}\n" +
-                HALT_FUNCTION);
+    const PROGRAM_RESULT Result = Run.Run("void OnProjectLoad (void) {\n" + ProjectHead() +
+                                          "  Project.AddSvdFile (\"$(ConfigDir)/CPU/Cortex-M4F.svd\");\n" + OpenDemo() +
+                                          "  Debug.Start();\n}\n" + HALT_FUNCTION);
     const QStringList Expected = {
         "Project.SetConsoleLogFile (\"$(ProjectDir)/console.log\");",
         "Project.SetDevice (\"Cortex-M4\");",

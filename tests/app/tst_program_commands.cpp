@@ -36,7 +36,8 @@ TEST(ProgramCommands, EachSaysWhatItDoes) {
         if (Case.sError != nullptr) {
             Expected.append(QString(Case.sEcho).remove(';') + ": " + Case.sError);
         }
-        QStringList Found = _Between(Result.Lines, QStringLiteral("mark %1").arg(Number), QStringLiteral("mark %1").arg(Number + 1));
+        QStringList Found =
+            _Between(Result.Lines, QStringLiteral("mark %1").arg(Number), QStringLiteral("mark %1").arg(Number + 1));
         Found.removeIf([](const QString& sLine) { return sLine.startsWith("File not found: "); });
         EXPECT_EQ(Found.join('\n').toStdString(), Expected.join('\n').toStdString()) << Case.sCall;
         ++Number;
@@ -49,7 +50,8 @@ TEST(ProgramCommands, SettingsSurviveARestart) {
     for (int i = PREF_SHOW_LINE_NUMBERS; i < SYS_VAR_COUNT; ++i) {
         const SYS_VAR* pVar = GetSysVar(i);
         const QList<I32> Values = SysVarValues(pVar);
-        const I32 Other = Values.isEmpty() ? *pVar->pDefault + 1 : (Values.last() == *pVar->pDefault ? Values.first() : Values.last());
+        const I32 Other = Values.isEmpty() ? *pVar->pDefault + 1
+                                           : (Values.last() == *pVar->pDefault ? Values.first() : Values.last());
         sProject += QStringLiteral("  Edit.Preference (%1, %2);\n").arg(QLatin1String(pVar->sName)).arg(Other);
         Expected.insert(QStringLiteral("AppData/Preferences/Preferences/") + pVar->sName, QString::number(Other));
     }
@@ -65,7 +67,9 @@ TEST(ProgramCommands, SettingsSurviveARestart) {
         EXPECT_EQ(Run.Setting(It.key()).toString().toStdString(), It.value().toStdString()) << It.key().toStdString();
     }
     // A colour taken back leaves no key.
-    ASSERT_EQ(Run.Run("void OnProjectLoad (void) {\n  Edit.Color (COLOR_PC_ACTIVE, \"#77FF6D\");\n  File.Exit();\n}\n").ExitCode, 0);
+    ASSERT_EQ(Run.Run("void OnProjectLoad (void) {\n  Edit.Color (COLOR_PC_ACTIVE, \"#77FF6D\");\n  File.Exit();\n}\n")
+                  .ExitCode,
+              0);
     EXPECT_FALSE(Run.Setting("AppData/Preferences/Colors/COLOR_PC_ACTIVE").isValid());
 }
 

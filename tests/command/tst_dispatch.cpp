@@ -8,9 +8,7 @@ namespace {
 
 QStringList DisabledReports;
 
-void _ReportDisabled(const QString& sName) {
-    DisabledReports.append(sName);
-}
+void _ReportDisabled(const QString& sName) { DisabledReports.append(sName); }
 
 } // namespace
 

@@ -9,9 +9,7 @@ const char sScriptText[] = "main.c:10";
 QList<U32> Waited;
 bool MayCall = true;
 
-I64 _TextArg() {
-    return reinterpret_cast<I64>(sScriptText);
-}
+I64 _TextArg() { return reinterpret_cast<I64>(sScriptText); }
 
 } // namespace
 

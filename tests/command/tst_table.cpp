@@ -13,9 +13,7 @@
 
 namespace {
 
-I32 _NoHandler(const I64*, U32) {
-    return 0;
-}
+I32 _NoHandler(const I64*, U32) { return 0; }
 
 /// Registers prototypes with a fresh interpreter.
 class CPrototypes {

@@ -18,12 +18,8 @@ int _Answer(const char* sName, int Normal, const QString& sArgs = QString()) {
     return Result;
 }
 
-QString _Hex(U32 Value) {
-    return QString::number(Value, 16);
-}
-QString _Hex(U32 A, U32 B) {
-    return _Hex(A) + ' ' + _Hex(B);
-}
+QString _Hex(U32 Value) { return QString::number(Value, 16); }
+QString _Hex(U32 A, U32 B) { return _Hex(A) + ' ' + _Hex(B); }
 
 template <class T> int _ReadItems(const char* sName, U32 Addr, U32 Count, T* pData, U8* pStatus) {
     LOCK Lock(_pFake->Mutex);
@@ -58,9 +54,7 @@ template <class T> int _WriteItem(const char* sName, U32 Addr, T Value) {
     return _pFake->Write(Addr, Bytes) == sizeof(Value) ? 0 : -1;
 }
 
-bool _IsWidth(I32 Width) {
-    return Width == 0 || Width == 1 || Width == 2 || Width == 4;
-}
+bool _IsWidth(I32 Width) { return Width == 0 || Width == 1 || Width == 2 || Width == 4; }
 
 int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
     LOCK Lock(_pFake->Mutex);
@@ -223,9 +217,7 @@ int32_t _ReadRegs(const uint32_t* pIdxs, uint32_t* pValues, uint8_t* pStatus, ui
                    _pFake->IsConnected && (_pFake->Recording.isEmpty() || _pFake->HaltStatus == 1) ? 0 : -1);
 }
 
-int _BackgroundAccess() {
-    return 0;
-}
+int _BackgroundAccess() { return 0; }
 
 // Functions whose work is their result.
 #define FAKE_CALL(Member, Short, Normal, ...)                                                                          \
@@ -238,13 +230,9 @@ int _BackgroundAccess() {
 
 } // namespace
 
-CFakeProbe* CFakeProbe::Current() {
-    return _pFake;
-}
+CFakeProbe* CFakeProbe::Current() { return _pFake; }
 
-CFakeProbe::~CFakeProbe() {
-    _pFake = nullptr;
-}
+CFakeProbe::~CFakeProbe() { _pFake = nullptr; }
 
 bool CFakeProbe::Call(const char* sName, const QString& sArgs, int* pResult) {
     m_Calls.append(sArgs.isEmpty() ? QString::fromLatin1(sName) : QString::fromLatin1(sName) + ' ' + sArgs);

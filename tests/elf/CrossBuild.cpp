@@ -39,8 +39,9 @@ QList<CROSS_PROGRAM> _Build(const QString& sDir) {
         for (const char* sLevel : {"-O0", "-Og", "-O2", "-Os"}) {
             for (const char* sVersion : {"-gdwarf-2", "-gdwarf-3", "-gdwarf-4", "-gdwarf-5"}) {
                 const QString sPath = QStringLiteral("%1/p%2.elf").arg(sDir).arg(Programs.size());
-                const QStringList Args = Compiler.Args + QStringList{sLevel, sVersion, "-Wl,-Ttext=0x8000",
-                                                                     sSourceDir + Compiler.sSource, "-o", sPath};
+                const QStringList Args =
+                    Compiler.Args +
+                    QStringList{sLevel, sVersion, "-Wl,-Ttext=0x8000", sSourceDir + Compiler.sSource, "-o", sPath};
                 if (!Compiler.sProgram.isEmpty() && QProcess::execute(Compiler.sProgram, Args) == 0) {
                     Programs.append({QFileInfo(Compiler.sProgram).fileName() + ' ' + Args.join(' '), sPath});
                 }
@@ -75,7 +76,8 @@ const QList<CROSS_PROGRAM>& CrossPrograms() {
 
 QList<CROSS_PROGRAM> FirmwarePrograms() {
     QList<CROSS_PROGRAM> Programs;
-    QDirIterator Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"), {"*.elf"}, QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator Firmware(QStringLiteral(BRASK_BINARY_DIR "/firmware"), {"*.elf"}, QDir::Files,
+                          QDirIterator::Subdirectories);
     while (Firmware.hasNext()) {
         const QString sPath = Firmware.next();
         Programs.append({sPath, sPath});
@@ -86,7 +88,8 @@ QList<CROSS_PROGRAM> FirmwarePrograms() {
 const QList<CROSS_PROGRAM>& ForeignPrograms() {
     static const QList<CROSS_PROGRAM> Programs = [] {
         QList<CROSS_PROGRAM> List;
-        for (const QString& sPath : qEnvironmentVariable("BRASK_ORACLE_PROGRAMS").split(QDir::listSeparator(), Qt::SkipEmptyParts)) {
+        for (const QString& sPath :
+             qEnvironmentVariable("BRASK_ORACLE_PROGRAMS").split(QDir::listSeparator(), Qt::SkipEmptyParts)) {
             List.append({sPath, sPath});
         }
         return List;
@@ -94,7 +97,9 @@ const QList<CROSS_PROGRAM>& ForeignPrograms() {
     return Programs;
 }
 
-const QList<CROSS_PROGRAM>& OraclePrograms() { return ForeignPrograms().isEmpty() ? CrossPrograms() : ForeignPrograms(); }
+const QList<CROSS_PROGRAM>& OraclePrograms() {
+    return ForeignPrograms().isEmpty() ? CrossPrograms() : ForeignPrograms();
+}
 
 void NoteCompared(const CROSS_PROGRAM& Program, const char* sWhat, qint64 Count) {
     if (!ForeignPrograms().isEmpty()) {
@@ -105,7 +110,8 @@ void NoteCompared(const CROSS_PROGRAM& Program, const char* sWhat, qint64 Count)
 bool BuildCross(const QString& sCompiler, const QStringList& Args, const QString& sElf) {
     const bool IsClang = sCompiler.startsWith(QLatin1String("clang"));
     const QString sProgram = IsClang ? QStandardPaths::findExecutable(sCompiler) : FindCrossTool(sCompiler);
-    const QString sLibGcc = RunTool(FindCrossTool("gcc"), QStringList{"-print-libgcc-file-name"} + _TargetFlags(Args)).trimmed();
+    const QString sLibGcc =
+        RunTool(FindCrossTool("gcc"), QStringList{"-print-libgcc-file-name"} + _TargetFlags(Args)).trimmed();
     if (sProgram.isEmpty() || (IsClang && QStandardPaths::findExecutable("ld.lld").isEmpty())) {
         return false;
     }

@@ -23,8 +23,7 @@ int _ReadMem(void*, U32 Addr, U32 NumBytes, U8* pBuf) {
     return Addr >= 0x1000 ? 0 : -1;
 }
 
-template <U32 Value>
-int _Give(void*, U32* pAddr) {
+template <U32 Value> int _Give(void*, U32* pAddr) {
     *pAddr = Value;
     return 0;
 }
@@ -49,7 +48,8 @@ int _Expr(void*, U64 Off, bool, const U8** ppExpr, U32* pNumBytes) {
 }
 
 int _Type(void*, U64 Off, ELF_EXPR_TYPE* pType) {
-    static constexpr ELF_EXPR_TYPE aType[] = {{4, DW_ATE_signed}, {8, DW_ATE_unsigned}, {4, DW_ATE_float}, {1, DW_ATE_signed_char}};
+    static constexpr ELF_EXPR_TYPE aType[] = {
+        {4, DW_ATE_signed}, {8, DW_ATE_unsigned}, {4, DW_ATE_float}, {1, DW_ATE_signed_char}};
     if (Off < 1 || Off > 4) {
         return -1;
     }
@@ -119,7 +119,8 @@ void _Check(const std::vector<EXPR_CASE>& Cases) {
     const ELF_EXPR_ENV Env = _Env();
     for (size_t i = 0; i < Cases.size(); ++i) {
         const std::vector<U8>& Expr = Cases[i].Expr;
-        EXPECT_EQ(_Text(ELF_EvalExpr(Expr.data(), static_cast<U32>(Expr.size()), Env)), Cases[i].sResult) << "case " << i;
+        EXPECT_EQ(_Text(ELF_EvalExpr(Expr.data(), static_cast<U32>(Expr.size()), Env)), Cases[i].sResult)
+            << "case " << i;
     }
 }
 
@@ -189,7 +190,8 @@ TEST(DwarfExpr, TypedValues) {
          "value fffffffe"},
         {{DW_OP_regval_type, 3, 1, DW_OP_convert, 3, DW_OP_stack_value}, "value 46400000"},
         {{DW_OP_const_type, 3, 4, 0, 0, 0x20, 0x41, DW_OP_const_type, 3, 4, 0, 0, 0, 0x40, DW_OP_div, DW_OP_convert, 1,
-          DW_OP_stack_value}, "value 5"},
+          DW_OP_stack_value},
+         "value 5"},
         {{DW_OP_const_type, 3, 4, 0, 0, 0x80, 0xBF, DW_OP_reinterpret, 1, DW_OP_stack_value}, "value bf800000"},
         {{DW_OP_const_type, 3, 4, 0, 0, 0x80, 0x7F, DW_OP_convert, 1, DW_OP_stack_value}, BAD}, // infinity is no int
         {{DW_OP_lit1, DW_OP_const_type, 3, 4, 0, 0, 0x80, 0xBF, DW_OP_plus, DW_OP_stack_value}, BAD},
@@ -204,10 +206,10 @@ TEST(DwarfExpr, RefusesWhatIsDamagedOrUnknown) {
         {{DW_OP_plus}, BAD},
         {{DW_OP_lit1, DW_OP_lit0, DW_OP_div}, BAD},
         {{DW_OP_reg1, DW_OP_lit1}, BAD},
-        {{DW_OP_skip, 0xFD, 0xFF}, BAD},          // jumps to itself
-        {{DW_OP_skip, 0x00, 0x80}, BAD},          // jumps in front of the start
+        {{DW_OP_skip, 0xFD, 0xFF}, BAD},             // jumps to itself
+        {{DW_OP_skip, 0x00, 0x80}, BAD},             // jumps in front of the start
         {{DW_OP_lit1, DW_OP_skip, 0xFC, 0xFF}, BAD}, // fills the stack
-        {{DW_OP_call2, 2, 0}, BAD},               // calls itself
+        {{DW_OP_call2, 2, 0}, BAD},                  // calls itself
         {{DW_OP_implicit_value, 0xFF, 0xFF, 0xFF, 0xFF, 0x0F, 1}, BAD},
         {{DW_OP_entry_value, 0}, BAD},
         {{DW_OP_pick, 3}, BAD},

@@ -12,7 +12,8 @@
 // The symbol store against gdb: every function's range, every global's address and size, every struct's layout, for C
 // and C++ at four levels of optimization and in four versions of DWARF. Programs of others (BRASK_ORACLE_PROGRAMS) that
 // aren't C or C++ always differ in these:
-// - an array of Ada or Fortran whose first index isn't told begins at 1 for gdb, at 0 here; gdb computes sizes at run time;
+// - an array of Ada or Fortran whose first index isn't told begins at 1 for gdb, at 0 here; gdb computes sizes at run
+// time;
 // - an array of arrays (Go, or by a typedef) has its inner dimension first here; gdb gives a function 1 byte;
 // - variables that the compiler made up (D) are no globals here;
 // - what stands in another file (split units, supplementary files) isn't read.
@@ -34,7 +35,8 @@ constexpr qsizetype MAX_NAME = 511; ///< longer ones are cut
 /// and with the defaults. gdb demangles the one name that the compiler gives in mangled form.
 QString _Squeeze(QString sName) {
     static const QRegularExpression Args(QStringLiteral("<[^<>]*>"));
-    static const QRegularExpression Clone(QStringLiteral("\\[abi:\\w+\\]|(\\.(constprop|isra|part|lto_priv|cold)(\\.\\d+)?)+$"));
+    static const QRegularExpression Clone(
+        QStringLiteral("\\[abi:\\w+\\]|(\\.(constprop|isra|part|lto_priv|cold)(\\.\\d+)?)+$"));
     static const QRegularExpression Closure(QStringLiteral("\\{lambda|\\$_|(^|::)operator\\(\\)$"));
     sName.remove(QLatin1String("'<'")).replace(QLatin1String("->"), QLatin1String("--"));
     const bool IsCut = sName.size() >= MAX_NAME;
@@ -44,7 +46,8 @@ QString _Squeeze(QString sName) {
     }
     sName = IsCut ? sName.section(QLatin1Char('<'), 0, 0) : sName;
     sName.remove(Clone).replace(QLatin1String("short int"), QLatin1String("short"));
-    if (const qsizetype Conversion = sName.indexOf(QLatin1String("operator ")); Conversion >= 0) { // to a typedef or not
+    if (const qsizetype Conversion = sName.indexOf(QLatin1String("operator "));
+        Conversion >= 0) { // to a typedef or not
         sName.truncate(Conversion + 8);
     }
     sName.replace(QLatin1String("ulong long"), QLatin1String("long ulong")); // clang's "unsigned long long"
@@ -55,8 +58,8 @@ QString _Squeeze(QString sName) {
 }
 
 QStringList _AskGdb(const QString& sElf) {
-    return RunTool(_Tool("gdb-multiarch"), {"-nx", "-batch", "-ex", "python NM='" + _Tool("nm") + "'", "-x",
-                                         sSourceDir + "dump.py", sElf})
+    return RunTool(_Tool("gdb-multiarch"),
+                   {"-nx", "-batch", "-ex", "python NM='" + _Tool("nm") + "'", "-x", sSourceDir + "dump.py", sElf})
         .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
@@ -64,7 +67,8 @@ QStringList _AskGdb(const QString& sElf) {
 QString _TypeText(QString sText) {
     static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w)|::(?!\\*))"));
     static const QRegularExpression Class(QStringLiteral("\\bclass\\b|\\bstruct dyn\\b"));
-    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module)).replace(QLatin1String("struct::"), QLatin1String("struct"));
+    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module))
+                .replace(QLatin1String("struct::"), QLatin1String("struct"));
     return sText.contains(QLatin1String("::*")) ? QStringLiteral("memberptr") : sText;
 }
 
@@ -87,8 +91,8 @@ QString _DescribeMember(ELF_SYM_HANDLE h) {
 bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const QString sOurs = _Squeeze(ElfApi_GetSymName(h, true));
     const QString sTheirs = _Squeeze(sName);
-    const bool IsCut = ElfApi_GetSymName(h, true).size() >= MAX_NAME &&
-                       sTheirs.contains(sOurs.section(QStringLiteral("::"), -1));
+    const bool IsCut =
+        ElfApi_GetSymName(h, true).size() >= MAX_NAME && sTheirs.contains(sOurs.section(QStringLiteral("::"), -1));
     const QString sScope = sOurs.section(QStringLiteral("::"), 0, -2);
     const bool IsConstructor = sScope.section(QStringLiteral("::"), -1) == sOurs.section(QStringLiteral("::"), -1) &&
                                sTheirs.startsWith(sScope + "::");
@@ -99,7 +103,8 @@ bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const DWARF_STORE* pStore = ELF_IsElfSymbol(h) ? nullptr : ELF_GetStore();
     DWARF_ATTR Attr;
     return (pStore == nullptr && sName.contains(QLatin1String("thunk to "))) ||
-           (pStore != nullptr && _CreateDieAttrEx(*pStore, _GetDie(h), DW_AT_linkage_name, &Attr) && sName == QLatin1String(Attr.sText));
+           (pStore != nullptr && _CreateDieAttrEx(*pStore, _GetDie(h), DW_AT_linkage_name, &Attr) &&
+            sName == QLatin1String(Attr.sText));
 }
 
 /// Types of the current file by the name for comparison, without the scope in front.
@@ -131,7 +136,8 @@ QString _CheckFunc(const QString& sName, U32 Lo, U32 Hi) {
 /// Empty if one of the variables of that name (static ones may share it) is at the place.
 QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sType) {
     QString sFound;
-    for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(sName, true, false, false, false) + ElfApi_FindSymsAtAddr(static_cast<U32>(Addr), true, false)) {
+    for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(sName, true, false, false, false) +
+                                      ElfApi_FindSymsAtAddr(static_cast<U32>(Addr), true, false)) {
         if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && ElfApi_GetSymSize(h) == Size &&
             _TypeText(ElfApi_GetSymDataTypeName(h)) == _TypeText(sType)) {
             return {};
@@ -139,7 +145,10 @@ QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sT
         if (Addr == 0 && ElfApi_GetSymAddr(h) == -1) {
             return {}; // at 0 stands what the linker dropped
         }
-        sFound += QStringLiteral(" %1, %2 bytes, %3").arg(ElfApi_GetSymAddr(h)).arg(ElfApi_GetSymSize(h)).arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
+        sFound += QStringLiteral(" %1, %2 bytes, %3")
+                      .arg(ElfApi_GetSymAddr(h))
+                      .arg(ElfApi_GetSymSize(h))
+                      .arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
     }
     return QStringLiteral("found") + sFound;
 }
@@ -163,7 +172,8 @@ QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) 
     QStringList Theirs = sEnumerators.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     for (QString& sTheirs : Theirs) {
         const I64 Value = sTheirs.section(QLatin1Char('='), 1).toLongLong();
-        sTheirs = sTheirs.section(QLatin1Char('='), 0, 0).section(QLatin1Char('.'), -1) + '=' + QString::number(static_cast<U32>(Value));
+        sTheirs = sTheirs.section(QLatin1Char('='), 0, 0).section(QLatin1Char('.'), -1) + '=' +
+                  QString::number(static_cast<U32>(Value));
     }
     QString sFound;
     for (const ELF_SYM_HANDLE hType : _TypesNamed(sName)) {
@@ -225,15 +235,18 @@ QString _CheckStruct(const GDB_STRUCT& Struct) {
     for (const ELF_SYM_HANDLE h : _TypesNamed(Struct.sName)) {
         QStringList Found;
         for (const ELF_SYM_HANDLE hMember : ElfApi_GetMembers(ElfApi_GetSymDataType(h, true))) {
-            if (!ElfApi_IsFunc(hMember) && !ElfApi_GetSymName(hMember).isEmpty() && ElfApi_GetMemberOffset(hMember) >= 0) {
+            if (!ElfApi_IsFunc(hMember) && !ElfApi_GetSymName(hMember).isEmpty() &&
+                ElfApi_GetMemberOffset(hMember) >= 0) {
                 Found.append(_DescribeMember(hMember));
             }
         }
         QString sMissing;
         for (const QString& sMember : Struct.Members) {
             // What the compiler made up isn't shown: the pointer to the virtual functions, the inside of va_list.
-            const bool IsMadeUp = sMember.startsWith(QLatin1String("_vptr")) || sMember.startsWith(QLatin1String("__ap|"));
-            const bool IsFound = std::any_of(Found.cbegin(), Found.cend(), [&](const QString& sOurs) { return _IsSameMember(sOurs, sMember); });
+            const bool IsMadeUp =
+                sMember.startsWith(QLatin1String("_vptr")) || sMember.startsWith(QLatin1String("__ap|"));
+            const bool IsFound = std::any_of(Found.cbegin(), Found.cend(),
+                                             [&](const QString& sOurs) { return _IsSameMember(sOurs, sMember); });
             sMissing += IsFound || IsMadeUp ? QString() : sMember + ' ';
         }
         if (ElfApi_GetSymSize(h) == Struct.Size && sMissing.isEmpty()) {
@@ -266,7 +279,8 @@ int _CompareWithGdb(const QString& sElf, const QString& sWhere) {
     }
     for (const GDB_STRUCT& Struct : Structs) {
         const QString sError = _CheckStruct(Struct);
-        EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": " + Struct.sName + ", " + QString::number(Struct.Size) + " bytes: " + sError);
+        EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": " + Struct.sName + ", " + QString::number(Struct.Size) +
+                                                    " bytes: " + sError);
     }
     ElfApi_Deinit();
     return static_cast<int>(Facts.size());
@@ -285,8 +299,8 @@ protected:
 };
 
 TEST_F(DwarfGdb, EveryCompilerVersionAndOptimizationAgrees) {
-    const QStringList Common = {"-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main", "-Wl,-Ttext=0x8000",
-                                "-Wl,-Tdata=0x20000000"};
+    const QStringList Common = {"-mthumb",           "-ffreestanding",       "-nostdlib", "-w", "-Wl,-e,main",
+                                "-Wl,-Ttext=0x8000", "-Wl,-Tdata=0x20000000"};
     const QStringList Cpp = {"-fno-exceptions", "-fno-rtti", "-fno-threadsafe-statics", "-fno-use-cxa-atexit"};
     const BUILD aBuild[] = {
         {"gcc", "-mcpu=cortex-m4 -gdwarf-2"},
@@ -306,7 +320,8 @@ TEST_F(DwarfGdb, EveryCompilerVersionAndOptimizationAgrees) {
     int NumBuilds = 0;
     for (const BUILD& Build : aBuild) {
         const bool IsAll = QLatin1String(Build.sFlags) == QLatin1String("-mcpu=cortex-m4 -gdwarf-5");
-        for (const char* sLevel : IsAll ? QList<const char*>{"-O0", "-Og", "-O2", "-Os"} : QList<const char*>{"-O0", "-O2"}) {
+        for (const char* sLevel :
+             IsAll ? QList<const char*>{"-O0", "-Og", "-O2", "-Os"} : QList<const char*>{"-O0", "-O2"}) {
             const QStringList Flags = Common + QString(Build.sFlags).split(QLatin1Char(' ')) + QStringList{sLevel};
             const bool IsGcc = QLatin1String(Build.sCompiler) == QLatin1String("gcc");
             const QString sWhere = QStringLiteral("%1 %2 %3").arg(Build.sCompiler, Build.sFlags, sLevel);
@@ -344,10 +359,14 @@ TEST_F(DwarfGdb, UnitsOfSeveralProducersInOneFileAgree) {
     const QString sCpp = m_Dir.filePath("cpp.o");
     const QString sAsm = m_Dir.filePath("asm.o");
     const QString sElf = m_Dir.filePath("mixed.elf");
-    if (!BuildCross("gcc", Common + QStringList{"-c", "-O1", "-gdwarf-2", "-Dmain=Start", sSourceDir + "types.c"}, sC) ||
+    if (!BuildCross("gcc", Common + QStringList{"-c", "-O1", "-gdwarf-2", "-Dmain=Start", sSourceDir + "types.c"},
+                    sC) ||
         !BuildCross("gcc", Common + QStringList{"-c", "-gdwarf-4", sSourceDir + "labels.S"}, sAsm) ||
-        !BuildCross("clang++", Common + QStringList{"-c", "-O1", "-gdwarf-5", "-fno-exceptions", "-fno-rtti",
-                                                    "-fno-threadsafe-statics", "-fno-use-cxa-atexit", "-fshort-enums", sSourceDir + "classes.cpp"}, sCpp)) {
+        !BuildCross("clang++",
+                    Common + QStringList{"-c", "-O1", "-gdwarf-5", "-fno-exceptions", "-fno-rtti",
+                                         "-fno-threadsafe-statics", "-fno-use-cxa-atexit", "-fshort-enums",
+                                         sSourceDir + "classes.cpp"},
+                    sCpp)) {
         GTEST_SKIP() << "gcc or clang for ARM is not installed";
     }
     ASSERT_TRUE(BuildCross("gcc", Common + QStringList{"-Wl,-e,main", "-Wl,-Ttext=0x8000", sC, sCpp, sAsm}, sElf));
@@ -380,12 +399,16 @@ TEST_F(DwarfGdb, RustAgrees) {
 TEST_F(CElfTest, SplitUnitsLeaveTheirFunctionsToTheSymbolTable) {
     const QString sElf = m_Dir.filePath("split.elf");
     for (const char* sVersion : {"-gdwarf-4", "-gdwarf-5"}) {
-        if (!BuildCross("gcc", {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main", sVersion,
-                                "-gsplit-dwarf", sSourceDir + "types.c"}, sElf)) {
+        if (!BuildCross("gcc",
+                        {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main", sVersion,
+                         "-gsplit-dwarf", sSourceDir + "types.c"},
+                        sElf)) {
             GTEST_SKIP() << "arm-none-eabi-gcc is not installed";
         }
         ASSERT_EQ(ElfApi_Init(sElf), 0);
-        EXPECT_EQ(ElfApi_GetSymName(ElfApi_GetFuncAtAddr(static_cast<U32>(ElfApi_GetSymAddr(ElfApi_FindSym("Recurse", false, false, false, true))))), "Recurse");
+        EXPECT_EQ(ElfApi_GetSymName(ElfApi_GetFuncAtAddr(
+                      static_cast<U32>(ElfApi_GetSymAddr(ElfApi_FindSym("Recurse", false, false, false, true))))),
+                  "Recurse");
         EXPECT_TRUE(ElfApi_GlobalVars().isEmpty());
         ElfApi_Deinit();
     }
@@ -397,14 +420,20 @@ TEST_F(DwarfGdb, DeclaredTypesAreThoseThatAnotherUnitDescribes) {
         EXPECT_TRUE(File.open(QIODevice::WriteOnly) && File.write(Text) == Text.size());
         return File.fileName();
     };
-    const QString sUser = Write("user.cpp", "struct Hidden; namespace in { class Hidden; struct Twice; struct Never; }\n"
-                                            "Hidden *pHidden; in::Hidden *pInner; in::Twice *pTwice; in::Never *pNever;\nint main() { return 0; }\n");
-    const QString sOwner = Write("owner.cpp", "struct Base { int Id; };\nstruct Hidden : Base { int a; Hidden *pNext; } Root;\n"
-                                              "namespace in { class Hidden { char m_a[20]; public: int Get() { return m_a[0]; } } Inner;\n"
-                                              "struct Twice { int a; } One; struct Deep { struct Mid { struct In { int v; } i; } m; } TheDeep; }\nint Use() { return in::Inner.Get(); }\n");
+    const QString sUser =
+        Write("user.cpp",
+              "struct Hidden; namespace in { class Hidden; struct Twice; struct Never; }\n"
+              "Hidden *pHidden; in::Hidden *pInner; in::Twice *pTwice; in::Never *pNever;\nint main() { return 0; }\n");
+    const QString sOwner =
+        Write("owner.cpp", "struct Base { int Id; };\nstruct Hidden : Base { int a; Hidden *pNext; } Root;\n"
+                           "namespace in { class Hidden { char m_a[20]; public: int Get() { return m_a[0]; } } Inner;\n"
+                           "struct Twice { int a; } One; struct Deep { struct Mid { struct In { int v; } i; } m; } "
+                           "TheDeep; }\nint Use() { return in::Inner.Get(); }\n");
     const QString sOther = Write("other.cpp", "namespace in { struct Twice { int a, b; } Two; }\n");
     const QString sElf = m_Dir.filePath("declared.elf");
-    if (!BuildCross("g++", {"-mcpu=cortex-m4", "-mthumb", "-nostdlib", "-g", "-w", "-Wl,-e,main", sUser, sOwner, sOther}, sElf)) {
+    if (!BuildCross("g++",
+                    {"-mcpu=cortex-m4", "-mthumb", "-nostdlib", "-g", "-w", "-Wl,-e,main", sUser, sOwner, sOther},
+                    sElf)) {
         GTEST_SKIP() << "no compiler for ARM is installed";
     }
     ASSERT_EQ(ElfApi_Init(sElf), 0);
@@ -414,7 +443,8 @@ TEST_F(DwarfGdb, DeclaredTypesAreThoseThatAnotherUnitDescribes) {
         qsizetype NumMembers;
         qsizetype NumBases;
     };
-    for (const ROW& Row : {ROW{"pHidden", 12, 2, 1}, ROW{"pInner", 20, 2, 0}, ROW{"pTwice", 0, 0, 0}, ROW{"pNever", 0, 0, 0}}) {
+    for (const ROW& Row :
+         {ROW{"pHidden", 12, 2, 1}, ROW{"pInner", 20, 2, 0}, ROW{"pTwice", 0, 0, 0}, ROW{"pNever", 0, 0, 0}}) {
         const ELF_SYM_HANDLE hPointer = ElfApi_GetSymDataType(ElfApi_FindSym(Row.sPointer, true, false, false, false));
         const ELF_SYM_HANDLE hType = ElfApi_GetSymDataType(hPointer);
         EXPECT_NE(hType, 0u) << Row.sPointer;

@@ -17,7 +17,9 @@ namespace {
 struct ENTRY {
     QString sTag;
     QHash<QString, QString> Attrs;
-    U32 Number(const char* sAttr) const { return Attrs.value(sAttr).section(QLatin1Char(' '), 0, 0).remove('\t').toUInt(nullptr, 0); }
+    U32 Number(const char* sAttr) const {
+        return Attrs.value(sAttr).section(QLatin1Char(' '), 0, 0).remove('\t').toUInt(nullptr, 0);
+    }
 };
 
 /// Entries by offset. Lines are " <2><814>: Abbrev Number: 42 (DW_TAG_...)" and "    <815>   DW_AT_... : value".
@@ -54,7 +56,8 @@ QString _NameOf(const QMap<U32, ENTRY>& Entries, U32 Off) {
         if (Entry.Attrs.contains("DW_AT_name")) {
             return Entry.Attrs["DW_AT_name"];
         }
-        const char* sNext = Entry.Attrs.contains("DW_AT_abstract_origin") ? "DW_AT_abstract_origin" : "DW_AT_specification";
+        const char* sNext =
+            Entry.Attrs.contains("DW_AT_abstract_origin") ? "DW_AT_abstract_origin" : "DW_AT_specification";
         Off = Entry.Attrs.value(sNext).section(QLatin1Char('<'), 1).section(QLatin1Char('>'), 0, 0).toUInt(nullptr, 16);
     }
     return {};
@@ -68,7 +71,8 @@ bool _IsFound(ELF_SYM_HANDLE h, U32 Addr) {
     for (ELF_SYM_HANDLE hOuter = h; hOuter != 0; hOuter = ElfApi_GetParentFunc(hOuter)) {
         hFunc = hOuter;
     }
-    return Funcs.contains(h) || ElfApi_GetSymAddrRange(hFunc).Addr == 0 || (Funcs.value(0) != hFunc && Funcs.contains(hFunc));
+    return Funcs.contains(h) || ElfApi_GetSymAddrRange(hFunc).Addr == 0 ||
+           (Funcs.value(0) != hFunc && Funcs.contains(hFunc));
 }
 
 int _Compare(const QString& sElf) {
@@ -80,7 +84,8 @@ int _Compare(const QString& sElf) {
         }
         const ELF_SYM_HANDLE h = ELF_MakeDwarfHandle(It.key() + 1);
         EXPECT_EQ(ElfApi_GetSymType(h), static_cast<U32>(DW_TAG_inlined_subroutine));
-        EXPECT_EQ(ElfApi_GetSymName(h).toStdString(), _NameOf(Entries, It.key()).left(MAX_NAME).toStdString()) << std::hex << It.key();
+        EXPECT_EQ(ElfApi_GetSymName(h).toStdString(), _NameOf(Entries, It.key()).left(MAX_NAME).toStdString())
+            << std::hex << It.key();
         EXPECT_EQ(ElfApi_GetSymCallLine(h), It->Number("DW_AT_call_line")) << std::hex << It.key();
         const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
         if (It->Attrs.contains("DW_AT_low_pc") && It->Number("DW_AT_high_pc") != 0) {
@@ -100,13 +105,13 @@ int _Compare(const QString& sElf) {
     return static_cast<int>(NumFound);
 }
 
-constexpr int MAX_ADDRS = 2000; ///< compared per program
+constexpr int MAX_ADDRS = 2000;    ///< compared per program
 constexpr U32 MAX_INFO = 32 << 20; ///< bytes of debug information whose text of 50 times that is read
 
 QString _FileName(const QString& sPath) { return sPath.section(QLatin1Char('/'), -1); }
 
-/// The functions over an address from the innermost on, each with the place in it: "inner a.c:3 outer b.c:7 ". Functions
-/// that the compiler made up, GCC's closures among them, aren't listed: there it ends with a star.
+/// The functions over an address from the innermost on, each with the place in it: "inner a.c:3 outer b.c:7 ".
+/// Functions that the compiler made up, GCC's closures among them, aren't listed: there it ends with a star.
 QString _Chain(U32 Addr, const QString& sPlace) {
     QString sText;
     QString sAt = sPlace;
@@ -140,7 +145,8 @@ int _CompareChains(const QString& sElf) {
     for (qsizetype i = 0; i < Addrs.size(); i += Step) {
         Args.append(QString::number(Addrs[i]));
     }
-    const QStringList Answers = RunTool(QStandardPaths::findExecutable("llvm-symbolizer"), Args).split(QStringLiteral("\n\n"), Qt::SkipEmptyParts);
+    const QStringList Answers = RunTool(QStandardPaths::findExecutable("llvm-symbolizer"), Args)
+                                    .split(QStringLiteral("\n\n"), Qt::SkipEmptyParts);
     EXPECT_EQ(Answers.size(), Addrs.isEmpty() ? 0 : (Addrs.size() - 1) / Step + 1) << qPrintable(sElf);
     qsizetype NumElsewhere = 0;
     for (qsizetype i = 0; i < Answers.size(); ++i) {
@@ -162,7 +168,8 @@ int _CompareChains(const QString& sElf) {
         }
         const QString sOurs = _Chain(Addr, sPlace);
         EXPECT_TRUE(sOurs == sTheirs || sOurs == sTheirs + '*' || sOurs == sInner + '*')
-            << qPrintable(sElf) << std::hex << " at " << Addr << ": theirs " << qPrintable(sTheirs) << ", ours " << qPrintable(sOurs);
+            << qPrintable(sElf) << std::hex << " at " << Addr << ": theirs " << qPrintable(sTheirs) << ", ours "
+            << qPrintable(sOurs);
     }
     EXPECT_LE(NumElsewhere, Answers.size() / 20) << qPrintable(sElf);
     return static_cast<int>(Answers.size());
@@ -179,8 +186,10 @@ TEST_F(DwarfInline, ExpansionsAgreeWithReadelf) {
         for (const char* sVersion : {"-gdwarf-4", "-gdwarf-5"}) {
             for (const char* sSource : {"values.c", "types.c"}) {
                 const QString sElf = m_Dir.filePath("inline.elf");
-                if (!BuildCross(sCompiler, {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main",
-                                            "-Wl,-Ttext=0x8000", "-O2", sVersion, QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/dwarf/") + sSource},
+                if (!BuildCross(sCompiler,
+                                {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-w", "-Wl,-e,main",
+                                 "-Wl,-Ttext=0x8000", "-O2", sVersion,
+                                 QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/dwarf/") + sSource},
                                 sElf)) {
                     continue;
                 }
@@ -204,7 +213,8 @@ TEST_F(DwarfInline, ExpansionsOverAddressesAgreeWithSymbolizer) {
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         NoteCompared(Program, "function chains at addresses of lines", _CompareChains(Program.sPath));
-        if (!ForeignPrograms().isEmpty() && ELF_GetStore() != nullptr && ELF_GetStore()->aSection[DSEC_INFO].Size < MAX_INFO) {
+        if (!ForeignPrograms().isEmpty() && ELF_GetStore() != nullptr &&
+            ELF_GetStore()->aSection[DSEC_INFO].Size < MAX_INFO) {
             NoteCompared(Program, "inline expansions", _Compare(Program.sPath));
         }
         ElfApi_Deinit();
@@ -212,11 +222,15 @@ TEST_F(DwarfInline, ExpansionsOverAddressesAgreeWithSymbolizer) {
 }
 
 TEST_F(DwarfInline, CopiesOfAFunctionCountOnce) {
-    const QStringList Common = {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-O2", "-g", "-fno-exceptions", "-fno-rtti"};
+    const QStringList Common = {"-mcpu=cortex-m4", "-mthumb",  "-ffreestanding", "-nostdlib", "-O2", "-g",
+                                "-fno-exceptions", "-fno-rtti"};
     const QString sSource = QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/src/mixed.cpp");
     const QString sOther = m_Dir.filePath("other.o");
     const QString sElf = m_Dir.filePath("copies.elf");
-    if (!BuildCross("g++", Common + QStringList{"-c", "-DCounter=Other", "-DSink=OtherSink", "-D_start=OtherStart", "-DGrow=OtherGrow", sSource}, sOther) ||
+    if (!BuildCross("g++",
+                    Common + QStringList{"-c", "-DCounter=Other", "-DSink=OtherSink", "-D_start=OtherStart",
+                                         "-DGrow=OtherGrow", sSource},
+                    sOther) ||
         !BuildCross("g++", Common + QStringList{"-Wl,-Ttext=0x8000", sSource, sOther}, sElf)) {
         GTEST_SKIP() << "no compiler for ARM is installed";
     }

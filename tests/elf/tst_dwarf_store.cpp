@@ -38,26 +38,50 @@ private:
     }
 };
 
-enum ABBREV : U32 { UNIT = 1, BASE, STRUCT, MEMBER, POINTER, CONST_PTR, VAR, FUNC, INLINED, LOCAL, TYPEDEF, VOID_PTR, FRAME_FUNC, CONST_VAR, BARE_VAR };
+enum ABBREV : U32 {
+    UNIT = 1,
+    BASE,
+    STRUCT,
+    MEMBER,
+    POINTER,
+    CONST_PTR,
+    VAR,
+    FUNC,
+    INLINED,
+    LOCAL,
+    TYPEDEF,
+    VOID_PTR,
+    FRAME_FUNC,
+    CONST_VAR,
+    BARE_VAR
+};
 
 constexpr U32 HEADER_SIZE = 11;
 
 CBytes _Abbrevs() {
     CBytes b;
     b.List({UNIT, DW_TAG_compile_unit, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, 0, 0});
-    b.List({BASE, DW_TAG_base_type, 0, DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1, DW_AT_encoding, DW_FORM_data1, 0, 0});
+    b.List({BASE, DW_TAG_base_type, 0, DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1, DW_AT_encoding,
+            DW_FORM_data1, 0, 0});
     b.List({STRUCT, DW_TAG_structure_type, 1, DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data2, 0, 0});
-    b.List({MEMBER, DW_TAG_member, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_data_member_location, DW_FORM_data2, 0, 0});
+    b.List({MEMBER, DW_TAG_member, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_data_member_location,
+            DW_FORM_data2, 0, 0});
     b.List({POINTER, DW_TAG_pointer_type, 0, DW_AT_type, DW_FORM_ref4, 0, 0});
     b.List({CONST_PTR, DW_TAG_const_type, 0, DW_AT_type, DW_FORM_ref4, 0, 0});
-    b.List({VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_location, DW_FORM_exprloc, 0, 0});
-    b.List({FUNC, DW_TAG_subprogram, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4, 0, 0});
-    b.List({INLINED, DW_TAG_inlined_subroutine, 0, DW_AT_abstract_origin, DW_FORM_ref4, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4, 0, 0});
-    b.List({LOCAL, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_location, DW_FORM_exprloc, 0, 0});
+    b.List({VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_location,
+            DW_FORM_exprloc, 0, 0});
+    b.List({FUNC, DW_TAG_subprogram, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc,
+            DW_FORM_data4, 0, 0});
+    b.List({INLINED, DW_TAG_inlined_subroutine, 0, DW_AT_abstract_origin, DW_FORM_ref4, DW_AT_low_pc, DW_FORM_addr,
+            DW_AT_high_pc, DW_FORM_data4, 0, 0});
+    b.List({LOCAL, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_location,
+            DW_FORM_exprloc, 0, 0});
     b.List({TYPEDEF, DW_TAG_typedef, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, 0, 0});
     b.List({VOID_PTR, DW_TAG_pointer_type, 0, 0, 0});
-    b.List({FRAME_FUNC, DW_TAG_subprogram, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4, DW_AT_frame_base, DW_FORM_exprloc, 0, 0});
-    b.List({CONST_VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_const_value, DW_FORM_sdata, 0, 0});
+    b.List({FRAME_FUNC, DW_TAG_subprogram, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc,
+            DW_FORM_data4, DW_AT_frame_base, DW_FORM_exprloc, 0, 0});
+    b.List({CONST_VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_const_value,
+            DW_FORM_sdata, 0, 0});
     b.List({BARE_VAR, DW_TAG_variable, 0, DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, 0, 0, 0});
     return b;
 }
@@ -67,8 +91,7 @@ CBytes _Abbrevs() {
 class DwarfStore : public CElfTest {
 protected:
     /// A unit of version 4 around the DIEs that Fill() adds behind its root.
-    template <typename FILL>
-    void OpenUnit(FILL Fill, U32 ExtraLength = 0) {
+    template <typename FILL> void OpenUnit(FILL Fill, U32 ExtraLength = 0) {
         CBytes Dies;
         Dies.U1(UNIT).Text("unit.c").U4(0x1000);
         Fill(Dies);
@@ -103,8 +126,12 @@ TEST_F(DwarfStore, TypeTextsFollowTheChain) {
         b.U1(VOID_PTR);
         const U32 Loop = OffsetIn(b);
         b.U1(TYPEDEF).Text("LOOP").U4(Loop);
-        for (const auto& [sName, Type] : {std::pair{"Wide", Wide}, {"Text", Text}, {"Anything", Anything}, {"Loop", Loop},
-                                          {"Dangling", 0xFFFFu}, {"Middle", Char + 1}}) {
+        for (const auto& [sName, Type] : {std::pair{"Wide", Wide},
+                                          {"Text", Text},
+                                          {"Anything", Anything},
+                                          {"Loop", Loop},
+                                          {"Dangling", 0xFFFFu},
+                                          {"Middle", Char + 1}}) {
             b.U1(VAR).Text(sName).U4(Type).U1(5).U1(DW_OP_addr).U4(0x20000000);
         }
     });
@@ -171,7 +198,11 @@ TEST_F(DwarfStore, LocationsOfOneOperationAreRecordsOthersExpressions) {
     OpenUnit([&](CBytes& b) {
         int Num = 0;
         for (const CASE& Case : aCase) {
-            b.U1(VAR).Text(("v" + std::to_string(Num++)).c_str()).U4(0).U1(static_cast<U32>(Case.Expr.size())).List(Case.Expr);
+            b.U1(VAR)
+                .Text(("v" + std::to_string(Num++)).c_str())
+                .U4(0)
+                .U1(static_cast<U32>(Case.Expr.size()))
+                .List(Case.Expr);
         }
     });
     Messages.clear();
@@ -236,7 +267,11 @@ TEST_F(DwarfStore, ValuesInAFrame) {
         b.U1(FRAME_FUNC).Text("Run").U4(0x1010).U4(0x20).U1(5).List({DW_OP_addr, 0, 0, 1, 0x20});
         int Num = 0;
         for (const CASE& Case : aCase) {
-            b.U1(LOCAL).Text(("v" + std::to_string(Num++)).c_str()).U4(Int).U1(static_cast<U32>(Case.Expr.size())).List(Case.Expr);
+            b.U1(LOCAL)
+                .Text(("v" + std::to_string(Num++)).c_str())
+                .U4(Int)
+                .U1(static_cast<U32>(Case.Expr.size()))
+                .List(Case.Expr);
         }
         b.U1(CONST_VAR).Text("Constant").U4(Int).U1(0x7B);
         b.U1(BARE_VAR).Text("Nowhere").U4(Int);
@@ -348,9 +383,10 @@ TEST_F(DwarfStore, DamagedFilesAnswerOrDoNot) {
         }
         for (const ELF_SYM_LIST& List : {ElfApi_Functions(), ElfApi_GlobalVars(), ElfApi_Types()}) {
             for (const ELF_SYM_HANDLE h : List) {
-                NumAnswers += static_cast<U64>(ElfApi_GetSymName(h, true).size() + ElfApi_GetSymDataTypeName(h).size()) +
-                              ElfApi_GetSymSize(h) + static_cast<U64>(ElfApi_GetMembers(h).size()) +
-                              ElfApi_GetSymLoc(h, 0).Kind + static_cast<U64>(ElfApi_GetSymDeclFileName(h).size());
+                NumAnswers +=
+                    static_cast<U64>(ElfApi_GetSymName(h, true).size() + ElfApi_GetSymDataTypeName(h).size()) +
+                    ElfApi_GetSymSize(h) + static_cast<U64>(ElfApi_GetMembers(h).size()) + ElfApi_GetSymLoc(h, 0).Kind +
+                    static_cast<U64>(ElfApi_GetSymDeclFileName(h).size());
                 for (const ELF_SYM_HANDLE hLocal : ElfApi_LocalVars(h)) {
                     NumAnswers += ElfApi_GetSymLoc(hLocal, ElfApi_GetSymAddrRange(h).Addr).Kind;
                 }

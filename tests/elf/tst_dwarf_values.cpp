@@ -38,8 +38,8 @@ CONTEXT aContext[8];
 
 ELF_FRAME _Frame(size_t Number);
 
-/// Calls keep R4 to R11, SP and D8 and up (Procedure Call Standard for the Arm Architecture); the rest of an outer frame
-/// isn't known.
+/// Calls keep R4 to R11, SP and D8 and up (Procedure Call Standard for the Arm Architecture); the rest of an outer
+/// frame isn't known.
 int _ReadReg(void* p, U32 Reg, U64* pValue) {
     const CONTEXT& Context = *static_cast<CONTEXT*>(p);
     const FRAME& Frame = Context.pMachine->Frames[Context.Number];
@@ -48,9 +48,11 @@ int _ReadReg(void* p, U32 Reg, U64* pValue) {
     constexpr U32 FIRST_DOUBLE = 256;
     if (Reg < Frame.Core.size() && (!IsOuter || (Reg > LAST_SCRATCH_REG && Reg != 12 && Reg != 14))) {
         *pValue = Frame.Core[Reg];
-    } else if (Reg >= FIRST_SINGLE && Reg < FIRST_SINGLE + 2 * Frame.Doubles.size() && (!IsOuter || Reg >= FIRST_SINGLE + 16)) {
+    } else if (Reg >= FIRST_SINGLE && Reg < FIRST_SINGLE + 2 * Frame.Doubles.size() &&
+               (!IsOuter || Reg >= FIRST_SINGLE + 16)) {
         *pValue = (Frame.Doubles[(Reg - FIRST_SINGLE) / 2] >> (Reg % 2 * 32)) & 0xFFFFFFFF;
-    } else if (Reg >= FIRST_DOUBLE && Reg < FIRST_DOUBLE + Frame.Doubles.size() && (!IsOuter || Reg >= FIRST_DOUBLE + 8)) {
+    } else if (Reg >= FIRST_DOUBLE && Reg < FIRST_DOUBLE + Frame.Doubles.size() &&
+               (!IsOuter || Reg >= FIRST_DOUBLE + 8)) {
         *pValue = Frame.Doubles[Reg - FIRST_DOUBLE];
     } else {
         return -1;
@@ -167,10 +169,11 @@ QString _Check(const QStringList& Fact) {
         const bool IsShort = _IsShort(Place, ElfApi_GetSymSize(h));
         const QString sBits = _Bits(Value, First, Count, false);
         const bool IsLost = (Number != 0 || Fact[6] == GONE) && Value.Status == ELF_EXPR_UNAVAILABLE;
-        const bool IsBehind = First >= 8 * ElfApi_GetSymSize(h) && ElfApi_GetSymDataTypeName(h).contains(QLatin1Char('['));
+        const bool IsBehind =
+            First >= 8 * ElfApi_GetSymSize(h) && ElfApi_GetSymDataTypeName(h).contains(QLatin1Char('['));
         const bool IsPointer = Place.Pieces.size() == 1 && Place.Pieces[0].Kind == ELF_EXPR_PIECE_IMPLICIT_PTR;
-        if (sBits == Fact[6] || (IsPointer && Fact[6] == "0") || IsLost || IsBehind || (IsShort && _Bits(Value, First, Count, true) == Fact[6]) ||
-            (_IsWide(Place) && Fact[6] == "0")) {
+        if (sBits == Fact[6] || (IsPointer && Fact[6] == "0") || IsLost || IsBehind ||
+            (IsShort && _Bits(Value, First, Count, true) == Fact[6]) || (_IsWide(Place) && Fact[6] == "0")) {
             return {};
         }
         Ours.append(sBits);
@@ -198,8 +201,9 @@ void _Compare(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
         } else if (Fact[0] == "V") {
             ++(Fact[6] == GONE ? pTally->NumGone : pTally->NumValues);
             const QString sError = _Check(Fact);
-            EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": at ") << std::hex << Machine.Frames[Fact[1].toUInt()].PC
-                                          << qPrintable(": " + sFact + " but " + sError);
+            EXPECT_TRUE(sError.isEmpty())
+                << qPrintable(sWhere + ": at ") << std::hex << Machine.Frames[Fact[1].toUInt()].PC
+                << qPrintable(": " + sFact + " but " + sError);
         }
     }
 }
@@ -217,15 +221,17 @@ struct PROGRAM {
 
 /// The facts that gdb prints of a program that runs under QEMU.
 QString _AskGdb(const PROGRAM& Program) {
-    const QString sQemu = QStringLiteral("exec %1 -M mps2-an386 -kernel %2 -S -gdb stdio -display none -serial none -monitor none")
-                              .arg(_Tool("qemu-system-arm"), Program.sElf);
-    const QString sSetup = QStringLiteral("python QEMU='%1'; START='%2'; STACK=%3; DATA=0x20000000; DATA_SIZE=%4; STEPS=%5; "
-                                          "MAX_VISITS=1; LAST='%6'; FUNCTIONS='%7'")
-                               .arg(sQemu, Program.sStart)
-                               .arg(Program.StackTop)
-                               .arg(Program.DataSize)
-                               .arg(Program.NumSteps)
-                               .arg(Program.sFunctions.section(QLatin1Char(' '), -1), Program.sFunctions);
+    const QString sQemu =
+        QStringLiteral("exec %1 -M mps2-an386 -kernel %2 -S -gdb stdio -display none -serial none -monitor none")
+            .arg(_Tool("qemu-system-arm"), Program.sElf);
+    const QString sSetup =
+        QStringLiteral("python QEMU='%1'; START='%2'; STACK=%3; DATA=0x20000000; DATA_SIZE=%4; STEPS=%5; "
+                       "MAX_VISITS=1; LAST='%6'; FUNCTIONS='%7'")
+            .arg(sQemu, Program.sStart)
+            .arg(Program.StackTop)
+            .arg(Program.DataSize)
+            .arg(Program.NumSteps)
+            .arg(Program.sFunctions.section(QLatin1Char(' '), -1), Program.sFunctions);
     return RunTool(_Tool("gdb-multiarch"),
                    {"-nx", "-batch", "-ex", sSetup, "-x", BRASK_SOURCE_DIR "/tests/elf/dwarf/values.py", Program.sElf});
 }
@@ -250,8 +256,9 @@ protected:
 } // namespace
 
 TEST_F(DwarfValues, OptimizedCodeAgreesWithGdb) {
-    const QStringList Common = {"-mcpu=cortex-m4", "-mthumb", "-ffreestanding", "-nostdlib", "-Wl,-Ttext=0x8000",
-                                "-Wl,-Tdata=0x20000000", "-Wl,-Tbss=0x20000040"};
+    const QStringList Common = {"-mcpu=cortex-m4",     "-mthumb",           "-ffreestanding",
+                                "-nostdlib",           "-Wl,-Ttext=0x8000", "-Wl,-Tdata=0x20000000",
+                                "-Wl,-Tbss=0x20000040"};
     const QStringList HardFloat = {"-mfloat-abi=hard", "-mfpu=fpv4-sp-d16"};
     const QStringList Cpp = {"-std=c++17", "-fno-exceptions", "-fno-rtti"};
     struct BUILD {
@@ -281,8 +288,9 @@ TEST_F(DwarfValues, OptimizedCodeAgreesWithGdb) {
             continue;
         }
         ++NumBuilds;
-        Compare({sElf, "_start", IsCpp ? "ByReference Iterate Bind Chain Virtual _ZNK5shape6Square4AreaEv Done"
-                                       : "Split Widen Lost Loop Pointed Floats Bits Many Sized Tail Recurse Blocks Done",
+        Compare({sElf, "_start",
+                 IsCpp ? "ByReference Iterate Bind Chain Virtual _ZNK5shape6Square4AreaEv Done"
+                       : "Split Widen Lost Loop Pointed Floats Bits Many Sized Tail Recurse Blocks Done",
                  0x20004000, 128, 5},
                 Build.sCompiler + QStringLiteral(" ") + Build.Flags.join(QLatin1Char(' ')), &Tally);
     }
@@ -301,7 +309,8 @@ TEST_F(DwarfValues, FirmwareWithALibraryAgreesWithGdb) {
     TALLY Tally;
     Compare({sElf, "Reset",
              "main sin cos exp log sqrt atan2 sinf snprintf qsort strtod _strtod_l _dtoa_r _svfprintf_r __multiply "
-             "__lshift _malloc_r memmove powf", 0x20010000, 3000, 4},
+             "__lshift _malloc_r memmove powf",
+             0x20010000, 3000, 4},
             "compute-m4f", &Tally);
     EXPECT_GT(Tally.NumValues, 1000);
 }

@@ -39,9 +39,7 @@ QString _Run(const QString& sProgram, const QStringList& Args) {
                : QString();
 }
 
-QString _Hex(I64 Value) {
-    return QString::number(Value, 16).rightJustified(8, '0');
-}
+QString _Hex(I64 Value) { return QString::number(Value, 16).rightJustified(8, '0'); }
 
 /// FileId of the program's file of that name.
 U32 _FileOf(const QString& sName) {
@@ -90,7 +88,8 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
         const I64 Addr = ElfApi_GetAddr(Loc);
         ASSERT_GE(Addr, 0) << sMarker;
         EXPECT_TRUE(ElfApi_GetSrcLocs(static_cast<U32>(Addr)).contains(Loc)) << sMarker;
-        EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr)))) << sMarker;
+        EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr))))
+            << sMarker;
     }
     for (const CSrcLoc& Loc : {CSrcLoc{_FileOf("tick.c"), _LineOf("tick.c", "MARK: tick"), 0}, AtMain}) {
         EXPECT_GE(ElfApi_GetAddr(Loc), 0) << "the last line program is read as well as the first";
@@ -109,7 +108,8 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
 TEST_F(ElfDemo, FunctionsOfARangeOverlapIt) {
     const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(_AddrOf("main")));
     ASSERT_GT(Main.Size, 8u);
-    for (const ELF_ADDR_RANGE& Range : {Main, ELF_ADDR_RANGE{Main.Addr + 4, 1}, ELF_ADDR_RANGE{Main.Addr + Main.Size - 2, 2}}) {
+    for (const ELF_ADDR_RANGE& Range :
+         {Main, ELF_ADDR_RANGE{Main.Addr + 4, 1}, ELF_ADDR_RANGE{Main.Addr + Main.Size - 2, 2}}) {
         EXPECT_TRUE(ElfApi_GetFuncsInRange(Range).contains(ElfApi_GetFuncAtAddr(Main.Addr)));
     }
     EXPECT_FALSE(ElfApi_GetFuncsInRange({Main.Addr + Main.Size, 0x1000}).contains(ElfApi_GetFuncAtAddr(Main.Addr)));

@@ -55,7 +55,8 @@ TEST_F(ElfImage, OnlyWordInvariantImagesSwapWhatIsRead) {
         U32 Flags;
         I64 Half, Word, Inst;
     };
-    for (const ROW& Row : {ROW{0x05000000, 0x0102, 0x01020304, 0x03040102}, ROW{0x05800000, 0x0201, 0x04030201, 0x04030201}}) {
+    for (const ROW& Row :
+         {ROW{0x05000000, 0x0102, 0x01020304, 0x03040102}, ROW{0x05800000, 0x0201, 0x04030201, 0x04030201}}) {
         CElfImageBuilder Builder;
         Builder.IsBigEndian = true;
         Builder.Flags = Row.Flags;

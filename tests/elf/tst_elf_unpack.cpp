@@ -42,12 +42,24 @@ TEST_F(ElfUnpack, SectionsOfAllFormsAndDamagedOnes) {
             {".zdebug_line", 0, Old, Plain, nullptr},
             {".zdebug_loc", 0, "no header that says so", "no header that says so", nullptr},
             {".text", SHF_COMPRESSED, Header(1, Size) + _Zlib(Plain), Header(1, Size) + _Zlib(Plain), nullptr},
-            {".debug_a", SHF_COMPRESSED, Header(2, Size) + _Zlib(Plain), {}, "unknown compression of section .debug_a."},
+            {".debug_a",
+             SHF_COMPRESSED,
+             Header(2, Size) + _Zlib(Plain),
+             {},
+             "unknown compression of section .debug_a."},
             {".debug_b", SHF_COMPRESSED, "short", {}, "unknown compression of section .debug_b."},
-            {".debug_c", SHF_COMPRESSED, Header(1, Size) + _Zlib(Plain).chopped(9), {}, "could not unpack section .debug_c."},
+            {".debug_c",
+             SHF_COMPRESSED,
+             Header(1, Size) + _Zlib(Plain).chopped(9),
+             {},
+             "could not unpack section .debug_c."},
             {".debug_d", SHF_COMPRESSED, Header(1, Size - 1) + _Zlib(Plain), {}, "could not unpack section .debug_d."},
             {".debug_e", SHF_COMPRESSED, Header(1, Size + 1) + _Zlib(Plain), {}, "could not unpack section .debug_e."},
-            {".debug_f", SHF_COMPRESSED, Header(1, 0x7FFFFFFF) + _Zlib(Plain), {}, "compressed section is too large: .debug_f."},
+            {".debug_f",
+             SHF_COMPRESSED,
+             Header(1, 0x7FFFFFFF) + _Zlib(Plain),
+             {},
+             "compressed section is too large: .debug_f."},
         };
         CElfImageBuilder Builder;
         Builder.IsBigEndian = IsBig;
@@ -73,7 +85,8 @@ TEST_F(ElfUnpack, SectionsOfAllFormsAndDamagedOnes) {
 }
 
 TEST_F(ElfUnpack, SectionsThatShareTheirBytesAreLeftOut) {
-    const QByteArray Zeros = _Number(1, false) + _Number(100'000, false) + _Number(1, false) + _Zlib(QByteArray(100'000, '\0'));
+    const QByteArray Zeros =
+        _Number(1, false) + _Number(100'000, false) + _Number(1, false) + _Zlib(QByteArray(100'000, '\0'));
     CElfImageBuilder Builder;
     for (int i = 0; i < 100; ++i) {
         Builder.AddSection(".debug_info", 1, SHF_COMPRESSED, 0, Zeros);
@@ -109,7 +122,8 @@ TEST_F(ElfUnpack, ProgramsAnswerAsTheyDoUncompressed) {
     EXPECT_GT(Expected.size(), 30);
     for (const char* sForm : {"zlib-gabi", "zlib-gnu"}) {
         const QString sPacked = m_Dir.filePath(QLatin1String(sForm));
-        RunTool(FindCrossTool("objcopy"), {QStringLiteral("--compress-debug-sections=") + QLatin1String(sForm), sElf, sPacked});
+        RunTool(FindCrossTool("objcopy"),
+                {QStringLiteral("--compress-debug-sections=") + QLatin1String(sForm), sElf, sPacked});
         ASSERT_EQ(ElfApi_Init(sPacked), 0);
         EXPECT_FALSE(ELF_GetCurrentFile()->Unpacked.empty()) << sForm;
         EXPECT_EQ(Describe(), Expected) << sForm;

@@ -49,8 +49,8 @@ struct COUNTING_SINK {
     bool OnRow(const DWARF_LINE_ROW& Row) {
         const std::string sName(Row.File < pHeader->Files.size() ? pHeader->Files[Row.File].sName : "");
         if (!sName.empty()) {
-            ++pRows->operator[](QFileInfo(QString::fromStdString(sName)).fileName() + ':' + QString::number(Row.Line) + '@' +
-                                QString::number(Row.Addr, 16));
+            ++pRows->operator[](QFileInfo(QString::fromStdString(sName)).fileName() + ':' + QString::number(Row.Line) +
+                                '@' + QString::number(Row.Addr, 16));
         }
         return true;
     }
@@ -80,7 +80,8 @@ QString _Difference(const ROW_COUNTS& Theirs, const ROW_COUNTS& Ours) {
     QStringList Texts;
     for (auto It = Theirs.cbegin(); It != Theirs.cend() && Texts.size() < MAX_SHOWN; ++It) {
         if (Ours.value(It.key()) != It.value()) {
-            Texts.append(QStringLiteral("%1: theirs %2, ours %3").arg(It.key()).arg(It.value()).arg(Ours.value(It.key())));
+            Texts.append(
+                QStringLiteral("%1: theirs %2, ours %3").arg(It.key()).arg(It.value()).arg(Ours.value(It.key())));
         }
     }
     for (auto It = Ours.cbegin(); It != Ours.cend() && Texts.size() < MAX_SHOWN; ++It) {
@@ -157,8 +158,8 @@ QList<FRAME_TABLE> _ReadelfFrames(const QString& sPath) {
         } else if (IsFde && sLine.trimmed().startsWith("LOC")) {
             Tables.last().Columns = sLine.split(' ', Qt::SkipEmptyParts).mid(1);
         } else if (IsFde && RowMatch.hasMatch()) {
-            Tables.last().Rows.append({RowMatch.captured(1).toUInt(nullptr, 16),
-                                       RowMatch.captured(2).split(' ', Qt::SkipEmptyParts)});
+            Tables.last().Rows.append(
+                {RowMatch.captured(1).toUInt(nullptr, 16), RowMatch.captured(2).split(' ', Qt::SkipEmptyParts)});
         }
     }
     return Tables;
@@ -170,7 +171,8 @@ TEST_F(LinesOracle, EveryLineRowIsObjdumps) {
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         const ROW_COUNTS Theirs = _ObjdumpRows(Program.sPath);
-        EXPECT_EQ(Theirs.isEmpty(), ELF_FindSection(ELF_GetCurrentFile(), ".debug_line") < 0) << qPrintable(Program.sName);
+        EXPECT_EQ(Theirs.isEmpty(), ELF_FindSection(ELF_GetCurrentFile(), ".debug_line") < 0)
+            << qPrintable(Program.sName);
         EXPECT_EQ(_Difference(Theirs, _OwnRows()).toStdString(), "") << qPrintable(Program.sName);
         NoteCompared(Program, "line rows", Theirs.size());
     }
@@ -257,12 +259,15 @@ TEST_F(LinesOracle, DroppedCodeAtZeroLeavesNothingInLowCode) {
     const QTemporaryDir Dir;
     QFile Source(Dir.filePath("low.c"));
     ASSERT_TRUE(Source.open(QIODevice::WriteOnly));
-    Source.write("int Dropped(int n) {\n    int Sum = n * 3;\n    Sum += n / 5;\n    Sum ^= n << 2;\n    return Sum * Sum;\n}\n"
-                 "int main(void) {\n    return 4;\n}\n");
+    Source.write(
+        "int Dropped(int n) {\n    int Sum = n * 3;\n    Sum += n / 5;\n    Sum ^= n << 2;\n    return Sum * Sum;\n}\n"
+        "int main(void) {\n    return 4;\n}\n");
     Source.close();
     const QString sElf = Dir.filePath("low.elf");
-    if (!BuildCross("gcc", {"-mcpu=cortex-m4", "-mthumb", "-g", "-O0", "-ffunction-sections", "-Wl,--gc-sections", "-nostdlib",
-                            "-Wl,-e,main", "-Wl,-Ttext=0x10", Source.fileName()}, sElf)) {
+    if (!BuildCross("gcc",
+                    {"-mcpu=cortex-m4", "-mthumb", "-g", "-O0", "-ffunction-sections", "-Wl,--gc-sections", "-nostdlib",
+                     "-Wl,-e,main", "-Wl,-Ttext=0x10", Source.fileName()},
+                    sElf)) {
         GTEST_SKIP() << "no cross compiler is installed";
     }
     ASSERT_EQ(ElfApi_Init(sElf), 0);

@@ -5,7 +5,6 @@
 #include "elf/SrcMap.h"
 #include "tests/elf/ElfImageBuilder.h"
 
-
 #include <gtest/gtest.h>
 #include <libdwarf/dwarf.h>
 #include <map>
@@ -41,7 +40,12 @@ ELF_LINES _Lines() {
     Lines.SrcFiles = {"/src/Main.c", "/src/util.c", "/src/dropped.c", "/src/types.h"};
     Lines.Tables = {_Table({{0x2000, 1, 7, 9}, {0x2000, 1, 7, 2}, {0x9000, 1, 8, 0}},
                            {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}),
-                    _Table({{0x0, 0, 90, 0}, {0x1000, 0, 10, 1}, {0x1004, 0, 12, 3}, {0x1004, 0, 11, 1}, {0x1006, 0, 10, 5}, {0x1200, 0, 2011, 0}},
+                    _Table({{0x0, 0, 90, 0},
+                            {0x1000, 0, 10, 1},
+                            {0x1004, 0, 12, 3},
+                            {0x1004, 0, 11, 1},
+                            {0x1006, 0, 10, 5},
+                            {0x1200, 0, 2011, 0}},
                            {{0x1000, 0x1300}}),
                     _Table({{0x1500, 2, 5, 0}}, {})};
     return Lines;
@@ -86,9 +90,9 @@ TEST_F(SrcMap, NeighboursOfAnyAddress) {
         I64 Prev;
         I64 Next;
     };
-    const NEIGHBOURS aCase[] = {{0, -1, 0x1000},           {0x1000, -1, 0x1004},    {0x1001, 0x1000, 0x1004},
-                                {0x1004, 0x1000, 0x1006},  {0x1200, 0x1006, 0x2000}, {0x1FFF, 0x1200, 0x2000},
-                                {0x2000, 0x1200, -1},      {0xFFFFFFFE, 0x2000, -1}};
+    const NEIGHBOURS aCase[] = {{0, -1, 0x1000},          {0x1000, -1, 0x1004},     {0x1001, 0x1000, 0x1004},
+                                {0x1004, 0x1000, 0x1006}, {0x1200, 0x1006, 0x2000}, {0x1FFF, 0x1200, 0x2000},
+                                {0x2000, 0x1200, -1},     {0xFFFFFFFE, 0x2000, -1}};
     for (const NEIGHBOURS& Case : aCase) {
         EXPECT_EQ(m_Map.GetPrevAddr(Case.Addr), Case.Prev) << Case.Addr;
         EXPECT_EQ(m_Map.GetNextAddr(Case.Addr), Case.Next) << Case.Addr;
@@ -138,7 +142,8 @@ TEST(LineTable, AnswersAsOneSortedListWould) {
             U32 Addr = 0;
             for (U32 i = Random() % 80; i > 0; --i) {
                 Addr = Random() % 12 == 0 ? static_cast<U32>(Random()) % 4000 : Addr + static_cast<U32>(Random()) % 20;
-                Rows.push_back({Addr, static_cast<U32>(Random()) % 4, static_cast<U32>(Random()) % 9, 0}); // file 3 is none
+                Rows.push_back(
+                    {Addr, static_cast<U32>(Random()) % 4, static_cast<U32>(Random()) % 9, 0}); // file 3 is none
                 if (Addr >= FLOOR) {
                     All.push_back(Rows.back());
                     AddrsOfFile[Rows.back().File].insert(Addr);
@@ -166,7 +171,8 @@ TEST(LineTable, AnswersAsOneSortedListWould) {
         for (U32 Addr = 0; Addr < 4200; Addr += 7) {
             const auto It = std::find_if(All.begin(), All.end(), [Addr](const ROW& Row) { return Row.Addr >= Addr; });
             const CLineTable::CURSOR Found = Rows.Find(Addr);
-            ASSERT_EQ(Found.p != nullptr ? static_cast<I64>(Rows.AddrOf(Found)) : -1, It != All.end() ? static_cast<I64>(It->Addr) : -1);
+            ASSERT_EQ(Found.p != nullptr ? static_cast<I64>(Rows.AddrOf(Found)) : -1,
+                      It != All.end() ? static_cast<I64>(It->Addr) : -1);
         }
         for (U32 File = 0; File < 3; ++File) {
             std::multiset<U32> Addrs;
@@ -210,7 +216,8 @@ TEST(LineTable, RowsKeepEveryValueAtTheBordersOfTheirFields) {
     for (const size_t NumTables : {1, 2}) {
         std::vector<ELF_LINE> Wanted = Lines;
         Wanted.insert(Wanted.end(), Lines.begin(), NumTables == 2 ? Lines.end() : Lines.begin());
-        std::stable_sort(Wanted.begin(), Wanted.end(), [](const ELF_LINE& a, const ELF_LINE& b) { return a.Addr < b.Addr; });
+        std::stable_sort(Wanted.begin(), Wanted.end(),
+                         [](const ELF_LINE& a, const ELF_LINE& b) { return a.Addr < b.Addr; });
         CLineTable All;
         All.Build(std::vector<ELF_LINE_TABLE>(NumTables, Table), 0, nullptr);
         CLineTable::CURSOR Cursor = All.Find(BASE);
@@ -272,10 +279,34 @@ constexpr U8 ADVANCE_1 = DW_CFA_advance_loc | 1; ///< one code unit of 2 bytes
 } // namespace
 
 TEST(Cfi, RulesByKind) {
-    const std::vector<U8> Code = {ADVANCE_1, DW_CFA_def_cfa_offset, 16, DW_CFA_offset | 0, 4, DW_CFA_offset | 1, 3, DW_CFA_offset | 14, 1,
-                                  DW_CFA_val_offset, 2, 2, DW_CFA_register, 3, 9, DW_CFA_undefined, 4,
-                                  DW_CFA_expression, 5, 1, 0x30, DW_CFA_remember_state, ADVANCE_1, DW_CFA_def_cfa_register, 7,
-                                  DW_CFA_restore | 1, ADVANCE_1, DW_CFA_restore_state};
+    const std::vector<U8> Code = {ADVANCE_1,
+                                  DW_CFA_def_cfa_offset,
+                                  16,
+                                  DW_CFA_offset | 0,
+                                  4,
+                                  DW_CFA_offset | 1,
+                                  3,
+                                  DW_CFA_offset | 14,
+                                  1,
+                                  DW_CFA_val_offset,
+                                  2,
+                                  2,
+                                  DW_CFA_register,
+                                  3,
+                                  9,
+                                  DW_CFA_undefined,
+                                  4,
+                                  DW_CFA_expression,
+                                  5,
+                                  1,
+                                  0x30,
+                                  DW_CFA_remember_state,
+                                  ADVANCE_1,
+                                  DW_CFA_def_cfa_register,
+                                  7,
+                                  DW_CFA_restore | 1,
+                                  ADVANCE_1,
+                                  DW_CFA_restore_state};
     CFI_TABLE Table = _Frames(Code);
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
     const auto Expect = [&](U32 Reg, U32 Kind, U32 LocReg, I32 Off) {
@@ -319,9 +350,24 @@ TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
 
 TEST_F(CElfTest, FramesOfSignalHandlersAndOfCopies) {
     // A frame as GCC writes it for the return from a signal handler; of two for one function the first one counts.
-    const QByteArray Cie = QByteArray::fromHex("10000000" "ffffffff" "01" "5300" "01" "7c" "0e" "0c0d00000000");
-    const QByteArray First = QByteArray::fromHex("10000000" "00000000" "00100000" "40000000" "0e080000");
-    const QByteArray Second = QByteArray::fromHex("10000000" "00000000" "00100000" "40000000" "0e100000");
+    const QByteArray Cie = QByteArray::fromHex("10000000"
+                                               "ffffffff"
+                                               "01"
+                                               "5300"
+                                               "01"
+                                               "7c"
+                                               "0e"
+                                               "0c0d00000000");
+    const QByteArray First = QByteArray::fromHex("10000000"
+                                                 "00000000"
+                                                 "00100000"
+                                                 "40000000"
+                                                 "0e080000");
+    const QByteArray Second = QByteArray::fromHex("10000000"
+                                                  "00000000"
+                                                  "00100000"
+                                                  "40000000"
+                                                  "0e100000");
     CElfImageBuilder Image;
     Image.AddSection(".text", 1, 6, 0x1000, QByteArray(0x100, '\0'));
     Image.AddSection(".debug_frame", 1, 0, 0, Cie + First + Second);
@@ -341,10 +387,10 @@ TEST(Cfi, StackUseIsTheLargestOffset) {
         {{}, 0},
         {{DW_CFA_def_cfa_offset, 8, ADVANCE_1, DW_CFA_def_cfa_offset, 16, DW_CFA_def_cfa_offset, 8}, 16},
         {{DW_CFA_def_cfa, 13, 0x80, 0x02, DW_CFA_offset | 4, 2, DW_CFA_nop}, 256},
-        {{DW_CFA_def_cfa_offset_sf, 0x70}, 64},                   // -16 times -4
-        {{DW_CFA_def_cfa_sf, 13, 0x0A}, 40},                      // 10 times -4, by its absolute value
+        {{DW_CFA_def_cfa_offset_sf, 0x70}, 64},                             // -16 times -4
+        {{DW_CFA_def_cfa_sf, 13, 0x0A}, 40},                                // 10 times -4, by its absolute value
         {{DW_CFA_expression, 5, 2, 0x0E, 99, DW_CFA_def_cfa_offset, 4}, 4}, // a block isn't an instruction
-        {{0x3C, DW_CFA_def_cfa_offset, 8}, 0},                    // unknown: what follows can't be told
+        {{0x3C, DW_CFA_def_cfa_offset, 8}, 0},                              // unknown: what follows can't be told
     };
     for (size_t i = 0; i < std::size(aCase); ++i) {
         const CFI_TABLE Table = _Frames(aCase[i].Code);
@@ -355,8 +401,12 @@ TEST(Cfi, StackUseIsTheLargestOffset) {
 
 TEST(Cfi, DamagedInstructionsGiveNoRules) {
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
-    const std::vector<U8> aCode[] = {{DW_CFA_restore_state}, {0x3C, 1}, {DW_CFA_def_cfa, 13}, {DW_CFA_advance_loc4, 1},
-                                     {DW_CFA_def_cfa_expression, 0x7F}, std::vector<U8>(1000, DW_CFA_remember_state)};
+    const std::vector<U8> aCode[] = {{DW_CFA_restore_state},
+                                     {0x3C, 1},
+                                     {DW_CFA_def_cfa, 13},
+                                     {DW_CFA_advance_loc4, 1},
+                                     {DW_CFA_def_cfa_expression, 0x7F},
+                                     std::vector<U8>(1000, DW_CFA_remember_state)};
     for (const std::vector<U8>& Code : aCode) {
         CFI_TABLE Table = _Frames(Code);
         EXPECT_EQ(ELF_GetRegRules(&Table, 0x180, aRule), 0);

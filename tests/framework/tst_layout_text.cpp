@@ -52,8 +52,8 @@ TEST(LayoutText, ToolbarsAndTables) {
     ASSERT_TRUE(Bar);
     EXPECT_EQ(FormatLayout(*Bar), sBar);
 
-    for (const TABLE_LAYOUT& Table :
-         {TABLE_LAYOUT{"Functions", "Name", false, {"Name", "Size, bytes"}, {100, 200}}, TABLE_LAYOUT{"Registers", "", true, {}, {}}}) {
+    for (const TABLE_LAYOUT& Table : {TABLE_LAYOUT{"Functions", "Name", false, {"Name", "Size, bytes"}, {100, 200}},
+                                      TABLE_LAYOUT{"Registers", "", true, {}, {}}}) {
         const QString sTable = FormatLayout(Table);
         const std::optional<TABLE_LAYOUT> Read = ParseTableLayout(sTable);
         ASSERT_TRUE(Read);

@@ -69,9 +69,7 @@ private:
     CFakeProbe m_Fake;
 };
 
-template <class TARGET> std::unique_ptr<CConformanceTarget> Make() {
-    return std::make_unique<TARGET>();
-}
+template <class TARGET> std::unique_ptr<CConformanceTarget> Make() { return std::make_unique<TARGET>(); }
 
 } // namespace
 

@@ -6,9 +6,7 @@
 #include <iterator>
 #include <thread>
 
-void CNovikTest::SetUp() {
-    Connect("Cortex-M4");
-}
+void CNovikTest::SetUp() { Connect("Cortex-M4"); }
 
 void CNovikTest::TearDown() {
     Exec("SimFaultsOff");

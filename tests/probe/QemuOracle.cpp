@@ -61,9 +61,7 @@ bool IsClearedEntry(uint32_t, const CQemuState& Theirs, const CQemuState& Ours) 
     return (Theirs.Xpsr & 0x1FF) && (Theirs.R[14] & 0xFFFFFF80) == 0xFFFFFF80 && Theirs == Cleared;
 }
 
-bool CQemuOracle::IsInstalled() {
-    return std::system("command -v qemu-system-arm >/dev/null 2>&1") == 0;
-}
+bool CQemuOracle::IsInstalled() { return std::system("command -v qemu-system-arm >/dev/null 2>&1") == 0; }
 
 CQemuOracle::CQemuOracle(const std::vector<std::string>& Options, bool WithFp) : m_WithFp(WithFp), m_Buffer(1u << 20) {
     std::vector<std::string> Args = {"qemu-system-arm",

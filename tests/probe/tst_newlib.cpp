@@ -103,13 +103,9 @@ struct CTexts {
     std::string sOurs, sTheirs; // in one spelling
 };
 
-std::string MnemonicOf(const std::string& sText) {
-    return sText.substr(0, sText.find(' '));
-}
+std::string MnemonicOf(const std::string& sText) { return sText.substr(0, sText.find(' ')); }
 
-std::string OperandsOf(const std::string& sText) {
-    return sText.substr(sText.find(' ') + 1);
-}
+std::string OperandsOf(const std::string& sText) { return sText.substr(sText.find(' ') + 1); }
 
 // Inside an IT block objdump adds the condition and drops the S of short instructions; one instruction alone, which is
 // what the disassembler gets, can't tell.
@@ -161,9 +157,7 @@ const struct {
 };
 
 // The compiler's unwinder saves the registers of a coprocessor that none of the cores has.
-bool IsWirelessMmx(const CObjdumpLine& Line) {
-    return Line.Length == 4 && (Line.Bits & 0x0E000F00) == 0x0C000100;
-}
+bool IsWirelessMmx(const CObjdumpLine& Line) { return Line.Length == 4 && (Line.Bits & 0x0E000F00) == 0x0C000100; }
 
 // --- The comparison ---------------------------------------------------------------------------------------------
 

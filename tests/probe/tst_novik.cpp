@@ -62,9 +62,7 @@ std::vector<std::string>& Texts() {
     return Texts;
 }
 
-void NoteText(const char* sText) {
-    Texts().push_back(sText);
-}
+void NoteText(const char* sText) { Texts().push_back(sText); }
 
 TEST(NovikSession, DevicesWithoutASimulationSayWhy) {
     for (const char* sDevice : {"ARM7TDMI", "LPC2148", "Cortex-A8", "MCIMX6Q5", "TMS570LS3137", "Cortex-R5"}) {

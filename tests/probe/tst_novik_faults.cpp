@@ -44,9 +44,7 @@ int Download() {
     return NOVIKARM_EndDownload();
 }
 
-int SetBreakpoint() {
-    return NOVIKARM_SetBPEx(0x100, NOVIK_BP_TYPE_ANY) != 0;
-}
+int SetBreakpoint() { return NOVIKARM_SetBPEx(0x100, NOVIK_BP_TYPE_ANY) != 0; }
 
 int SetWatchpoint() {
     NOVIKARM_DATA_EVENT Event = {};

@@ -165,18 +165,18 @@ TEST(SimUnits, BigEndianDataLiesTheOtherWayRound) {
         CCpu& C = *Sim.pCpu;
         C.Traits.IsBigEndian = true;
         const std::vector<uint16_t> Code = {
-            0x6808, // ldr r0, [r1]
-            0x880A, // ldrh r2, [r1]
-            0x780B, // ldrb r3, [r1]
-            0x6048, // str r0, [r1, #4]
-            0x810A, // strh r2, [r1, #8]
-            0x728B, // strb r3, [r1, #10]
-            0xB401, // push {r0}
-            0xBC10, // pop {r4}
-            0xC9C0, // ldmia r1!, {r6, r7}
-            0x4D01, // ldr r5, [pc, #4]
-            0x682D, // ldr r5, [r5]
-            0xDF00, // svc #0
+            0x6808,        // ldr r0, [r1]
+            0x880A,        // ldrh r2, [r1]
+            0x780B,        // ldrb r3, [r1]
+            0x6048,        // str r0, [r1, #4]
+            0x810A,        // strh r2, [r1, #8]
+            0x728B,        // strb r3, [r1, #10]
+            0xB401,        // push {r0}
+            0xBC10,        // pop {r4}
+            0xC9C0,        // ldmia r1!, {r6, r7}
+            0x4D01,        // ldr r5, [pc, #4]
+            0x682D,        // ldr r5, [r5]
+            0xDF00,        // svc #0
             0xE000, 0x0CED // the word 0xE000ED0C
         };
         const uint8_t Vectors[8] = {0x20, 0x00, 0x20, 0x00, 0x00, 0x00, 0x01, 0x01};

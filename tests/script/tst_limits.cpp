@@ -7,9 +7,7 @@
 
 namespace {
 
-QByteArray _Repeat(const char* sText, int Count) {
-    return QByteArray(sText).repeated(Count);
-}
+QByteArray _Repeat(const char* sText, int Count) { return QByteArray(sText).repeated(Count); }
 
 } // namespace
 
@@ -100,9 +98,7 @@ TEST(ScriptLimits, ManyParametersAndManyFunctions) {
     EXPECT_EQ(Many.sError, "Out of memory.");
 }
 
-TEST(ScriptLimits, AnInterpreterWithoutMemoryIsNone) {
-    EXPECT_EQ(TransInit(nullptr, ""), nullptr);
-}
+TEST(ScriptLimits, AnInterpreterWithoutMemoryIsNone) { EXPECT_EQ(TransInit(nullptr, ""), nullptr); }
 
 // Scripts that were damaged at random end, with or without an error. Every loop that is left asks the host for leave
 // to go on, so that none runs for ever.

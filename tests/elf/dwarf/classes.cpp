@@ -6,10 +6,9 @@ struct Base {
     virtual int Area() const;
     virtual ~Base();
 };
-template <typename T, int N>
-struct Array {
+template <typename T, int N> struct Array {
     T aItem[N];
-    T &At(int i) { return aItem[i]; }
+    T& At(int i) { return aItem[i]; }
 };
 namespace detail {
 int Hidden = 3;
@@ -39,14 +38,14 @@ int Square::Make(int Side) {
     return Local.Area();
 }
 struct Both : Base, Array<int, 3> {
-    Base &rOther;
+    Base& rOther;
     int Base::*pMember;
-    explicit Both(Base &r) : rOther(r), pMember(&Base::Id) {}
+    explicit Both(Base& r) : rOther(r), pMember(&Base::Id) {}
 };
 } // namespace geo
-void operator delete(void *, unsigned) {}
-void operator delete(void *) {}
-void *operator new(unsigned, void *p) { return p; }
+void operator delete(void*, unsigned) {}
+void operator delete(void*) {}
+void* operator new(unsigned, void* p) { return p; }
 extern "C" void __cxa_pure_virtual() {}
 extern "C" int atexit(void (*)()) { return 0; }
 namespace {
@@ -58,26 +57,22 @@ Local Locals;
 } // namespace
 namespace outer {
 inline namespace v1 {
-template <typename T, typename U = T *>
-struct Pair {
+template <typename T, typename U = T*> struct Pair {
     T First;
     U Second;
-    template <typename V>
-    V Cast() const {
-        return static_cast<V>(First);
-    }
+    template <typename V> V Cast() const { return static_cast<V>(First); }
 };
 } // namespace v1
 class Node {
 public:
     enum Kind { LEAF, INNER = -2 };
     struct Link {
-        Node *pTo;
+        Node* pTo;
         Kind How;
     };
     static constexpr int LIMIT = 7;
     virtual int Visit(Kind How = LEAF) const;
-    bool operator==(const Node &Other) const { return m_Kind == Other.m_Kind; }
+    bool operator==(const Node& Other) const { return m_Kind == Other.m_Kind; }
 
 protected:
     Link m_aLink[2];
@@ -92,22 +87,22 @@ struct Virtual : virtual Node {
     int Own;
 };
 struct Diamond : Virtual, private Pair<int> {
-    Pair<Pair<char, const char *>, Node::Link> Nested;
+    Pair<Pair<char, const char*>, Node::Link> Nested;
 };
 } // namespace outer
 outer::Diamond TheDiamond;
-outer::Pair<const volatile unsigned char *, int (&)[3]> *pPair;
+outer::Pair<const volatile unsigned char*, int (&)[3]>* pPair;
 int (outer::Node::*pfVisit)(outer::Node::Kind) const = &outer::Node::Visit;
-const outer::Node::Link &rLink = *new (&TheDiamond) outer::Node::Link();
+const outer::Node::Link& rLink = *new (&TheDiamond) outer::Node::Link();
 auto TheLambda = [Captured = 5L](int Value) { return Value + Captured; };
 geo::Square TheSquare(3);
 geo::Array<geo::Axis, 4> Axes;
-int &&Steal(int &&Value) { return static_cast<int &&>(Value); }
+int&& Steal(int&& Value) { return static_cast<int&&>(Value); }
 int main() __asm__("main"); // without a library it is a function like any other
 int main() {
     geo::Both Both(TheSquare);
     Locals.Items.At(1) = static_cast<short>(Secret);
     int Result = geo::Square::Make(Both.rOther.Area());
     Result += static_cast<int>(TheLambda(Result)) + TheDiamond.Nested.First.Cast<int>() + (TheDiamond == TheDiamond);
-    return Steal(static_cast<int &&>(Result)) + Locals.Items.At(2) + static_cast<int>(Axes.At(1));
+    return Steal(static_cast<int&&>(Result)) + Locals.Items.At(2) + static_cast<int>(Axes.At(1));
 }

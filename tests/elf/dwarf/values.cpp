@@ -27,7 +27,7 @@ class Square final : public Shape, public Named {
 public:
     Square(int Side, int n) : Shape(Side), Named(n) {}
     KEEP int Area() const override;
-    Square &Grow(int By) {
+    Square& Grow(int By) {
         int Before = m_Side;
         m_Side += By;
         Use(Before);
@@ -35,17 +35,16 @@ public:
     }
 };
 } // namespace shape
-template <typename T>
-struct Range {
+template <typename T> struct Range {
     T First, Last;
     struct Iterator {
         T Value;
         T operator*() const { return Value; }
-        Iterator &operator++() {
+        Iterator& operator++() {
             ++Value;
             return *this;
         }
-        bool operator!=(const Iterator &Other) const { return Value != Other.Value; }
+        bool operator!=(const Iterator& Other) const { return Value != Other.Value; }
     };
     Iterator begin() const { return {First}; }
     Iterator end() const { return {Last}; }
@@ -58,7 +57,7 @@ int shape::Square::Area() const {
     };
     return Add(3) + Add(Product);
 }
-extern "C" KEEP int ByReference(int &rCount, const shape::Square &rSquare, int &&rTemp) {
+extern "C" KEEP int ByReference(int& rCount, const shape::Square& rSquare, int&& rTemp) {
     rCount += rSquare.Area();
     rTemp = Use(rCount);
     return rTemp + rCount;
@@ -71,20 +70,20 @@ extern "C" KEEP int Iterate(unsigned char First, int Num) {
     }
     return Sum;
 }
-extern "C" KEEP int Bind(const Range<long long> &rRange) {
+extern "C" KEEP int Bind(const Range<long long>& rRange) {
     auto [First, Last] = rRange;
     const bool IsOrdered = First < Last;
     const long long Middle = First + (Last - First) / 2;
     Use(IsOrdered ? static_cast<int>(Middle) : 0);
     return static_cast<int>(Last - Middle);
 }
-extern "C" KEEP int Virtual(shape::Shape *pShape, int (shape::Shape::*pfArea)() const) {
+extern "C" KEEP int Virtual(shape::Shape* pShape, int (shape::Shape::*pfArea)() const) {
     int Direct = pShape->Area();
     int ByMember = (pShape->*pfArea)();
     return Use(Direct + ByMember);
 }
 extern "C" KEEP int Chain(shape::Square Square) {
-    shape::Square &rGrown = Square.Grow(2).Grow(Use(1));
+    shape::Square& rGrown = Square.Grow(2).Grow(Use(1));
     const int Result = Use(rGrown.Id);
     return Result + rGrown.Area();
 }

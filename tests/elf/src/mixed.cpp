@@ -6,8 +6,7 @@ int _start();
 
 namespace Shapes {
 
-template <typename T>
-T Largest(const T* pItems, int Num) {
+template <typename T> T Largest(const T* pItems, int Num) {
     T Best = pItems[0];
     for (int i = 1; i < Num; ++i) {
         Best = pItems[i] > Best ? pItems[i] : Best;
@@ -31,8 +30,7 @@ int CBox::Grow(int By) {
     return Area();
 }
 
-template <typename T>
-__attribute__((noinline)) T Twice(T Side) {
+template <typename T> __attribute__((noinline)) T Twice(T Side) {
     return CBox(Side).Area() * 2; // each unit that uses it has a copy, of which the linker keeps one
 }
 
