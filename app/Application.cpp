@@ -23,17 +23,17 @@ namespace {
 
 constexpr int DRAG_DISTANCE = 30;
 
-void _OnElfMessage(const char* sText, U32 Level) {
+void OnElfMessage(const char* sText, U32 Level) {
     constexpr U32 LEVEL_ALWAYS = 65;
     if (Level == LEVEL_ALWAYS || IsVerboseLogging()) {
         LogMessage(sText, Level | MSG_FROM_ELF);
     }
 }
 
-void _ReportDisabled(const QString& sName) { CMainWindow::Get().GetConsole().PrintCommandDisabled(sName); }
+void ReportDisabled(const QString& sName) { CMainWindow::Get().GetConsole().PrintCommandDisabled(sName); }
 
 /// Saves a picture of the main window at exit, where the session has no screen.
-void _SaveScreenshotAtExit(CMainWindow* pWindow, const QString& sPath) {
+void SaveScreenshotAtExit(CMainWindow* pWindow, const QString& sPath) {
     QObject::connect(qApp, &QApplication::lastWindowClosed, pWindow, [pWindow, sPath] { pWindow->grab().save(sPath); });
 }
 
@@ -45,8 +45,8 @@ void InstallHooks() {
                             .pfWaitForDevice = WaitForCommandJobs,
                             .pfCanonicalLocation = CanonicalLocation,
                             .pfEvaluate = EvaluateText,
-                            .pfReportDisabled = _ReportDisabled});
-    ElfApi_SetMsgHandler(_OnElfMessage);
+                            .pfReportDisabled = ReportDisabled});
+    ElfApi_SetMsgHandler(OnElfMessage);
 }
 
 int RunApplication(int argc, char** argv) {
@@ -71,7 +71,7 @@ int RunApplication(int argc, char** argv) {
         CMainWindow MainWindow;
         const qsizetype Shot = Args.indexOf(QStringLiteral("--screenshot"));
         if (Shot >= 0 && Shot + 1 < Args.size()) {
-            _SaveScreenshotAtExit(&MainWindow, Args[Shot + 1]);
+            SaveScreenshotAtExit(&MainWindow, Args[Shot + 1]);
         }
         MainWindow.GetConsole().SetEchoToStdout(IsUnattended());
         if (IsUnattended()) {

@@ -16,8 +16,8 @@ namespace {
 
 ANSWER_SOURCE _pfAnswer;
 
-QMessageBox::StandardButton _AnswerUnattended(const QString& sTitle, const QString& sText,
-                                              QMessageBox::StandardButton Default) {
+QMessageBox::StandardButton AnswerUnattended(const QString& sTitle, const QString& sText,
+                                             QMessageBox::StandardButton Default) {
     ConsolePrint(sTitle + QStringLiteral(": ") + sText);
     return _pfAnswer ? _pfAnswer(sTitle, Default) : Default;
 }
@@ -34,7 +34,7 @@ void SetAnswerSource(const ANSWER_SOURCE& pfAnswer) { _pfAnswer = pfAnswer; }
 QMessageBox::StandardButton AskUser(const QString& sTitle, const QString& sText, QMessageBox::StandardButtons Buttons,
                                     QMessageBox::StandardButton Default, const char* sIcon, int SuppressHours) {
     if (IsUnattended()) {
-        return _AnswerUnattended(sTitle, sText, Default);
+        return AnswerUnattended(sTitle, sText, Default);
     }
     const QString sFile = QLatin1String(sIcon != nullptr ? sIcon : "question.svg");
     CMessageBox Box(sTitle, sText, QIcon(QStringLiteral(":/icons/") + sFile),

@@ -12,21 +12,21 @@ namespace {
 
 enum BREAK_OP { BO_SET, BO_CLEAR, BO_ENABLE, BO_DISABLE };
 
-bool _IsListed(U32 Addr) { return CDevice::Get().GetBreakpoint(Addr).Valid != 0; }
+bool IsListed(U32 Addr) { return CDevice::Get().GetBreakpoint(Addr).Valid != 0; }
 
-BP_TYPES _DefaultType() { return static_cast<BP_TYPES>(SysVarValue(VAR_BREAKPOINT_TYPE)); }
+BP_TYPES DefaultType() { return static_cast<BP_TYPES>(SysVarValue(VAR_BREAKPOINT_TYPE)); }
 
-void _Set(COMMAND_ID Id, U32 Addr, BP_TYPES Type) {
-    if (_IsListed(Addr) && CDevice::Get().GetBreakpoint(Addr).State == BP_STATE_ON) {
+void Set(COMMAND_ID Id, U32 Addr, BP_TYPES Type) {
+    if (IsListed(Addr) && CDevice::Get().GetBreakpoint(Addr).State == BP_STATE_ON) {
         FailCommand(Id, "Breakpoint already set");
         return;
     }
     CDevice::Get().PostSetBreakpoint(Addr, BP_STATE_ON, Type);
 }
 
-void _Apply(COMMAND_ID Id, BREAK_OP Op, U32 Addr, BP_TYPES Type) {
+void Apply(COMMAND_ID Id, BREAK_OP Op, U32 Addr, BP_TYPES Type) {
     if (Op == BO_SET) {
-        _Set(Id, Addr, Type);
+        Set(Id, Addr, Type);
         return;
     }
     const BPEntry Entry = CDevice::Get().GetBreakpoint(Addr);
@@ -44,8 +44,8 @@ void _Apply(COMMAND_ID Id, BREAK_OP Op, U32 Addr, BP_TYPES Type) {
 }
 
 /// Second argument as a breakpoint type, the default without one. False with the error.
-bool _ReadType(COMMAND_ID Id, BP_TYPES* pType) {
-    I32 Type = static_cast<I32>(_DefaultType());
+bool ReadType(COMMAND_ID Id, BP_TYPES* pType) {
+    I32 Type = static_cast<I32>(DefaultType());
     const QStringList Args = CCommandTable::GetArgs(Id);
     if (Args.size() > 1 && !ParseTextValue("BP_TYPE_", Args[1], &Type)) {
         FailCommand(Id, "invalid parameter");
@@ -55,17 +55,17 @@ bool _ReadType(COMMAND_ID Id, BP_TYPES* pType) {
     return true;
 }
 
-void _OnAddress(COMMAND_ID Id, BREAK_OP Op) {
+void OnAddress(COMMAND_ID Id, BREAK_OP Op) {
     unsigned Addr = 0;
     BP_TYPES Type = BP_TYPE_ANY;
-    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &Addr) && _ReadType(Id, &Type)) {
-        _Apply(Id, Op, Addr & ~1u, Type);
+    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &Addr) && ReadType(Id, &Type)) {
+        Apply(Id, Op, Addr & ~1u, Type);
     }
 }
 
-void _OnSource(COMMAND_ID Id, BREAK_OP Op) {
+void OnSource(COMMAND_ID Id, BREAK_OP Op) {
     BP_TYPES Type = BP_TYPE_ANY;
-    if (!CCommandTable::CheckArgs(Id) || !_ReadType(Id, &Type)) {
+    if (!CCommandTable::CheckArgs(Id) || !ReadType(Id, &Type)) {
         return;
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));
@@ -73,42 +73,42 @@ void _OnSource(COMMAND_ID Id, BREAK_OP Op) {
         FailCommand(Id, "invalid parameter");
         return;
     }
-    _Apply(Id, Op, static_cast<U32>(Addr), Type);
+    Apply(Id, Op, static_cast<U32>(Addr), Type);
 }
 
-void _BreakSet(CMainWindow&) { _OnAddress(CMD_BREAK_SET, BO_SET); }
-void _BreakSetEx(CMainWindow&) { _OnAddress(CMD_BREAK_SET_EX, BO_SET); }
-void _BreakClear(CMainWindow&) { _OnAddress(CMD_BREAK_CLEAR, BO_CLEAR); }
-void _BreakEnable(CMainWindow&) { _OnAddress(CMD_BREAK_ENABLE, BO_ENABLE); }
-void _BreakDisable(CMainWindow&) { _OnAddress(CMD_BREAK_DISABLE, BO_DISABLE); }
-void _BreakSetOnSrc(CMainWindow&) { _OnSource(CMD_BREAK_SET_ON_SRC, BO_SET); }
-void _BreakSetOnSrcEx(CMainWindow&) { _OnSource(CMD_BREAK_SET_ON_SRC_EX, BO_SET); }
-void _BreakClearOnSrc(CMainWindow&) { _OnSource(CMD_BREAK_CLEAR_ON_SRC, BO_CLEAR); }
-void _BreakEnableOnSrc(CMainWindow&) { _OnSource(CMD_BREAK_ENABLE_ON_SRC, BO_ENABLE); }
-void _BreakDisableOnSrc(CMainWindow&) { _OnSource(CMD_BREAK_DISABLE_ON_SRC, BO_DISABLE); }
+void BreakSet(CMainWindow&) { OnAddress(CMD_BREAK_SET, BO_SET); }
+void BreakSetEx(CMainWindow&) { OnAddress(CMD_BREAK_SET_EX, BO_SET); }
+void BreakClear(CMainWindow&) { OnAddress(CMD_BREAK_CLEAR, BO_CLEAR); }
+void BreakEnable(CMainWindow&) { OnAddress(CMD_BREAK_ENABLE, BO_ENABLE); }
+void BreakDisable(CMainWindow&) { OnAddress(CMD_BREAK_DISABLE, BO_DISABLE); }
+void BreakSetOnSrc(CMainWindow&) { OnSource(CMD_BREAK_SET_ON_SRC, BO_SET); }
+void BreakSetOnSrcEx(CMainWindow&) { OnSource(CMD_BREAK_SET_ON_SRC_EX, BO_SET); }
+void BreakClearOnSrc(CMainWindow&) { OnSource(CMD_BREAK_CLEAR_ON_SRC, BO_CLEAR); }
+void BreakEnableOnSrc(CMainWindow&) { OnSource(CMD_BREAK_ENABLE_ON_SRC, BO_ENABLE); }
+void BreakDisableOnSrc(CMainWindow&) { OnSource(CMD_BREAK_DISABLE_ON_SRC, BO_DISABLE); }
 
-void _BreakClearAll(CMainWindow& MainWindow) {
+void BreakClearAll(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_BREAK_CLEAR_ALL)) {
         CDevice::Get().PostClearAllBreakpoints();
         MainWindow.UpdateActions();
     }
 }
 
-void _BreakClearAllOnData(CMainWindow& MainWindow) {
+void BreakClearAllOnData(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_BREAK_CLEAR_ALL_ON_DATA)) {
         CDevice::Get().PostClearAllWatchpoints();
         MainWindow.UpdateActions();
     }
 }
 
-void _BreakSetType(CMainWindow&) {
+void BreakSetType(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_BREAK_SET_TYPE;
     BP_TYPES Type = BP_TYPE_ANY;
-    if (!CCommandTable::CheckArgs(Id) || !_ReadType(Id, &Type)) {
+    if (!CCommandTable::CheckArgs(Id) || !ReadType(Id, &Type)) {
         return;
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));
-    if (Addr < 0 || !_IsListed(static_cast<U32>(Addr))) {
+    if (Addr < 0 || !IsListed(static_cast<U32>(Addr))) {
         FailCommand(Id, Addr < 0 ? "invalid parameter" : "No breakpoint matches the given parameters.");
         return;
     }
@@ -117,19 +117,19 @@ void _BreakSetType(CMainWindow&) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_BREAK_SET, _BreakSet},
-    {CMD_BREAK_SET_EX, _BreakSetEx},
-    {CMD_BREAK_CLEAR, _BreakClear},
-    {CMD_BREAK_ENABLE, _BreakEnable},
-    {CMD_BREAK_DISABLE, _BreakDisable},
-    {CMD_BREAK_SET_ON_SRC, _BreakSetOnSrc},
-    {CMD_BREAK_SET_ON_SRC_EX, _BreakSetOnSrcEx},
-    {CMD_BREAK_CLEAR_ON_SRC, _BreakClearOnSrc},
-    {CMD_BREAK_ENABLE_ON_SRC, _BreakEnableOnSrc},
-    {CMD_BREAK_DISABLE_ON_SRC, _BreakDisableOnSrc},
-    {CMD_BREAK_CLEAR_ALL, _BreakClearAll},
-    {CMD_BREAK_CLEAR_ALL_ON_DATA, _BreakClearAllOnData},
-    {CMD_BREAK_SET_TYPE, _BreakSetType},
+    {CMD_BREAK_SET, BreakSet},
+    {CMD_BREAK_SET_EX, BreakSetEx},
+    {CMD_BREAK_CLEAR, BreakClear},
+    {CMD_BREAK_ENABLE, BreakEnable},
+    {CMD_BREAK_DISABLE, BreakDisable},
+    {CMD_BREAK_SET_ON_SRC, BreakSetOnSrc},
+    {CMD_BREAK_SET_ON_SRC_EX, BreakSetOnSrcEx},
+    {CMD_BREAK_CLEAR_ON_SRC, BreakClearOnSrc},
+    {CMD_BREAK_ENABLE_ON_SRC, BreakEnableOnSrc},
+    {CMD_BREAK_DISABLE_ON_SRC, BreakDisableOnSrc},
+    {CMD_BREAK_CLEAR_ALL, BreakClearAll},
+    {CMD_BREAK_CLEAR_ALL_ON_DATA, BreakClearAllOnData},
+    {CMD_BREAK_SET_TYPE, BreakSetType},
 };
 
 } // namespace

@@ -9,9 +9,9 @@ namespace {
 CMD_LINE_PARAMS ActiveParams;
 QStringList ActiveArgs;
 
-bool _IsOption(const QString& sArg) { return sArg.startsWith(QLatin1Char('-')); }
+bool IsOption(const QString& sArg) { return sArg.startsWith(QLatin1Char('-')); }
 
-QString _OptionName(const QString& sArg) {
+QString OptionName(const QString& sArg) {
     qsizetype Start = 0;
     while (Start < sArg.size() && sArg[Start] == QLatin1Char('-')) {
         ++Start;
@@ -19,7 +19,7 @@ QString _OptionName(const QString& sArg) {
     return sArg.mid(Start).toLower();
 }
 
-QString _Value(const QString& sArg) {
+QString Value(const QString& sArg) {
     QString sValue = sArg.trimmed();
     if (sValue.size() >= 2 && sValue.startsWith(QLatin1Char('"')) && sValue.endsWith(QLatin1Char('"'))) {
         sValue = sValue.mid(1, sValue.size() - 2);
@@ -32,7 +32,7 @@ struct TEXT_OPTION {
     bool IsPath;
 };
 
-const QHash<QString, TEXT_OPTION>& _TextOptions() {
+const QHash<QString, TEXT_OPTION>& TextOptions() {
     static const QHash<QString, TEXT_OPTION> Options = {
         {"device", {&CMD_LINE_PARAMS::Device, false}},
         {"if", {&CMD_LINE_PARAMS::TargetIF, false}},
@@ -48,25 +48,25 @@ const QHash<QString, TEXT_OPTION>& _TextOptions() {
     return Options;
 }
 
-void _SetHost(CMD_LINE_PARAMS* pParams, const QString& sHost, const QString& sIdent) {
+void SetHost(CMD_LINE_PARAMS* pParams, const QString& sHost, const QString& sIdent) {
     pParams->HostIF = sHost.toUpper();
     if (!sIdent.isEmpty()) {
         pParams->HostIdent = sIdent;
     }
 }
 
-void _Select(CMD_LINE_PARAMS* pParams, const QString& sValue) {
+void Select(CMD_LINE_PARAMS* pParams, const QString& sValue) {
     const QString sLower = sValue.toLower();
     const qsizetype Equal = sLower.indexOf(QLatin1Char('='));
     const QString sName = Equal < 0 ? sLower : sLower.left(Equal);
     if (sName == QLatin1String("usb") || sName == QLatin1String("ip")) {
-        _SetHost(pParams, sName, Equal < 0 ? QString() : _Value(sLower.mid(Equal + 1)));
+        SetHost(pParams, sName, Equal < 0 ? QString() : Value(sLower.mid(Equal + 1)));
     }
 }
 
-void _Apply(CMD_LINE_PARAMS* pParams, const QString& sName, const QString& sValue) {
+void Apply(CMD_LINE_PARAMS* pParams, const QString& sName, const QString& sValue) {
     if (sName == QLatin1String("usb") || sName == QLatin1String("ip")) {
-        _SetHost(pParams, sName, sValue);
+        SetHost(pParams, sName, sValue);
     } else if (sName == QLatin1String("tarvik")) {
         pParams->Device = QStringLiteral("MK66FN2M0XXX18");
         pParams->TargetIF = QStringLiteral("SWD");
@@ -74,9 +74,9 @@ void _Apply(CMD_LINE_PARAMS* pParams, const QString& sName, const QString& sValu
     } else if (sName == QLatin1String("debug")) {
         pParams->DebugMode = true;
     } else if (sName == QLatin1String("select") && !sValue.isEmpty()) {
-        _Select(pParams, sValue);
-    } else if (_TextOptions().contains(sName) && !sValue.isEmpty()) {
-        const TEXT_OPTION Option = _TextOptions().value(sName);
+        Select(pParams, sValue);
+    } else if (TextOptions().contains(sName) && !sValue.isEmpty()) {
+        const TEXT_OPTION Option = TextOptions().value(sName);
         pParams->*Option.pField = Option.IsPath ? CleanPath(sValue) : sValue;
     }
 }
@@ -86,11 +86,11 @@ void _Apply(CMD_LINE_PARAMS* pParams, const QString& sName, const QString& sValu
 CMD_LINE_PARAMS ParseCommandLine(const QStringList& Args) {
     CMD_LINE_PARAMS Params;
     for (qsizetype i = 0; i < Args.size(); ++i) {
-        if (!_IsOption(Args[i])) {
+        if (!IsOption(Args[i])) {
             continue;
         }
-        const bool HasValue = i + 1 < Args.size() && !_IsOption(Args[i + 1]);
-        _Apply(&Params, _OptionName(Args[i]), HasValue ? _Value(Args[i + 1]) : QString());
+        const bool HasValue = i + 1 < Args.size() && !IsOption(Args[i + 1]);
+        Apply(&Params, OptionName(Args[i]), HasValue ? Value(Args[i + 1]) : QString());
     }
     return Params;
 }

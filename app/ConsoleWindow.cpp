@@ -23,7 +23,7 @@ constexpr int MAX_SHOWN_BLOCKS = 100'000; ///< paragraphs kept in the output pan
 
 /// A colour that a message brings itself. On a dark palette the two that are given so, of errors and of the probe,
 /// take the forms that their entries in the colour table have there.
-QColor _Readable(U32 Rgb) {
+QColor Readable(U32 Rgb) {
     for (const int Id : {COLOR_LOGGING_ERROR, COLOR_LOGGING_NOVIK}) {
         if (IsPaletteDark() && (aColorRow[Id].Default & 0xFFFFFF) == (Rgb & 0xFFFFFF)) {
             return QColor::fromRgba(aColorRow[Id].Dark);
@@ -87,7 +87,7 @@ void CConsoleWindow::ApplyFont(int, const QFont&) {
 
 void CConsoleWindow::PrintMessage(const CONSOLE_MSG& Msg) {
     const bool IsDefault = Msg.ColorId > 45 || (Msg.ColorId == -1 && qAlpha(Msg.Color) == 0);
-    const QColor Color = Msg.ColorId >= 0 ? GetColor(Msg.ColorId) : _Readable(Msg.Color);
+    const QColor Color = Msg.ColorId >= 0 ? GetColor(Msg.ColorId) : Readable(Msg.Color);
     QTextCharFormat Format;
     Format.setForeground(IsDefault ? palette().color(QPalette::Text) : Color);
     Format.setFont(Msg.IsFixedFont != 0 ? GetFixedPitchFont(GetFont(FONT_CONSOLE)) : GetFont(FONT_CONSOLE));

@@ -14,7 +14,7 @@
 namespace {
 
 /// False, with the error, if the count is wrong or a target is connected.
-bool _CheckIdle(COMMAND_ID Id) {
+bool CheckIdle(COMMAND_ID Id) {
     if (!CCommandTable::CheckArgs(Id)) {
         return false;
     }
@@ -25,52 +25,52 @@ bool _CheckIdle(COMMAND_ID Id) {
     return true;
 }
 
-void _DebugStart(CMainWindow& MainWindow) {
-    if (_CheckIdle(CMD_DEBUG_START) && !MainWindow.GetSession().Start()) {
+void DebugStart(CMainWindow& MainWindow) {
+    if (CheckIdle(CMD_DEBUG_START) && !MainWindow.GetSession().Start()) {
         CCommandTable::Cancel(CMD_DEBUG_START);
     }
 }
 
-void _Disconnect(COMMAND_ID Id, CMainWindow& MainWindow) {
+void Disconnect(COMMAND_ID Id, CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(Id) && CheckConnected(Id)) {
         MainWindow.GetSession().DisconnectTarget();
     }
 }
 
-void _DebugStop(CMainWindow& MainWindow) { _Disconnect(CMD_DEBUG_STOP, MainWindow); }
-void _DebugDisconnect(CMainWindow& MainWindow) { _Disconnect(CMD_DEBUG_DISCONNECT, MainWindow); }
+void DebugStop(CMainWindow& MainWindow) { Disconnect(CMD_DEBUG_STOP, MainWindow); }
+void DebugDisconnect(CMainWindow& MainWindow) { Disconnect(CMD_DEBUG_DISCONNECT, MainWindow); }
 
-void _DebugConnect(CMainWindow& MainWindow) {
-    if (_CheckIdle(CMD_DEBUG_CONNECT)) {
+void DebugConnect(CMainWindow& MainWindow) {
+    if (CheckIdle(CMD_DEBUG_CONNECT)) {
         MainWindow.GetSession().ConnectTarget(static_cast<CONNECT_MODES>(SysVarValue(VAR_CONNECT_MODE)));
     }
 }
 
-void _DebugDownload(CMainWindow& MainWindow) {
+void DebugDownload(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_DEBUG_DOWNLOAD) && CheckConnected(CMD_DEBUG_DOWNLOAD)) {
         MainWindow.GetSession().DownloadProgram(MainWindow.GetSession().GetProgramFile(), DL_PROGRAM, -1);
     }
 }
 
-void _DebugContinue(CMainWindow& MainWindow) {
+void DebugContinue(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_DEBUG_CONTINUE) && CheckConnectedAndHalted(CMD_DEBUG_CONTINUE)) {
         MainWindow.GetSession().ResumeTarget();
     }
 }
 
-void _DebugHalt(CMainWindow&) {
+void DebugHalt(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_DEBUG_HALT)) {
         CDevice::Get().PostHalt();
     }
 }
 
-void _DebugReset(CMainWindow& MainWindow) {
+void DebugReset(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_DEBUG_RESET) && CheckConnected(CMD_DEBUG_RESET)) {
         MainWindow.GetSession().ResetTarget(static_cast<RESET_MODES>(SysVarValue(VAR_RESET_MODE)));
     }
 }
 
-bool _CheckStep(COMMAND_ID Id) {
+bool CheckStep(COMMAND_ID Id) {
     if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
         return false;
     }
@@ -81,25 +81,25 @@ bool _CheckStep(COMMAND_ID Id) {
     return true;
 }
 
-void _DebugStepInto(CMainWindow&) {
-    if (_CheckStep(CMD_DEBUG_STEP_INTO)) {
+void DebugStepInto(CMainWindow&) {
+    if (CheckStep(CMD_DEBUG_STEP_INTO)) {
         CDevice::Get().PostStepInst();
     }
 }
 
-void _DebugStepOver(CMainWindow&) {
-    if (_CheckStep(CMD_DEBUG_STEP_OVER)) {
+void DebugStepOver(CMainWindow&) {
+    if (CheckStep(CMD_DEBUG_STEP_OVER)) {
         CDevice::Get().PostStepInst();
     }
 }
 
-void _DebugStepOut(CMainWindow&) {
+void DebugStepOut(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_DEBUG_STEP_OUT) && CheckConnectedAndHalted(CMD_DEBUG_STEP_OUT)) {
         CDevice::Get().PostStepOut();
     }
 }
 
-void _WritePC(I64 Addr) {
+void WritePC(I64 Addr) {
     CDevice& Device = CDevice::Get();
     const I32 Idx = Device.GetNovikRegIdx(REG_IDX_PC);
     if (Idx >= 0) {
@@ -107,7 +107,7 @@ void _WritePC(I64 Addr) {
     }
 }
 
-void _SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
+void SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
     if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
         return;
     }
@@ -116,16 +116,16 @@ void _SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
         FailCommand(Id, "invalid parameter");
         return;
     }
-    _WritePC(Addr);
+    WritePC(Addr);
 }
 
-void _DebugSetNextPC(CMainWindow&) {
-    _SetPC(CMD_DEBUG_SET_NEXT_PC, [](const QString& sText) { return ParseAddress(sText, true); });
+void DebugSetNextPC(CMainWindow&) {
+    SetPC(CMD_DEBUG_SET_NEXT_PC, [](const QString& sText) { return ParseAddress(sText, true); });
 }
 
-void _DebugSetNextStatement(CMainWindow&) { _SetPC(CMD_DEBUG_SET_NEXT_STATEMENT, ResolveLocation); }
+void DebugSetNextStatement(CMainWindow&) { SetPC(CMD_DEBUG_SET_NEXT_STATEMENT, ResolveLocation); }
 
-void _DebugRunTo(CMainWindow&) {
+void DebugRunTo(CMainWindow&) {
     if (!CCommandTable::CheckArgs(CMD_DEBUG_RUN_TO) || !CheckConnected(CMD_DEBUG_RUN_TO)) {
         return;
     }
@@ -137,7 +137,7 @@ void _DebugRunTo(CMainWindow&) {
     CDevice::Get().PostRunTo(static_cast<U32>(Addr));
 }
 
-void _SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainWindow) {
+void SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainWindow) {
     I32 Mode = 0;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -151,21 +151,21 @@ void _SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainW
     CCommandTable::SetArgs(Id, {QString::fromLatin1(FindTextRowByValue(sPrefix, Mode)->sName)});
 }
 
-void _DebugSetResetMode(CMainWindow& MainWindow) {
-    _SetMode(CMD_DEBUG_SET_RESET_MODE, "RM_", VAR_RESET_MODE, MainWindow);
+void DebugSetResetMode(CMainWindow& MainWindow) {
+    SetMode(CMD_DEBUG_SET_RESET_MODE, "RM_", VAR_RESET_MODE, MainWindow);
 }
-void _DebugSetConnectMode(CMainWindow& MainWindow) {
-    _SetMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_", VAR_CONNECT_MODE, MainWindow);
+void DebugSetConnectMode(CMainWindow& MainWindow) {
+    SetMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_", VAR_CONNECT_MODE, MainWindow);
 }
 
-void _DebugSetSteppingMode(CMainWindow&) {
+void DebugSetSteppingMode(CMainWindow&) {
     unsigned Mode = 0;
     if (CCommandTable::CheckArgs(CMD_DEBUG_SET_STEPPING_MODE) && ReadNumberArg(CMD_DEBUG_SET_STEPPING_MODE, 0, &Mode)) {
         CDevice::Get().PostSetConfigParam(DEV_CFG_STEPPING_MODE, static_cast<int>(Mode));
     }
 }
 
-void _DebugReadIntoTraceCache(CMainWindow& MainWindow) {
+void DebugReadIntoTraceCache(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_DEBUG_READ_INTO_TRACE_CACHE;
     unsigned Addr = 0;
     unsigned Size = 0;
@@ -175,33 +175,31 @@ void _DebugReadIntoTraceCache(CMainWindow& MainWindow) {
 }
 
 // A drop-down entry of the connect or reset button sets the mode and runs the button's command.
-void _RunWithMode(COMMAND_ID ModeId, const char* sMode, COMMAND_ID RunId) {
+void RunWithMode(COMMAND_ID ModeId, const char* sMode, COMMAND_ID RunId) {
     CCommandTable::Execute(ModeId, {QString::fromLatin1(sMode)});
     CCommandTable::Execute(RunId);
 }
 
-void _EntryDownloadReset(CMainWindow&) {
-    _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_DOWNLOAD_RESET", CMD_DEBUG_START);
-}
-void _EntryAttach(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH", CMD_DEBUG_START); }
-void _EntryAttachHalt(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH_HALT", CMD_DEBUG_START); }
-void _EntryResetSymbol(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_BREAK_AT_SYMBOL", CMD_DEBUG_RESET); }
-void _EntryResetHalt(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_HALT", CMD_DEBUG_RESET); }
-void _EntryResetRun(CMainWindow&) { _RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_AND_RUN", CMD_DEBUG_RESET); }
+void EntryDownloadReset(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_DOWNLOAD_RESET", CMD_DEBUG_START); }
+void EntryAttach(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH", CMD_DEBUG_START); }
+void EntryAttachHalt(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_CONNECT_MODE, "CM_ATTACH_HALT", CMD_DEBUG_START); }
+void EntryResetSymbol(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_BREAK_AT_SYMBOL", CMD_DEBUG_RESET); }
+void EntryResetHalt(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_HALT", CMD_DEBUG_RESET); }
+void EntryResetRun(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_AND_RUN", CMD_DEBUG_RESET); }
 
-void _ExecConnect(CMainWindow&) {
-    if (_CheckIdle(CMD_EXEC_CONNECT)) {
+void ExecConnect(CMainWindow&) {
+    if (CheckIdle(CMD_EXEC_CONNECT)) {
         CDevice::Get().PostConnect(CM_CONNECT_ONLY);
     }
 }
 
-void _ExecReset(CMainWindow&) {
+void ExecReset(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_EXEC_RESET) && CheckConnected(CMD_EXEC_RESET)) {
         CDevice::Get().PostReset(RM_SILENT);
     }
 }
 
-void _ExecDownload(CMainWindow& MainWindow) {
+void ExecDownload(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_EXEC_DOWNLOAD) || !CheckConnectedAndHalted(CMD_EXEC_DOWNLOAD)) {
         return;
     }
@@ -213,7 +211,7 @@ void _ExecDownload(CMainWindow& MainWindow) {
     MainWindow.GetSession().DownloadProgram(sPath, DL_EXEC, -1);
 }
 
-void _ExecCommand(CMainWindow&) {
+void ExecCommand(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_EXEC_COMMAND)) {
         const QString sCommand = CFileFinder::Get().ExpandMacros(CCommandTable::GetArg0(CMD_EXEC_COMMAND));
         CDevice::Get().PostExecNovikCmd(sCommand.toUtf8());
@@ -221,34 +219,34 @@ void _ExecCommand(CMainWindow&) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_DEBUG_START, _DebugStart},
-    {CMD_DEBUG_STOP, _DebugStop},
-    {CMD_DEBUG_CONNECT, _DebugConnect},
-    {CMD_DEBUG_DISCONNECT, _DebugDisconnect},
-    {CMD_DEBUG_DOWNLOAD, _DebugDownload},
-    {CMD_DEBUG_CONTINUE, _DebugContinue},
-    {CMD_DEBUG_HALT, _DebugHalt},
-    {CMD_DEBUG_RESET, _DebugReset},
-    {CMD_DEBUG_STEP_INTO, _DebugStepInto},
-    {CMD_DEBUG_STEP_OVER, _DebugStepOver},
-    {CMD_DEBUG_STEP_OUT, _DebugStepOut},
-    {CMD_DEBUG_SET_NEXT_PC, _DebugSetNextPC},
-    {CMD_DEBUG_SET_NEXT_STATEMENT, _DebugSetNextStatement},
-    {CMD_DEBUG_RUN_TO, _DebugRunTo},
-    {CMD_DEBUG_SET_RESET_MODE, _DebugSetResetMode},
-    {CMD_DEBUG_SET_CONNECT_MODE, _DebugSetConnectMode},
-    {CMD_DEBUG_SET_STEPPING_MODE, _DebugSetSteppingMode},
-    {CMD_DEBUG_READ_INTO_TRACE_CACHE, _DebugReadIntoTraceCache},
-    {CMD_DEBUG_DOWNLOAD_RESET, _EntryDownloadReset},
-    {CMD_DEBUG_ATTACH, _EntryAttach},
-    {CMD_DEBUG_ATTACH_HALT, _EntryAttachHalt},
-    {CMD_DEBUG_RESET_BREAK_AT_SYMBOL, _EntryResetSymbol},
-    {CMD_DEBUG_RESET_HALT, _EntryResetHalt},
-    {CMD_DEBUG_RESET_RUN, _EntryResetRun},
-    {CMD_EXEC_CONNECT, _ExecConnect},
-    {CMD_EXEC_RESET, _ExecReset},
-    {CMD_EXEC_DOWNLOAD, _ExecDownload},
-    {CMD_EXEC_COMMAND, _ExecCommand},
+    {CMD_DEBUG_START, DebugStart},
+    {CMD_DEBUG_STOP, DebugStop},
+    {CMD_DEBUG_CONNECT, DebugConnect},
+    {CMD_DEBUG_DISCONNECT, DebugDisconnect},
+    {CMD_DEBUG_DOWNLOAD, DebugDownload},
+    {CMD_DEBUG_CONTINUE, DebugContinue},
+    {CMD_DEBUG_HALT, DebugHalt},
+    {CMD_DEBUG_RESET, DebugReset},
+    {CMD_DEBUG_STEP_INTO, DebugStepInto},
+    {CMD_DEBUG_STEP_OVER, DebugStepOver},
+    {CMD_DEBUG_STEP_OUT, DebugStepOut},
+    {CMD_DEBUG_SET_NEXT_PC, DebugSetNextPC},
+    {CMD_DEBUG_SET_NEXT_STATEMENT, DebugSetNextStatement},
+    {CMD_DEBUG_RUN_TO, DebugRunTo},
+    {CMD_DEBUG_SET_RESET_MODE, DebugSetResetMode},
+    {CMD_DEBUG_SET_CONNECT_MODE, DebugSetConnectMode},
+    {CMD_DEBUG_SET_STEPPING_MODE, DebugSetSteppingMode},
+    {CMD_DEBUG_READ_INTO_TRACE_CACHE, DebugReadIntoTraceCache},
+    {CMD_DEBUG_DOWNLOAD_RESET, EntryDownloadReset},
+    {CMD_DEBUG_ATTACH, EntryAttach},
+    {CMD_DEBUG_ATTACH_HALT, EntryAttachHalt},
+    {CMD_DEBUG_RESET_BREAK_AT_SYMBOL, EntryResetSymbol},
+    {CMD_DEBUG_RESET_HALT, EntryResetHalt},
+    {CMD_DEBUG_RESET_RUN, EntryResetRun},
+    {CMD_EXEC_CONNECT, ExecConnect},
+    {CMD_EXEC_RESET, ExecReset},
+    {CMD_EXEC_DOWNLOAD, ExecDownload},
+    {CMD_EXEC_COMMAND, ExecCommand},
 };
 
 } // namespace

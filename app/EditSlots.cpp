@@ -16,7 +16,7 @@
 namespace {
 
 /// Value of a numeric row. False with "invalid parameter".
-bool _ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
+bool ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
     bool Ok = false;
     const QString sText = GetCommandArg(Id, 1);
     *pValue = ParseSysVar(pVar, sText, &Ok);
@@ -30,7 +30,7 @@ bool _ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
     return Ok;
 }
 
-void _EditSysVar(CMainWindow& MainWindow) {
+void EditSysVar(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_SYS_VAR;
     constexpr int NUM_VARS_WITH_SLOT = 20;
     if (!CCommandTable::CheckArgs(Id)) {
@@ -44,7 +44,7 @@ void _EditSysVar(CMainWindow& MainWindow) {
     I32 Value = 0;
     if (IsTextSysVar(pVar)) {
         SetSysVarText(pVar, GetCommandArg(Id, 1));
-    } else if (_ReadValue(Id, pVar, &Value)) {
+    } else if (ReadValue(Id, pVar, &Value)) {
         SetSysVar(pVar, Value, false);
     } else {
         return;
@@ -55,7 +55,7 @@ void _EditSysVar(CMainWindow& MainWindow) {
     }
 }
 
-void _EditPreference(CMainWindow& MainWindow) {
+void EditPreference(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_PREFERENCE;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -66,13 +66,13 @@ void _EditPreference(CMainWindow& MainWindow) {
         return;
     }
     I32 Value = 0;
-    if (_ReadValue(Id, pVar, &Value)) {
+    if (ReadValue(Id, pVar, &Value)) {
         SetSysVar(pVar, Value, true);
         MainWindow.OnUserPreferenceChanged(SysVarIndex(pVar), Value);
     }
 }
 
-void _EditColor(CMainWindow& MainWindow) {
+void EditColor(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_COLOR;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -89,7 +89,7 @@ void _EditColor(CMainWindow& MainWindow) {
     }
 }
 
-void _EditFont(CMainWindow& MainWindow) {
+void EditFont(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_FONT;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -106,7 +106,7 @@ void _EditFont(CMainWindow& MainWindow) {
     }
 }
 
-void _EditPreferences(CMainWindow& MainWindow) {
+void EditPreferences(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_EDIT_PREFERENCES) || IsUnattended()) {
         return;
     }
@@ -116,13 +116,13 @@ void _EditPreferences(CMainWindow& MainWindow) {
     }
 }
 
-void _EditSysVars(CMainWindow& MainWindow) {
+void EditSysVars(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_EDIT_SYS_VARS) && !IsUnattended()) {
         CSysVarsEditor(&MainWindow).exec();
     }
 }
 
-void _EditNovikSettings(CMainWindow& MainWindow) {
+void EditNovikSettings(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_EDIT_NOVIK_SETTINGS) || IsUnattended()) {
         return;
     }
@@ -132,7 +132,7 @@ void _EditNovikSettings(CMainWindow& MainWindow) {
     }
 }
 
-void _EditTraceSettings(CMainWindow& MainWindow) {
+void EditTraceSettings(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_EDIT_TRACE_SETTINGS) || IsUnattended()) {
         return;
     }
@@ -143,14 +143,14 @@ void _EditTraceSettings(CMainWindow& MainWindow) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_EDIT_NOVIK_SETTINGS, _EditNovikSettings},
-    {CMD_EDIT_TRACE_SETTINGS, _EditTraceSettings},
-    {CMD_EDIT_PREFERENCES, _EditPreferences},
-    {CMD_EDIT_SYS_VARS, _EditSysVars},
-    {CMD_EDIT_SYS_VAR, _EditSysVar},
-    {CMD_EDIT_PREFERENCE, _EditPreference},
-    {CMD_EDIT_COLOR, _EditColor},
-    {CMD_EDIT_FONT, _EditFont},
+    {CMD_EDIT_NOVIK_SETTINGS, EditNovikSettings},
+    {CMD_EDIT_TRACE_SETTINGS, EditTraceSettings},
+    {CMD_EDIT_PREFERENCES, EditPreferences},
+    {CMD_EDIT_SYS_VARS, EditSysVars},
+    {CMD_EDIT_SYS_VAR, EditSysVar},
+    {CMD_EDIT_PREFERENCE, EditPreference},
+    {CMD_EDIT_COLOR, EditColor},
+    {CMD_EDIT_FONT, EditFont},
 };
 
 } // namespace

@@ -19,7 +19,7 @@ constexpr int RESULT_CANCELLED = 2;
 constexpr const char* KEY_DIR_OPEN = "AppData/MainWindow/DefaultDirOpen";
 constexpr const char* KEY_DIR_SAVE = "AppData/MainWindow/DefaultDirSave";
 
-bool _IsProgramFile(const QString& sPath) {
+bool IsProgramFile(const QString& sPath) {
     static const QStringList Suffixes = {"elf", "axf", "out", "bin", "mot", "srec", "hex", "o"};
     if (Suffixes.contains(QFileInfo(sPath).suffix().toLower())) {
         return true;
@@ -29,7 +29,7 @@ bool _IsProgramFile(const QString& sPath) {
                                                                         "ELF");
 }
 
-QString _AskForFile(CMainWindow& MainWindow) {
+QString AskForFile(CMainWindow& MainWindow) {
     QString sPath = QFileDialog::getOpenFileName(
         &MainWindow, QStringLiteral("Open File"), ReadSetting(QLatin1String(KEY_DIR_OPEN)).toString(),
         QStringLiteral("Project Files (*.dbgprj);;Data Files (*.bin *.mot *.srec *.hex *.elf *.out *.axf);;"
@@ -41,12 +41,12 @@ QString _AskForFile(CMainWindow& MainWindow) {
 }
 
 /// The file argument, or the file a person chooses. Empty, with the cancel mark, if there is none.
-QString _GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
+QString GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
     const QStringList Args = CCommandTable::GetArgs(Id);
     if (!Args.isEmpty() && !Args[0].isEmpty()) {
         return Args[0];
     }
-    QString sPath = IsUnattended() ? QString() : _AskForFile(MainWindow);
+    QString sPath = IsUnattended() ? QString() : AskForFile(MainWindow);
     if (sPath.isEmpty()) {
         CCommandTable::Cancel(Id);
     } else {
@@ -55,12 +55,12 @@ QString _GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
     return sPath;
 }
 
-void _FileOpen(CMainWindow& MainWindow) {
+void FileOpen(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_OPEN;
     if (!CCommandTable::CheckArgs(Id, 0)) {
         return;
     }
-    const QString sArg = _GetFileArg(Id, MainWindow);
+    const QString sArg = GetFileArg(Id, MainWindow);
     if (sArg.isEmpty()) {
         return;
     }
@@ -72,7 +72,7 @@ void _FileOpen(CMainWindow& MainWindow) {
     const QString sFile = QFileInfo(sPath).absoluteFilePath();
     if (QFileInfo(sFile).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0) {
         MainWindow.OpenProject(sFile);
-    } else if (_IsProgramFile(sFile)) {
+    } else if (IsProgramFile(sFile)) {
         const QString sError = MainWindow.GetSession().OpenDataFile(sFile);
         if (!sError.isEmpty()) {
             FailCommand(Id, sError);
@@ -85,7 +85,7 @@ void _FileOpen(CMainWindow& MainWindow) {
     }
 }
 
-void _FileLoad(CMainWindow& MainWindow) {
+void FileLoad(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_LOAD;
     unsigned Addr = 0;
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
@@ -99,7 +99,7 @@ void _FileLoad(CMainWindow& MainWindow) {
     MainWindow.GetSession().DownloadProgram(sPath, DL_LOAD, Addr);
 }
 
-void _FileClose(CMainWindow& MainWindow) {
+void FileClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_CLOSE;
     if (CCommandTable::CheckArgs(Id, 0) &&
         !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
@@ -107,32 +107,32 @@ void _FileClose(CMainWindow& MainWindow) {
     }
 }
 
-void _FileCloseAll(CMainWindow& MainWindow) {
+void FileCloseAll(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL)) {
         MainWindow.GetSourceWindow().CloseAll();
     }
 }
 
-void _FileNewProject(CMainWindow& MainWindow) {
+void FileNewProject(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT) && !MainWindow.CreateProject(QString(), {})) {
         CCommandTable::Cancel(CMD_FILE_NEW_PROJECT);
     }
 }
 
-void _FileNewProjectWizard(CMainWindow& MainWindow) {
+void FileNewProjectWizard(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT_WIZARD)) {
         MainWindow.ShowProjectWizard();
     }
 }
 
-void _FileCloseAllButThis(CMainWindow& MainWindow) {
+void FileCloseAllButThis(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL_BUT_THIS)) {
         MainWindow.GetSourceWindow().CloseAllButActive();
     }
 }
 
 /// A name that can be written, with its extension; empty with the error set.
-QString _CheckProjectName(COMMAND_ID Id, QString sName) {
+QString CheckProjectName(COMMAND_ID Id, QString sName) {
     if (QFileInfo(sName).suffix().isEmpty()) {
         sName += QStringLiteral(".dbgprj");
     }
@@ -149,7 +149,7 @@ QString _CheckProjectName(COMMAND_ID Id, QString sName) {
     return sName;
 }
 
-void _FileSaveProjectAs(CMainWindow& MainWindow) {
+void FileSaveProjectAs(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_SAVE_PROJECT_AS;
     CCommandTable::SetResult(Id, RESULT_CANCELLED);
     if (!CCommandTable::CheckArgs(Id, 0)) {
@@ -166,7 +166,7 @@ void _FileSaveProjectAs(CMainWindow& MainWindow) {
         return;
     }
     const QString sOldPath = CProject::Get().GetPath();
-    sName = _CheckProjectName(Id, QFileInfo(sName).absoluteFilePath());
+    sName = CheckProjectName(Id, QFileInfo(sName).absoluteFilePath());
     if (sName.isEmpty()) {
         return;
     }
@@ -180,7 +180,7 @@ void _FileSaveProjectAs(CMainWindow& MainWindow) {
     MainWindow.AddRecentProject(sName, sOldPath);
 }
 
-void _FileSaveAll(CMainWindow& MainWindow) {
+void FileSaveAll(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_SAVE_ALL;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -193,23 +193,23 @@ void _FileSaveAll(CMainWindow& MainWindow) {
     }
 }
 
-void _FileExit(CMainWindow& MainWindow) {
+void FileExit(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_FILE_EXIT)) {
         MainWindow.CloseLater();
     }
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_FILE_NEW_PROJECT, _FileNewProject},
-    {CMD_FILE_NEW_PROJECT_WIZARD, _FileNewProjectWizard},
-    {CMD_FILE_OPEN, _FileOpen},
-    {CMD_FILE_LOAD, _FileLoad},
-    {CMD_FILE_CLOSE, _FileClose},
-    {CMD_FILE_CLOSE_ALL, _FileCloseAll},
-    {CMD_FILE_CLOSE_ALL_BUT_THIS, _FileCloseAllButThis},
-    {CMD_FILE_SAVE_PROJECT_AS, _FileSaveProjectAs},
-    {CMD_FILE_SAVE_ALL, _FileSaveAll},
-    {CMD_FILE_EXIT, _FileExit},
+    {CMD_FILE_NEW_PROJECT, FileNewProject},
+    {CMD_FILE_NEW_PROJECT_WIZARD, FileNewProjectWizard},
+    {CMD_FILE_OPEN, FileOpen},
+    {CMD_FILE_LOAD, FileLoad},
+    {CMD_FILE_CLOSE, FileClose},
+    {CMD_FILE_CLOSE_ALL, FileCloseAll},
+    {CMD_FILE_CLOSE_ALL_BUT_THIS, FileCloseAllButThis},
+    {CMD_FILE_SAVE_PROJECT_AS, FileSaveProjectAs},
+    {CMD_FILE_SAVE_ALL, FileSaveAll},
+    {CMD_FILE_EXIT, FileExit},
 };
 
 } // namespace

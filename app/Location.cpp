@@ -9,7 +9,7 @@
 namespace {
 
 /// FileId of a path, or of the only file of the program whose path ends in it.
-U32 _FindSrcFile(const QString& sPath) {
+U32 FindSrcFile(const QString& sPath) {
     U32 Found = ElfApi_GetFileId(sPath);
     if (Found != INVALID_FILE_ID) {
         return Found;
@@ -34,7 +34,7 @@ CSrcLoc ParseSourceLocation(const QString& sText) {
     static const QRegularExpression Form(QStringLiteral("^(.+?):\\s*(\\d+)(?::\\s*\\d+)?$"));
     const QRegularExpressionMatch Match = Form.match(sText.trimmed());
     const U32 Line = Match.captured(2).toUInt();
-    const U32 FileId = Line != 0 ? _FindSrcFile(Match.captured(1).trimmed()) : INVALID_FILE_ID;
+    const U32 FileId = Line != 0 ? FindSrcFile(Match.captured(1).trimmed()) : INVALID_FILE_ID;
     return FileId != INVALID_FILE_ID ? CSrcLoc{FileId, Line, 0} : CSrcLoc();
 }
 

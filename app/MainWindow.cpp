@@ -47,36 +47,36 @@ constexpr QSize TOOL_ICON_SIZE(16, 16);
 
 CMainWindow* pInstance;
 
-QIcon _Icon(unsigned CommandId) {
+QIcon Icon(unsigned CommandId) {
     const char* sFile = GetCommandIcon(CommandId);
     return sFile != nullptr ? QIcon(QStringLiteral(":/icons/") + QLatin1String(sFile)) : QIcon();
 }
 
-std::array<std::span<const ACTION_SLOT>, 7> _AllSlots() {
+std::array<std::span<const ACTION_SLOT>, 7> AllSlots() {
     return {GetFileSlots(),   GetEditSlots(),  GetDebugSlots(), GetProjectSlots(),
             GetTargetSlots(), GetBreakSlots(), GetViewSlots()};
 }
 
 /// Text of a menu entry: the short help, or the command's last word.
-QString _ActionText(const COMMAND_ROW& Row) {
+QString ActionText(const COMMAND_ROW& Row) {
     return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
-QString _ToolbarKey(const QString& sName) {
+QString ToolbarKey(const QString& sName) {
     const QString sShort = sName == QLatin1String("Views")         ? QStringLiteral("Window")
                            : sName == QLatin1String("Breakpoints") ? QStringLiteral("Breakpoint")
                                                                    : sName;
     return QStringLiteral("AppData/Perspectives/Debug/Toolbar%1State").arg(sShort);
 }
 
-bool _HasSelectedText(const QWidget* pWidget) {
+bool HasSelectedText(const QWidget* pWidget) {
     const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
     const auto* pText = qobject_cast<const QTextEdit*>(pWidget);
     return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->textCursor().hasSelection());
 }
 
 /// True if the nearest window above the action is the main window, the source viewer, or one that holds the focus.
-bool _MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWindow* pSource) {
+bool MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWindow* pSource) {
     const QObject* pObject = pAction;
     while (pObject != nullptr && qobject_cast<const QMainWindow*>(pObject) == nullptr) {
         pObject = pObject->parent();
@@ -166,10 +166,10 @@ CMainWindow::~CMainWindow() {
 }
 
 void CMainWindow::CreateActions() {
-    for (const std::span<const ACTION_SLOT> Group : _AllSlots()) {
+    for (const std::span<const ACTION_SLOT> Group : AllSlots()) {
         for (const ACTION_SLOT& Slot : Group) {
             const COMMAND_ROW Row = CCommandTable::GetRow(Slot.Id);
-            auto* pAction = new QAction(_Icon(Slot.Id), _ActionText(Row), this);
+            auto* pAction = new QAction(Icon(Slot.Id), ActionText(Row), this);
             pAction->setObjectName(Row.ActionName);
             addAction(pAction);
             Connect(pAction, this, [this, pfSlot = Slot.pfSlot] { pfSlot(*this); });
@@ -180,7 +180,7 @@ void CMainWindow::CreateActions() {
 void CMainWindow::CreateSourceActions() {
     for (const ACTION_SLOT& Slot : GetSourceSlots()) {
         const COMMAND_ROW Row = CCommandTable::GetRow(Slot.Id);
-        auto* pAction = new QAction(_ActionText(Row), m_pSource);
+        auto* pAction = new QAction(ActionText(Row), m_pSource);
         pAction->setObjectName(Row.ActionName);
         pAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         m_pSource->addAction(pAction);
@@ -268,7 +268,7 @@ void CMainWindow::RestoreState() {
     restoreState(ReadSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState")).toByteArray());
     for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
         const bool IsDefault = It.key() == QLatin1String("File") || It.key() == QLatin1String("Debug");
-        It.value()->setVisible(ReadSetting(_ToolbarKey(It.key()), IsDefault).toBool());
+        It.value()->setVisible(ReadSetting(ToolbarKey(It.key()), IsDefault).toBool());
     }
     for (const QString& sKey :
          {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
@@ -288,7 +288,7 @@ void CMainWindow::SaveState() {
     WriteSetting(QStringLiteral("AppData/MainWindow/Version"), GetAppVersion());
     WriteSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState"), saveState());
     for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
-        WriteSetting(_ToolbarKey(It.key()), !It.value()->isHidden());
+        WriteSetting(ToolbarKey(It.key()), !It.value()->isHidden());
     }
 }
 
@@ -382,12 +382,12 @@ bool CMainWindow::TakeAlternativeKey(QEvent* pEvent) {
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
         (sKey == QLatin1String("Esc") && QApplication::activeWindow() == this &&
          QApplication::activePopupWidget() == nullptr && QApplication::activeModalWidget() == nullptr &&
-         !_HasSelectedText(QApplication::focusWidget()))) {
+         !HasSelectedText(QApplication::focusWidget()))) {
         m_pSource->setFocus();
         return true;
     }
     for (const U32 Id : CCommandTable::FindByAlternativeKey(sKey)) {
-        if (_MayTakeKey(CCommandTable::GetAction(Id), this, m_pSource)) {
+        if (MayTakeKey(CCommandTable::GetAction(Id), this, m_pSource)) {
             CCommandTable::Trigger(Id);
             return true;
         }

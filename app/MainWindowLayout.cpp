@@ -14,7 +14,7 @@ namespace {
 
 constexpr qint64 MAX_USER_FILE_SIZE = 1024 * 1024; ///< more is no layout
 
-int _AreaOf(const QMainWindow& Window, CDockWindow* pDock) {
+int AreaOf(const QMainWindow& Window, CDockWindow* pDock) {
     if (pDock->isFloating()) {
         return AREA_FLOATING;
     }
@@ -29,7 +29,7 @@ int _AreaOf(const QMainWindow& Window, CDockWindow* pDock) {
 }
 
 /// The dock that shows where a tabbed dock lies: one behind another tab has no place of its own.
-const CDockWindow* _VisibleOfTabs(const QMainWindow& Window, CDockWindow* pDock) {
+const CDockWindow* VisibleOfTabs(const QMainWindow& Window, CDockWindow* pDock) {
     if (pDock->x() >= 0 && pDock->y() >= 0) {
         return pDock;
     }
@@ -41,25 +41,25 @@ const CDockWindow* _VisibleOfTabs(const QMainWindow& Window, CDockWindow* pDock)
     return pDock;
 }
 
-QPoint _OriginOfArea(const QMainWindow& Window, const QList<CDockWindow*>& Docks, int Area) {
+QPoint OriginOfArea(const QMainWindow& Window, const QList<CDockWindow*>& Docks, int Area) {
     QPoint Origin(INT_MAX, INT_MAX);
     for (CDockWindow* pDock : Docks) {
-        if (!pDock->isHidden() && _AreaOf(Window, pDock) == Area) {
-            const CDockWindow* pShown = _VisibleOfTabs(Window, pDock);
+        if (!pDock->isHidden() && AreaOf(Window, pDock) == Area) {
+            const CDockWindow* pShown = VisibleOfTabs(Window, pDock);
             Origin = QPoint(qMin(Origin.x(), pShown->x()), qMin(Origin.y(), pShown->y()));
         }
     }
     return Origin;
 }
 
-DOCK_LAYOUT _LayoutOf(const QMainWindow& Window, const QList<CDockWindow*>& Docks, CDockWindow* pDock) {
+DOCK_LAYOUT LayoutOf(const QMainWindow& Window, const QList<CDockWindow*>& Docks, CDockWindow* pDock) {
     DOCK_LAYOUT Layout;
     Layout.sName = pDock->GetWindow()->GetName();
-    Layout.Area = _AreaOf(Window, pDock);
-    const CDockWindow* pShown = _VisibleOfTabs(Window, pDock);
+    Layout.Area = AreaOf(Window, pDock);
+    const CDockWindow* pShown = VisibleOfTabs(Window, pDock);
     const bool IsFloating = Layout.Area == AREA_FLOATING;
     const QRect Frame = IsFloating ? pDock->frameGeometry() : pShown->geometry();
-    const QPoint Pos = IsFloating ? Frame.topLeft() : Frame.topLeft() - _OriginOfArea(Window, Docks, Layout.Area);
+    const QPoint Pos = IsFloating ? Frame.topLeft() : Frame.topLeft() - OriginOfArea(Window, Docks, Layout.Area);
     Layout.x = Pos.x();
     Layout.y = Pos.y();
     Layout.w = Frame.width();
@@ -67,12 +67,12 @@ DOCK_LAYOUT _LayoutOf(const QMainWindow& Window, const QList<CDockWindow*>& Dock
     return Layout;
 }
 
-Qt::DockWidgetArea _QtArea(int Area) {
+Qt::DockWidgetArea QtArea(int Area) {
     return Area == AREA_LEFT ? Qt::LeftDockWidgetArea
                              : (Area == AREA_RIGHT ? Qt::RightDockWidgetArea : Qt::BottomDockWidgetArea);
 }
 
-QString _ReadUserFile(const QString& sPath) {
+QString ReadUserFile(const QString& sPath) {
     QFile File(sPath);
     return File.size() <= MAX_USER_FILE_SIZE && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll())
                                                                                : QString();
@@ -84,7 +84,7 @@ struct PLACED_DOCK {
 };
 
 /// Docks of one area in the order of their places, side by side or, at one place, behind each other.
-void _Arrange(QMainWindow* pWindow, QList<PLACED_DOCK> Docks, int Area) {
+void Arrange(QMainWindow* pWindow, QList<PLACED_DOCK> Docks, int Area) {
     const bool IsRow = Area == AREA_BOTTOM;
     std::stable_sort(Docks.begin(), Docks.end(), [IsRow](const PLACED_DOCK& a, const PLACED_DOCK& b) {
         return IsRow ? a.Layout.x < b.Layout.x : a.Layout.y < b.Layout.y;
@@ -93,7 +93,7 @@ void _Arrange(QMainWindow* pWindow, QList<PLACED_DOCK> Docks, int Area) {
     QList<QDockWidget*> Shown;
     QList<int> Sizes;
     for (const PLACED_DOCK& Dock : std::as_const(Docks)) {
-        pWindow->addDockWidget(_QtArea(Area), Dock.pDock, IsRow ? Qt::Horizontal : Qt::Vertical);
+        pWindow->addDockWidget(QtArea(Area), Dock.pDock, IsRow ? Qt::Horizontal : Qt::Vertical);
         if (pLast != nullptr && pLast->Layout.x == Dock.Layout.x && pLast->Layout.y == Dock.Layout.y) {
             pWindow->tabifyDockWidget(pLast->pDock, Dock.pDock);
         } else {
@@ -118,7 +118,7 @@ void CMainWindow::WriteUserFile(const QString& sProjectPath) const {
     QStringList Lines;
     for (CDockWindow* pDock : m_Docks) {
         if (!pDock->isHidden()) {
-            Lines.append(FormatLayout(_LayoutOf(*this, m_Docks, pDock)));
+            Lines.append(FormatLayout(LayoutOf(*this, m_Docks, pDock)));
         }
     }
     for (const CWindow* pWindow : GetWindows()) {
@@ -166,7 +166,7 @@ void CMainWindow::ApplyDockLayouts(const QStringList& Lines) {
                 Docks.append(Dock);
             }
         }
-        _Arrange(this, Docks, Area);
+        Arrange(this, Docks, Area);
     }
     for (const PLACED_DOCK& Dock : std::as_const(Found)) {
         if (Dock.Layout.Area == AREA_FLOATING) {
@@ -196,7 +196,7 @@ void CMainWindow::ApplyToolbarLayouts(const QStringList& Lines) {
 }
 
 void CMainWindow::LoadUserFile(const QString& sProjectPath) {
-    const QString sText = _ReadUserFile(CProject::Get().GetUserFilePath(sProjectPath));
+    const QString sText = ReadUserFile(CProject::Get().GetUserFilePath(sProjectPath));
     if (sText.trimmed().isEmpty()) {
         return;
     }

@@ -25,7 +25,7 @@ constexpr int MAX_EVENTS_PER_ROUND = 100;
 constexpr int SCRIPT_END_POLL_MS = 10;
 
 /// A command line as the echo would show it; empty if the first argument is.
-void _Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
+void Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
     if (Args.first().toString().isEmpty()) {
         return;
     }
@@ -67,19 +67,19 @@ bool CMainWindow::CreateProjectFromCmdLine() {
         return false;
     }
     QStringList Commands;
-    _Collect(&Commands, CMD_PROJECT_SET_DEVICE, {Params.Device});
-    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF, {Params.HostIF, Params.HostIdent});
-    _Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Params.TargetIF});
-    _Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED, {Params.Speed});
-    _Collect(&Commands, CMD_PROJECT_SET_NOVIK_SCRIPT, {Params.ScriptFile});
+    Collect(&Commands, CMD_PROJECT_SET_DEVICE, {Params.Device});
+    Collect(&Commands, CMD_PROJECT_SET_HOST_IF, {Params.HostIF, Params.HostIdent});
+    Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Params.TargetIF});
+    Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED, {Params.Speed});
+    Collect(&Commands, CMD_PROJECT_SET_NOVIK_SCRIPT, {Params.ScriptFile});
     const QStringList Chain = Params.JTAGConfig.split(QLatin1Char(','));
     if (Chain.size() == 2) {
-        _Collect(&Commands, CMD_PROJECT_SET_JTAG_CONFIG, {Chain[0].trimmed(), Chain[1].trimmed()});
+        Collect(&Commands, CMD_PROJECT_SET_JTAG_CONFIG, {Chain[0].trimmed(), Chain[1].trimmed()});
     }
     for (const QString& sFile : GetDefaultSvdFiles(Params.Device)) {
-        _Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
+        Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
     }
-    _Collect(&Commands, CMD_FILE_OPEN, {Params.DataFile});
+    Collect(&Commands, CMD_FILE_OPEN, {Params.DataFile});
     Commands.removeAll(QString());
     if (QFileInfo(Params.ProjectFile).isFile()) {
         if (CProject::Get().UpdateSettings(Params.ProjectFile, Commands) != 0) {
@@ -199,16 +199,16 @@ QStringList CMainWindow::CollectProjectSettings() const {
     const CDevice& Device = CDevice::Get();
     const int Speed = Device.GetConfigParam(DEV_CFG_SPEED);
     QStringList Commands;
-    _Collect(&Commands, CMD_PROJECT_SET_DEVICE, {QString::fromUtf8(Device.GetConfigText(DEV_CFG_DEVICE_NAME))});
-    _Collect(&Commands, CMD_PROJECT_SET_HOST_IF,
-             {Device.GetConfigParam(DEV_CFG_HOST_IF) == 2 ? "IP" : "USB", QString()});
-    _Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Device.GetConfigParam(DEV_CFG_TARGET_IF) == 1 ? "SWD" : "JTAG"});
-    _Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED,
-             {Speed == 65535 ? QStringLiteral("adaptive") : SpeedText(static_cast<U32>(Speed))});
+    Collect(&Commands, CMD_PROJECT_SET_DEVICE, {QString::fromUtf8(Device.GetConfigText(DEV_CFG_DEVICE_NAME))});
+    Collect(&Commands, CMD_PROJECT_SET_HOST_IF,
+            {Device.GetConfigParam(DEV_CFG_HOST_IF) == 2 ? "IP" : "USB", QString()});
+    Collect(&Commands, CMD_PROJECT_SET_TARGET_IF, {Device.GetConfigParam(DEV_CFG_TARGET_IF) == 1 ? "SWD" : "JTAG"});
+    Collect(&Commands, CMD_PROJECT_SET_TIF_SPEED,
+            {Speed == 65535 ? QStringLiteral("adaptive") : SpeedText(static_cast<U32>(Speed))});
     for (const QString& sFile : CProject::Get().GetSvdFiles()) {
-        _Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
+        Collect(&Commands, CMD_PROJECT_ADD_SVD_FILE, {sFile});
     }
-    _Collect(&Commands, CMD_FILE_OPEN, {CProject::Get().GetProgramFile()});
+    Collect(&Commands, CMD_FILE_OPEN, {CProject::Get().GetProgramFile()});
     return Commands;
 }
 

@@ -21,17 +21,17 @@
 
 namespace {
 
-void _SetState(COMMAND_ID Id, bool IsEnabled, bool IsVisible) {
+void SetState(COMMAND_ID Id, bool IsEnabled, bool IsVisible) {
     CCommandTable::SetCommandEnabled(Id, IsEnabled, true);
     if (QAction* pAction = CCommandTable::GetAction(Id)) {
         pAction->setVisible(IsVisible);
     }
 }
 
-bool _HasArgs(COMMAND_ID Id) { return !CCommandTable::GetArgs(Id).isEmpty(); }
+bool HasArgs(COMMAND_ID Id) { return !CCommandTable::GetArgs(Id).isEmpty(); }
 
 /// Copies icon and texts of a drop-down entry to its button.
-void _ShowMode(QToolButton* pButton, unsigned RunId, unsigned EntryId) {
+void ShowMode(QToolButton* pButton, unsigned RunId, unsigned EntryId) {
     const QAction* pEntry = CCommandTable::GetAction(EntryId);
     const QAction* pRun = CCommandTable::GetAction(RunId);
     if (pButton == nullptr || pEntry == nullptr || pRun == nullptr) {
@@ -51,16 +51,16 @@ void CMainWindow::UpdateActions() {
     const CDevice& Device = CDevice::Get();
     const bool IsConnected = Device.IsConnected();
     const bool IsHalted = IsConnected && Device.IsHalted();
-    _SetState(CMD_DEBUG_START, true, !IsConnected);
-    _SetState(CMD_DEBUG_STOP, IsConnected, IsConnected);
-    _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
-    _SetState(CMD_DEBUG_HALT, IsConnected && !IsHalted, !IsHalted);
+    SetState(CMD_DEBUG_START, true, !IsConnected);
+    SetState(CMD_DEBUG_STOP, IsConnected, IsConnected);
+    SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
+    SetState(CMD_DEBUG_HALT, IsConnected && !IsHalted, !IsHalted);
     for (const COMMAND_ID Id : {CMD_DEBUG_STEP_INTO, CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT}) {
-        _SetState(Id, IsHalted, true);
+        SetState(Id, IsHalted, true);
     }
     for (const COMMAND_ID Id : {CMD_DEBUG_SET_NEXT_PC, CMD_DEBUG_SET_NEXT_STATEMENT, CMD_DEBUG_RUN_TO, CMD_VIEW_DATA,
                                 CMD_VIEW_SOURCE, CMD_VIEW_DISASSEMBLY, CMD_VIEW_CALL_GRAPH, CMD_WATCH_ADD}) {
-        _SetState(Id, _HasArgs(Id), true);
+        SetState(Id, HasArgs(Id), true);
     }
     const bool HasBreakpoints = !Device.GetBreakpoints().isEmpty();
     const bool HasWatchpoints = !Device.GetWatchpoints().isEmpty();
@@ -80,8 +80,8 @@ void CMainWindow::OnToolbarUpdateTimerTimeout() {
     const CDevice& Device = CDevice::Get();
     if (Device.isRunning()) {
         const bool IsHalted = Device.IsConnected() && Device.IsHalted();
-        _SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
-        _SetState(CMD_DEBUG_HALT, Device.IsConnected() && !IsHalted, !IsHalted);
+        SetState(CMD_DEBUG_CONTINUE, IsHalted, IsHalted);
+        SetState(CMD_DEBUG_HALT, Device.IsConnected() && !IsHalted, !IsHalted);
     }
 }
 
@@ -110,8 +110,8 @@ void CMainWindow::UpdateConnectionInfo() {
 void CMainWindow::UpdateModePanels() {
     constexpr unsigned aConnect[] = {CMD_DEBUG_DOWNLOAD_RESET, CMD_DEBUG_ATTACH, CMD_DEBUG_ATTACH_HALT};
     constexpr unsigned aReset[] = {CMD_DEBUG_RESET_HALT, CMD_DEBUG_RESET_BREAK_AT_SYMBOL, CMD_DEBUG_RESET_RUN};
-    _ShowMode(m_pConnectPanel, CMD_DEBUG_START, aConnect[qBound(0, SysVarValue(VAR_CONNECT_MODE), 2)]);
-    _ShowMode(m_pResetPanel, CMD_DEBUG_RESET, aReset[qBound(0, SysVarValue(VAR_RESET_MODE), 2)]);
+    ShowMode(m_pConnectPanel, CMD_DEBUG_START, aConnect[qBound(0, SysVarValue(VAR_CONNECT_MODE), 2)]);
+    ShowMode(m_pResetPanel, CMD_DEBUG_RESET, aReset[qBound(0, SysVarValue(VAR_RESET_MODE), 2)]);
 }
 
 void CMainWindow::UpdatePosition() { m_pStatusBar->SetActiveWindowStatus(m_pSource->GetStatusText()); }

@@ -13,7 +13,7 @@
 
 namespace {
 
-void _ProjectSetDevice(CMainWindow&) {
+void ProjectSetDevice(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_DEVICE;
     if (CCommandTable::CheckArgs(Id, 0)) {
         const QByteArray sName = GetCommandArg(Id, 0).toUtf8();
@@ -24,7 +24,7 @@ void _ProjectSetDevice(CMainWindow&) {
     }
 }
 
-void _SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
+void SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
     if (CCommandTable::CheckArgs(Id, 0)) {
         const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
         const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
@@ -36,10 +36,10 @@ void _SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
     }
 }
 
-void _ProjectSetNovikScript(CMainWindow&) { _SetFileParam(CMD_PROJECT_SET_NOVIK_SCRIPT, DEV_CFG_SCRIPT_FILE); }
-void _ProjectSetNovikLogFile(CMainWindow&) { _SetFileParam(CMD_PROJECT_SET_NOVIK_LOG_FILE, DEV_CFG_LOG_FILE); }
+void ProjectSetNovikScript(CMainWindow&) { SetFileParam(CMD_PROJECT_SET_NOVIK_SCRIPT, DEV_CFG_SCRIPT_FILE); }
+void ProjectSetNovikLogFile(CMainWindow&) { SetFileParam(CMD_PROJECT_SET_NOVIK_LOG_FILE, DEV_CFG_LOG_FILE); }
 
-void _ProjectAddSvdFile(CMainWindow&) {
+void ProjectAddSvdFile(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_SVD_FILE;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -50,7 +50,7 @@ void _ProjectAddSvdFile(CMainWindow&) {
     }
 }
 
-void _ProjectSetHostIF(CMainWindow&) {
+void ProjectSetHostIF(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_HOST_IF;
     if (!CCommandTable::CheckArgs(Id, 1)) {
         return;
@@ -80,7 +80,7 @@ void _ProjectSetHostIF(CMainWindow&) {
     Device.PostSetConfigParam(DEV_CFG_HOST_IF, pRow->Value);
 }
 
-void _ProjectSetTargetIF(CMainWindow&) {
+void ProjectSetTargetIF(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TARGET_IF;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -93,7 +93,7 @@ void _ProjectSetTargetIF(CMainWindow&) {
     CDevice::Get().PostSetConfigParam(DEV_CFG_TARGET_IF, FindTextRow(sName)->Value);
 }
 
-void _ProjectSetTIFSpeed(CMainWindow& MainWindow) {
+void ProjectSetTIFSpeed(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TIF_SPEED;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -115,7 +115,7 @@ void _ProjectSetTIFSpeed(CMainWindow& MainWindow) {
     MainWindow.UpdateConnectionInfo();
 }
 
-void _ProjectSetJTAGConfig(CMainWindow&) {
+void ProjectSetJTAGConfig(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_JTAG_CONFIG;
     unsigned DRPre = 0;
     unsigned IRLen = 0;
@@ -127,7 +127,7 @@ void _ProjectSetJTAGConfig(CMainWindow&) {
 }
 
 /// A setting that is one system variable: yes and no words, or a value of the variable's kind.
-void _SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
+void SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
@@ -151,15 +151,15 @@ void _SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
     MainWindow.OnSysVarChanged(Index, Value);
 }
 
-void _ProjectSetSemihosting(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_SEMIHOSTING, VAR_SEMIHOSTING_ENABLED, w); }
-void _ProjectSetRTT(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_RTT, VAR_RTT_ENABLED, w); }
-void _ProjectSetBPType(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_BP_TYPE, VAR_BREAKPOINT_TYPE, w); }
-void _ProjectSetTraceSource(CMainWindow& w) { _SetVariable(CMD_PROJECT_SET_TRACE_SOURCE, VAR_TRACE_SOURCE, w); }
-void _ProjectSetTracePortWidth(CMainWindow& w) {
-    _SetVariable(CMD_PROJECT_SET_TRACE_PORT_WIDTH, VAR_TRACE_PORT_WIDTH, w);
+void ProjectSetSemihosting(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_SEMIHOSTING, VAR_SEMIHOSTING_ENABLED, w); }
+void ProjectSetRTT(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_RTT, VAR_RTT_ENABLED, w); }
+void ProjectSetBPType(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_BP_TYPE, VAR_BREAKPOINT_TYPE, w); }
+void ProjectSetTraceSource(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_TRACE_SOURCE, VAR_TRACE_SOURCE, w); }
+void ProjectSetTracePortWidth(CMainWindow& w) {
+    SetVariable(CMD_PROJECT_SET_TRACE_PORT_WIDTH, VAR_TRACE_PORT_WIDTH, w);
 }
 
-void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
+void ProjectSetTraceTiming(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TRACE_TIMING;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -176,7 +176,7 @@ void _ProjectSetTraceTiming(CMainWindow& MainWindow) {
     }
 }
 
-void _ProjectConfigSWO(CMainWindow& MainWindow) {
+void ProjectConfigSWO(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_CONFIG_SWO;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -197,33 +197,33 @@ void _ProjectConfigSWO(CMainWindow& MainWindow) {
     }
 }
 
-void _ProjectAddRootPath(CMainWindow&) {
+void ProjectAddRootPath(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_ROOT_PATH)) {
         CFileFinder::Get().AddRootPath(GetCommandArg(CMD_PROJECT_ADD_ROOT_PATH, 0));
     }
 }
 
-void _ProjectAddSearchPath(CMainWindow&) {
+void ProjectAddSearchPath(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_SEARCH_PATH)) {
         CFileFinder::Get().AddSearchPath(GetCommandArg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
     }
 }
 
-void _ProjectAddFileAlias(CMainWindow&) {
+void ProjectAddFileAlias(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_FILE_ALIAS;
     if (CCommandTable::CheckArgs(Id)) {
         CFileFinder::Get().AddFileAlias(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
     }
 }
 
-void _ProjectAddPathSubstitute(CMainWindow&) {
+void ProjectAddPathSubstitute(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_PATH_SUBSTITUTE;
     if (CCommandTable::CheckArgs(Id)) {
         CFileFinder::Get().AddPathSubstitute(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
     }
 }
 
-void _ProjectRelocateSymbols(CMainWindow& MainWindow) {
+void ProjectRelocateSymbols(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_RELOCATE_SYMBOLS;
     unsigned Offset = 0;
     if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 1, &Offset) &&
@@ -232,7 +232,7 @@ void _ProjectRelocateSymbols(CMainWindow& MainWindow) {
     }
 }
 
-void _ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
+void ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
     if (CCommandTable::CheckArgs(Id)) {
         MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
@@ -240,27 +240,27 @@ void _ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_PROJECT_SET_DEVICE, _ProjectSetDevice},
-    {CMD_PROJECT_SET_NOVIK_SCRIPT, _ProjectSetNovikScript},
-    {CMD_PROJECT_SET_NOVIK_LOG_FILE, _ProjectSetNovikLogFile},
-    {CMD_PROJECT_ADD_SVD_FILE, _ProjectAddSvdFile},
-    {CMD_PROJECT_SET_HOST_IF, _ProjectSetHostIF},
-    {CMD_PROJECT_SET_TARGET_IF, _ProjectSetTargetIF},
-    {CMD_PROJECT_SET_TIF_SPEED, _ProjectSetTIFSpeed},
-    {CMD_PROJECT_SET_JTAG_CONFIG, _ProjectSetJTAGConfig},
-    {CMD_PROJECT_SET_SEMIHOSTING, _ProjectSetSemihosting},
-    {CMD_PROJECT_SET_RTT, _ProjectSetRTT},
-    {CMD_PROJECT_SET_BP_TYPE, _ProjectSetBPType},
-    {CMD_PROJECT_SET_TRACE_SOURCE, _ProjectSetTraceSource},
-    {CMD_PROJECT_SET_TRACE_PORT_WIDTH, _ProjectSetTracePortWidth},
-    {CMD_PROJECT_SET_TRACE_TIMING, _ProjectSetTraceTiming},
-    {CMD_PROJECT_CONFIG_SWO, _ProjectConfigSWO},
-    {CMD_PROJECT_ADD_ROOT_PATH, _ProjectAddRootPath},
-    {CMD_PROJECT_ADD_SEARCH_PATH, _ProjectAddSearchPath},
-    {CMD_PROJECT_ADD_FILE_ALIAS, _ProjectAddFileAlias},
-    {CMD_PROJECT_ADD_PATH_SUBSTITUTE, _ProjectAddPathSubstitute},
-    {CMD_PROJECT_RELOCATE_SYMBOLS, _ProjectRelocateSymbols},
-    {CMD_PROJECT_SET_CONSOLE_LOG_FILE, _ProjectSetConsoleLogFile},
+    {CMD_PROJECT_SET_DEVICE, ProjectSetDevice},
+    {CMD_PROJECT_SET_NOVIK_SCRIPT, ProjectSetNovikScript},
+    {CMD_PROJECT_SET_NOVIK_LOG_FILE, ProjectSetNovikLogFile},
+    {CMD_PROJECT_ADD_SVD_FILE, ProjectAddSvdFile},
+    {CMD_PROJECT_SET_HOST_IF, ProjectSetHostIF},
+    {CMD_PROJECT_SET_TARGET_IF, ProjectSetTargetIF},
+    {CMD_PROJECT_SET_TIF_SPEED, ProjectSetTIFSpeed},
+    {CMD_PROJECT_SET_JTAG_CONFIG, ProjectSetJTAGConfig},
+    {CMD_PROJECT_SET_SEMIHOSTING, ProjectSetSemihosting},
+    {CMD_PROJECT_SET_RTT, ProjectSetRTT},
+    {CMD_PROJECT_SET_BP_TYPE, ProjectSetBPType},
+    {CMD_PROJECT_SET_TRACE_SOURCE, ProjectSetTraceSource},
+    {CMD_PROJECT_SET_TRACE_PORT_WIDTH, ProjectSetTracePortWidth},
+    {CMD_PROJECT_SET_TRACE_TIMING, ProjectSetTraceTiming},
+    {CMD_PROJECT_CONFIG_SWO, ProjectConfigSWO},
+    {CMD_PROJECT_ADD_ROOT_PATH, ProjectAddRootPath},
+    {CMD_PROJECT_ADD_SEARCH_PATH, ProjectAddSearchPath},
+    {CMD_PROJECT_ADD_FILE_ALIAS, ProjectAddFileAlias},
+    {CMD_PROJECT_ADD_PATH_SUBSTITUTE, ProjectAddPathSubstitute},
+    {CMD_PROJECT_RELOCATE_SYMBOLS, ProjectRelocateSymbols},
+    {CMD_PROJECT_SET_CONSOLE_LOG_FILE, ProjectSetConsoleLogFile},
 };
 
 } // namespace

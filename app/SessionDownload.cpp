@@ -47,7 +47,7 @@ constexpr CODE_TEXT aDownloadError[] = {
     {-4, "error during verification phase"},
 };
 
-QString _DownloadErrorText(int Code) {
+QString DownloadErrorText(int Code) {
     for (const CODE_TEXT& Row : aDownloadError) {
         if (Row.Code == Code) {
             return QString::fromLatin1(Row.sText);
@@ -57,10 +57,10 @@ QString _DownloadErrorText(int Code) {
 }
 
 /// Anything that isn't one of the other data files is taken for an ELF file, whatever its name.
-bool _IsElfFile(const QString& sPath) { return !JFile::IsBinFile(sPath) && !JFile::IsRecordFile(sPath); }
+bool IsElfFile(const QString& sPath) { return !JFile::IsBinFile(sPath) && !JFile::IsRecordFile(sPath); }
 
 /// Blocks of a data file, a binary one's at Address. The error text, empty on success.
-QString _ReadBlocks(const QString& sPath, I64 Address, QList<CMemBlock>* pBlocks) {
+QString ReadBlocks(const QString& sPath, I64 Address, QList<CMemBlock>* pBlocks) {
     constexpr I64 ADDR_END = 0x100000000;
     const bool IsBinary = JFile::IsBinFile(sPath);
     if (!QFileInfo::exists(sPath)) {
@@ -84,7 +84,7 @@ QString _ReadBlocks(const QString& sPath, I64 Address, QList<CMemBlock>* pBlocks
     return {};
 }
 
-QList<CMemBlock> _ElfBlocks() {
+QList<CMemBlock> ElfBlocks() {
     QList<CMemBlock> Blocks;
     for (const ELF_SEGMENT& Segment : ElfApi_GetLoadSegments()) {
         Blocks.append({Segment.PAddr, Segment.Data});
@@ -145,9 +145,9 @@ void CSession::WriteDownload(const QString& sPath, I64 Address) {
     const bool IsProgramFile = sPath == CProject::Get().GetProgramFile();
     QList<CMemBlock> Blocks;
     if (IsProgramFile) {
-        Blocks = _IsElfFile(sPath) ? _ElfBlocks() : CProject::Get().GetProgramData();
+        Blocks = IsElfFile(sPath) ? ElfBlocks() : CProject::Get().GetProgramData();
     } else {
-        const QString sError = _ReadBlocks(sPath, Address, &Blocks);
+        const QString sError = ReadBlocks(sPath, Address, &Blocks);
         if (!sError.isEmpty()) {
             ConsolePrintError(sPath + QStringLiteral(": ") + sError);
             return;
@@ -173,7 +173,7 @@ void CSession::OnDeviceEndDownloadDone(const char*) {
 }
 
 void CSession::ReportDownloadError(int Code) {
-    const QString sText = _DownloadErrorText(Code);
+    const QString sText = DownloadErrorText(Code);
     SetStatus(QStringLiteral("Download Failed."));
     ConsolePrint(sText);
     ShowWarnings(
@@ -248,7 +248,7 @@ QString CSession::OpenRecords(const QString& sPath, bool IsBinary) {
         }
     }
     QList<CMemBlock> Blocks;
-    const QString sError = _ReadBlocks(sPath, m_LoadAddress, &Blocks);
+    const QString sError = ReadBlocks(sPath, m_LoadAddress, &Blocks);
     if (!sError.isEmpty()) {
         return sError;
     }
@@ -262,7 +262,7 @@ QString CSession::OpenDataFile(const QString& sPath) {
     QElapsedTimer Timer;
     Timer.start();
     m_SavedBreakpoints.insert(qHash(m_sCurrentProgramFile.toLower()), CDevice::Get().GetBreakpoints());
-    const bool IsElf = !sPath.isEmpty() && _IsElfFile(sPath);
+    const bool IsElf = !sPath.isEmpty() && IsElfFile(sPath);
     QString sError;
     if (sPath.isEmpty()) {
         const std::lock_guard Lock(CDevice::Get().SchedulerMutex());

@@ -18,14 +18,14 @@
 
 namespace {
 
-void _PrintProbeLine(const char* sText) { ConsolePrintColorId(QString::fromLatin1(sText), COLOR_LOGGING_NOVIK); }
+void PrintProbeLine(const char* sText) { ConsolePrintColorId(QString::fromLatin1(sText), COLOR_LOGGING_NOVIK); }
 
 } // namespace
 
 void CSession::OnDeviceConnectDone(CONNECT_MODES Mode) {
     CDevice& Device = CDevice::Get();
     m_MainWindow.UpdateActions();
-    _PrintProbeLine("Novik: connected to target device");
+    PrintProbeLine("Novik: connected to target device");
     SetStatus(QStringLiteral("Connected"));
     m_MainWindow.UpdateConnectionInfo();
     m_MainWindow.UpdateTitle();
@@ -61,7 +61,7 @@ void CSession::OnDeviceConnectDone(CONNECT_MODES Mode) {
 
 void CSession::OnDeviceConnectFailed(CONNECT_MODES) {
     SetStatus(QStringLiteral("Novik: error connecting to device"));
-    _PrintProbeLine("Connection failed");
+    PrintProbeLine("Connection failed");
     m_MainWindow.UpdateActions();
     m_MainWindow.UpdateTitle();
 }
@@ -74,7 +74,7 @@ void CSession::OnDeviceConnectCanceled(CONNECT_MODES) {
 }
 
 void CSession::OnDeviceDisconnectDone() {
-    _PrintProbeLine("Novik: disconnected from target device");
+    PrintProbeLine("Novik: disconnected from target device");
     SetStatus(QStringLiteral("Ready"));
     m_MainWindow.GetStatusBar().EndProgress();
     m_MainWindow.UpdateConnectionInfo();
@@ -172,7 +172,7 @@ void CSession::OnDeviceConfigParamChanged(int Param, int) {
 }
 
 void CSession::OnDeviceConnectionLost() {
-    _PrintProbeLine("Novik: connection to target device lost.");
+    PrintProbeLine("Novik: connection to target device lost.");
     if (CDevice::Get().IsConnected() &&
         AskUser(QStringLiteral("Target Connection Lost"),
                 QStringLiteral("Failed to read target status. Abort Debug Session?"),

@@ -12,24 +12,24 @@
 namespace {
 
 /// "file:line" of the cursor; empty without a document.
-QString _CursorLocation(CMainWindow& MainWindow) {
+QString CursorLocation(CMainWindow& MainWindow) {
     const CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
     return pView == nullptr ? QString()
                             : QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(pView->GetCursorLine());
 }
 
-void _RunAtCursor(CMainWindow& MainWindow, COMMAND_ID Id) {
-    const QString sLocation = _CursorLocation(MainWindow);
+void RunAtCursor(CMainWindow& MainWindow, COMMAND_ID Id) {
+    const QString sLocation = CursorLocation(MainWindow);
     if (!sLocation.isEmpty()) {
         CCommandTable::Execute(Id, {sLocation});
     }
 }
 
-void _RunToCursor(CMainWindow& MainWindow) { _RunAtCursor(MainWindow, CMD_DEBUG_RUN_TO); }
-void _SetNextStatement(CMainWindow& MainWindow) { _RunAtCursor(MainWindow, CMD_DEBUG_SET_NEXT_STATEMENT); }
-void _ViewPC(CMainWindow&) { CCommandTable::Execute(CMD_VIEW_PC_LINE); }
+void RunToCursor(CMainWindow& MainWindow) { RunAtCursor(MainWindow, CMD_DEBUG_RUN_TO); }
+void SetNextStatement(CMainWindow& MainWindow) { RunAtCursor(MainWindow, CMD_DEBUG_SET_NEXT_STATEMENT); }
+void ViewPC(CMainWindow&) { CCommandTable::Execute(CMD_VIEW_PC_LINE); }
 
-void _ViewLine(CMainWindow& MainWindow) {
+void ViewLine(CMainWindow& MainWindow) {
     const CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
     bool IsAccepted = false;
     if (pView == nullptr) {
@@ -43,18 +43,18 @@ void _ViewLine(CMainWindow& MainWindow) {
     }
 }
 
-void _ToggleBreakpoint(CMainWindow& MainWindow) {
-    const I64 Addr = ResolveLocation(_CursorLocation(MainWindow));
+void ToggleBreakpoint(CMainWindow& MainWindow) {
+    const I64 Addr = ResolveLocation(CursorLocation(MainWindow));
     const bool IsSet = Addr >= 0 && CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).Valid != 0;
-    _RunAtCursor(MainWindow, IsSet ? CMD_BREAK_CLEAR_ON_SRC : CMD_BREAK_SET_ON_SRC);
+    RunAtCursor(MainWindow, IsSet ? CMD_BREAK_CLEAR_ON_SRC : CMD_BREAK_SET_ON_SRC);
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_SRC_RUN_TO_CURSOR, _RunToCursor},
-    {CMD_SRC_SET_NEXT_STMNT, _SetNextStatement},
-    {CMD_SRC_VIEW_PC, _ViewPC},
-    {CMD_SRC_VIEW_LINE, _ViewLine},
-    {CMD_BP_SET, _ToggleBreakpoint},
+    {CMD_SRC_RUN_TO_CURSOR, RunToCursor},
+    {CMD_SRC_SET_NEXT_STMNT, SetNextStatement},
+    {CMD_SRC_VIEW_PC, ViewPC},
+    {CMD_SRC_VIEW_LINE, ViewLine},
+    {CMD_BP_SET, ToggleBreakpoint},
 };
 
 } // namespace

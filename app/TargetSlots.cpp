@@ -18,7 +18,7 @@ namespace {
 constexpr U32 MAX_TRANSFER = 0x10000000; ///< bytes of one fill, save or load
 
 /// Logical index of a register by its name: R0 to R15, SP, LR, PC, CPSR, XPSR; -1 if it is none.
-I32 _FindRegister(const QString& sName) {
+I32 FindRegister(const QString& sName) {
     struct REG_NAME {
         const char* sName;
         I32 Idx;
@@ -35,13 +35,13 @@ I32 _FindRegister(const QString& sName) {
     return IsNumber && Idx >= 0 && Idx <= 15 ? Idx : -1;
 }
 
-void _TargetSetReg(CMainWindow&) {
+void TargetSetReg(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_REG;
     unsigned Value = 0;
     if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id) || !ReadNumberArg(Id, 1, &Value)) {
         return;
     }
-    const I32 Logical = _FindRegister(CCommandTable::GetArgs(Id).value(0));
+    const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     if (Idx < 0) {
         FailCommand(Id, "invalid parameter");
@@ -50,13 +50,13 @@ void _TargetSetReg(CMainWindow&) {
     CDevice::Get().PostWriteReg(static_cast<U32>(Idx), Value);
 }
 
-void _TargetGetReg(CMainWindow&) {
+void TargetGetReg(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_GET_REG;
     CCommandTable::SetResult(Id, -1);
     if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
         return;
     }
-    const I32 Logical = _FindRegister(CCommandTable::GetArgs(Id).value(0));
+    const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     I64 Value = -1;
     if (Idx < 0 || CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
@@ -68,7 +68,7 @@ void _TargetGetReg(CMainWindow&) {
     ReportCommandValue(static_cast<U32>(Value));
 }
 
-template <typename T> void _Write(COMMAND_ID Id) {
+template <typename T> void Write(COMMAND_ID Id) {
     unsigned Addr = 0;
     unsigned Value = 0;
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr) ||
@@ -84,7 +84,7 @@ template <typename T> void _Write(COMMAND_ID Id) {
                                 MEM_ACCESS_WIDTH_DEFAULT, 0);
 }
 
-template <typename T> void _Read(COMMAND_ID Id) {
+template <typename T> void Read(COMMAND_ID Id) {
     unsigned Addr = 0;
     CCommandTable::SetResult(Id, -1);
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr)) {
@@ -99,14 +99,14 @@ template <typename T> void _Read(COMMAND_ID Id) {
     ReportCommandValue(Item);
 }
 
-void _TargetWriteU32(CMainWindow&) { _Write<U32>(CMD_TARGET_WRITE_U32); }
-void _TargetWriteU16(CMainWindow&) { _Write<U16>(CMD_TARGET_WRITE_U16); }
-void _TargetWriteU8(CMainWindow&) { _Write<U8>(CMD_TARGET_WRITE_U8); }
-void _TargetReadU32(CMainWindow&) { _Read<U32>(CMD_TARGET_READ_U32); }
-void _TargetReadU16(CMainWindow&) { _Read<U16>(CMD_TARGET_READ_U16); }
-void _TargetReadU8(CMainWindow&) { _Read<U8>(CMD_TARGET_READ_U8); }
+void TargetWriteU32(CMainWindow&) { Write<U32>(CMD_TARGET_WRITE_U32); }
+void TargetWriteU16(CMainWindow&) { Write<U16>(CMD_TARGET_WRITE_U16); }
+void TargetWriteU8(CMainWindow&) { Write<U8>(CMD_TARGET_WRITE_U8); }
+void TargetReadU32(CMainWindow&) { Read<U32>(CMD_TARGET_READ_U32); }
+void TargetReadU16(CMainWindow&) { Read<U16>(CMD_TARGET_READ_U16); }
+void TargetReadU8(CMainWindow&) { Read<U8>(CMD_TARGET_READ_U8); }
 
-bool _ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
+bool ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, First, pAddr) ||
         !ReadNumberArg(Id, First + 1, pSize)) {
         return false;
@@ -118,22 +118,22 @@ bool _ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
     return true;
 }
 
-void _TargetFillMemory(CMainWindow&) {
+void TargetFillMemory(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_FILL_MEMORY;
     unsigned Addr = 0;
     unsigned Size = 0;
     unsigned Value = 0;
-    if (_ReadRange(Id, 0, &Addr, &Size) && ReadNumberArg(Id, 2, &Value)) {
+    if (ReadRange(Id, 0, &Addr, &Size) && ReadNumberArg(Id, 2, &Value)) {
         CDevice::Get().PostWriteMem(Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)), 0,
                                     MEM_ACCESS_WIDTH_DEFAULT, 0);
     }
 }
 
-void _TargetSaveMemory(CMainWindow&) {
+void TargetSaveMemory(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SAVE_MEMORY;
     unsigned Addr = 0;
     unsigned Size = 0;
-    if (!_ReadRange(Id, 1, &Addr, &Size)) {
+    if (!ReadRange(Id, 1, &Addr, &Size)) {
         return;
     }
     QByteArray Data(static_cast<qsizetype>(Size), '\0');
@@ -147,7 +147,7 @@ void _TargetSaveMemory(CMainWindow&) {
 }
 
 /// A record file brings its own addresses.
-void _LoadRecords(COMMAND_ID Id, const QString& sPath) {
+void LoadRecords(COMMAND_ID Id, const QString& sPath) {
     const QList<CMemBlock> Blocks = JFile::ReadFile(sPath, -1);
     if (Blocks.isEmpty()) {
         FailCommand(Id, QFileInfo::exists(sPath) ? "invalid data file" : "file not found");
@@ -157,7 +157,7 @@ void _LoadRecords(COMMAND_ID Id, const QString& sPath) {
     }
 }
 
-void _TargetLoadMemory(CMainWindow&) {
+void TargetLoadMemory(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_LOAD_MEMORY;
     unsigned Addr = 0;
     if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
@@ -165,7 +165,7 @@ void _TargetLoadMemory(CMainWindow&) {
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
     if (JFile::IsRecordFile(sPath)) {
-        _LoadRecords(Id, sPath);
+        LoadRecords(Id, sPath);
         return;
     }
     QFile File(sPath);
@@ -176,7 +176,7 @@ void _TargetLoadMemory(CMainWindow&) {
     CDevice::Get().PostWriteMem(Addr, File.readAll(), 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
 }
 
-void _TargetSetAccessWidth(CMainWindow&) {
+void TargetSetAccessWidth(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_ACCESS_WIDTH;
     I32 Width = 0;
     if (!CCommandTable::CheckArgs(Id)) {
@@ -189,7 +189,7 @@ void _TargetSetAccessWidth(CMainWindow&) {
     SetSysVar(GetSysVar(VAR_ACCESS_WIDTH), Width, false);
 }
 
-void _TargetSetEndianess(CMainWindow&) {
+void TargetSetEndianess(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_ENDIANESS;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -202,32 +202,32 @@ void _TargetSetEndianess(CMainWindow&) {
     CDevice::Get().PostSetConfigParam(DEV_CFG_ENDIAN, IsBig);
 }
 
-void _ReportElfValue(COMMAND_ID Id, I64 Value) {
+void ReportElfValue(COMMAND_ID Id, I64 Value) {
     CCommandTable::SetResult(Id, static_cast<I32>(Value));
     if (Value >= 0) {
         ReportCommandValue(static_cast<U32>(Value));
     }
 }
 
-void _ElfGetBaseAddr(CMainWindow&) {
+void ElfGetBaseAddr(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_BASE_ADDR)) {
-        _ReportElfValue(CMD_ELF_GET_BASE_ADDR, ElfApi_GetBaseAddr());
+        ReportElfValue(CMD_ELF_GET_BASE_ADDR, ElfApi_GetBaseAddr());
     }
 }
 
-void _ElfGetEntryPointPC(CMainWindow&) {
+void ElfGetEntryPointPC(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_POINT_PC)) {
-        _ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPointPC());
+        ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPointPC());
     }
 }
 
-void _ElfGetEntryFuncPC(CMainWindow&) {
+void ElfGetEntryFuncPC(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_FUNC_PC)) {
-        _ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetEntryFuncPC());
+        ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetEntryFuncPC());
     }
 }
 
-void _ElfGetExprValue(CMainWindow&) {
+void ElfGetExprValue(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_ELF_GET_EXPR_VALUE;
     I64 Value = -1;
     CCommandTable::SetResult(Id, -1);
@@ -238,34 +238,34 @@ void _ElfGetExprValue(CMainWindow&) {
         FailCommand(Id, "unknown symbol");
         return;
     }
-    _ReportElfValue(Id, Value);
+    ReportElfValue(Id, Value);
 }
 
-void _ElfGetEndianess(CMainWindow&) {
+void ElfGetEndianess(CMainWindow&) {
     if (CCommandTable::CheckArgs(CMD_ELF_GET_ENDIANESS)) {
-        _ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0);
+        ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0);
     }
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_TARGET_SET_REG, _TargetSetReg},
-    {CMD_TARGET_GET_REG, _TargetGetReg},
-    {CMD_TARGET_WRITE_U32, _TargetWriteU32},
-    {CMD_TARGET_WRITE_U16, _TargetWriteU16},
-    {CMD_TARGET_WRITE_U8, _TargetWriteU8},
-    {CMD_TARGET_READ_U32, _TargetReadU32},
-    {CMD_TARGET_READ_U16, _TargetReadU16},
-    {CMD_TARGET_READ_U8, _TargetReadU8},
-    {CMD_TARGET_FILL_MEMORY, _TargetFillMemory},
-    {CMD_TARGET_SAVE_MEMORY, _TargetSaveMemory},
-    {CMD_TARGET_LOAD_MEMORY, _TargetLoadMemory},
-    {CMD_TARGET_SET_ACCESS_WIDTH, _TargetSetAccessWidth},
-    {CMD_TARGET_SET_ENDIANESS, _TargetSetEndianess},
-    {CMD_ELF_GET_BASE_ADDR, _ElfGetBaseAddr},
-    {CMD_ELF_GET_ENTRY_POINT_PC, _ElfGetEntryPointPC},
-    {CMD_ELF_GET_ENTRY_FUNC_PC, _ElfGetEntryFuncPC},
-    {CMD_ELF_GET_EXPR_VALUE, _ElfGetExprValue},
-    {CMD_ELF_GET_ENDIANESS, _ElfGetEndianess},
+    {CMD_TARGET_SET_REG, TargetSetReg},
+    {CMD_TARGET_GET_REG, TargetGetReg},
+    {CMD_TARGET_WRITE_U32, TargetWriteU32},
+    {CMD_TARGET_WRITE_U16, TargetWriteU16},
+    {CMD_TARGET_WRITE_U8, TargetWriteU8},
+    {CMD_TARGET_READ_U32, TargetReadU32},
+    {CMD_TARGET_READ_U16, TargetReadU16},
+    {CMD_TARGET_READ_U8, TargetReadU8},
+    {CMD_TARGET_FILL_MEMORY, TargetFillMemory},
+    {CMD_TARGET_SAVE_MEMORY, TargetSaveMemory},
+    {CMD_TARGET_LOAD_MEMORY, TargetLoadMemory},
+    {CMD_TARGET_SET_ACCESS_WIDTH, TargetSetAccessWidth},
+    {CMD_TARGET_SET_ENDIANESS, TargetSetEndianess},
+    {CMD_ELF_GET_BASE_ADDR, ElfGetBaseAddr},
+    {CMD_ELF_GET_ENTRY_POINT_PC, ElfGetEntryPointPC},
+    {CMD_ELF_GET_ENTRY_FUNC_PC, ElfGetEntryFuncPC},
+    {CMD_ELF_GET_EXPR_VALUE, ElfGetExprValue},
+    {CMD_ELF_GET_ENDIANESS, ElfGetEndianess},
 };
 
 } // namespace

@@ -60,7 +60,7 @@ constexpr PALETTE_ROW aDisabled[] = {
 };
 
 /// A bus that runs already: asking for one that doesn't could start it.
-bool _HasSessionBus() {
+bool HasSessionBus() {
     return !IsUnattended() && (qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
                                QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus")));
 }
@@ -86,7 +86,7 @@ void CTheme::Start() {
     // What the desktop said last time holds until it answers, so that a dark desktop doesn't see a light window first.
     m_IsDark = m_IsFixed ? sFixed == "dark" : IsPaletteDark() || ReadSetting(QLatin1String(KEY_DARK)).toBool();
     QApplication::setPalette(MakeThemePalette(m_IsDark));
-    if (!m_IsFixed && _HasSessionBus()) {
+    if (!m_IsFixed && HasSessionBus()) {
         QTimer::singleShot(0, this, &CTheme::AskPortal);
     }
 }

@@ -26,25 +26,25 @@ namespace {
 constexpr int MAX_SLEEP_MS = 360'000;
 
 /// Shows the source line of an address. False if it has none that can be shown.
-bool _ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
+bool ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
     const CSrcLoc Loc = ElfApi_GetSrcLoc(Addr);
     return Loc.IsValid() &&
            MainWindow.GetSourceWindow().ShowLocation(CFileFinder::Get().FindFile(ElfApi_GetFilePath(Loc.FileId)),
                                                      static_cast<int>(Loc.Line));
 }
 
-void _ViewSource(CMainWindow& MainWindow) {
+void ViewSource(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_VIEW_SOURCE;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArg0(Id));
-    if (Addr < 0 || !_ShowSourceOf(MainWindow, static_cast<U32>(Addr))) {
+    if (Addr < 0 || !ShowSourceOf(MainWindow, static_cast<U32>(Addr))) {
         FailCommand(Id, "invalid parameter");
     }
 }
 
-void _ViewLine(CMainWindow& MainWindow) {
+void ViewLine(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_VIEW_LINE;
     unsigned Line = 0;
     if (!CCommandTable::CheckArgs(Id) || !ReadNumberArg(Id, 0, &Line)) {
@@ -59,21 +59,21 @@ void _ViewLine(CMainWindow& MainWindow) {
     pView->EnsureLineVisible(static_cast<int>(Line));
 }
 
-void _ViewPCLine(CMainWindow& MainWindow) {
+void ViewPCLine(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_VIEW_PC_LINE;
     if (CCommandTable::CheckArgs(Id) && CheckConnectedAndHalted(Id)) {
         MainWindow.GetSourceWindow().ShowPC(static_cast<U32>(CDevice::Get().GetPC()));
     }
 }
 
-void _WindowShow(CMainWindow& MainWindow) {
+void WindowShow(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) &&
         !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
         FailCommand(CMD_WINDOW_SHOW, "unknown window");
     }
 }
 
-void _WindowClose(CMainWindow& MainWindow) {
+void WindowClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLOSE;
     if (!CCommandTable::CheckArgs(Id, 0)) {
         return;
@@ -92,7 +92,7 @@ void _WindowClose(CMainWindow& MainWindow) {
     }
 }
 
-void _WindowClear(CMainWindow& MainWindow) {
+void WindowClear(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLEAR;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -105,29 +105,29 @@ void _WindowClear(CMainWindow& MainWindow) {
     }
 }
 
-void _WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QStringLiteral("Console"), true); }
+void WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QStringLiteral("Console"), true); }
 
-void _ShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
+void OnShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(Id) && !MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
         FailCommand(Id, "unknown toolbar");
     }
 }
 
-void _ToolbarShow(CMainWindow& MainWindow) { _ShowToolbar(CMD_TOOLBAR_SHOW, true, MainWindow); }
-void _ToolbarClose(CMainWindow& MainWindow) { _ShowToolbar(CMD_TOOLBAR_CLOSE, false, MainWindow); }
+void ToolbarShow(CMainWindow& MainWindow) { OnShowToolbar(CMD_TOOLBAR_SHOW, true, MainWindow); }
+void ToolbarClose(CMainWindow& MainWindow) { OnShowToolbar(CMD_TOOLBAR_CLOSE, false, MainWindow); }
 
-void _ToggleToolbar(CMainWindow& MainWindow, const char* sName) {
+void ToggleToolbar(CMainWindow& MainWindow, const char* sName) {
     const QString sToolbar = QString::fromLatin1(sName);
     CCommandTable::Execute(MainWindow.IsToolbarShown(sToolbar) ? CMD_TOOLBAR_CLOSE : CMD_TOOLBAR_SHOW, {sToolbar});
 }
 
-void _ToggleFileToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "File"); }
-void _ToggleDebugToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Debug"); }
+void ToggleFileToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow, "File"); }
+void ToggleDebugToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow, "Debug"); }
 
-void _ToggleViewsToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Views"); }
-void _ToggleBreakpointToolbar(CMainWindow& MainWindow) { _ToggleToolbar(MainWindow, "Breakpoints"); }
+void ToggleViewsToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow, "Views"); }
+void ToggleBreakpointToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow, "Breakpoints"); }
 
-void _UtilSleep(CMainWindow& MainWindow) {
+void UtilSleep(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_UTIL_SLEEP;
     if (!CCommandTable::CheckArgs(Id)) {
         return;
@@ -147,7 +147,7 @@ void _UtilSleep(CMainWindow& MainWindow) {
     }
 }
 
-void _UtilLog(CMainWindow&) {
+void UtilLog(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_UTIL_LOG;
     if (CCommandTable::CheckArgs(Id)) {
         ConsolePrintColorId(CCommandTable::GetArg0(Id), COLOR_LOGGING_SCRIPT);
@@ -155,7 +155,7 @@ void _UtilLog(CMainWindow&) {
     }
 }
 
-void _HelpManual(CMainWindow& MainWindow) {
+void HelpManual(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_HELP_MANUAL) || IsUnattended()) {
         return;
     }
@@ -164,7 +164,7 @@ void _HelpManual(CMainWindow& MainWindow) {
     pManual->show();
 }
 
-void _HelpAbout(CMainWindow& MainWindow) {
+void HelpAbout(CMainWindow& MainWindow) {
     if (!CCommandTable::CheckArgs(CMD_HELP_ABOUT)) {
         return;
     }
@@ -179,7 +179,7 @@ void _HelpAbout(CMainWindow& MainWindow) {
     Box.exec();
 }
 
-void _HelpCommands(CMainWindow& MainWindow) {
+void HelpCommands(CMainWindow& MainWindow) {
     if (CCommandTable::CheckArgs(CMD_HELP_COMMANDS)) {
         MainWindow.ShowConsole();
         MainWindow.GetConsole().PrintCommandHelp();
@@ -187,24 +187,24 @@ void _HelpCommands(CMainWindow& MainWindow) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_VIEW_SOURCE, _ViewSource},
-    {CMD_VIEW_LINE, _ViewLine},
-    {CMD_VIEW_PC_LINE, _ViewPCLine},
-    {CMD_WINDOW_SHOW, _WindowShow},
-    {CMD_WINDOW_CLOSE, _WindowClose},
-    {CMD_WINDOW_CLEAR, _WindowClear},
-    {CMD_WINDOW_SHOW_CONSOLE, _WindowShowConsole},
-    {CMD_TOOLBAR_SHOW, _ToolbarShow},
-    {CMD_TOOLBAR_CLOSE, _ToolbarClose},
-    {CMD_TOOLBAR_SHOW_FILE, _ToggleFileToolbar},
-    {CMD_TOOLBAR_SHOW_DEBUG, _ToggleDebugToolbar},
-    {CMD_TOOLBAR_SHOW_VIEWS, _ToggleViewsToolbar},
-    {CMD_TOOLBAR_SHOW_BREAKPOINTS, _ToggleBreakpointToolbar},
-    {CMD_UTIL_SLEEP, _UtilSleep},
-    {CMD_UTIL_LOG, _UtilLog},
-    {CMD_HELP_MANUAL, _HelpManual},
-    {CMD_HELP_ABOUT, _HelpAbout},
-    {CMD_HELP_COMMANDS, _HelpCommands},
+    {CMD_VIEW_SOURCE, ViewSource},
+    {CMD_VIEW_LINE, ViewLine},
+    {CMD_VIEW_PC_LINE, ViewPCLine},
+    {CMD_WINDOW_SHOW, WindowShow},
+    {CMD_WINDOW_CLOSE, WindowClose},
+    {CMD_WINDOW_CLEAR, WindowClear},
+    {CMD_WINDOW_SHOW_CONSOLE, WindowShowConsole},
+    {CMD_TOOLBAR_SHOW, ToolbarShow},
+    {CMD_TOOLBAR_CLOSE, ToolbarClose},
+    {CMD_TOOLBAR_SHOW_FILE, ToggleFileToolbar},
+    {CMD_TOOLBAR_SHOW_DEBUG, ToggleDebugToolbar},
+    {CMD_TOOLBAR_SHOW_VIEWS, ToggleViewsToolbar},
+    {CMD_TOOLBAR_SHOW_BREAKPOINTS, ToggleBreakpointToolbar},
+    {CMD_UTIL_SLEEP, UtilSleep},
+    {CMD_UTIL_LOG, UtilLog},
+    {CMD_HELP_MANUAL, HelpManual},
+    {CMD_HELP_ABOUT, HelpAbout},
+    {CMD_HELP_COMMANDS, HelpCommands},
 };
 
 } // namespace

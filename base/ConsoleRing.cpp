@@ -19,17 +19,17 @@ struct CONSOLE_RING {
     std::atomic<U64> NumDropped{0};
 };
 
-CONSOLE_RING& _Ring() {
+CONSOLE_RING& GetRing() {
     static CONSOLE_RING Ring;
     return Ring;
 }
 
-void _Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
+void Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
     if (sText.isEmpty()) {
         return;
     }
     const QByteArray Text = sText.toUtf8();
-    CONSOLE_RING& Ring = _Ring();
+    CONSOLE_RING& Ring = GetRing();
     const std::lock_guard Lock(Ring.WriteMutex);
     const U32 Index = Ring.WriteIndex;
     if (Ring.aIsValid[Index].load(std::memory_order_acquire) != 0) {
@@ -52,11 +52,11 @@ void _Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool I
 } // namespace
 
 void ConsolePrint(const QString& sText, const QColor& Color, bool IsFixedFont) {
-    _Put(sText, Color.rgba(), -1, IsFixedFont, true);
+    Put(sText, Color.rgba(), -1, IsFixedFont, true);
 }
 
 void ConsolePrintColorId(const QString& sText, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
-    _Put(sText, 0, ColorId, IsFixedFont, IsNewLine);
+    Put(sText, 0, ColorId, IsFixedFont, IsNewLine);
 }
 
 void ConsolePrintList(const QStringList& Lines, const QColor& Color) {
@@ -68,7 +68,7 @@ void ConsolePrintList(const QStringList& Lines, const QColor& Color) {
 void ConsolePrintError(const QString& sText) { ConsolePrintColorId(sText, COLOR_ID_LOGGING_ERROR); }
 
 bool ConsoleTake(CONSOLE_MSG* pOut) {
-    CONSOLE_RING& Ring = _Ring();
+    CONSOLE_RING& Ring = GetRing();
     const U32 Index = Ring.ReadIndex;
     if (Ring.aIsValid[Index].load(std::memory_order_acquire) == 0) {
         return false;
@@ -79,4 +79,4 @@ bool ConsoleTake(CONSOLE_MSG* pOut) {
     return true;
 }
 
-U64 ConsoleDropCount() { return _Ring().NumDropped; }
+U64 ConsoleDropCount() { return GetRing().NumDropped; }

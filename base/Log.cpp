@@ -26,17 +26,17 @@ struct LOG_STATE {
     std::atomic<bool> IsDebugMode{false};
 };
 
-LOG_STATE& _State() {
+LOG_STATE& GetState() {
     static LOG_STATE State;
     return State;
 }
 
-std::unique_ptr<QFile>& _ConsoleLog() {
+std::unique_ptr<QFile>& ConsoleLog() {
     static std::unique_ptr<QFile> pFile;
     return pFile;
 }
 
-std::unique_ptr<QFile> _OpenSink(const QString& sPath) {
+std::unique_ptr<QFile> OpenSink(const QString& sPath) {
     auto pFile = std::make_unique<QFile>(sPath);
     if (!pFile->open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Text)) {
         return nullptr;
@@ -44,30 +44,30 @@ std::unique_ptr<QFile> _OpenSink(const QString& sPath) {
     return pFile;
 }
 
-void _LimitSize(QFile* pFile) {
+void LimitSize(QFile* pFile) {
     if (pFile->size() > MAX_LOG_FILE_SIZE) {
         pFile->resize(KEPT_LOG_FILE_SIZE);
         pFile->seek(KEPT_LOG_FILE_SIZE);
     }
 }
 
-const char* _LevelMark(U32 Flags) {
+const char* LevelMark(U32 Flags) {
     if (Flags & MSG_ERROR) {
         return "[E] ";
     }
     return (Flags & MSG_WARNING) ? "[W] " : " i  ";
 }
 
-void _FlushLog(LOG_STATE& State) {
+void FlushLog(LOG_STATE& State) {
     if (State.pFile && !State.Buffer.isEmpty()) {
-        _LimitSize(State.pFile.get());
+        LimitSize(State.pFile.get());
         State.pFile->write(State.Buffer);
         State.pFile->flush();
         State.Buffer.clear();
     }
 }
 
-QByteArray _ComposeText(const char* sText, U32 Flags) {
+QByteArray ComposeText(const char* sText, U32 Flags) {
     QByteArray Text;
     if (Flags & MSG_FROM_ELF) {
         Text = "ElfLib: ";
@@ -83,7 +83,7 @@ QByteArray _ComposeText(const char* sText, U32 Flags) {
     return Text;
 }
 
-void _PrintToConsole(const QByteArray& Text, U32 Flags) {
+void PrintToConsole(const QByteArray& Text, U32 Flags) {
     QColor Color = Qt::transparent;
     if (Flags & MSG_ERROR) {
         Color = QColor(COLOR_LOG_ERROR);
@@ -93,7 +93,7 @@ void _PrintToConsole(const QByteArray& Text, U32 Flags) {
     ConsolePrint(QString::fromUtf8(Text), Color);
 }
 
-void _QtMessageHandler(QtMsgType Type, const QMessageLogContext&, const QString& sText) {
+void HandleQtMessage(QtMsgType Type, const QMessageLogContext&, const QString& sText) {
     U32 Flags = MSG_INFO | MSG_TO_TEXT_CONSOLE | MSG_TO_LOG;
     if (Type == QtCriticalMsg || Type == QtFatalMsg) {
         Flags = MSG_ERROR | MSG_TO_TEXT_CONSOLE | MSG_TO_LOG | MSG_TO_CONSOLE;
@@ -111,66 +111,66 @@ int LogMessage(const char* sText, U32 Flags) {
     if (sText == nullptr || *sText == '\0') {
         return -1;
     }
-    LOG_STATE& State = _State();
+    LOG_STATE& State = GetState();
     const std::lock_guard Lock(State.Mutex);
-    const QByteArray Text = _ComposeText(sText, Flags);
+    const QByteArray Text = ComposeText(sText, Flags);
     if (Flags & (MSG_TO_CONSOLE | MSG_TO_ALL)) {
-        _PrintToConsole(Text, Flags);
+        PrintToConsole(Text, Flags);
     }
     if ((Flags & (MSG_TO_TEXT_CONSOLE | MSG_TO_ALL)) && State.IsDebugMode) {
-        std::fprintf(stdout, "%s%s\n", _LevelMark(Flags), Text.constData());
+        std::fprintf(stdout, "%s%s\n", LevelMark(Flags), Text.constData());
         std::fflush(stdout);
     }
     if ((Flags & (MSG_TO_LOG | MSG_TO_ALL)) && State.pFile) {
-        State.Buffer += _LevelMark(Flags);
+        State.Buffer += LevelMark(Flags);
         State.Buffer += Text;
         State.Buffer += '\n';
         if (State.Buffer.size() >= State.FlushThreshold) {
-            _FlushLog(State);
+            FlushLog(State);
         }
     }
     return 0;
 }
 
-bool IsVerboseLogging() { return _State().IsVerbose || _State().IsDebugMode; }
+bool IsVerboseLogging() { return GetState().IsVerbose || GetState().IsDebugMode; }
 
-void SetLogDebugMode(bool IsOn) { _State().IsDebugMode = IsOn; }
+void SetLogDebugMode(bool IsOn) { GetState().IsDebugMode = IsOn; }
 
 bool OpenProgramLog(const QString& sPath, int FlushThreshold) {
-    LOG_STATE& State = _State();
+    LOG_STATE& State = GetState();
     const std::lock_guard Lock(State.Mutex);
-    _FlushLog(State); // of the log that was open
+    FlushLog(State); // of the log that was open
     State.FlushThreshold = FlushThreshold > 0 ? FlushThreshold : DEFAULT_FLUSH_THRESHOLD;
-    State.pFile = _OpenSink(sPath);
+    State.pFile = OpenSink(sPath);
     State.Buffer.clear();
     State.IsVerbose = State.pFile != nullptr;
     return State.IsVerbose;
 }
 
 void CloseProgramLog() {
-    LOG_STATE& State = _State();
+    LOG_STATE& State = GetState();
     const std::lock_guard Lock(State.Mutex);
-    _FlushLog(State);
+    FlushLog(State);
     State.pFile.reset();
     State.IsVerbose = false;
 }
 
 bool OpenConsoleLog(const QString& sPath) {
-    _ConsoleLog().reset();
+    ConsoleLog().reset();
     if (!sPath.isEmpty()) {
-        _ConsoleLog() = _OpenSink(sPath);
+        ConsoleLog() = OpenSink(sPath);
     }
-    return _ConsoleLog() != nullptr;
+    return ConsoleLog() != nullptr;
 }
 
-void CloseConsoleLog() { _ConsoleLog().reset(); }
+void CloseConsoleLog() { ConsoleLog().reset(); }
 
 void WriteConsoleLog(const QString& sText, bool IsNewLine) {
-    QFile* pFile = _ConsoleLog().get();
+    QFile* pFile = ConsoleLog().get();
     if (pFile == nullptr) {
         return;
     }
-    _LimitSize(pFile);
+    LimitSize(pFile);
     pFile->write(sText.toUtf8());
     if (IsNewLine) {
         pFile->write("\n");
@@ -178,4 +178,4 @@ void WriteConsoleLog(const QString& sText, bool IsNewLine) {
     pFile->flush();
 }
 
-void InstallQtMessageHandler() { qInstallMessageHandler(_QtMessageHandler); }
+void InstallQtMessageHandler() { qInstallMessageHandler(HandleQtMessage); }

@@ -21,10 +21,10 @@ namespace {
 
 constexpr int NUM_ROUNDS = 9;
 
-double _MsOf(const QElapsedTimer& Timer) { return static_cast<double>(Timer.nsecsElapsed()) / 1e6; }
+double MsOf(const QElapsedTimer& Timer) { return static_cast<double>(Timer.nsecsElapsed()) / 1e6; }
 
 /// Highest memory of this process so far in MB.
-double _PeakMB() {
+double PeakMB() {
     QFile File(QStringLiteral("/proc/self/status"));
     if (!File.open(QIODevice::ReadOnly)) {
         return 0;
@@ -38,7 +38,7 @@ double _PeakMB() {
 }
 
 /// Every DIE of .debug_info on one thread: code, abbreviation, values led over, nothing kept.
-U64 _BareWalk(const DWARF_STORE& S) {
+U64 BareWalk(const DWARF_STORE& S) {
     U64 NumDies = 0;
     for (U32 i = 0; i < S.FirstTypesUnit; ++i) {
         const DWARF_UNIT& Unit = S.Units[i];
@@ -55,7 +55,7 @@ U64 _BareWalk(const DWARF_STORE& S) {
     return NumDies;
 }
 
-double _RunTool(const char* sTool, const QStringList& Args) {
+double RunTool(const char* sTool, const QStringList& Args) {
     const QString sPath = QStandardPaths::findExecutable(QLatin1String(sTool));
     if (sPath.isEmpty()) {
         return 0;
@@ -67,10 +67,10 @@ double _RunTool(const char* sTool, const QStringList& Args) {
     Process.setStandardErrorFile(QProcess::nullDevice());
     Process.start(sPath, Args);
     Process.waitForFinished(-1);
-    return _MsOf(Timer);
+    return MsOf(Timer);
 }
 
-void _Print(const QString& sName, double Value, const char* sUnit, const char* sPeer, double Peer) {
+void Print(const QString& sName, double Value, const char* sUnit, const char* sPeer, double Peer) {
     if (Peer > 0) {
         std::printf("%s %.3f %s %s %.3f %.3f\n", qPrintable(sName), Value, sUnit, sPeer, Peer, Value / Peer);
     } else {
@@ -86,7 +86,7 @@ struct SOURCES {
 };
 
 /// Names of the symbols in no order, each once; of all, or of those that mean MaxMeanings at most.
-QStringList _NamesOf(const ELF_SYM_LIST& Syms, const SOURCES& From, qsizetype MaxMeanings) {
+QStringList NamesOf(const ELF_SYM_LIST& Syms, const SOURCES& From, qsizetype MaxMeanings) {
     QStringList Names;
     for (const ELF_SYM_HANDLE h : Syms) {
         Names.append(ElfApi_GetSymName(h));
@@ -100,30 +100,30 @@ QStringList _NamesOf(const ELF_SYM_LIST& Syms, const SOURCES& From, qsizetype Ma
 }
 
 /// Time per look-up of these names, in microseconds.
-double _NameLookup(const QStringList& Names, const SOURCES& From) {
+double NameLookup(const QStringList& Names, const SOURCES& From) {
     QElapsedTimer Timer;
     Timer.start();
     for (const QString& sName : Names) {
         ElfApi_FindSym(sName, From.Globals, false, From.Types, From.ElfSyms);
     }
-    return _MsOf(Timer) * 1000 / static_cast<double>(std::max<qsizetype>(Names.size(), 1));
+    return MsOf(Timer) * 1000 / static_cast<double>(std::max<qsizetype>(Names.size(), 1));
 }
 
-void _MeasureNames(const QString& sPrefix, const ELF_SYM_LIST& Syms, const SOURCES& From) {
+void MeasureNames(const QString& sPrefix, const ELF_SYM_LIST& Syms, const SOURCES& From) {
     for (const qsizetype MaxMeanings : {qsizetype(1) << 30, qsizetype(1)}) {
         const QString sName = QString(sPrefix).arg(QLatin1String(MaxMeanings == 1 ? "unique_" : ""));
-        _Print(sName, _NameLookup(_NamesOf(Syms, From, MaxMeanings), From), "us", "goal", 1);
+        Print(sName, NameLookup(NamesOf(Syms, From, MaxMeanings), From), "us", "goal", 1);
     }
 }
 
-double _Median(std::vector<double> Times) {
+double Median(std::vector<double> Times) {
     std::sort(Times.begin(), Times.end());
     return Times[Times.size() / 2];
 }
 
-void _Measure(const QString& sFile) {
+void Measure(const QString& sFile) {
     const QString sName = QFileInfo(sFile).completeBaseName().replace(QLatin1Char('-'), QLatin1Char('_'));
-    const double Before = _PeakMB();
+    const double Before = PeakMB();
     std::vector<double> OpenTimes;
     std::vector<double> WalkTimes;
     double Peak = 0;
@@ -139,27 +139,26 @@ void _Measure(const QString& sFile) {
         ElfApi_GetFuncsAtAddr(0x08001000);
         ElfApi_GetSrcLoc(0x08001000);
         ElfApi_GetSrcFiles();
-        OpenTimes.push_back(_MsOf(Timer));
-        Peak = i == 0 ? _PeakMB() - Before : Peak;
+        OpenTimes.push_back(MsOf(Timer));
+        Peak = i == 0 ? PeakMB() - Before : Peak;
         Timer.restart();
-        NumDies = _BareWalk(*ELF_GetStore());
-        WalkTimes.push_back(_MsOf(Timer));
+        NumDies = BareWalk(*ELF_GetStore());
+        WalkTimes.push_back(MsOf(Timer));
     }
     const double SectionMB = ELF_GetStore()->aSection[DSEC_INFO].Size / 1048576.0;
     const double FirstMs = OpenTimes.front();
-    const double OpenMs = _Median(OpenTimes);
-    const double WalkMs = _Median(WalkTimes);
-    _Print(sName + "_open", OpenMs, "ms", "bare_walk", WalkMs);
-    _Print(sName + "_first_open", FirstMs, "ms", "bare_walk", WalkMs);
-    _Print(sName + "_open", OpenMs, "ms", "gdb", _RunTool("gdb-multiarch", {"-nx", "-batch", sFile}));
-    _Print(sName + "_open", OpenMs, "ms", "gdb_readnow",
-           _RunTool("gdb-multiarch", {"-nx", "-batch", "-readnow", sFile}));
-    _Print(sName + "_open", OpenMs, "ms", "readelf", _RunTool("readelf", {"--debug-dump=info", sFile}));
-    _Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
-    _Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
-    _MeasureNames(sName + "_name_to_%1symbol", ElfApi_Functions(), {false, false, true});
-    _MeasureNames(sName + "_name_to_%1variable", ElfApi_GlobalVars(), {true, false, false});
-    _MeasureNames(sName + "_name_to_%1type", ElfApi_Types(), {false, true, false});
+    const double OpenMs = Median(OpenTimes);
+    const double WalkMs = Median(WalkTimes);
+    Print(sName + "_open", OpenMs, "ms", "bare_walk", WalkMs);
+    Print(sName + "_first_open", FirstMs, "ms", "bare_walk", WalkMs);
+    Print(sName + "_open", OpenMs, "ms", "gdb", RunTool("gdb-multiarch", {"-nx", "-batch", sFile}));
+    Print(sName + "_open", OpenMs, "ms", "gdb_readnow", RunTool("gdb-multiarch", {"-nx", "-batch", "-readnow", sFile}));
+    Print(sName + "_open", OpenMs, "ms", "readelf", RunTool("readelf", {"--debug-dump=info", sFile}));
+    Print(sName + "_dies", static_cast<double>(NumDies) / 1e6, "M", "-", 0);
+    Print(sName + "_peak", Peak, "MB", "debug_info", SectionMB);
+    MeasureNames(sName + "_name_to_%1symbol", ElfApi_Functions(), {false, false, true});
+    MeasureNames(sName + "_name_to_%1variable", ElfApi_GlobalVars(), {true, false, false});
+    MeasureNames(sName + "_name_to_%1type", ElfApi_Types(), {false, true, false});
     std::fflush(stdout);
     ElfApi_Deinit();
 }
@@ -169,7 +168,7 @@ void _Measure(const QString& sFile) {
 int main(int argc, char* argv[]) {
     const QCoreApplication App(argc, argv);
     for (int i = 1; i < argc; ++i) {
-        _Measure(QString::fromLocal8Bit(argv[i]));
+        Measure(QString::fromLocal8Bit(argv[i]));
     }
     return 0;
 }

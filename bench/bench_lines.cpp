@@ -23,7 +23,7 @@ constexpr int NUM_ROUNDS = 5;
 constexpr size_t NUM_ASKED = 1'000'000;
 constexpr double GOAL_NS = 200;
 
-QString _MakeProgram(const QString& sDir) {
+QString MakeProgram(const QString& sDir) {
     QByteArray Text = "volatile int Sink;\n";
     for (int i = 0; i < NUM_FUNCTIONS; ++i) {
         Text += "int Function" + QByteArray::number(i) +
@@ -43,7 +43,7 @@ QString _MakeProgram(const QString& sDir) {
 }
 
 /// Best of the rounds, in nanoseconds for each of NUM_ASKED questions.
-template <typename F> double _Measure(F Ask) {
+template <typename F> double Measure(F Ask) {
     double Best = 1e9;
     for (int Round = 0; Round < NUM_ROUNDS; ++Round) {
         QElapsedTimer Timer;
@@ -61,7 +61,7 @@ template <typename F> double _Measure(F Ask) {
 int main(int argc, char** argv) {
     const QCoreApplication App(argc, argv);
     const QTemporaryDir Dir;
-    const QString sPath = argc > 1 ? QString::fromLocal8Bit(argv[1]) : _MakeProgram(Dir.path());
+    const QString sPath = argc > 1 ? QString::fromLocal8Bit(argv[1]) : MakeProgram(Dir.path());
     QElapsedTimer Timer;
     Timer.start();
     if (sPath.isEmpty() || ElfApi_Init(sPath) != 0) {
@@ -97,14 +97,14 @@ int main(int argc, char** argv) {
     }
     U64 Sum = 0;
     std::printf("%slines_rows %zu rows - - -\n", sName.constData(), Addrs.size());
-    const double Exact = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i]).Line; });
+    const double Exact = Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i]).Line; });
     std::printf("%slines_addr_to_line %.1f ns goal %.0f %.2f\n", sName.constData(), Exact, GOAL_NS, Exact / GOAL_NS);
-    const double Scattered = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(ScatteredAddrs[i]).Line; });
+    const double Scattered = Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(ScatteredAddrs[i]).Line; });
     std::printf("%slines_addr_to_line_scattered %.1f ns goal %.0f %.2f\n", sName.constData(), Scattered, GOAL_NS,
                 Scattered / GOAL_NS);
-    const double Near = _Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i] + 1).Line; });
+    const double Near = Measure([&](size_t i) { Sum += ElfApi_GetSrcLoc(AskedAddrs[i] + 1).Line; });
     std::printf("%slines_addr_to_line_near %.1f ns - - -\n", sName.constData(), Near);
-    const double Back = _Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(AskedLocs[i])); });
+    const double Back = Measure([&](size_t i) { Sum += static_cast<U64>(ElfApi_GetAddr(AskedLocs[i])); });
     std::printf("%slines_line_to_addr %.1f ns - - -\n", sName.constData(), Back);
     return Sum != 0 ? 0 : 1;
 }

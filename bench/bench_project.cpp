@@ -19,7 +19,7 @@ constexpr int LINES_PER_FUNCTION = 10;
 constexpr int NUM_RUNS = 50;
 constexpr double GOAL_MS = 20;
 
-QByteArray _MakeProject() {
+QByteArray MakeProject() {
     QByteArray Text;
     for (int i = 0; i < NUM_FUNCTIONS; ++i) {
         const QByteArray Name = i == 0 ? QByteArray("OnProjectLoad") : "Function" + QByteArray::number(i);
@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
     const QTemporaryDir Dir;
     const QString sPath = Dir.filePath(QStringLiteral("large.dbgprj"));
     QFile File(sPath);
-    const QByteArray Text = _MakeProject();
+    const QByteArray Text = MakeProject();
     if (!File.open(QIODevice::WriteOnly) || File.write(Text) != Text.size() ||
         Text.count('\n') != NUM_FUNCTIONS * LINES_PER_FUNCTION) {
         return 1;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int NUM_RUNS = 15;
 
-double _NowMs() {
+double NowMs() {
     timespec Now{};
     clock_gettime(CLOCK_MONOTONIC, &Now);
     return static_cast<double>(Now.tv_sec) * 1e3 + static_cast<double>(Now.tv_nsec) / 1e6;
@@ -31,7 +31,7 @@ public:
         if (pObject == m_pWindow && pEvent->type() == QEvent::Paint) {
             m_pWindow->removeEventFilter(this);
             QTimer::singleShot(0, this, [] {
-                std::printf("%.3f\n", _NowMs());
+                std::printf("%.3f\n", NowMs());
                 std::fflush(stdout);
                 std::_Exit(0);
             });
@@ -43,7 +43,7 @@ private:
     QWidget* m_pWindow;
 };
 
-int _RunChild(int argc, char** argv, bool IsPeer) {
+int RunChild(int argc, char** argv, bool IsPeer) {
     QApplication App(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("VANTLE"));
     QApplication::setApplicationName(QStringLiteral("BraskBench"));
@@ -62,11 +62,11 @@ int _RunChild(int argc, char** argv, bool IsPeer) {
     return QApplication::exec();
 }
 
-double _MedianMs(const char* sMode) {
+double MedianMs(const char* sMode) {
     std::vector<double> Times;
     for (int i = 0; i < NUM_RUNS; ++i) {
         QProcess Child;
-        const double Start = _NowMs();
+        const double Start = NowMs();
         Child.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(sMode)});
         if (!Child.waitForFinished(30'000)) {
             return -1;
@@ -86,11 +86,11 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QByteArray Mode = argc > 1 ? argv[1] : "";
     if (Mode == "--window" || Mode == "--peer") {
-        return _RunChild(argc, argv, Mode == "--peer");
+        return RunChild(argc, argv, Mode == "--peer");
     }
     QCoreApplication App(argc, argv);
-    const double Value = _MedianMs("--window");
-    const double Peer = _MedianMs("--peer");
+    const double Value = MedianMs("--window");
+    const double Peer = MedianMs("--peer");
     std::printf("start_to_first_paint %.1f ms empty_window %.1f %.2f\n", Value, Peer, Value / Peer);
     return Value < 0 || Peer < 0 ? 1 : 0;
 }

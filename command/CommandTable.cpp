@@ -28,7 +28,7 @@ constexpr NAME_ALIAS aAlias[] = {
     {"Project.SetTIFScanChain", "Project.SetJTAGConfig"},
 };
 
-std::array<COMMAND_ROW, CMD_COUNT> _BuildRows() {
+std::array<COMMAND_ROW, CMD_COUNT> BuildRows() {
     std::array<COMMAND_ROW, CMD_COUNT> aRow;
     for (U32 Id = 0; Id < CMD_COUNT; ++Id) {
         const COMMAND_ROW_DATA& Data = CommandRowData[Id];
@@ -47,8 +47,8 @@ std::array<COMMAND_ROW, CMD_COUNT> _BuildRows() {
     return aRow;
 }
 
-std::array<COMMAND_ROW, CMD_COUNT>& _Rows() {
-    static std::array<COMMAND_ROW, CMD_COUNT> aRow = _BuildRows();
+std::array<COMMAND_ROW, CMD_COUNT>& Rows() {
+    static std::array<COMMAND_ROW, CMD_COUNT> aRow = BuildRows();
     return aRow;
 }
 
@@ -59,13 +59,13 @@ struct COMMAND_STATE {
     QStringList UnknownNames;
 };
 
-COMMAND_STATE& _State() {
+COMMAND_STATE& GetState() {
     static COMMAND_STATE State;
     return State;
 }
 
 /// The parameter declarations of a prototype.
-QStringList _Params(U32 Id) {
+QStringList ParamsOf(U32 Id) {
     const QString sPrototype = CCommandTable::GetRow(Id).Prototype;
     const qsizetype Open = sPrototype.indexOf(QLatin1Char('('));
     const qsizetype Close = sPrototype.lastIndexOf(QLatin1Char(')'));
@@ -79,8 +79,8 @@ QStringList _Params(U32 Id) {
     return sParams.split(QLatin1Char(','));
 }
 
-int _FindRowOfAction(const QString& sName) {
-    for (const COMMAND_ROW& Row : _Rows()) {
+int FindRowOfAction(const QString& sName) {
+    for (const COMMAND_ROW& Row : Rows()) {
         if (!Row.ActionName.isEmpty() && Row.ActionName.compare(sName, Qt::CaseInsensitive) == 0) {
             return static_cast<int>(Row.Id);
         }
@@ -88,12 +88,12 @@ int _FindRowOfAction(const QString& sName) {
     return -1;
 }
 
-void _CopyEnabledState(const QAction* pFrom, QAction* pTo) {
+void CopyEnabledState(const QAction* pFrom, QAction* pTo) {
     pTo->setProperty(PROPERTY_AVAILABLE, pFrom->property(PROPERTY_AVAILABLE));
     pTo->setEnabled(pFrom->isEnabled());
 }
 
-void _LinkAction(COMMAND_ROW& Row, QAction* pAction) {
+void LinkAction(COMMAND_ROW& Row, QAction* pAction) {
     pAction->setShortcut(QKeySequence::fromString(Row.HotKey, QKeySequence::PortableText));
     pAction->setStatusTip(Row.LongHelp);
     QString sToolTip = Row.ShortHelp;
@@ -102,27 +102,27 @@ void _LinkAction(COMMAND_ROW& Row, QAction* pAction) {
     }
     pAction->setToolTip(sToolTip);
     if (Row.pAction != nullptr && Row.pAction != pAction) {
-        _CopyEnabledState(pAction, Row.pAction);
+        CopyEnabledState(pAction, Row.pAction);
     }
     Row.pAction = pAction;
-    _State().IdOfAction.insert(pAction, Row.Id);
+    GetState().IdOfAction.insert(pAction, Row.Id);
 }
 
 /// An action that dies takes itself out of the table, so that no row points at freed memory.
-void _WatchLifetime(QAction* pAction) {
+void WatchLifetime(QAction* pAction) {
     QObject::connect(pAction, &QObject::destroyed, pAction, [pAction] {
         const int Id = CCommandTable::GetIdOfAction(pAction);
         if (Id >= 0) {
-            COMMAND_ROW& Row = _Rows()[static_cast<size_t>(Id)];
+            COMMAND_ROW& Row = Rows()[static_cast<size_t>(Id)];
             if (Row.pAction == pAction) {
                 Row.pAction = nullptr;
             }
-            _State().IdOfAction.remove(pAction);
+            GetState().IdOfAction.remove(pAction);
         }
     });
 }
 
-QStringList _ToTexts(const QVariantList& Args) {
+QStringList ToTexts(const QVariantList& Args) {
     QStringList Texts;
     for (const QVariant& Arg : Args) {
         if (Arg.isValid()) {
@@ -136,10 +136,10 @@ QStringList _ToTexts(const QVariantList& Args) {
 
 namespace CCommandTable {
 
-void SetHost(const COMMAND_HOST& Host) { _State().Host = Host; }
-const COMMAND_HOST& GetHost() { return _State().Host; }
+void SetHost(const COMMAND_HOST& Host) { GetState().Host = Host; }
+const COMMAND_HOST& GetHost() { return GetState().Host; }
 
-COMMAND_ROW GetRow(U32 Id) { return Id < CMD_COUNT ? _Rows()[Id] : COMMAND_ROW(); }
+COMMAND_ROW GetRow(U32 Id) { return Id < CMD_COUNT ? Rows()[Id] : COMMAND_ROW(); }
 
 QString GetName(U32 Id) {
     const QString sPrototype = GetRow(Id).Prototype;
@@ -161,19 +161,19 @@ QString GetAlias(const QString& sName) {
 
 QString GetAlias(U32 Id) { return GetAlias(GetName(Id)); }
 
-int GetParamCount(U32 Id) { return static_cast<int>(_Params(Id).size()); }
+int GetParamCount(U32 Id) { return static_cast<int>(ParamsOf(Id).size()); }
 
 bool IsTextParam(U32 Id, int Index) {
-    const QStringList Params = _Params(Id);
+    const QStringList Params = ParamsOf(Id);
     return Index >= 0 && Index < Params.size() && Params[Index].contains(QLatin1String("char")) &&
            Params[Index].contains(QLatin1Char('*'));
 }
 
-QAction* GetAction(U32 Id) { return Id < CMD_COUNT ? _Rows()[Id].pAction : nullptr; }
+QAction* GetAction(U32 Id) { return Id < CMD_COUNT ? Rows()[Id].pAction : nullptr; }
 
 int GetIdOfAction(const QAction* pAction) {
-    const auto It = _State().IdOfAction.constFind(pAction);
-    return It == _State().IdOfAction.constEnd() ? -1 : static_cast<int>(It.value());
+    const auto It = GetState().IdOfAction.constFind(pAction);
+    return It == GetState().IdOfAction.constEnd() ? -1 : static_cast<int>(It.value());
 }
 
 bool IsAvailable(U32 Id, bool IsGui) {
@@ -260,8 +260,8 @@ QString GetError(U32 Id) {
     return pAction != nullptr ? pAction->whatsThis() : QString();
 }
 
-void SetResult(U32 Id, I32 Value) { _State().Results.insert(Id, Value); }
-I32 GetResult(U32 Id) { return _State().Results.value(Id, 0); }
+void SetResult(U32 Id, I32 Value) { GetState().Results.insert(Id, Value); }
+I32 GetResult(U32 Id) { return GetState().Results.value(Id, 0); }
 
 int Trigger(U32 Id) {
     if (Id >= CMD_COUNT) {
@@ -295,7 +295,7 @@ I32 Execute(U32 Id, const QVariantList& Args) {
     if (Id >= CMD_COUNT) {
         return -1;
     }
-    const QStringList Texts = _ToTexts(Args);
+    const QStringList Texts = ToTexts(Args);
     if (!Texts.isEmpty()) {
         SetArgs(Id, Texts);
     }
@@ -303,7 +303,7 @@ I32 Execute(U32 Id, const QVariantList& Args) {
 }
 
 void PrepareArgs(U32 Id, const QVariantList& Args) {
-    QStringList Texts = _ToTexts(Args);
+    QStringList Texts = ToTexts(Args);
     for (QString& sText : Texts) {
         sText.remove(QChar(0x2008));
         if (sText.size() >= 2 && sText.startsWith(QLatin1Char('"')) && sText.endsWith(QLatin1Char('"'))) {
@@ -322,35 +322,35 @@ void LinkActions(QObject* pWidget) {
         if (sName.isEmpty()) {
             continue;
         }
-        const int Id = _FindRowOfAction(sName);
+        const int Id = FindRowOfAction(sName);
         if (Id < 0) {
-            if (!_State().UnknownNames.contains(sName)) {
-                _State().UnknownNames.append(sName);
+            if (!GetState().UnknownNames.contains(sName)) {
+                GetState().UnknownNames.append(sName);
             }
             continue;
         }
-        if (!_State().IdOfAction.contains(pAction)) {
+        if (!GetState().IdOfAction.contains(pAction)) {
             // A fresh action is open to commands until UpdateActions() says otherwise.
             pAction->setProperty(PROPERTY_AVAILABLE, 1);
-            _WatchLifetime(pAction);
+            WatchLifetime(pAction);
         }
-        _LinkAction(_Rows()[static_cast<size_t>(Id)], pAction);
+        LinkAction(Rows()[static_cast<size_t>(Id)], pAction);
     }
 }
 
 void UnlinkActions(QObject* pWidget) {
     const QList<QAction*> Actions = pWidget->findChildren<QAction*>();
     for (QAction* pAction : Actions) {
-        const int Id = _FindRowOfAction(pAction->objectName());
-        if (Id >= 0 && _Rows()[static_cast<size_t>(Id)].pAction == pAction) {
-            _Rows()[static_cast<size_t>(Id)].pAction = nullptr;
+        const int Id = FindRowOfAction(pAction->objectName());
+        if (Id >= 0 && Rows()[static_cast<size_t>(Id)].pAction == pAction) {
+            Rows()[static_cast<size_t>(Id)].pAction = nullptr;
         }
-        _State().IdOfAction.remove(pAction);
+        GetState().IdOfAction.remove(pAction);
     }
 }
 
 QStringList GetUnknownActionNames() {
-    QStringList Names = _State().UnknownNames;
+    QStringList Names = GetState().UnknownNames;
     Names.sort();
     return Names;
 }

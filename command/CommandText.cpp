@@ -17,7 +17,7 @@ struct ALTERNATIVE_KEY {
 
 constexpr ALTERNATIVE_KEY aAlternativeKey[] = {{"Ctrl++", "Ctrl+="}, {"Alt++", "Alt+="}, {"Ctrl+F5", "F6"}};
 
-QString _Unquote(const QString& sText) {
+QString Unquote(const QString& sText) {
     const QString sTrimmed = sText.trimmed();
     if (sTrimmed.size() >= 2 && sTrimmed.startsWith(QLatin1Char('"')) && sTrimmed.endsWith(QLatin1Char('"'))) {
         return sTrimmed.mid(1, sTrimmed.size() - 2);
@@ -26,7 +26,7 @@ QString _Unquote(const QString& sText) {
 }
 
 /// Splits at the separator outside double quotes; empty parts stay.
-QStringList _SplitArgs(const QString& sText, QChar Separator) {
+QStringList SplitArgs(const QString& sText, QChar Separator) {
     QString sMasked = sText;
     QList<qsizetype> Masked;
     bool IsInQuotes = false;
@@ -47,13 +47,13 @@ QStringList _SplitArgs(const QString& sText, QChar Separator) {
                 sArg[Pos - Start] = Separator;
             }
         }
-        Parts.append(_Unquote(sArg));
+        Parts.append(Unquote(sArg));
         Start += sPart.size() + 1;
     }
     return Parts;
 }
 
-QString _RenderText(const QString& sArg) {
+QString RenderText(const QString& sArg) {
     QString sText = sArg;
     if (CCommandTable::GetHost().pfCanonicalLocation != nullptr) {
         const QString sLocation = CCommandTable::GetHost().pfCanonicalLocation(sArg);
@@ -62,7 +62,7 @@ QString _RenderText(const QString& sArg) {
     return QLatin1Char('"') + sText.remove(QLatin1Char('"')) + QLatin1Char('"');
 }
 
-QString _RenderNumber(const QString& sArg) {
+QString RenderNumber(const QString& sArg) {
     if (const TEXT_ROW* pRow = FindTextRow(sArg)) {
         return QString::fromLatin1(pRow->sName);
     }
@@ -76,7 +76,7 @@ QString _RenderNumber(const QString& sArg) {
     return sArg;
 }
 
-QString _HelpLine(const QString& sName, const QString& sArgs, const QString& sHotKey, const QString& sHelp) {
+QString HelpLine(const QString& sName, const QString& sArgs, const QString& sHotKey, const QString& sHelp) {
     constexpr int COLUMN_ARGS = 29;
     constexpr int COLUMN_HOT_KEY = 52;
     constexpr int COLUMN_HELP = 68;
@@ -112,7 +112,7 @@ void SplitLine(const QString& sLine, QString* pName, QStringList* pArgs) {
     if (sArgs.isEmpty()) {
         return;
     }
-    *pArgs = _SplitArgs(sArgs, Separator);
+    *pArgs = SplitArgs(sArgs, Separator);
     if (pArgs->size() == 1 && pArgs->first().compare(QLatin1String("void"), Qt::CaseInsensitive) == 0) {
         pArgs->clear();
     }
@@ -157,7 +157,7 @@ QString RenderCommand(U32 Id) {
     if (pAction != nullptr && pAction->data().typeId() == QMetaType::QStringList) {
         const QStringList Args = pAction->data().toStringList();
         for (int i = 0; i < Args.size(); ++i) {
-            Rendered.append(IsTextParam(Id, i) ? _RenderText(Args[i]) : _RenderNumber(Args[i]));
+            Rendered.append(IsTextParam(Id, i) ? RenderText(Args[i]) : RenderNumber(Args[i]));
         }
     }
     if (Rendered.isEmpty()) {
@@ -194,14 +194,14 @@ QStringList ListCommands() {
         const COMMAND_ROW Row = GetRow(Id);
         const QString sName = GetName(Id);
         if (Row.IsPublic != 0 && Row.pAction != nullptr && !sName.isEmpty()) {
-            Lines.append(_HelpLine(sName, Row.ArgNames, Row.HotKey, Row.LongHelp));
+            Lines.append(HelpLine(sName, Row.ArgNames, Row.HotKey, Row.LongHelp));
         }
     }
     Lines.sort();
     const QString sRule(150, QLatin1Char('-'));
     Lines.prepend(sRule);
-    Lines.prepend(_HelpLine(QStringLiteral("Command"), QStringLiteral("Arguments"), QStringLiteral("Hotkey"),
-                            QStringLiteral("Description")));
+    Lines.prepend(HelpLine(QStringLiteral("Command"), QStringLiteral("Arguments"), QStringLiteral("Hotkey"),
+                           QStringLiteral("Description")));
     Lines.prepend(sRule);
     return Lines;
 }

@@ -12,12 +12,12 @@ constexpr int MAX_LENGTH_PENALTY = 4; ///< of two names that fit alike, the shor
 constexpr int CHARACTERS_PER_PENALTY = 8;
 constexpr int IMPOSSIBLE = -1'000'000;
 
-bool _IsWordStart(const QString& sName, qsizetype i) {
+bool IsWordStart(const QString& sName, qsizetype i) {
     return i == 0 || !sName[i - 1].isLetterOrNumber() || (sName[i].isUpper() && !sName[i - 1].isUpper());
 }
 
-int _Points(const QString& sName, qsizetype i) {
-    return POINTS_CHARACTER + (_IsWordStart(sName, i) ? POINTS_WORD_START : 0);
+int Points(const QString& sName, qsizetype i) {
+    return POINTS_CHARACTER + (IsWordStart(sName, i) ? POINTS_WORD_START : 0);
 }
 
 } // namespace
@@ -39,7 +39,7 @@ int FuzzyScore(const QString& sPattern, const QString& sName) {
                 const int Before = k == 0 ? (i == LastWord ? POINTS_LAST_WORD : 0) : BestBefore;
                 const int Run = k > 0 && i > 0 ? aBest[i - 1] + POINTS_RUN : IMPOSSIBLE;
                 const int Best = qMax(Before, Run);
-                aNext[i] = Best < 0 ? IMPOSSIBLE : Best + _Points(sName, i);
+                aNext[i] = Best < 0 ? IMPOSSIBLE : Best + Points(sName, i);
             }
             BestBefore = qMax(BestBefore, aBest[i]);
         }

@@ -19,7 +19,7 @@ constexpr KIND_PREFIX aKindPrefix[] = {
     {PK_ACCESS_WIDTH, "AW_"}, {PK_ACCESS_TYPE, "AT_"},  {PK_BP_TYPE, "BP_TYPE_"},
 };
 
-const COMMAND_PARAM_ROW* _FindParams(U32 Id) {
+const COMMAND_PARAM_ROW* FindParams(U32 Id) {
     for (const COMMAND_PARAM_ROW& Row : CommandParamRows) {
         if (Row.Id == Id) {
             return &Row;
@@ -28,38 +28,38 @@ const COMMAND_PARAM_ROW* _FindParams(U32 Id) {
     return nullptr;
 }
 
-QString _Hex(I64 Value) {
+QString Hex(I64 Value) {
     return QStringLiteral("0x%1").arg(static_cast<U32>(Value), 0, 16).toUpper().replace("X", "x");
 }
 
-QString _NumberText(COMMAND_PARAM_KIND Kind, I64 Value) {
+QString NumberText(COMMAND_PARAM_KIND Kind, I64 Value) {
     if (Kind == PK_ADDR) {
         return QStringLiteral("0x") + QString::number(static_cast<U32>(Value), 16).toUpper().rightJustified(8, '0');
     }
     for (const KIND_PREFIX& Prefix : aKindPrefix) {
         if (Prefix.Kind == Kind) {
             const TEXT_ROW* pRow = FindTextRowByValue(Prefix.sPrefix, static_cast<I32>(Value));
-            return pRow != nullptr ? QString::fromLatin1(pRow->sName) : _Hex(Value);
+            return pRow != nullptr ? QString::fromLatin1(pRow->sName) : Hex(Value);
         }
     }
     // A script variable reads as unsigned: an int that holds a negative number arrives with bit 31 set.
     if (Kind == PK_INT && static_cast<I32>(Value) < 0) {
         return QString::number(static_cast<I32>(Value));
     }
-    return _Hex(Value);
+    return Hex(Value);
 }
 
-bool _CollectArgs(const COMMAND_PARAM_ROW& Row, const I64* paArgs, U32 NumArgs, QVariantList* pOut) {
+bool CollectArgs(const COMMAND_PARAM_ROW& Row, const I64* paArgs, U32 NumArgs, QVariantList* pOut) {
     const COMMAND_HOST& Host = CCommandTable::GetHost();
     for (U32 i = 0; i < NumArgs && i < MAX_COMMAND_PARAMS && Row.aKind[i] != PK_NONE; ++i) {
         if (Row.aKind[i] != PK_TEXT) {
-            pOut->append(_NumberText(Row.aKind[i], paArgs[i]));
+            pOut->append(NumberText(Row.aKind[i], paArgs[i]));
             continue;
         }
         const char* sText = Host.pfScriptText != nullptr ? Host.pfScriptText(paArgs[i]) : nullptr;
         if (sText == nullptr) {
             ConsolePrintError(
-                QStringLiteral("Invalid user function parameter: %1 (%2)").arg(_Hex(paArgs[i])).arg(paArgs[i]));
+                QStringLiteral("Invalid user function parameter: %1 (%2)").arg(Hex(paArgs[i])).arg(paArgs[i]));
             return false;
         }
         pOut->append(QString::fromUtf8(sText));
@@ -67,10 +67,10 @@ bool _CollectArgs(const COMMAND_PARAM_ROW& Row, const I64* paArgs, U32 NumArgs, 
     return true;
 }
 
-I32 _CallFromScript(U32 Id, const I64* paArgs, U32 NumArgs) {
+I32 CallFromScript(U32 Id, const I64* paArgs, U32 NumArgs) {
     const COMMAND_HOST& Host = CCommandTable::GetHost();
     QVariantList Args;
-    if (!_CollectArgs(*_FindParams(Id), paArgs, NumArgs, &Args)) {
+    if (!CollectArgs(*FindParams(Id), paArgs, NumArgs, &Args)) {
         return -1;
     }
     if (Host.pfMayCall != nullptr && !Host.pfMayCall(Id)) {
@@ -83,15 +83,15 @@ I32 _CallFromScript(U32 Id, const I64* paArgs, U32 NumArgs) {
     return Result;
 }
 
-template <U32 Id> I32 _Handler(const I64* paArgs, U32 NumArgs) { return _CallFromScript(Id, paArgs, NumArgs); }
+template <U32 Id> I32 Handler(const I64* paArgs, U32 NumArgs) { return CallFromScript(Id, paArgs, NumArgs); }
 
 template <size_t... Ids>
-constexpr std::array<COMMAND_HANDLER, sizeof...(Ids)> _MakeHandlers(std::index_sequence<Ids...>) {
-    return {&_Handler<static_cast<U32>(Ids)>...};
+constexpr std::array<COMMAND_HANDLER, sizeof...(Ids)> MakeHandlers(std::index_sequence<Ids...>) {
+    return {&Handler<static_cast<U32>(Ids)>...};
 }
 
-constexpr auto aHandler = _MakeHandlers(std::make_index_sequence<CMD_COUNT>());
+constexpr auto aHandler = MakeHandlers(std::make_index_sequence<CMD_COUNT>());
 
 } // namespace
 
-COMMAND_HANDLER GetScriptHandler(U32 Id) { return _FindParams(Id) != nullptr ? aHandler[Id] : nullptr; }
+COMMAND_HANDLER GetScriptHandler(U32 Id) { return FindParams(Id) != nullptr ? aHandler[Id] : nullptr; }

@@ -139,7 +139,7 @@ const TEXT_ROW aTextRow[NUM_TEXT_ROWS] = {
 constexpr const char* ALIAS_NAME = "RM_BREAK_AT_MAIN";
 constexpr const char* ALIAS_TARGET = "RM_BREAK_AT_SYMBOL";
 
-bool _IsInGroup(const TEXT_ROW& Row, const char* sPrefix) {
+bool IsInGroup(const TEXT_ROW& Row, const char* sPrefix) {
     return std::strncmp(Row.sName, sPrefix, std::strlen(sPrefix)) == 0;
 }
 
@@ -160,7 +160,7 @@ const TEXT_ROW* FindTextRow(const QString& sName) {
 
 const TEXT_ROW* FindTextRowByValue(const char* sPrefix, I64 Value) {
     for (const TEXT_ROW& Row : aTextRow) {
-        if (Row.Value == Value && _IsInGroup(Row, sPrefix)) {
+        if (Row.Value == Value && IsInGroup(Row, sPrefix)) {
             return &Row;
         }
     }
@@ -169,7 +169,7 @@ const TEXT_ROW* FindTextRowByValue(const char* sPrefix, I64 Value) {
 
 bool ParseTextValue(const char* sPrefix, const QString& sText, I32* pValue) {
     const TEXT_ROW* pRow = FindTextRow(sText);
-    if (pRow == nullptr || !_IsInGroup(*pRow, sPrefix)) {
+    if (pRow == nullptr || !IsInGroup(*pRow, sPrefix)) {
         bool IsNumber = false;
         const qlonglong Value = sText.toLongLong(&IsNumber, 0);
         pRow = IsNumber ? FindTextRowByValue(sPrefix, Value) : nullptr;

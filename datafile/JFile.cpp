@@ -38,7 +38,7 @@ public:
     }
 };
 
-QList<CMemBlock> _ReadBinary(const QString& sPath) {
+QList<CMemBlock> ReadBinary(const QString& sPath) {
     constexpr I64 MAX_SIZE = 0x100000000; // of the address space
     QFile File(sPath);
     if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_SIZE - 1) {
@@ -114,7 +114,7 @@ void CRecordFile::Read(QFile* pFile) {
     }
 }
 
-QList<CMemBlock> _ReadRecords(const QString& sPath) {
+QList<CMemBlock> ReadRecords(const QString& sPath) {
     QFile File(sPath);
     if (!File.open(QIODevice::ReadOnly)) {
         return {};
@@ -130,7 +130,7 @@ QList<CMemBlock> _ReadRecords(const QString& sPath) {
     return Records.Merge();
 }
 
-bool _HasSuffix(const QString& sPath, const QStringList& Suffixes) {
+bool HasSuffix(const QString& sPath, const QStringList& Suffixes) {
     return Suffixes.contains(QFileInfo(sPath).suffix().toLower());
 }
 
@@ -138,14 +138,14 @@ bool _HasSuffix(const QString& sPath, const QStringList& Suffixes) {
 
 void SetProgressSink(CProgressSink* pSink) { pProgress = pSink; }
 
-bool IsBinFile(const QString& sPath) { return _HasSuffix(sPath, {QStringLiteral("bin")}); }
+bool IsBinFile(const QString& sPath) { return HasSuffix(sPath, {QStringLiteral("bin")}); }
 
 bool IsElfFile(const QString& sPath) {
-    return _HasSuffix(sPath, {QStringLiteral("elf"), QStringLiteral("out"), QStringLiteral("axf")});
+    return HasSuffix(sPath, {QStringLiteral("elf"), QStringLiteral("out"), QStringLiteral("axf")});
 }
 
 bool IsRecordFile(const QString& sPath) {
-    return _HasSuffix(sPath, {QStringLiteral("mot"), QStringLiteral("srec"), QStringLiteral("hex")});
+    return HasSuffix(sPath, {QStringLiteral("mot"), QStringLiteral("srec"), QStringLiteral("hex")});
 }
 
 bool IsDataFile(const QString& sPath) { return IsBinFile(sPath) || IsElfFile(sPath) || IsRecordFile(sPath); }
@@ -156,11 +156,11 @@ QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr) {
         return Blocks;
     }
     if (IsBinFile(sPath)) {
-        Blocks = _ReadBinary(sPath);
+        Blocks = ReadBinary(sPath);
     } else if (IsElfFile(sPath)) {
         Blocks = ReadElfBlocks(sPath);
     } else if (IsRecordFile(sPath)) {
-        Blocks = _ReadRecords(sPath);
+        Blocks = ReadRecords(sPath);
     }
     if (Blocks.size() == 1 && Addr != -1 &&
         (Blocks[0].Addr == 0xFFFFFFFF || (Blocks[0].Addr == 0 && Blocks[0].Size == 0))) {

@@ -7,7 +7,7 @@ namespace {
 constexpr qsizetype RECORD_BYTES = 16;
 constexpr U64 ADDR_END = 0x100000000;
 
-int _Digit(char c) {
+int DigitOf(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
     }
@@ -16,10 +16,10 @@ int _Digit(char c) {
 }
 
 /// Number of hex digits; false if one isn't a digit.
-bool _ReadHex(QByteArrayView Line, qsizetype Pos, qsizetype NumDigits, U32* pValue) {
+bool ReadHex(QByteArrayView Line, qsizetype Pos, qsizetype NumDigits, U32* pValue) {
     *pValue = 0;
     for (qsizetype i = Pos; i < Pos + NumDigits; ++i) {
-        const int Digit = i < Line.size() ? _Digit(Line[i]) : -1;
+        const int Digit = i < Line.size() ? DigitOf(Line[i]) : -1;
         if (Digit < 0) {
             return false;
         }
@@ -29,39 +29,39 @@ bool _ReadHex(QByteArrayView Line, qsizetype Pos, qsizetype NumDigits, U32* pVal
 }
 
 /// Sum of the bytes from Pos up to the checksum, the line's last two digits; false if a digit is none.
-bool _Sum(QByteArrayView Line, qsizetype Pos, U32* pSum, U32* pChecksum) {
+bool SumOf(QByteArrayView Line, qsizetype Pos, U32* pSum, U32* pChecksum) {
     *pSum = 0;
     U32 Byte = 0;
     for (; Pos + 2 < Line.size(); Pos += 2) {
-        if (!_ReadHex(Line, Pos, 2, &Byte)) {
+        if (!ReadHex(Line, Pos, 2, &Byte)) {
             return false;
         }
         *pSum += Byte;
     }
-    return _ReadHex(Line, Pos, 2, pChecksum);
+    return ReadHex(Line, Pos, 2, pChecksum);
 }
 
 constexpr int aAddrDigits[] = {4, 4, 6, 8, 0, 4, 6, 8, 6, 4}; ///< of an S-record's type
 
-void _AppendByte(QByteArray* pLine, U32 Byte) {
+void AppendByte(QByteArray* pLine, U32 Byte) {
     constexpr char sDigits[] = "0123456789ABCDEF";
     pLine->append(sDigits[Byte >> 4 & 15]);
     pLine->append(sDigits[Byte & 15]);
 }
 
 /// Adds the bytes and the checksum that ends a line: the one's or two's complement of their sum.
-void _AppendRecord(QByteArray* pOut, const char* sStart, const QByteArray& Bytes, U32 Complement) {
+void AppendRecord(QByteArray* pOut, const char* sStart, const QByteArray& Bytes, U32 Complement) {
     pOut->append(sStart);
     U32 Sum = 0;
     for (const char c : Bytes) {
-        _AppendByte(pOut, static_cast<U8>(c));
+        AppendByte(pOut, static_cast<U8>(c));
         Sum += static_cast<U8>(c);
     }
-    _AppendByte(pOut, (Complement - Sum) & 255);
+    AppendByte(pOut, (Complement - Sum) & 255);
     pOut->append('\n');
 }
 
-QByteArray _Bytes(std::initializer_list<U32> Values) {
+QByteArray BytesOf(std::initializer_list<U32> Values) {
     QByteArray Bytes;
     for (const U32 Value : Values) {
         Bytes.append(static_cast<char>(Value));
@@ -81,7 +81,7 @@ bool CRecordList::AddData(U64 Addr, QByteArrayView Digits, U32 Type) {
     }
     m_Records.push_back({static_cast<U32>(Addr), static_cast<U32>(NumBytes), m_Data.size(), Type});
     for (qsizetype i = 0; i < NumBytes; ++i) {
-        m_Data.append(static_cast<char>(_Digit(Digits[2 * i]) << 4 | _Digit(Digits[2 * i + 1])));
+        m_Data.append(static_cast<char>(DigitOf(Digits[2 * i]) << 4 | DigitOf(Digits[2 * i + 1])));
     }
     return true;
 }
@@ -90,8 +90,8 @@ bool CRecordList::AddSRecord(QByteArrayView Line) {
     U32 Count = 0;
     U32 Sum = 0;
     U32 Checksum = 0;
-    if (Line.size() < 10 || Line[0] != 'S' || Line[1] < '0' || Line[1] > '9' || !_ReadHex(Line, 2, 2, &Count) ||
-        static_cast<qsizetype>(Count) * 2 != Line.size() - 4 || !_Sum(Line, 2, &Sum, &Checksum) ||
+    if (Line.size() < 10 || Line[0] != 'S' || Line[1] < '0' || Line[1] > '9' || !ReadHex(Line, 2, 2, &Count) ||
+        static_cast<qsizetype>(Count) * 2 != Line.size() - 4 || !SumOf(Line, 2, &Sum, &Checksum) ||
         Checksum != (~Sum & 255)) {
         return false;
     }
@@ -99,7 +99,7 @@ bool CRecordList::AddSRecord(QByteArrayView Line) {
     const qsizetype NumDigits = aAddrDigits[Type];
     const qsizetype NumData = Line.size() - 6 - NumDigits;
     U32 Addr = 0;
-    if (NumDigits == 0 || NumData < 0 || !_ReadHex(Line, 4, NumDigits, &Addr)) {
+    if (NumDigits == 0 || NumData < 0 || !ReadHex(Line, 4, NumDigits, &Addr)) {
         return false;
     }
     return Type < 1 || Type > 3 || AddData(Addr, Line.sliced(4 + NumDigits, NumData), Type);
@@ -111,9 +111,9 @@ bool CRecordList::AddIntelHex(QByteArrayView Line) {
     U32 Checksum = 0;
     U32 Addr = 0;
     U32 Value = 0;
-    if (Line.size() < 11 || Line[0] != ':' || Line[7] != '0' || !_ReadHex(Line, 1, 2, &Count) ||
-        static_cast<qsizetype>(Count) * 2 != Line.size() - 11 || !_Sum(Line, 1, &Sum, &Checksum) ||
-        Checksum != ((0 - Sum) & 255) || !_ReadHex(Line, 3, 4, &Addr)) {
+    if (Line.size() < 11 || Line[0] != ':' || Line[7] != '0' || !ReadHex(Line, 1, 2, &Count) ||
+        static_cast<qsizetype>(Count) * 2 != Line.size() - 11 || !SumOf(Line, 1, &Sum, &Checksum) ||
+        Checksum != ((0 - Sum) & 255) || !ReadHex(Line, 3, 4, &Addr)) {
         return false;
     }
     switch (Line[8]) {
@@ -123,7 +123,7 @@ bool CRecordList::AddIntelHex(QByteArrayView Line) {
         return Line.size() == 11;
     case '2':
     case '4':
-        if (Line.size() != 15 || Addr != 0 || !_ReadHex(Line, 9, 4, &Value)) {
+        if (Line.size() != 15 || Addr != 0 || !ReadHex(Line, 9, 4, &Value)) {
             return false;
         }
         m_Base = Line[8] == '2' ? Value << 4 : Value << 16;
@@ -168,26 +168,26 @@ QByteArray FormatIntelHex(U32 Addr, const QByteArray& Data) {
         const U32 Pos = Addr + static_cast<U32>(i);
         if (Pos >> 16 != Base) {
             Base = Pos >> 16;
-            _AppendRecord(&Out, ":", _Bytes({2, 0, 0, 4, Base >> 8, Base}), 0);
+            AppendRecord(&Out, ":", BytesOf({2, 0, 0, 4, Base >> 8, Base}), 0);
         }
         const qsizetype Left = 0x10000 - static_cast<qsizetype>(Pos & 0xFFFF); // a record stays within its base
         const qsizetype NumBytes = std::min({RECORD_BYTES, Left, Data.size() - i});
-        _AppendRecord(&Out, ":", _Bytes({static_cast<U32>(NumBytes), Pos >> 8, Pos, 0}) + Data.mid(i, NumBytes), 0);
+        AppendRecord(&Out, ":", BytesOf({static_cast<U32>(NumBytes), Pos >> 8, Pos, 0}) + Data.mid(i, NumBytes), 0);
         i += NumBytes;
     }
-    _AppendRecord(&Out, ":", _Bytes({0, 0, 0, 1}), 0);
+    AppendRecord(&Out, ":", BytesOf({0, 0, 0, 1}), 0);
     return Out;
 }
 
 QByteArray FormatSRecord(U32 Addr, const QByteArray& Data) {
     QByteArray Out;
-    _AppendRecord(&Out, "S0", _Bytes({3, 0, 0}), 0xFF);
+    AppendRecord(&Out, "S0", BytesOf({3, 0, 0}), 0xFF);
     for (qsizetype i = 0; i < Data.size(); i += RECORD_BYTES) {
         const U32 Pos = Addr + static_cast<U32>(i);
         const QByteArray Bytes = Data.mid(i, RECORD_BYTES);
         const U32 Count = static_cast<U32>(Bytes.size()) + 5;
-        _AppendRecord(&Out, "S3", _Bytes({Count, Pos >> 24, Pos >> 16, Pos >> 8, Pos}) + Bytes, 0xFF);
+        AppendRecord(&Out, "S3", BytesOf({Count, Pos >> 24, Pos >> 16, Pos >> 8, Pos}) + Bytes, 0xFF);
     }
-    _AppendRecord(&Out, "S7", _Bytes({5, 0, 0, 0, 0}), 0xFF);
+    AppendRecord(&Out, "S7", BytesOf({5, 0, 0, 0, 0}), 0xFF);
     return Out;
 }

@@ -149,7 +149,7 @@ bool CDevice::IsKnownDevice(const QByteArray& sDeviceName) const {
 
 namespace {
 
-DEVICE_ENTRY _ReadDeviceEntry(const NOVIK_FUNCS& Novik, int Index) {
+DEVICE_ENTRY ReadDeviceEntry(const NOVIK_FUNCS& Novik, int Index) {
     constexpr U32 CORE_NAME_SIZE = 64;
     NOVIKARM_DEVICE_INFO Record = {};
     Record.SizeOfStruct = sizeof(Record);
@@ -175,7 +175,7 @@ QList<DEVICE_ENTRY> CDevice::GetKnownDevices() const {
     const NOVIK_FUNCS& Novik = m_Target.Novik;
     const int Count = Novik.NOVIKARM_DEVICE_GetInfo != nullptr ? Novik.NOVIKARM_DEVICE_GetInfo(-1, nullptr) : 0;
     for (int i = 0; i < Count; ++i) {
-        const DEVICE_ENTRY Entry = _ReadDeviceEntry(Novik, i);
+        const DEVICE_ENTRY Entry = ReadDeviceEntry(Novik, i);
         if (!Entry.sName.isEmpty()) {
             Devices.append(Entry);
         }
@@ -186,7 +186,7 @@ QList<DEVICE_ENTRY> CDevice::GetKnownDevices() const {
 DEVICE_ENTRY CDevice::GetKnownDevice(const QByteArray& sDeviceName) const {
     const NOVIK_FUNCS& Novik = m_Target.Novik;
     return Novik.NOVIKARM_DEVICE_GetIndex != nullptr && Novik.NOVIKARM_DEVICE_GetInfo != nullptr
-               ? _ReadDeviceEntry(Novik, Novik.NOVIKARM_DEVICE_GetIndex(sDeviceName.constData()))
+               ? ReadDeviceEntry(Novik, Novik.NOVIKARM_DEVICE_GetIndex(sDeviceName.constData()))
                : DEVICE_ENTRY();
 }
 

@@ -67,10 +67,10 @@ const READ_ROW _aRead[] = {
     {"DeviceName", DEV_CFG_DEVICE_NAME, 0},
 };
 
-bool _IsTextParam(DEV_CONFIG_PARAMS Param) { return Param >= DEV_CFG_HOST_NAME && Param < DEV_CFG_END; }
+bool IsTextParam(DEV_CONFIG_PARAMS Param) { return Param >= DEV_CFG_HOST_NAME && Param < DEV_CFG_END; }
 
 // Upper limit of the nesting depth; angle brackets inside comments may raise it, never lower it.
-int _XmlDepth(const QByteArray& sXml) {
+int XmlDepth(const QByteArray& sXml) {
     int Depth = 0;
     int MaxDepth = 0;
     for (qsizetype i = 0; i + 1 < sXml.size(); i++) {
@@ -85,19 +85,19 @@ int _XmlDepth(const QByteArray& sXml) {
     return MaxDepth;
 }
 
-const XML_NODE* _FindBelow(const XML_NODE* pParent, const char* sName) {
+const XML_NODE* FindBelow(const XML_NODE* pParent, const char* sName) {
     for (const XML_NODE* pNode = pParent->first_node(); pNode; pNode = pNode->next_sibling()) {
         if (qstrcmp(pNode->name(), sName) == 0) {
             return pNode;
         }
-        if (const XML_NODE* pFound = _FindBelow(pNode, sName)) {
+        if (const XML_NODE* pFound = FindBelow(pNode, sName)) {
             return pFound;
         }
     }
     return nullptr;
 }
 
-int _ReadNumber(const XML_NODE* pNode, int Default) {
+int ReadNumber(const XML_NODE* pNode, int Default) {
     if (!pNode || pNode->value_size() == 0) {
         return Default;
     }
@@ -106,16 +106,16 @@ int _ReadNumber(const XML_NODE* pNode, int Default) {
     return pEnd == pNode->value() ? Default : int(U32(Value));
 }
 
-DEV_CONFIG_PAIR _ReadPair(const XML_NODE* pRoot, const READ_ROW& Row) {
-    const XML_NODE* pNode = _FindBelow(pRoot, Row.sKey);
+DEV_CONFIG_PAIR ReadPair(const XML_NODE* pRoot, const READ_ROW& Row) {
+    const XML_NODE* pNode = FindBelow(pRoot, Row.sKey);
     DEV_CONFIG_PAIR Pair{Row.Param, Row.Default, QByteArray()};
-    if (_IsTextParam(Row.Param) || Row.Param == DEV_CFG_DEVICE) {
+    if (IsTextParam(Row.Param) || Row.Param == DEV_CFG_DEVICE) {
         Pair.sText = pNode ? QByteArray(pNode->value()) : QByteArray();
         if (Row.Param != DEV_CFG_HOST_NAME) {
             Pair.sText.replace("\"", "");
         }
     } else {
-        Pair.Number = _ReadNumber(pNode, Row.Default);
+        Pair.Number = ReadNumber(pNode, Row.Default);
     }
     if (Row.Param == DEV_CFG_SPEED) {
         Pair.Number = std::clamp(Pair.Number, 0, MAX_SPEED_KHZ) * HZ_PER_KHZ;
@@ -123,7 +123,7 @@ DEV_CONFIG_PAIR _ReadPair(const XML_NODE* pRoot, const READ_ROW& Row) {
     return Pair;
 }
 
-QByteArray _Quoted(const QByteArray& sName) {
+QByteArray Quoted(const QByteArray& sName) {
     const bool IsQuoted = sName.startsWith('"') && sName.endsWith('"');
     return sName.contains(' ') && !IsQuoted && sName.size() + 2 <= NAME_SIZE ? '"' + sName + '"' : sName;
 }
@@ -159,11 +159,11 @@ bool CDeviceConfig::SetNumber(DEV_CONFIG_PARAMS Param, int Value) {
 
 QByteArray CDeviceConfig::GetText(DEV_CONFIG_PARAMS Param) const {
     std::lock_guard Lock(m_TextMutex);
-    return _IsTextParam(Param) ? m_aTexts[size_t(Param - DEV_CFG_HOST_NAME)] : QByteArray();
+    return IsTextParam(Param) ? m_aTexts[size_t(Param - DEV_CFG_HOST_NAME)] : QByteArray();
 }
 
 bool CDeviceConfig::SetText(DEV_CONFIG_PARAMS Param, const QByteArray& sText) {
-    if (!_IsTextParam(Param)) {
+    if (!IsTextParam(Param)) {
         return false;
     }
     const bool IsName = Param == DEV_CFG_HOST_NAME || Param == DEV_CFG_DEVICE_NAME;
@@ -196,9 +196,9 @@ QByteArray CDeviceConfig::BuildXml() const {
             pRoot->append_node(pGroup);
         }
         QByteArray sValue;
-        if (_IsTextParam(Row.Param)) {
+        if (IsTextParam(Row.Param)) {
             sValue = GetText(Row.Param);
-            sValue = Row.Param == DEV_CFG_DEVICE_NAME ? _Quoted(sValue) : sValue;
+            sValue = Row.Param == DEV_CFG_DEVICE_NAME ? Quoted(sValue) : sValue;
         } else if (const int Value = GetNumber(Row.Param); Row.Param == DEV_CFG_SPEED) {
             sValue = Value ? QByteArray::number(Value / HZ_PER_KHZ) : QByteArray("auto");
         } else if (Value >= 0) {
@@ -213,7 +213,7 @@ QByteArray CDeviceConfig::BuildXml() const {
 }
 
 bool CDeviceConfig::Parse(const QByteArray& sXml, QList<DEV_CONFIG_PAIR>* pPairs, QByteArray* pError) {
-    if (_XmlDepth(sXml) > MAX_XML_DEPTH) {
+    if (XmlDepth(sXml) > MAX_XML_DEPTH) {
         *pError = "elements nested too deeply";
         return false;
     }
@@ -232,7 +232,7 @@ bool CDeviceConfig::Parse(const QByteArray& sXml, QList<DEV_CONFIG_PAIR>* pPairs
         return false;
     }
     for (const READ_ROW& Row : _aRead) {
-        pPairs->append(_ReadPair(Doc.first_node(), Row));
+        pPairs->append(ReadPair(Doc.first_node(), Row));
     }
     return true;
 }

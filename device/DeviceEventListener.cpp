@@ -16,12 +16,12 @@ struct LISTENER_LIST {
     bool HasGaps = false;
 };
 
-LISTENER_LIST& _List() {
+LISTENER_LIST& GetList() {
     static LISTENER_LIST List;
     return List;
 }
 
-bool _IsTargetWrite(U32 Type) {
+bool IsTargetWrite(U32 Type) {
     switch (Type) {
     case JT_WRITE_REG:
     case JT_WRITE_CP_REG:
@@ -37,10 +37,10 @@ bool _IsTargetWrite(U32 Type) {
 
 } // namespace
 
-CDeviceEventListener::CDeviceEventListener() { _List().aListeners.push_back(this); }
+CDeviceEventListener::CDeviceEventListener() { GetList().aListeners.push_back(this); }
 
 CDeviceEventListener::~CDeviceEventListener() {
-    LISTENER_LIST& List = _List();
+    LISTENER_LIST& List = GetList();
     const auto It = std::find(List.aListeners.begin(), List.aListeners.end(), this);
     if (List.NumWalks) {
         *It = nullptr;
@@ -50,25 +50,25 @@ CDeviceEventListener::~CDeviceEventListener() {
     }
 }
 
-void CDeviceEventListener::Lock() { _List().NumWalks++; }
+void CDeviceEventListener::Lock() { GetList().NumWalks++; }
 
 void CDeviceEventListener::Unlock() {
-    LISTENER_LIST& List = _List();
+    LISTENER_LIST& List = GetList();
     if (--List.NumWalks == 0 && List.HasGaps) {
         std::erase(List.aListeners, nullptr);
         List.HasGaps = false;
     }
 }
 
-int CDeviceEventListener::Count() { return int(_List().aListeners.size()); }
+int CDeviceEventListener::Count() { return int(GetList().aListeners.size()); }
 
-CDeviceEventListener* CDeviceEventListener::At(int Index) { return _List().aListeners[size_t(Index)]; }
+CDeviceEventListener* CDeviceEventListener::At(int Index) { return GetList().aListeners[size_t(Index)]; }
 
 void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
     const CDevice& Device = CDevice::Current();
     const JOB_TYPE_ROW& Row = GetJobTypeRow(pJob->Type);
     const bool IsDone = pJob->Status == JOB_STATUS_DONE;
-    if (IsDone && _IsTargetWrite(pJob->Type) && Device.IsSessionReady()) {
+    if (IsDone && IsTargetWrite(pJob->Type) && Device.IsSessionReady()) {
         OnDeviceWriteAccess();
     }
     if (JOB_DELIVERY* pfDeliver = IsDone ? Row.pfDone : Row.pfFailed) {

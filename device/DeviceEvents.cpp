@@ -106,7 +106,7 @@ EVENT_DELIVERY* const _apfDeliver[DEV_EVENT_KIND_COUNT] = {
     [](LISTENER& L, const DeviceEvent& E, const char*) { L.OnDeviceSetProgressValue(int(E.A)); },
 };
 
-bool _HasText(U32 Kind) {
+bool HasText(U32 Kind) {
     return Kind == DEV_EVENT_LOG_MSG || Kind == DEV_EVENT_SET_STATUS_MSG || Kind == DEV_EVENT_SET_PROGRESS_MSG;
 }
 
@@ -116,7 +116,7 @@ void CDeviceEvents::Deliver(const DeviceEvent& Event) const {
     if (Event.Kind >= DEV_EVENT_KIND_COUNT || !_apfDeliver[Event.Kind]) {
         return;
     }
-    const QByteArray sText = _HasText(Event.Kind) ? GetText(Event.A) : QByteArray();
+    const QByteArray sText = HasText(Event.Kind) ? GetText(Event.A) : QByteArray();
     CDeviceEventListener::ForEach(
         [&](CDeviceEventListener& L) { _apfDeliver[Event.Kind](L, Event, sText.constData()); });
 }

@@ -17,13 +17,13 @@ constexpr U32 TERMINAL_READ_SIZE = 4000;
 constexpr U32 HSS_READ_SIZE = 250000;
 constexpr U32 NUM_SWO_SPEEDS = 10;
 
-U64 _AccessWidth(U32 AccessWidth) {
+U64 AccessWidthOf(U32 AccessWidth) {
     return AccessWidth >= MEM_ACCESS_WIDTH_DEFAULT ? U64(SysVarValue(VAR_ACCESS_WIDTH)) : AccessWidth;
 }
 
-template <class T> U64 _NumBytes(const QList<T>& List) { return U64(List.size()) * sizeof(T); }
+template <class T> U64 NumBytesOf(const QList<T>& List) { return U64(List.size()) * sizeof(T); }
 
-Job _Job(U32 Type, U64 Param0 = 0, U64 Param1 = 0, U64 Param2 = 0) {
+Job MakeJob(U32 Type, U64 Param0 = 0, U64 Param1 = 0, U64 Param2 = 0) {
     Job J;
     J.Type = Type;
     J.Param[0] = Param0;
@@ -45,7 +45,7 @@ int CDeviceJobs::PostJob(Job& J) {
 }
 
 int CDeviceJobs::PostSimple(U32 Type, U64 Param0, U64 Param1, U64 Param2) {
-    Job J = _Job(Type, Param0, Param1, Param2);
+    Job J = MakeJob(Type, Param0, Param1, Param2);
     return PostJob(J);
 }
 
@@ -79,7 +79,7 @@ int CDeviceJobs::PostStepOver() { return PostStep(JT_STEP_OVER); }
 int CDeviceJobs::PostStepOut() { return PostStep(JT_STEP_OUT); }
 
 int CDeviceJobs::PostExecNovikCmd(const QByteArray& sCommand) {
-    Job J = _Job(JT_EXEC_NOVIK_CMD);
+    Job J = MakeJob(JT_EXEC_NOVIK_CMD);
     return JobAttachBuf(&J, 1, nullptr, NOVIK_ERROR_TEXT_SIZE)
                ? PostWithBuf(J, sCommand.constData(), U64(sCommand.size()))
                : -1;
@@ -90,28 +90,28 @@ int CDeviceJobs::PostSetBreakpoint(U32 Addr, BP_STATES State, BP_TYPES Type) {
 }
 
 int CDeviceJobs::PostSetBreakpoints(const QList<U32>& Addrs, BP_STATES State, BP_TYPES Type) {
-    Job J = _Job(JT_SET_BPS, U64(Addrs.size()), State, Type);
-    return PostWithBuf(J, Addrs.constData(), _NumBytes(Addrs));
+    Job J = MakeJob(JT_SET_BPS, U64(Addrs.size()), State, Type);
+    return PostWithBuf(J, Addrs.constData(), NumBytesOf(Addrs));
 }
 
 int CDeviceJobs::PostClearBreakpoint(U32 Addr) { return PostSimple(JT_CLEAR_BP, Addr); }
 
 int CDeviceJobs::PostClearBreakpoints(const QList<U32>& Addrs) {
-    Job J = _Job(JT_CLEAR_BPS, U64(Addrs.size()));
-    return PostWithBuf(J, Addrs.constData(), _NumBytes(Addrs));
+    Job J = MakeJob(JT_CLEAR_BPS, U64(Addrs.size()));
+    return PostWithBuf(J, Addrs.constData(), NumBytesOf(Addrs));
 }
 
 int CDeviceJobs::PostClearAllBreakpoints() { return PostSimple(JT_CLEAR_ALL_BPS); }
 int CDeviceJobs::PostResetBreakpoints() { return PostSimple(JT_RESET_BPS); }
 
 int CDeviceJobs::PostSetWatchpoints(const QList<WP>& WPs) {
-    Job J = _Job(JT_SET_WPS, U64(WPs.size()));
-    return PostWithBuf(J, WPs.constData(), _NumBytes(WPs));
+    Job J = MakeJob(JT_SET_WPS, U64(WPs.size()));
+    return PostWithBuf(J, WPs.constData(), NumBytesOf(WPs));
 }
 
 int CDeviceJobs::PostClearWatchpoints(const QList<WP>& WPs) {
-    Job J = _Job(JT_CLEAR_WPS, U64(WPs.size()));
-    return PostWithBuf(J, WPs.constData(), _NumBytes(WPs));
+    Job J = MakeJob(JT_CLEAR_WPS, U64(WPs.size()));
+    return PostWithBuf(J, WPs.constData(), NumBytesOf(WPs));
 }
 
 int CDeviceJobs::PostClearAllWatchpoints() { return PostSimple(JT_CLEAR_ALL_WPS); }
@@ -120,35 +120,35 @@ int CDeviceJobs::PostReadReg(U32 Idx) { return PostSimple(JT_READ_REG, Idx); }
 int CDeviceJobs::PostWriteReg(U32 Idx, I64 Value) { return PostSimple(JT_WRITE_REG, Idx, U64(Value)); }
 
 int CDeviceJobs::PostReadRegs(const QList<U32>& Idxs) {
-    Job J = _Job(JT_READ_REGS, U64(Idxs.size()));
+    Job J = MakeJob(JT_READ_REGS, U64(Idxs.size()));
     const QList<I64> Unknown(Idxs.size(), -1);
-    if (Idxs.size() > MAX_READ_REGS || !JobAttachBuf(&J, 1, Unknown.constData(), U32(_NumBytes(Unknown)))) {
+    if (Idxs.size() > MAX_READ_REGS || !JobAttachBuf(&J, 1, Unknown.constData(), U32(NumBytesOf(Unknown)))) {
         return -1;
     }
-    return PostWithBuf(J, Idxs.constData(), _NumBytes(Idxs));
+    return PostWithBuf(J, Idxs.constData(), NumBytesOf(Idxs));
 }
 
 int CDeviceJobs::PostReadCPR(const ARM_CPR& Reg) {
-    Job J = _Job(JT_READ_CP_REG);
+    Job J = MakeJob(JT_READ_CP_REG);
     return PostWithBuf(J, &Reg, sizeof(Reg));
 }
 
 int CDeviceJobs::PostWriteCPR(const ARM_CPR& Reg, U32 Value) {
-    Job J = _Job(JT_WRITE_CP_REG, Value);
+    Job J = MakeJob(JT_WRITE_CP_REG, Value);
     return PostWithBuf(J, &Reg, sizeof(Reg));
 }
 
 int CDeviceJobs::PostResetTargetExecState() { return PostSimple(JT_RESET_TARGET_EXEC_STATE); }
 
 int CDeviceJobs::PostSetTargetExecState(const QList<I64>& RegVals) {
-    Job J = _Job(JT_SET_TARGET_EXEC_STATE, U64(RegVals.size()));
-    return PostWithBuf(J, RegVals.constData(), _NumBytes(RegVals));
+    Job J = MakeJob(JT_SET_TARGET_EXEC_STATE, U64(RegVals.size()));
+    return PostWithBuf(J, RegVals.constData(), NumBytesOf(RegVals));
 }
 
 int CDeviceJobs::PostReadMem(U32 Addr, U32 NumBytes, U32 ChunkSize, U32 AccessWidth, U32 Flags, bool IsProtected,
                              U64* pSeqNo) {
-    Job J = _Job(JT_READ_MEM, Addr, NumBytes, ChunkSize);
-    J.Param[3] = _AccessWidth(AccessWidth);
+    Job J = MakeJob(JT_READ_MEM, Addr, NumBytes, ChunkSize);
+    J.Param[3] = AccessWidthOf(AccessWidth);
     J.Param[4] = Flags;
     J.Flags = IsProtected ? JOB_FLAG_PROTECTED : 0;
     if (!JobAttachBuf(&J, 0, nullptr, NumBytes) || !JobAttachBuf(&J, 1, nullptr, NumBytes)) {
@@ -163,25 +163,25 @@ int CDeviceJobs::PostReadMem(U32 Addr, U32 NumBytes, U32 ChunkSize, U32 AccessWi
 }
 
 int CDeviceJobs::PostWriteMem(U32 Addr, const QByteArray& Data, U32 ChunkSize, U32 AccessWidth, U32 Flags) {
-    Job J = _Job(JT_WRITE_MEM, Addr, U64(Data.size()), ChunkSize);
-    J.Param[3] = _AccessWidth(AccessWidth);
+    Job J = MakeJob(JT_WRITE_MEM, Addr, U64(Data.size()), ChunkSize);
+    J.Param[3] = AccessWidthOf(AccessWidth);
     J.Param[4] = Flags;
     return PostWithBuf(J, Data.constData(), U64(Data.size()));
 }
 
 int CDeviceJobs::PostWriteMemMultiple(const QList<MEM_RANGE>& Ranges, const QByteArray& Data, U32 ChunkSize,
                                       U32 AccessWidth, U32 Flags) {
-    Job J = _Job(JT_WRITE_MEM_MULTIPLE, U64(Ranges.size()), U64(Data.size()), ChunkSize);
-    J.Param[3] = _AccessWidth(AccessWidth);
+    Job J = MakeJob(JT_WRITE_MEM_MULTIPLE, U64(Ranges.size()), U64(Data.size()), ChunkSize);
+    J.Param[3] = AccessWidthOf(AccessWidth);
     J.Param[4] = Flags;
     if (Data.size() > JOB_MAX_BUF_SIZE || !JobAttachBuf(&J, 1, Data.constData(), U32(Data.size()))) {
         return -1;
     }
-    return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
+    return PostWithBuf(J, Ranges.constData(), NumBytesOf(Ranges));
 }
 
 int CDeviceJobs::PostEndDownload(bool DoHalt, const QByteArray& sFilePath) {
-    Job J = _Job(JT_END_DOWNLOAD, DoHalt ? 1 : 0);
+    Job J = MakeJob(JT_END_DOWNLOAD, DoHalt ? 1 : 0);
     // The file path may be empty; the block then holds its zero alone.
     return JobAttachBuf(&J, 0, sFilePath.constData(), U32(sFilePath.size())) ? PostJob(J) : -1;
 }
@@ -191,21 +191,21 @@ int CDeviceJobs::PostReadLoc(const ELF_SYM_LOC& Loc, U32 NumBytes) {
         m_Events.Log(DEV_LOG_DEBUG, "ReadLoc: cannot read data locations of size > 8 bytes");
         return -1;
     }
-    Job J = _Job(JT_READ_LOCATION, NumBytes);
+    Job J = MakeJob(JT_READ_LOCATION, NumBytes);
     return PostWithBuf(J, &Loc, sizeof(Loc));
 }
 
 int CDeviceJobs::PostReadLocs(const QList<ELF_SYM_LOC>& Locs, U64 Tag) {
-    Job J = _Job(JT_READ_LOCS, U64(Locs.size()), Tag);
+    Job J = MakeJob(JT_READ_LOCS, U64(Locs.size()), Tag);
     const QList<I64> Unknown(Locs.size(), -1);
-    if (_NumBytes(Unknown) > JOB_MAX_BUF_SIZE || !JobAttachBuf(&J, 1, Unknown.constData(), U32(_NumBytes(Unknown)))) {
+    if (NumBytesOf(Unknown) > JOB_MAX_BUF_SIZE || !JobAttachBuf(&J, 1, Unknown.constData(), U32(NumBytesOf(Unknown)))) {
         return -1;
     }
-    return PostWithBuf(J, Locs.constData(), _NumBytes(Locs));
+    return PostWithBuf(J, Locs.constData(), NumBytesOf(Locs));
 }
 
 int CDeviceJobs::PostWriteLoc(const ELF_SYM_LOC& Loc, const QByteArray& Data) {
-    Job J = _Job(JT_WRITE_LOCATION, U64(Data.size()));
+    Job J = MakeJob(JT_WRITE_LOCATION, U64(Data.size()));
     if (Data.size() > qsizetype(MAX_LOC_SIZE) || !JobAttachBuf(&J, 1, Data.constData(), U32(Data.size()))) {
         return -1;
     }
@@ -213,20 +213,20 @@ int CDeviceJobs::PostWriteLoc(const ELF_SYM_LOC& Loc, const QByteArray& Data) {
 }
 
 int CDeviceJobs::PostDisassInsts(const QList<U32>& Addrs) {
-    Job J = _Job(JT_DISASS_INSTS, U64(Addrs.size()));
-    return PostWithBuf(J, Addrs.constData(), _NumBytes(Addrs));
+    Job J = MakeJob(JT_DISASS_INSTS, U64(Addrs.size()));
+    return PostWithBuf(J, Addrs.constData(), NumBytesOf(Addrs));
 }
 
 int CDeviceJobs::PostDisassArange(U32 Start, U32 End, U32* paAddrs, bool IsProtected) {
-    Job J = _Job(JT_DISASS_ARANGE, Start, End, MAX_DISASS_ADDRS);
+    Job J = MakeJob(JT_DISASS_ARANGE, Start, End, MAX_DISASS_ADDRS);
     J.Flags = IsProtected ? JOB_FLAG_PROTECTED : 0;
     J.Buf[0] = paAddrs;
     return PostJob(J);
 }
 
 int CDeviceJobs::PostDisassAranges(const QList<MEM_RANGE>& Ranges) {
-    Job J = _Job(JT_DISASS_ARANGES, U64(Ranges.size()));
-    return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
+    Job J = MakeJob(JT_DISASS_ARANGES, U64(Ranges.size()));
+    return PostWithBuf(J, Ranges.constData(), NumBytesOf(Ranges));
 }
 
 int CDeviceJobs::PostEnableInstTrace() { return PostSimple(JT_ENABLE_SIMPLE_TRACE); }
@@ -236,19 +236,19 @@ int CDeviceJobs::PostStopInstTrace() { return PostSimple(JT_STOP_SIMPLE_TRACE); 
 int CDeviceJobs::PostFlushInstTrace() { return PostSimple(JT_FLUSH_STRACE_BUFFER); }
 
 int CDeviceJobs::PostReadInstTrace() {
-    Job J = _Job(JT_READ_SIMPLE_TRACE, MAX_TRACE_ADDRS);
+    Job J = MakeJob(JT_READ_SIMPLE_TRACE, MAX_TRACE_ADDRS);
     return PostWithBuf(J, nullptr, U64(MAX_TRACE_ADDRS) * sizeof(U32));
 }
 
 int CDeviceJobs::PostReadInstStats(const QList<MEM_RANGE>& Ranges, U32 NumItems) {
-    Job J = _Job(JT_READ_INST_STATS, U64(Ranges.size()), NumItems);
+    Job J = MakeJob(JT_READ_INST_STATS, U64(Ranges.size()), NumItems);
     const U64 NumBytes = U64(NumItems) * sizeof(U64);
     if (NumBytes > JOB_MAX_BUF_SIZE || !JobAttachBuf(&J, 1, nullptr, U32(NumBytes)) ||
         !JobAttachBuf(&J, 2, nullptr, U32(NumBytes))) {
         JobFreeBufs(&J);
         return -1;
     }
-    return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
+    return PostWithBuf(J, Ranges.constData(), NumBytesOf(Ranges));
 }
 
 int CDeviceJobs::PostStartSWOTrace(U32 CpuHz, U32 SwoHz, U32 PortMask) {
@@ -258,12 +258,12 @@ int CDeviceJobs::PostStartSWOTrace(U32 CpuHz, U32 SwoHz, U32 PortMask) {
 int CDeviceJobs::PostStopSWOTrace(U32 PortMask) { return PostSimple(JT_STOP_SWO_TRACE, PortMask); }
 
 int CDeviceJobs::PostReadSWOTrace() {
-    Job J = _Job(JT_READ_SWO_TRACE, 0, TERMINAL_READ_SIZE);
+    Job J = MakeJob(JT_READ_SWO_TRACE, 0, TERMINAL_READ_SIZE);
     return PostWithBuf(J, nullptr, TERMINAL_READ_SIZE);
 }
 
 int CDeviceJobs::PostGetSWOCompatSpeeds(U32 CpuHz) {
-    Job J = _Job(JT_SWO_GET_COMPAT_SPEEDS, CpuHz, NUM_SWO_SPEEDS);
+    Job J = MakeJob(JT_SWO_GET_COMPAT_SPEEDS, CpuHz, NUM_SWO_SPEEDS);
     return PostWithBuf(J, nullptr, NUM_SWO_SPEEDS * sizeof(U32));
 }
 
@@ -271,35 +271,35 @@ int CDeviceJobs::PostStartRTT() { return PostSimple(JT_START_RTT); }
 int CDeviceJobs::PostStopRTT() { return PostSimple(JT_STOP_RTT); }
 
 int CDeviceJobs::PostReadRTT() {
-    Job J = _Job(JT_READ_RTT, 0, TERMINAL_READ_SIZE);
+    Job J = MakeJob(JT_READ_RTT, 0, TERMINAL_READ_SIZE);
     return PostWithBuf(J, nullptr, TERMINAL_READ_SIZE);
 }
 
 int CDeviceJobs::PostWriteRTT(const QByteArray& Data) {
-    Job J = _Job(JT_WRITE_RTT, 0, U64(Data.size()));
+    Job J = MakeJob(JT_WRITE_RTT, 0, U64(Data.size()));
     return PostWithBuf(J, Data.constData(), U64(Data.size()));
 }
 
 int CDeviceJobs::PostStartHSS(const QList<MEM_RANGE>& Ranges, U32 IntervalUs) {
-    Job J = _Job(JT_START_HSS, U64(Ranges.size()), IntervalUs, 1);
-    return PostWithBuf(J, Ranges.constData(), _NumBytes(Ranges));
+    Job J = MakeJob(JT_START_HSS, U64(Ranges.size()), IntervalUs, 1);
+    return PostWithBuf(J, Ranges.constData(), NumBytesOf(Ranges));
 }
 
 int CDeviceJobs::PostStopHSS() { return PostSimple(JT_STOP_HSS); }
 
 int CDeviceJobs::PostReadHSS() {
-    Job J = _Job(JT_READ_HSS, HSS_READ_SIZE);
+    Job J = MakeJob(JT_READ_HSS, HSS_READ_SIZE);
     return PostWithBuf(J, nullptr, HSS_READ_SIZE);
 }
 
 int CDeviceJobs::PostSetSHInputText(const QByteArray& sText) {
-    Job J = _Job(JT_SET_SH_INPUT_TEXT, U64(sText.size()));
+    Job J = MakeJob(JT_SET_SH_INPUT_TEXT, U64(sText.size()));
     // An empty line is an answer, too.
     return JobAttachBuf(&J, 0, sText.constData(), U32(sText.size())) ? PostJob(J) : -1;
 }
 
 int CDeviceJobs::PostConfigure(const QByteArray& sXmlConfigStr) {
-    Job J = _Job(JT_CONFIGURE);
+    Job J = MakeJob(JT_CONFIGURE);
     return PostWithBuf(J, sXmlConfigStr.constData(), U64(sXmlConfigStr.size()));
 }
 
@@ -308,12 +308,12 @@ int CDeviceJobs::PostSetConfigParam(DEV_CONFIG_PARAMS Param, int Value) {
 }
 
 int CDeviceJobs::PostSetConfigParam(DEV_CONFIG_PARAMS Param, const QByteArray& sValue) {
-    Job J = _Job(JT_SET_CONFIG_PARAM, U64(Param));
+    Job J = MakeJob(JT_SET_CONFIG_PARAM, U64(Param));
     return JobAttachBuf(&J, 0, sValue.constData(), U32(sValue.size())) ? PostJob(J) : -1;
 }
 
 int CDeviceJobs::PostGetDeviceInfo(const QByteArray& sDeviceName) {
-    Job J = _Job(JT_GET_DEVICE_INFO);
+    Job J = MakeJob(JT_GET_DEVICE_INFO);
     return JobAttachBuf(&J, 1, nullptr, CORE_NAME_SIZE)
                ? PostWithBuf(J, sDeviceName.constData(), U64(sDeviceName.size()))
                : -1;

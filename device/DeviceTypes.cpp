@@ -9,7 +9,7 @@ struct TEXT_ROW {
     const char* sText;
 };
 
-const char* _Find(std::initializer_list<TEXT_ROW> Rows, int Value) {
+const char* Find(std::initializer_list<TEXT_ROW> Rows, int Value) {
     for (const TEXT_ROW& Row : Rows) {
         if (Row.Value == Value) {
             return Row.sText;
@@ -21,36 +21,36 @@ const char* _Find(std::initializer_list<TEXT_ROW> Rows, int Value) {
 } // namespace
 
 const char* GetConnectModeText(int Mode) {
-    return _Find({{CM_DOWNLOAD_RESET, "Download & Reset Program"},
-                  {CM_ATTACH, "Attach to Running Program"},
-                  {CM_ATTACH_HALT, "Attach & Halt Program"}},
-                 Mode);
+    return Find({{CM_DOWNLOAD_RESET, "Download & Reset Program"},
+                 {CM_ATTACH, "Attach to Running Program"},
+                 {CM_ATTACH_HALT, "Attach & Halt Program"}},
+                Mode);
 }
 
 const char* GetResetModeText(int Mode) {
-    return _Find({{RM_RESET_HALT, "Reset & Halt"},
-                  {RM_BREAK_AT_SYMBOL, "Reset & Break At Symbol"},
-                  {RM_RESET_AND_RUN, "Reset & Run"}},
-                 Mode);
+    return Find({{RM_RESET_HALT, "Reset & Halt"},
+                 {RM_BREAK_AT_SYMBOL, "Reset & Break At Symbol"},
+                 {RM_RESET_AND_RUN, "Reset & Run"}},
+                Mode);
 }
 
 const char* GetCpuModeText(int Mode) {
-    return _Find({{MODE_USR, "User Mode"},
-                  {MODE_FIQ, "Fast Interrupt Mode"},
-                  {MODE_IRQ, "Interrupt Mode"},
-                  {MODE_SVC, "Supervisor Mode"},
-                  {MODE_ABT, "Abort Mode"},
-                  {MODE_UND, "Undefined Mode"},
-                  {MODE_SYS, "System Mode"}},
-                 Mode);
+    return Find({{MODE_USR, "User Mode"},
+                 {MODE_FIQ, "Fast Interrupt Mode"},
+                 {MODE_IRQ, "Interrupt Mode"},
+                 {MODE_SVC, "Supervisor Mode"},
+                 {MODE_ABT, "Abort Mode"},
+                 {MODE_UND, "Undefined Mode"},
+                 {MODE_SYS, "System Mode"}},
+                Mode);
 }
 
 const char* GetBPStateText(U32 State) {
-    return _Find({{BP_STATE_ON_HIDDEN, "Hidden"}, {BP_STATE_DISABLED, "Disabled"}}, int(State));
+    return Find({{BP_STATE_ON_HIDDEN, "Hidden"}, {BP_STATE_DISABLED, "Disabled"}}, int(State));
 }
 
 const char* GetBPTypeText(U32 Type) {
-    return _Find({{BP_TYPE_ANY, "Any"}, {BP_TYPE_HARD, "Hard"}, {BP_TYPE_SOFT, "Soft"}}, int(Type));
+    return Find({{BP_TYPE_ANY, "Any"}, {BP_TYPE_HARD, "Hard"}, {BP_TYPE_SOFT, "Soft"}}, int(Type));
 }
 
 const char* GetBPImplText(U32 ImplFlags) {

@@ -11,11 +11,11 @@ constexpr int RING_READS = 1;
 constexpr int RING_BACKGROUND = 2;
 constexpr int RESULT_GOES_ON = 1; ///< of a step: the halt sequence reports it
 
-bool _ChangesRunState(U32 Type) {
+bool ChangesRunState(U32 Type) {
     return Type == JT_RESET || Type == JT_HALT || Type == JT_CONTINUE || JobTypeMatches(JT_STEP_ANY, Type);
 }
 
-bool _IsSrcStep(U32 Type) { return Type == JT_STEP_INTO || Type == JT_STEP_OVER || Type == JT_STEP_OUT; }
+bool IsSrcStep(U32 Type) { return Type == JT_STEP_INTO || Type == JT_STEP_OVER || Type == JT_STEP_OUT; }
 
 } // namespace
 
@@ -49,7 +49,7 @@ void CJobRunner::RunJob(Job* pJob) {
 
 // Reads queued before a run-state change would read a different target.
 void CJobRunner::CancelOutdatedReads(U32 Type) {
-    if (_ChangesRunState(Type)) {
+    if (ChangesRunState(Type)) {
         m_T.Queue.Cancel(JT_ANY, RING_BACKGROUND);
         m_T.Queue.Cancel(JT_ANY, RING_READS);
     } else if (Type == JT_START_HSS) {
@@ -65,7 +65,7 @@ void CJobRunner::Complete(Job* pJob, int Result) {
         if (Type == JT_RESET || JobTypeMatches(JT_STEP_ANY, Type)) {
             pJob->Result[0] = m_T.State.Regs[REG_IDX_PC];
         }
-        if (Type == JT_HALT || Type == JT_RUN_TO || (_IsSrcStep(Type) && Result == RESULT_GOES_ON)) {
+        if (Type == JT_HALT || Type == JT_RUN_TO || (IsSrcStep(Type) && Result == RESULT_GOES_ON)) {
             IsReported = false;
         }
         if (Type == JT_WRITE_REG || Type == JT_WRITE_LOCATION) {

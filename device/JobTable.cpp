@@ -6,14 +6,14 @@
 
 namespace {
 
-ELF_SYM_LOC _Loc(const Job& J) {
+ELF_SYM_LOC MakeLoc(const Job& J) {
     ELF_SYM_LOC Loc;
     std::memcpy(&Loc, J.Buf[0], sizeof(Loc));
     return Loc;
 }
 
 // A configuration value is a text if there is a buffer, else a number.
-void _DeliverConfigParamDone(CDeviceEventListener& L, const Job& J) {
+void DeliverConfigParamDone(CDeviceEventListener& L, const Job& J) {
     const auto Param = DEV_CONFIG_PARAMS(J.Param[0]);
     if (J.Buf[0]) {
         L.OnDeviceSetConfigParamTextDone(Param, static_cast<const char*>(J.Buf[0]));
@@ -22,7 +22,7 @@ void _DeliverConfigParamDone(CDeviceEventListener& L, const Job& J) {
     }
 }
 
-void _DeliverConfigParamFailed(CDeviceEventListener& L, const Job& J) {
+void DeliverConfigParamFailed(CDeviceEventListener& L, const Job& J) {
     const auto Param = DEV_CONFIG_PARAMS(J.Param[0]);
     if (J.Buf[0]) {
         L.OnDeviceSetConfigParamTextFailed(Param, static_cast<const char*>(J.Buf[0]));
@@ -169,9 +169,9 @@ const JOB_TYPE_ROW _aRows[JT_LAST + 1] = {
     {JT_READ_LOCATION, "JT_READ_LOCATION", 1, 1, 5000,
      [](CDeviceEventListener& L, const Job& J) {
          U64 Data = U64(J.Result[0]);
-         L.OnDeviceReadLocDone(_Loc(J), U32(J.Param[0]), reinterpret_cast<U8*>(&Data));
+         L.OnDeviceReadLocDone(MakeLoc(J), U32(J.Param[0]), reinterpret_cast<U8*>(&Data));
      },
-     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceReadLocFailed(_Loc(J), U32(J.Param[0])); }},
+     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceReadLocFailed(MakeLoc(J), U32(J.Param[0])); }},
     {JT_READ_LOCS, "JT_READ_LOCS", 1, 1, 5000,
      [](CDeviceEventListener& L, const Job& J) {
          L.OnDeviceReadLocsDone(U32(J.Param[0]), static_cast<ELF_SYM_LOC*>(J.Buf[0]), static_cast<I64*>(J.Buf[1]),
@@ -181,8 +181,8 @@ const JOB_TYPE_ROW _aRows[JT_LAST + 1] = {
          L.OnDeviceReadLocsFailed(U32(J.Param[0]), static_cast<ELF_SYM_LOC*>(J.Buf[0]), J.Param[1]);
      }},
     {JT_WRITE_LOCATION, "JT_WRITE_LOCATION", 0, 1, 5000,
-     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceWriteLocDone(_Loc(J), U32(J.Param[0])); },
-     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceWriteLocFailed(_Loc(J), U32(J.Param[0])); }},
+     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceWriteLocDone(MakeLoc(J), U32(J.Param[0])); },
+     [](CDeviceEventListener& L, const Job& J) { L.OnDeviceWriteLocFailed(MakeLoc(J), U32(J.Param[0])); }},
     {JT_SET_SH_INPUT_TEXT, "JT_SET_SH_INPUT_TEXT", 1, 1, 5000,
      [](CDeviceEventListener& L, const Job& J) {
          L.OnDeviceSetSHInputTextDone(U32(J.Param[0]), static_cast<const char*>(J.Buf[0]));
@@ -296,7 +296,7 @@ const JOB_TYPE_ROW _aRows[JT_LAST + 1] = {
     {JT_CONFIGURE, "JT_CONFIGURE", 0, 1, 60000,
      [](CDeviceEventListener& L, const Job& J) { L.OnDeviceConfigureDone(static_cast<const char*>(J.Buf[0])); },
      [](CDeviceEventListener& L, const Job& J) { L.OnDeviceConfigureFailed(static_cast<const char*>(J.Buf[0])); }},
-    {JT_SET_CONFIG_PARAM, "JT_SET_CONFIG_PARAM", 0, 0, 5000, _DeliverConfigParamDone, _DeliverConfigParamFailed},
+    {JT_SET_CONFIG_PARAM, "JT_SET_CONFIG_PARAM", 0, 0, 5000, DeliverConfigParamDone, DeliverConfigParamFailed},
     {JT_GET_DEVICE_INFO, "JT_GET_DEVICE_INFO", 1, 1, 5000,
      [](CDeviceEventListener& L, const Job& J) {
          L.OnDeviceGetDeviceInfoDone(static_cast<const char*>(J.Buf[0]), static_cast<const char*>(J.Buf[1]));

@@ -9,7 +9,7 @@ namespace {
 
 // Stands in for a function that could not be found, so that no caller needs a test: -1 where that means failure,
 // else 0 or null.
-template <class RESULT, class... ARGS> RESULT _Missing(ARGS...) {
+template <class RESULT, class... ARGS> RESULT MissingCall(ARGS...) {
     if constexpr (std::is_signed_v<RESULT>) {
         return RESULT(-1);
     } else if constexpr (!std::is_void_v<RESULT>) {
@@ -17,8 +17,8 @@ template <class RESULT, class... ARGS> RESULT _Missing(ARGS...) {
     }
 }
 
-template <class RESULT, class... ARGS> void _SetMissing(RESULT (**ppFunc)(ARGS...)) {
-    *ppFunc = &_Missing<RESULT, ARGS...>;
+template <class RESULT, class... ARGS> void SetMissing(RESULT (**ppFunc)(ARGS...)) {
+    *ppFunc = &MissingCall<RESULT, ARGS...>;
 }
 
 } // namespace
@@ -36,7 +36,7 @@ NOVIK_FUNCS LoadNovikFuncs(const QString& sPath) {
         Funcs.Name = reinterpret_cast<decltype(Funcs.Name)>(Library.resolve(#Name));                                   \
     }                                                                                                                  \
     if (!Funcs.Name) {                                                                                                 \
-        _SetMissing(&Funcs.Name);                                                                                      \
+        SetMissing(&Funcs.Name);                                                                                       \
         Missing.append(QStringLiteral(#Name));                                                                         \
     }
     NOVIK_FOR_EACH_FUNC(NOVIK_RESOLVE)

@@ -24,7 +24,7 @@ constexpr U32 TRAP_SIZE = 2;
 constexpr U32 THUMB_BL_MASK = 0xF800;
 constexpr U32 THUMB_BL_PREFIX = 0xF000; ///< first half of a BL of two halfwords, on cores without Thumb-2
 
-bool _IsSameFunc(U32 A, U32 B) { return ElfApi_GetFuncAtAddr(A) == ElfApi_GetFuncAtAddr(B); }
+bool IsSameFunc(U32 A, U32 B) { return ElfApi_GetFuncAtAddr(A) == ElfApi_GetFuncAtAddr(B); }
 
 } // namespace
 
@@ -225,7 +225,7 @@ int CStepper::StepOverSimple(U32 MaxSingleSteps) {
 // Lowest address of the next line with code, if the program can only get there straight on; -1 otherwise.
 I64 CStepper::FindRunTarget() const {
     const I64 Addr = m_Ctx.Start.IsValid() ? ElfApi_GetAddr(ElfApi_GetNextCodeLine(m_Ctx.Start)) : -1;
-    if (Addr <= I64(m_Ctx.StartPC) || !_IsSameFunc(U32(Addr), m_Ctx.StartPC)) {
+    if (Addr <= I64(m_Ctx.StartPC) || !IsSameFunc(U32(Addr), m_Ctx.StartPC)) {
         return -1;
     }
     return ICACHE_HasBranchInRange(m_Ctx.StartPC, U32(Addr)) ? -1 : Addr;
@@ -253,7 +253,7 @@ int CStepper::LeaveCircle() {
     m_T.LogDebug("Stepping out of circular instruction sequence");
     const U32 PC = U32(m_T.State.Regs[REG_IDX_PC]);
     const I64 Addr = ElfApi_GetNextLineAddr(PC);
-    return Addr >= 0 && _IsSameFunc(U32(Addr), PC) ? RunForStep(JT_STEP_OVER, U32(Addr)) : 0;
+    return Addr >= 0 && IsSameFunc(U32(Addr), PC) ? RunForStep(JT_STEP_OVER, U32(Addr)) : 0;
 }
 
 int CStepper::StepOver(U8 DoStoreContext) {

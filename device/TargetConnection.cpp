@@ -18,16 +18,16 @@ constexpr U32 CPSR_E_BIT = 1u << 9; ///< data endianness of the core
 // The library's texts have no context; they belong to the device that opened it last.
 std::atomic<CDeviceEvents*> _pLogTarget{nullptr};
 
-void _PostLibraryText(const char* sText, U32 Level) {
+void PostLibraryText(const char* sText, U32 Level) {
     CDeviceEvents* pEvents = _pLogTarget;
     if (pEvents && sText) {
         pEvents->LogText(MSG_TO_ALL | MSG_FROM_NOVIK | Level, sText);
     }
 }
 
-void _OnLibraryLog(const char* sText) { _PostLibraryText(sText, MSG_INFO); }
-void _OnLibraryWarning(const char* sText) { _PostLibraryText(sText, MSG_WARNING); }
-void _OnLibraryError(const char* sText) { _PostLibraryText(sText, MSG_ERROR); }
+void OnLibraryLog(const char* sText) { PostLibraryText(sText, MSG_INFO); }
+void OnLibraryWarning(const char* sText) { PostLibraryText(sText, MSG_WARNING); }
+void OnLibraryError(const char* sText) { PostLibraryText(sText, MSG_ERROR); }
 
 } // namespace
 
@@ -146,9 +146,9 @@ int CTargetConnection::ConnectSimple() {
         return -1;
     }
     _pLogTarget = &m_T.Events;
-    m_T.Novik.NOVIKARM_EnableLog(_OnLibraryLog);
-    m_T.Novik.NOVIKARM_SetErrorOutHandler(_OnLibraryError);
-    m_T.Novik.NOVIKARM_SetWarnOutHandler(_OnLibraryWarning);
+    m_T.Novik.NOVIKARM_EnableLog(OnLibraryLog);
+    m_T.Novik.NOVIKARM_SetErrorOutHandler(OnLibraryError);
+    m_T.Novik.NOVIKARM_SetWarnOutHandler(OnLibraryWarning);
     m_T.LogDebug("Opening connection to Novik...");
     if (const char* sError = m_T.Novik.NOVIKARM_Open()) {
         m_T.Events.Log(DEV_LOG_WARN, "Open: NOVIK API call failed with error message: %s", sError);

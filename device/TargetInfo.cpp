@@ -11,7 +11,7 @@ constexpr U32 FIRMWARE_TEXT_SIZE = 256;
 constexpr U32 VERSION_WITH_STREAMING_QUERY = 61000;
 constexpr int DEFAULT_WEB_PORT = 19080;
 
-template <class FUNC> FUNC* _GetFunc(const NOVIK_FUNCS& Novik, U32 Id) {
+template <class FUNC> FUNC* GetFunc(const NOVIK_FUNCS& Novik, U32 Id) {
     return reinterpret_cast<FUNC*>(Novik.NOVIK_GetpFunc(Id));
 }
 
@@ -62,11 +62,11 @@ int CTargetInfo::GetDeviceInfo(const char* sDeviceName, U32 BufSize, char* sOutC
 }
 
 void CTargetInfo::UpdateNovikFuncPtrs() {
-    pfBackgroundAccess = _GetFunc<NOVIK_BMA_FUNC>(m_T.Novik, NOVIK_FUNC_BACKGROUND_MEM_ACCESS);
-    pfEndian = _GetFunc<NOVIK_ENDIAN_FUNC>(m_T.Novik, NOVIK_FUNC_GET_ENDIAN);
-    pfWebInfo = _GetFunc<NOVIK_WEB_INFO_FUNC>(m_T.Novik, NOVIK_FUNC_WEB_INFO);
-    auto* pfGetDecoder = _GetFunc<NOVIK_GET_DECODER_FUNC>(m_T.Novik, NOVIK_FUNC_GET_DECODER);
-    auto* pfGetDisass = _GetFunc<NOVIK_GET_DISASSEMBLER_FUNC>(m_T.Novik, NOVIK_FUNC_GET_DISASSEMBLER);
+    pfBackgroundAccess = GetFunc<NOVIK_BMA_FUNC>(m_T.Novik, NOVIK_FUNC_BACKGROUND_MEM_ACCESS);
+    pfEndian = GetFunc<NOVIK_ENDIAN_FUNC>(m_T.Novik, NOVIK_FUNC_GET_ENDIAN);
+    pfWebInfo = GetFunc<NOVIK_WEB_INFO_FUNC>(m_T.Novik, NOVIK_FUNC_WEB_INFO);
+    auto* pfGetDecoder = GetFunc<NOVIK_GET_DECODER_FUNC>(m_T.Novik, NOVIK_FUNC_GET_DECODER);
+    auto* pfGetDisass = GetFunc<NOVIK_GET_DISASSEMBLER_FUNC>(m_T.Novik, NOVIK_FUNC_GET_DISASSEMBLER);
     void* pFunc = nullptr;
     pfDecode =
         pfGetDecoder && pfGetDecoder(m_T.Facts.Core, &pFunc) >= 0 ? reinterpret_cast<NOVIK_DECODER*>(pFunc) : nullptr;

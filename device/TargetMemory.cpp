@@ -17,14 +17,14 @@ struct CHUNKS {
     U32 Count;
 };
 
-CHUNKS _Chunks(U32 NumBytes, U32 ChunkSize) {
+CHUNKS SplitChunks(U32 NumBytes, U32 ChunkSize) {
     const U32 Size = ChunkSize == 0 || ChunkSize > NumBytes ? NumBytes : ChunkSize;
     return {Size, Size ? U32((U64(NumBytes) + Size - 1) / Size) : 0};
 }
 
 // One access of the natural width of 1, 2, 4 or 8 aligned bytes; -1 if the range is none of these.
 template <class FUNC1, class FUNC2, class FUNC4, class FUNC8>
-int _ByNaturalWidth(U32 Addr, U32 NumBytes, FUNC1&& Func1, FUNC2&& Func2, FUNC4&& Func4, FUNC8&& Func8) {
+int ByNaturalWidth(U32 Addr, U32 NumBytes, FUNC1&& Func1, FUNC2&& Func2, FUNC4&& Func4, FUNC8&& Func8) {
     if (NumBytes == 1) {
         return Func1();
     }
@@ -43,7 +43,7 @@ int _ByNaturalWidth(U32 Addr, U32 NumBytes, FUNC1&& Func1, FUNC2&& Func2, FUNC4&
     }
 }
 
-template <class T, class FUNC> int _ReadItem(FUNC* pfRead, U32 Addr, U8* paData) {
+template <class T, class FUNC> int ReadItem(FUNC* pfRead, U32 Addr, U8* paData) {
     T Value = 0;
     U8 Status = 0;
     const bool IsRead = pfRead(Addr, 1, &Value, &Status) == 1;
@@ -53,14 +53,14 @@ template <class T, class FUNC> int _ReadItem(FUNC* pfRead, U32 Addr, U8* paData)
     return IsRead ? int(sizeof(T)) : 0;
 }
 
-template <class T, class FUNC> int _WriteItem(FUNC* pfWrite, U32 Addr, const U8* paData) {
+template <class T, class FUNC> int WriteItem(FUNC* pfWrite, U32 Addr, const U8* paData) {
     T Value = 0;
     std::memcpy(&Value, paData, sizeof(Value));
     return pfWrite(Addr, Value) == 0 ? int(sizeof(T)) : 0;
 }
 
-U16 _Swap16(U16 Value) { return U16((Value << 8) | (Value >> 8)); }
-U32 _Swap32(U32 Value) { return (U32(_Swap16(U16(Value))) << 16) | _Swap16(U16(Value >> 16)); }
+U16 Swap16(U16 Value) { return U16((Value << 8) | (Value >> 8)); }
+U32 Swap32(U32 Value) { return (U32(Swap16(U16(Value))) << 16) | Swap16(U16(Value >> 16)); }
 
 } // namespace
 
@@ -89,11 +89,11 @@ U32 CTargetMemory::ReadMemSimple(U32 Addr, U32 NumBytes, I8 AccessWidth, U32 Fla
         return 0;
     }
     std::memset(paData, 0, NumBytes);
-    int Count = _ByNaturalWidth(
-        Addr, NumBytes, [&] { return _ReadItem<U8>(m_T.Novik.NOVIKARM_ReadMemU8, Addr, paData); },
-        [&] { return _ReadItem<U16>(m_T.Novik.NOVIKARM_ReadMemU16, Addr, paData); },
-        [&] { return _ReadItem<U32>(m_T.Novik.NOVIKARM_ReadMemU32, Addr, paData); },
-        [&] { return _ReadItem<U64>(m_T.Novik.NOVIKARM_ReadMemU64, Addr, paData); });
+    int Count = ByNaturalWidth(
+        Addr, NumBytes, [&] { return ReadItem<U8>(m_T.Novik.NOVIKARM_ReadMemU8, Addr, paData); },
+        [&] { return ReadItem<U16>(m_T.Novik.NOVIKARM_ReadMemU16, Addr, paData); },
+        [&] { return ReadItem<U32>(m_T.Novik.NOVIKARM_ReadMemU32, Addr, paData); },
+        [&] { return ReadItem<U64>(m_T.Novik.NOVIKARM_ReadMemU64, Addr, paData); });
     if (Count < 0) {
         Count = (Flags & MEM_FLAG_HW_READ)
                     ? (m_T.Novik.NOVIKARM_ReadMemHW(Addr, NumBytes, paData) == 0 ? int(NumBytes) : 0)
@@ -131,7 +131,7 @@ void CTargetMemory::SetProgress(U32 NumBytes, U32 NumChunks, U32 Chunk) {
 }
 
 U32 CTargetMemory::ReadMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Flags, U8* pData, U8* paStatus) {
-    const CHUNKS Chunks = _Chunks(NumBytes, ChunkSize);
+    const CHUNKS Chunks = SplitChunks(NumBytes, ChunkSize);
     U32 Count = 0;
     StartProgress("Reading Memory...", NumBytes, Chunks.Count);
     for (U32 i = 0; i < Chunks.Count && !m_T.StopRequested; i++) {
@@ -185,11 +185,11 @@ U32 CTargetMemory::WriteMemSimple(U32 Addr, U32 NumBytes, I8 AW, const U8* paDat
     if (ValidateMemoryAccessParams(false, Addr, NumBytes, paData, nullptr) != 0) {
         return 0;
     }
-    int Count = _ByNaturalWidth(
-        Addr, NumBytes, [&] { return _WriteItem<U8>(m_T.Novik.NOVIKARM_WriteU8, Addr, paData); },
-        [&] { return _WriteItem<U16>(m_T.Novik.NOVIKARM_WriteU16, Addr, paData); },
-        [&] { return _WriteItem<U32>(m_T.Novik.NOVIKARM_WriteU32, Addr, paData); },
-        [&] { return _WriteItem<U64>(m_T.Novik.NOVIKARM_WriteU64, Addr, paData); });
+    int Count = ByNaturalWidth(
+        Addr, NumBytes, [&] { return WriteItem<U8>(m_T.Novik.NOVIKARM_WriteU8, Addr, paData); },
+        [&] { return WriteItem<U16>(m_T.Novik.NOVIKARM_WriteU16, Addr, paData); },
+        [&] { return WriteItem<U32>(m_T.Novik.NOVIKARM_WriteU32, Addr, paData); },
+        [&] { return WriteItem<U64>(m_T.Novik.NOVIKARM_WriteU64, Addr, paData); });
     if (Count < 0) {
         Count = m_T.Novik.NOVIKARM_WriteMemEx(Addr, NumBytes, paData, AW);
     }
@@ -206,7 +206,7 @@ U32 CTargetMemory::WriteMemItemWise(U32 Addr, U32 NumBytes, I8 AW, const U8* paD
 }
 
 U32 CTargetMemory::WriteMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Flags, const U8* paData) {
-    const CHUNKS Chunks = _Chunks(NumBytes, ChunkSize);
+    const CHUNKS Chunks = SplitChunks(NumBytes, ChunkSize);
     U32 Count = 0;
     StartProgress("Writing Memory...", NumBytes, Chunks.Count);
     for (U32 i = 0; i < Chunks.Count && !m_T.StopRequested; i++) {
@@ -387,7 +387,7 @@ I64 CTargetMemory::ReadInst(U32 Addr, U32 InstLen, bool IsARMInst) {
     const bool DoSwap = m_T.State.DataEndian != m_T.State.InstEndian;
     if (InstLen == 4 && IsARMInst) {
         U32 Word = 0;
-        return ReadWord(Addr, &Word) == 0 ? I64(DoSwap ? _Swap32(Word) : Word) : -1;
+        return ReadWord(Addr, &Word) == 0 ? I64(DoSwap ? Swap32(Word) : Word) : -1;
     }
     U32 Inst = 0;
     for (U32 Off = 0; Off < InstLen; Off += 2) {
@@ -395,7 +395,7 @@ I64 CTargetMemory::ReadInst(U32 Addr, U32 InstLen, bool IsARMInst) {
         if (ReadHalfWord(Addr + Off, &HalfWord) != 0) {
             return -1;
         }
-        Inst |= U32(DoSwap ? _Swap16(HalfWord) : HalfWord) << (8 * Off);
+        Inst |= U32(DoSwap ? Swap16(HalfWord) : HalfWord) << (8 * Off);
     }
     return Inst;
 }

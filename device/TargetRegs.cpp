@@ -22,7 +22,7 @@ constexpr U32 CPSR_T_BIT = 1u << 5;
 constexpr I64 PC_MASK = ~I64(1);
 
 // Banked registers of the classic cores: SP and LR stand next to each other in each bank.
-I32 _ClassicBankedIdx(I32 Logical, int Mode) {
+I32 ClassicBankedIdx(I32 Logical, int Mode) {
     const I32 Off = Logical - I32(REG_IDX_SP);
     switch (Mode) {
     case MODE_USR:
@@ -43,7 +43,7 @@ I32 _ClassicBankedIdx(I32 Logical, int Mode) {
     }
 }
 
-I32 _ClassicSpsrIdx(int Mode) {
+I32 ClassicSpsrIdx(int Mode) {
     switch (Mode) {
     case MODE_FIQ:
         return 17;
@@ -60,7 +60,7 @@ I32 _ClassicSpsrIdx(int Mode) {
     }
 }
 
-I32 _ClassicIdx(I32 Logical, int Mode) {
+I32 ClassicIdx(I32 Logical, int Mode) {
     if (Logical <= 7) {
         return Logical;
     }
@@ -70,21 +70,21 @@ I32 _ClassicIdx(I32 Logical, int Mode) {
     switch (U32(Logical)) {
     case REG_IDX_SP:
     case REG_IDX_LR:
-        return _ClassicBankedIdx(Logical, Mode);
+        return ClassicBankedIdx(Logical, Mode);
     case REG_IDX_PC:
         return 9;
     case REG_IDX_CPSR:
         return 8;
     case REG_IDX_SPSR:
-        return _ClassicSpsrIdx(Mode);
+        return ClassicSpsrIdx(Mode);
     default:
         return -1;
     }
 }
 
-bool _IsMemLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF; }
-bool _IsRegLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF; }
-U32 _MemLocAddr(const ELF_SYM_LOC& Loc) { return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0); }
+bool IsMemLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF; }
+bool IsRegLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF; }
+U32 MemLocAddr(const ELF_SYM_LOC& Loc) { return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0); }
 
 } // namespace
 
@@ -95,7 +95,7 @@ I32 CTargetRegs::GetNovikRegIdx(I32 Logical, int Mode) const {
     if (Logical > I32(NUM_NOVIK_REGS) || m_T.Facts.IsCortexM()) {
         return Logical;
     }
-    return m_T.Facts.IsClassicArm() ? _ClassicIdx(Logical, Mode == MODE_CURRENT ? int(m_T.State.CpuMode) : Mode) : -1;
+    return m_T.Facts.IsClassicArm() ? ClassicIdx(Logical, Mode == MODE_CURRENT ? int(m_T.State.CpuMode) : Mode) : -1;
 }
 
 bool CTargetRegs::IsPCIdx(U32 Idx) const { return I32(Idx) == GetNovikRegIdx(REG_IDX_PC); }
@@ -209,14 +209,14 @@ int CTargetRegs::ReadRegLoc(const ELF_SYM_LOC& Loc, U32* pValue) {
 }
 
 int CTargetRegs::ReadLoc(const ELF_SYM_LOC& Loc, U32 NumBytes, U8* paOutData) {
-    if (NumBytes == 0 || NumBytes > MAX_LOC_SIZE || !(_IsMemLoc(Loc) || _IsRegLoc(Loc))) {
+    if (NumBytes == 0 || NumBytes > MAX_LOC_SIZE || !(IsMemLoc(Loc) || IsRegLoc(Loc))) {
         return -1;
     }
     std::memset(paOutData, 0, NumBytes);
-    if (_IsMemLoc(Loc)) {
+    if (IsMemLoc(Loc)) {
         U8 aStatus[MAX_LOC_SIZE] = {};
         const I8 AW = I8(SysVarValue(VAR_ACCESS_WIDTH));
-        if (m_T.Memory.ReadMem(_MemLocAddr(Loc), NumBytes, 0, AW, 0, paOutData, aStatus) != NumBytes) {
+        if (m_T.Memory.ReadMem(MemLocAddr(Loc), NumBytes, 0, AW, 0, paOutData, aStatus) != NumBytes) {
             std::memset(paOutData, 0, NumBytes);
             return -1;
         }
@@ -245,12 +245,12 @@ int CTargetRegs::WriteLoc(const ELF_SYM_LOC& Loc, U32 NumBytes, const U8* paData
     if (NumBytes == 0 || NumBytes > MAX_LOC_SIZE || !paData) {
         return -1;
     }
-    if (_IsMemLoc(Loc)) {
+    if (IsMemLoc(Loc)) {
         const I8 AW = I8(SysVarValue(VAR_ACCESS_WIDTH));
-        const U32 Count = m_T.Memory.WriteMem(_MemLocAddr(Loc), NumBytes, 0, AW, MEM_FLAG_DOWNLOAD, paData);
+        const U32 Count = m_T.Memory.WriteMem(MemLocAddr(Loc), NumBytes, 0, AW, MEM_FLAG_DOWNLOAD, paData);
         return Count == NumBytes ? 0 : -1;
     }
-    const I32 Idx = _IsRegLoc(Loc) ? GetNovikRegIdx(I32(Loc.Reg)) : -1;
+    const I32 Idx = IsRegLoc(Loc) ? GetNovikRegIdx(I32(Loc.Reg)) : -1;
     U32 Value = 0;
     std::memcpy(&Value, paData, std::min<U32>(NumBytes, sizeof(Value)));
     return Idx < 0 ? -1 : WriteReg(U32(Idx), Value);

@@ -105,7 +105,7 @@ const CORE_ROW _aCores[] = {
     {0x0F0000FF, DF_CORTEX_A5, ""},
 };
 
-const CORE_ROW* _FindCore(U32 Core) {
+const CORE_ROW* FindCore(U32 Core) {
     const auto* pRow =
         std::find_if(std::begin(_aCores), std::end(_aCores), [Core](const CORE_ROW& Row) { return Row.Core == Core; });
     return pRow == std::end(_aCores) ? nullptr : pRow;
@@ -114,12 +114,12 @@ const CORE_ROW* _FindCore(U32 Core) {
 } // namespace
 
 int GetFamilyOfCore(U32 Core) {
-    const CORE_ROW* pRow = _FindCore(Core);
+    const CORE_ROW* pRow = FindCore(Core);
     return pRow ? pRow->Family : int(DF_UNKNOWN);
 }
 
 const char* GetArchitectureText(U32 Core) {
-    const CORE_ROW* pRow = _FindCore(Core);
+    const CORE_ROW* pRow = FindCore(Core);
     return pRow ? pRow->sArchitecture : "";
 }
 

@@ -12,18 +12,18 @@ constexpr U32 ACCESS_TYPE_WRITE = 1;
 constexpr U32 ACCESS_TYPE_ANY = 2;
 constexpr U32 ADDR_MASK_WORD = 3; ///< the library reports a word for a request without a mask
 
-bool _IsSameWP(const WP& A, const WP& B) {
+bool IsSameWP(const WP& A, const WP& B) {
     return A.Addr == B.Addr && A.AddrMask == B.AddrMask && A.Data == B.Data && A.DataMask == B.DataMask &&
            A.AccessType == B.AccessType && A.AccessSize == B.AccessSize;
 }
 
-bool _IsActive(BP_STATES State) { return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN; }
+bool IsActive(BP_STATES State) { return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN; }
 
 } // namespace
 
 int CWPList::FindLocked(const WP& Wp) const {
     const auto It = std::find_if(m_aEntries.begin(), m_aEntries.end(),
-                                 [&Wp](const WP& Entry) { return Entry.Valid && _IsSameWP(Entry, Wp); });
+                                 [&Wp](const WP& Entry) { return Entry.Valid && IsSameWP(Entry, Wp); });
     return It == m_aEntries.end() ? -1 : int(It - m_aEntries.begin());
 }
 
@@ -139,7 +139,7 @@ int CTargetWatchpoints::SetWatchpoint(WP Wp) {
         return 0;
     }
     const I64 Handle = FindNovikHandle(Wp);
-    if (Handle < 0 && _IsActive(Wp.State)) {
+    if (Handle < 0 && IsActive(Wp.State)) {
         const NOVIKARM_DATA_EVENT Event = MakeDataEvent(Wp);
         U32 NewHandle = 0;
         const int Result = m_T.Novik.NOVIKARM_SetDataEvent(&Event, &NewHandle);

@@ -37,7 +37,7 @@ private:
 };
 
 /// Length and ID of the entry at the reader; the entry's rest. Failed at the section's end or a damaged length.
-CByteReader _OpenEntry(CByteReader& In, U64* pId, bool* pIsCie) {
+CByteReader OpenEntry(CByteReader& In, U64* pId, bool* pIsCie) {
     U64 Length = In.GetU32();
     const bool Is64 = Length == 0xFFFFFFFF;
     Length = Is64 ? In.Get(8) : Length;
@@ -55,7 +55,7 @@ int CCfiLoader::ReadCie(U64 Off) {
     U64 Id = 0;
     bool IsCie = false;
     CByteReader In = At(Off);
-    CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
+    CByteReader Entry = OpenEntry(In, &Id, &IsCie);
     const U8 Version = Entry.GetU8();
     const std::string_view sAugmentation = Entry.GetString();
     if (!In.IsOk() || !IsCie) {
@@ -120,7 +120,7 @@ void CCfiLoader::ReadAll() {
         const U64 Off = static_cast<U64>(In.GetPtr() - m_pTable->pData);
         U64 Id = 0;
         bool IsCie = false;
-        const CByteReader Entry = _OpenEntry(In, &Id, &IsCie);
+        const CByteReader Entry = OpenEntry(In, &Id, &IsCie);
         if (!In.IsOk()) {
             DWARF_ReportError(DWERR_FRAME_SIZE, LOADER);
             ELF_Report(ELF_MSG_READER, "call frame information could not be parsed.");
@@ -136,7 +136,7 @@ void CCfiLoader::ReadAll() {
     }
 }
 
-ELF_SYM_LOC _Loc(U32 Kind, U32 Reg, I32 Off) {
+ELF_SYM_LOC MakeLoc(U32 Kind, U32 Reg, I32 Off) {
     ELF_SYM_LOC Loc;
     Loc.Kind = Kind;
     Loc.Reg = Reg;
@@ -145,22 +145,22 @@ ELF_SYM_LOC _Loc(U32 Kind, U32 Reg, I32 Off) {
 }
 
 /// The rule of register Reg as a location.
-ELF_SYM_LOC _RuleToLoc(const CFI_RULE& Rule, U32 Reg) {
+ELF_SYM_LOC RuleToLoc(const CFI_RULE& Rule, U32 Reg) {
     switch (Rule.Kind) {
     case CFI_SAME:
-        return _Loc(ELF_LOC_REG, Reg, 0);
+        return MakeLoc(ELF_LOC_REG, Reg, 0);
     case CFI_UNDEFINED:
-        return _Loc(ELF_LOC_REG, ELF_REG_UNSPECIFIED, 0);
+        return MakeLoc(ELF_LOC_REG, ELF_REG_UNSPECIFIED, 0);
     case CFI_REGISTER:
-        return _Loc(ELF_LOC_REG, Rule.Reg, 0);
+        return MakeLoc(ELF_LOC_REG, Rule.Reg, 0);
     case CFI_REG_OFFSET:
-        return _Loc(ELF_LOC_REG_OFF, Rule.Reg, Rule.Off);
+        return MakeLoc(ELF_LOC_REG_OFF, Rule.Reg, Rule.Off);
     case CFI_OFFSET:
         // R0 and SP aren't callee-saved: a rule for them counts from the CFA's own column.
-        return Reg != 0 && Reg != REG_SP ? _Loc(ELF_LOC_MEM_CFA, 0, Rule.Off)
-                                         : _Loc(ELF_LOC_REG_OFF, CFI_REG_CFA, Rule.Off);
+        return Reg != 0 && Reg != REG_SP ? MakeLoc(ELF_LOC_MEM_CFA, 0, Rule.Off)
+                                         : MakeLoc(ELF_LOC_REG_OFF, CFI_REG_CFA, Rule.Off);
     case CFI_VAL_OFFSET:
-        return _Loc(ELF_LOC_CFA, 0, Rule.Off);
+        return MakeLoc(ELF_LOC_CFA, 0, Rule.Off);
     case CFI_EXPRESSION:
         ELF_Report(ELF_MSG_READER, "LibDwarf: evaluation of 'DW_EXPR_EXPRESSION' not implemented");
         return {};
@@ -222,7 +222,7 @@ I32 ELF_GetRegRules(CFI_TABLE* pTable, U32 PC, ELF_SYM_LOC* paRules) {
         return 0;
     }
     for (U32 Reg = 0; Reg < NUM_UNWIND_REGS; ++Reg) {
-        paRules[Reg] = _RuleToLoc(Reg == REG_SP ? Row.Cfa : Row.aReg[Reg], Reg);
+        paRules[Reg] = RuleToLoc(Reg == REG_SP ? Row.Cfa : Row.aReg[Reg], Reg);
     }
     paRules[REG_SP].Off = static_cast<I32>(static_cast<U32>(paRules[REG_SP].Off) * static_cast<U32>(pTable->CfaFactor));
     return NUM_UNWIND_REGS;
@@ -240,7 +240,7 @@ ELF_SYM_LOC ELF_GetCFA(CFI_TABLE* pTable, U32 PC) {
     if (pFde == nullptr || !CFI_EvalRow(pTable, *pFde, PC, &Row)) {
         return {};
     }
-    pTable->CachedCfaLoc = _RuleToLoc(Row.Cfa, REG_SP);
+    pTable->CachedCfaLoc = RuleToLoc(Row.Cfa, REG_SP);
     pTable->CachedCfaPC = PC;
     return pTable->CachedCfaLoc;
 }
@@ -248,7 +248,7 @@ ELF_SYM_LOC ELF_GetCFA(CFI_TABLE* pTable, U32 PC) {
 namespace {
 
 /// Leads over the operands of an instruction other than those that set a CFA offset. False for an unknown one.
-bool _SkipOperands(CByteReader& In, U8 Op) {
+bool SkipOperands(CByteReader& In, U8 Op) {
     switch (Op) {
     case DW_CFA_set_loc:
     case DW_CFA_advance_loc4:
@@ -320,7 +320,7 @@ I32 ELF_GetStackSize(const CFI_TABLE* pTable, U32 PC) {
             Value = static_cast<I32>(
                 IsFactored ? static_cast<I64>(static_cast<U64>(In.GetSLeb()) * static_cast<U64>(DataAlign))
                            : static_cast<I64>(In.GetULeb()));
-        } else if (Op != DW_CFA_nop && !_SkipOperands(In, Op)) {
+        } else if (Op != DW_CFA_nop && !SkipOperands(In, Op)) {
             break;
         }
         Lowest = std::min(Lowest, Value);

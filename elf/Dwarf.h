@@ -16,45 +16,45 @@ struct ELF_SYM_ARRAY_INFO {
     U32 aDim[10] = {};
 };
 
-U32 _GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
-bool DWARF_IsCompound(U32 Tag);                 ///< structure, class, union or enumeration
-bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
+U32 GetDieType(const DWARF_STORE& S, U32 Die); ///< tag; 0 for no DIE
+bool DWARF_IsCompound(U32 Tag);                ///< structure, class, union or enumeration
+bool HasAttribute(const DWARF_STORE& S, U32 Die, U32 At);
 /// The attribute of the DIE, or the one it inherits from its declaration, abstract instance or definition.
-bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth = 0);
+bool CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth = 0);
 /// Number of an attribute, inherited ones included; a reference gives the ID of its DIE.
-bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue);
+bool GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue);
 /// Constant value: number of bytes copied to the buffer of 256; 0 without the attribute.
-U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf);
+U32 GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf);
 
-U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At);
-U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die);
+U32 GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At);
+U32 GetDefinitionDie(const DWARF_STORE& S, U32 Die);
 /// Of a type that is only declared: the one of the same name and scope that another unit describes. 0 if there is none,
 /// or several of different sizes.
 U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die);
-U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die);
-U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag);
-U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);
+U32 GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die);
+U32 GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag);
+U32 GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve);
 
-std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+std::string GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 /// The same without a copy or the rewriting of base type names; empty where there is none.
-std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
-std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D,
-                                U32 Depth = 0); ///< of one that is open
+std::string_view GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+std::string_view GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D,
+                               U32 Depth = 0); ///< of one that is open
 /// Short form of the names of C's base types.
 std::string DWARF_ShortenBaseType(std::string sName);
 /// Data type text; empty if it is longer than 498 characters.
-const std::string& _GetDieTypeStr(DWARF_STORE& S, U32 Die);
-bool _IsStaticDie(const DWARF_STORE& S, U32 Die);
+const std::string& GetDieTypeStr(DWARF_STORE& S, U32 Die);
+bool IsStaticDie(const DWARF_STORE& S, U32 Die);
 
 /// ID behind the last DIE below this one; the next ID if it has no children.
 U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die);
-U32 _GetParentDie(const DWARF_STORE& S, U32 Die);
-U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die); ///< the unit's root
-U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die);
+U32 GetParentDie(const DWARF_STORE& S, U32 Die);
+U32 GetDieAncestor(const DWARF_STORE& S, U32 Die); ///< the unit's root
+U32 GetDieParentNamespace(const DWARF_STORE& S, U32 Die);
 /// Type or function around the DIE, its declaration or what it is an instance of.
-U32 _GetDieParentType(const DWARF_STORE& S, U32 Die);
-U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die);
-U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die); ///< function or lexical block around it
+U32 GetDieParentType(const DWARF_STORE& S, U32 Die);
+U32 GetDieParentFunc(const DWARF_STORE& S, U32 Die);
+U32 GetAnyDieAncestor(const DWARF_STORE& S, U32 Die); ///< function or lexical block around it
 
 /// Children of a kind, in section order, at most MAX_CHILDREN.
 std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
@@ -64,25 +64,25 @@ std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die);
 std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag);
 /// All DIEs of the tag below, at any depth, in section order.
 std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag);
-int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName);
+int GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName);
 
-U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die);
-int _GetDieSign(const DWARF_STORE& S, U32 Die);
-U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die);
-U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die);
-U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die); ///< from the least significant bit of its storage unit
+U32 GetDieSizeRecursive(const DWARF_STORE& S, U32 Die);
+int GetDieSign(const DWARF_STORE& S, U32 Die);
+U32 GetDieAccessibility(const DWARF_STORE& S, U32 Die);
+U32 GetDieBitWidth(const DWARF_STORE& S, U32 Die);
+U32 GetDieBitOffset(const DWARF_STORE& S, U32 Die); ///< from the least significant bit of its storage unit
 /// Offset in its structure of the storage unit of a bit field that begins at a bit of the structure.
-U64 _GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff);
+U64 GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff);
 /// Bytes to go on where a packed field of a big-endian target ends behind the storage unit that it is told in.
-U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die);
-ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
+U32 GetDieBitFieldShift(const DWARF_STORE& S, U32 Die);
+ELF_SYM_ARRAY_INFO GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth = 0);
 
-std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die);
+std::vector<ELF_RANGE> GetDieRanges(const DWARF_STORE& S, U32 Die);
 /// Name of the file that an attribute such as DW_AT_decl_file gives by number; empty if unknown.
-std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At);
+std::string GetDieFileName(DWARF_STORE& S, U32 Die, U32 At);
 
 /// The expression or list entry that describes the attribute at PC (file address; 0: the first, 0xFFFFFFFF: none but
 /// an expression without range). False if there is none.
 bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** ppExpr, U32* pSize, U32* pAttrDie);
 /// Location by the attribute at PC, as far as one operation tells it; see ELF_LOC_EXPR.
-ELF_SYM_LOC _GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC);
+ELF_SYM_LOC GetDieLoc(const DWARF_STORE& S, U32 Die, U32 At, U32 PC);

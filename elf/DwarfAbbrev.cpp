@@ -11,7 +11,7 @@ namespace {
 
 constexpr U32 MAX_ATTRS = 4096; ///< of one abbreviation; compilers stay below 30
 
-U8 _ActionOf(U16 Tag) {
+U8 ActionOf(U16 Tag) {
     switch (Tag) {
     case DW_TAG_variable:
         return DACT_VARIABLE;
@@ -38,25 +38,25 @@ U8 _ActionOf(U16 Tag) {
     }
 }
 
-constexpr U32 _Bit(DWARF_FIELD Field) { return 1u << Field; }
+constexpr U32 Bit(DWARF_FIELD Field) { return 1u << Field; }
 
 /// Fields that the linear pass reads of a DIE, by what it does with it.
-U32 _FieldsOf(U8 Action) {
-    constexpr U32 KEPT = _Bit(DFLD_DECLARATION) | _Bit(DFLD_ARTIFICIAL) | _Bit(DFLD_SPECIFICATION);
+U32 FieldsOf(U8 Action) {
+    constexpr U32 KEPT = Bit(DFLD_DECLARATION) | Bit(DFLD_ARTIFICIAL) | Bit(DFLD_SPECIFICATION);
     switch (Action) {
     case DACT_VARIABLE:
-        return KEPT | _Bit(DFLD_NAME);
+        return KEPT | Bit(DFLD_NAME);
     case DACT_FUNC:
-        return KEPT | _Bit(DFLD_NAME) | _Bit(DFLD_LOW) | _Bit(DFLD_HIGH) | _Bit(DFLD_RANGES) | _Bit(DFLD_ORIGIN) |
-               _Bit(DFLD_MAIN);
+        return KEPT | Bit(DFLD_NAME) | Bit(DFLD_LOW) | Bit(DFLD_HIGH) | Bit(DFLD_RANGES) | Bit(DFLD_ORIGIN) |
+               Bit(DFLD_MAIN);
     case DACT_INLINE:
-        return KEPT | _Bit(DFLD_LOW) | _Bit(DFLD_HIGH) | _Bit(DFLD_RANGES) | _Bit(DFLD_ORIGIN);
+        return KEPT | Bit(DFLD_LOW) | Bit(DFLD_HIGH) | Bit(DFLD_RANGES) | Bit(DFLD_ORIGIN);
     case DACT_TYPEDEF:
-        return _Bit(DFLD_NAME);
+        return Bit(DFLD_NAME);
     case DACT_TYPE:
-        return KEPT | _Bit(DFLD_NAME) | _Bit(DFLD_SIZE);
+        return KEPT | Bit(DFLD_NAME) | Bit(DFLD_SIZE);
     case DACT_NAMESPACE:
-        return _Bit(DFLD_NAME) | _Bit(DFLD_EXTENSION);
+        return Bit(DFLD_NAME) | Bit(DFLD_EXTENSION);
     case DACT_MEMBER:
         return KEPT;
     default:
@@ -114,7 +114,7 @@ private:
     bool m_IsLastSize = false;
 };
 
-void _WriteSkips(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+void WriteSkips(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
     CSkipWriter Skips(&S.Skips);
     for (U32 i = 0; i < pAbbrev->NumAttrs; ++i) {
         Skips.Add(DWARF_FormSize(S.AttrSpecs[pAbbrev->FirstAttr + i].Form, Unit));
@@ -123,15 +123,15 @@ void _WriteSkips(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) 
     pAbbrev->NumSkips = Skips.Num();
 }
 
-void _WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
-    const U32 Fields = _FieldsOf(pAbbrev->Action);
+void WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+    const U32 Fields = FieldsOf(pAbbrev->Action);
     CSkipWriter Looks(&S.Skips);
     bool HasFields = false;
     for (U32 i = 0; Fields != 0 && i < pAbbrev->NumAttrs; ++i) {
         const DWARF_ATTR_SPEC Spec = S.AttrSpecs[pAbbrev->FirstAttr + i];
         const auto* pField = std::find_if(std::begin(aField), std::end(aField),
                                           [&](const FIELD_OF_ATTR& Field) { return Field.At == Spec.At; });
-        if (pField != std::end(aField) && (Fields & _Bit(pField->Field)) != 0) {
+        if (pField != std::end(aField) && (Fields & Bit(pField->Field)) != 0) {
             const bool IsZero =
                 Spec.Form == DW_FORM_implicit_const && DWARF_ImplicitConst(S, pAbbrev->FirstAttr + i) == 0;
             if (IsZero) {
@@ -156,7 +156,7 @@ void _WriteLooks(DWARF_STORE& S, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) 
 }
 
 /// Reads the attribute list of one abbreviation. False if it is damaged.
-bool _ReadAttrs(DWARF_STORE& S, CByteReader& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
+bool ReadAttrs(DWARF_STORE& S, CByteReader& R, const DWARF_UNIT& Unit, DWARF_ABBREV* pAbbrev) {
     for (U32 n = 0; n < MAX_ATTRS; ++n) {
         const U64 At = R.GetULeb();
         const U64 Form = R.GetULeb();
@@ -165,8 +165,8 @@ bool _ReadAttrs(DWARF_STORE& S, CByteReader& R, const DWARF_UNIT& Unit, DWARF_AB
         }
         if (At == 0 && Form == 0) {
             pAbbrev->NumAttrs = static_cast<U16>(n);
-            _WriteSkips(S, Unit, pAbbrev);
-            _WriteLooks(S, Unit, pAbbrev);
+            WriteSkips(S, Unit, pAbbrev);
+            WriteLooks(S, Unit, pAbbrev);
             return true;
         }
         if (Form > 0xFFFF || DWARF_FormSize(static_cast<U32>(Form), Unit) < 0) {
@@ -335,10 +335,9 @@ int DWARF_ReadAbbrevs(DWARF_STORE& S, U64 Off, const DWARF_UNIT& Unit, U64* pBud
         const U64 Tag = R.GetULeb();
         Abbrev.Tag = static_cast<U16>(Tag);
         Abbrev.HasChildren = R.GetU8() != 0;
-        Abbrev.Action = _ActionOf(Abbrev.Tag);
+        Abbrev.Action = ActionOf(Abbrev.Tag);
         Abbrev.FirstAttr = static_cast<U32>(S.AttrSpecs.size());
-        if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.GetLeft() > *pBudget ||
-            !_ReadAttrs(S, R, Unit, &Abbrev)) {
+        if (Code > 0xFFFFFFFF || Tag > 0xFFFF || NumBytes - R.GetLeft() > *pBudget || !ReadAttrs(S, R, Unit, &Abbrev)) {
             break;
         }
         Set.IsDense = Set.IsDense && Code == Set.Num + 1;

@@ -9,22 +9,22 @@ namespace {
 constexpr U32 MAX_TEXT_SIZE = 16'384; ///< a longer name is damage, and every DIE may have the same one
 constexpr U32 LISTS_HEADER_SIZE = 8;  ///< of .debug_addr and .debug_str_offsets, where the unit names no base
 
-std::string_view _StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
+std::string_view StringAt(const DWARF_STORE& S, U32 Section, U64 Off) {
     CByteReader R = DWARF_At(S, Section, Off, Off + MAX_TEXT_SIZE);
     return R.GetString();
 }
 
-std::string_view _IndexedString(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx) {
+std::string_view IndexedString(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Idx) {
     const U64 Base = Unit.StrOffsetsBase != 0 ? Unit.StrOffsetsBase : LISTS_HEADER_SIZE;
     if (Idx > S.aSection[DSEC_STR_OFFSETS].Size) {
         return {};
     }
     CByteReader R = DWARF_At(S, DSEC_STR_OFFSETS, Base + Idx * Unit.OffsetSize);
     const U64 Off = R.Get(Unit.OffsetSize);
-    return R.IsOk() ? _StringAt(S, DSEC_STR, Off) : std::string_view();
+    return R.IsOk() ? StringAt(S, DSEC_STR, Off) : std::string_view();
 }
 
-U32 _DieOfSignature(const DWARF_STORE& S, U64 Signature) {
+U32 DieOfSignature(const DWARF_STORE& S, U64 Signature) {
     const auto It = S.UnitOfSignature.find(Signature);
     if (It == S.UnitOfSignature.end()) {
         return 0;
@@ -33,7 +33,7 @@ U32 _DieOfSignature(const DWARF_STORE& S, U64 Signature) {
     return DWARF_DieAt(S, Unit.Section, Unit.TypeOff);
 }
 
-bool _SetBlock(CByteReader& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
+bool SetBlock(CByteReader& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
     if (Size > R.GetLeft()) {
         return false;
     }
@@ -43,23 +43,23 @@ bool _SetBlock(CByteReader& R, U64 Size, U8 Class, DWARF_ATTR* pAttr) {
     return R.Skip(Size);
 }
 
-void _SetNumber(DWARF_ATTR* pAttr, U8 Class, U64 Value) {
+void SetNumber(DWARF_ATTR* pAttr, U8 Class, U64 Value) {
     pAttr->Class = Class;
     pAttr->Value = Value;
 }
 
-void _SetText(DWARF_ATTR* pAttr, std::string_view sText) {
+void SetText(DWARF_ATTR* pAttr, std::string_view sText) {
     pAttr->Class = ATTR_STRING;
     pAttr->sText = sText;
 }
 
-bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, U32 Form, DWARF_ATTR* pAttr) {
+bool ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 SpecIdx, U32 Form, DWARF_ATTR* pAttr) {
     pAttr->Form = static_cast<U16>(Form);
     const int Size = DWARF_FormSize(Form, Unit);
     const auto Number = [&] { return Size == SKIP_ULEB ? R.GetULeb() : R.Get(static_cast<U32>(Size)); };
     switch (Form) {
     case DW_FORM_addr:
-        _SetNumber(pAttr, ATTR_ADDR, Number());
+        SetNumber(pAttr, ATTR_ADDR, Number());
         return R.IsOk();
     case DW_FORM_addrx:
     case DW_FORM_addrx1:
@@ -73,21 +73,21 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32
     case DW_FORM_data4:
     case DW_FORM_data8:
     case DW_FORM_udata:
-        _SetNumber(pAttr, ATTR_NUM, Number());
+        SetNumber(pAttr, ATTR_NUM, Number());
         return R.IsOk();
     case DW_FORM_sdata:
-        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSLeb()));
+        SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(R.GetSLeb()));
         return R.IsOk();
     case DW_FORM_implicit_const:
-        _SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(DWARF_ImplicitConst(S, SpecIdx)));
+        SetNumber(pAttr, ATTR_SNUM, static_cast<U64>(DWARF_ImplicitConst(S, SpecIdx)));
         return true;
     case DW_FORM_data16:
-        return _SetBlock(R, 16, ATTR_BLOCK, pAttr);
+        return SetBlock(R, 16, ATTR_BLOCK, pAttr);
     case DW_FORM_flag:
-        _SetNumber(pAttr, ATTR_FLAG, R.GetU8() != 0);
+        SetNumber(pAttr, ATTR_FLAG, R.GetU8() != 0);
         return R.IsOk();
     case DW_FORM_flag_present:
-        _SetNumber(pAttr, ATTR_FLAG, 1);
+        SetNumber(pAttr, ATTR_FLAG, 1);
         return true;
     case DW_FORM_ref1:
     case DW_FORM_ref2:
@@ -95,53 +95,53 @@ bool _ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32
     case DW_FORM_ref8:
     case DW_FORM_ref_udata: {
         const U64 Off = DWARF_ReadReference(R, Form, Unit);
-        _SetNumber(pAttr, ATTR_REF, Off >= Unit.Off && Off < Unit.End ? DWARF_DieAt(S, Unit.Section, Off) : 0);
+        SetNumber(pAttr, ATTR_REF, Off >= Unit.Off && Off < Unit.End ? DWARF_DieAt(S, Unit.Section, Off) : 0);
         return R.IsOk();
     }
     case DW_FORM_ref_addr:
-        _SetNumber(pAttr, ATTR_REF, DWARF_DieAt(S, DSEC_INFO, Number()));
+        SetNumber(pAttr, ATTR_REF, DWARF_DieAt(S, DSEC_INFO, Number()));
         return R.IsOk();
     case DW_FORM_ref_sig8:
-        _SetNumber(pAttr, ATTR_REF, _DieOfSignature(S, R.GetU64()));
+        SetNumber(pAttr, ATTR_REF, DieOfSignature(S, R.GetU64()));
         return R.IsOk();
     case DW_FORM_sec_offset:
-        _SetNumber(pAttr, ATTR_OFFSET, Number());
+        SetNumber(pAttr, ATTR_OFFSET, Number());
         return R.IsOk();
     case DW_FORM_loclistx:
     case DW_FORM_rnglistx:
-        _SetNumber(pAttr, ATTR_INDEX, Number());
+        SetNumber(pAttr, ATTR_INDEX, Number());
         return R.IsOk();
     case DW_FORM_string:
-        _SetText(pAttr, R.GetString());
+        SetText(pAttr, R.GetString());
         return R.IsOk();
     case DW_FORM_strp:
     case DW_FORM_line_strp:
-        _SetText(pAttr, _StringAt(S, Form == DW_FORM_strp ? DSEC_STR : DSEC_LINE_STR, Number()));
+        SetText(pAttr, StringAt(S, Form == DW_FORM_strp ? DSEC_STR : DSEC_LINE_STR, Number()));
         return R.IsOk();
     case DW_FORM_strx:
     case DW_FORM_strx1:
     case DW_FORM_strx2:
     case DW_FORM_strx3:
     case DW_FORM_strx4:
-        _SetText(pAttr, _IndexedString(S, Unit, Number()));
+        SetText(pAttr, IndexedString(S, Unit, Number()));
         return R.IsOk();
     case DW_FORM_block1:
-        return _SetBlock(R, R.GetU8(), ATTR_BLOCK, pAttr);
+        return SetBlock(R, R.GetU8(), ATTR_BLOCK, pAttr);
     case DW_FORM_block2:
-        return _SetBlock(R, R.GetU16(), ATTR_BLOCK, pAttr);
+        return SetBlock(R, R.GetU16(), ATTR_BLOCK, pAttr);
     case DW_FORM_block4:
-        return _SetBlock(R, R.GetU32(), ATTR_BLOCK, pAttr);
+        return SetBlock(R, R.GetU32(), ATTR_BLOCK, pAttr);
     case DW_FORM_block:
-        return _SetBlock(R, R.GetULeb(), ATTR_BLOCK, pAttr);
+        return SetBlock(R, R.GetULeb(), ATTR_BLOCK, pAttr);
     case DW_FORM_exprloc:
-        return _SetBlock(R, R.GetULeb(), ATTR_EXPR, pAttr);
+        return SetBlock(R, R.GetULeb(), ATTR_EXPR, pAttr);
     default:
         return DWARF_SkipForm(R, Form, Unit); // of another file: there, but without a value
     }
 }
 
-bool _FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& Abbrev, CByteReader& R, U32 At,
-             DWARF_ATTR* pAttr) {
+bool FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& Abbrev, CByteReader& R, U32 At,
+            DWARF_ATTR* pAttr) {
     for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs; ++i) {
         if (S.AttrSpecs[i].At == At) {
             *pAttr = {};
@@ -154,7 +154,7 @@ bool _FindIn(const DWARF_STORE& S, const DWARF_UNIT& Unit, const DWARF_ABBREV& A
     return false;
 }
 
-bool _HasSpec(const DWARF_STORE& S, const DWARF_ABBREV& Abbrev, U32 At) {
+bool HasSpec(const DWARF_STORE& S, const DWARF_ABBREV& Abbrev, U32 At) {
     for (U32 i = Abbrev.FirstAttr; i < Abbrev.FirstAttr + Abbrev.NumAttrs; ++i) {
         if (S.AttrSpecs[i].At == At) {
             return true;
@@ -184,12 +184,12 @@ bool DWARF_ReadValue(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& 
         }
         Form = static_cast<U32>(Real);
     }
-    return _ReadForm(S, Unit, R, SpecIdx, Form, pAttr);
+    return ReadForm(S, Unit, R, SpecIdx, Form, pAttr);
 }
 
 bool DWARF_ReadForm(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, U32 Form, DWARF_ATTR* pAttr) {
     return Form != DW_FORM_indirect && Form != DW_FORM_implicit_const &&
-           _ReadForm(S, Unit, R, static_cast<U32>(S.AttrSpecs.size()), Form, pAttr);
+           ReadForm(S, Unit, R, static_cast<U32>(S.AttrSpecs.size()), Form, pAttr);
 }
 
 bool DWARF_OpenDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
@@ -210,7 +210,7 @@ bool DWARF_OpenKnownDie(const DWARF_STORE& S, U32 Die, DWARF_DIE* pDie) {
 
 bool DWARF_GetAttr(const DWARF_STORE& S, const DWARF_DIE& D, U32 At, DWARF_ATTR* pAttr) {
     CByteReader R = D.R;
-    return _HasSpec(S, *D.pAbbrev, At) && _FindIn(S, *D.pUnit, *D.pAbbrev, R, At, pAttr);
+    return HasSpec(S, *D.pAbbrev, At) && FindIn(S, *D.pUnit, *D.pAbbrev, R, At, pAttr);
 }
 
 bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
@@ -219,7 +219,7 @@ bool DWARF_GetAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr) {
 }
 
 U32 DWARF_PeekReference(const DWARF_STORE& S, const DWARF_DIE& D, U32 At) {
-    if (!_HasSpec(S, *D.pAbbrev, At)) {
+    if (!HasSpec(S, *D.pAbbrev, At)) {
         return 0;
     }
     CByteReader R = D.R;
@@ -239,5 +239,5 @@ U32 DWARF_PeekReference(const DWARF_STORE& S, const DWARF_DIE& D, U32 At) {
 bool DWARF_GetUnitAttr(const DWARF_STORE& S, const DWARF_UNIT& Unit, U32 At, DWARF_ATTR* pAttr) {
     CByteReader R = DWARF_At(S, Unit.Section, Unit.DieOff, Unit.End);
     const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, Unit, R.GetULeb());
-    return pAbbrev != nullptr && _FindIn(S, Unit, *pAbbrev, R, At, pAttr);
+    return pAbbrev != nullptr && FindIn(S, Unit, *pAbbrev, R, At, pAttr);
 }

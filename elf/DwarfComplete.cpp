@@ -11,44 +11,44 @@ constexpr U32 MAX_CANDIDATES = 64;
 constexpr int MAX_DEPTH = 64;
 constexpr size_t MAX_CACHED = 1 << 19;
 
-bool _IsUnit(U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit || Tag == DW_TAG_type_unit; }
+bool IsUnit(U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit || Tag == DW_TAG_type_unit; }
 
 /// "class" and "struct" may stand for each other.
-U32 _KindOf(U32 Tag) { return Tag == DW_TAG_class_type ? static_cast<U32>(DW_TAG_structure_type) : Tag; }
+U32 KindOf(U32 Tag) { return Tag == DW_TAG_class_type ? static_cast<U32>(DW_TAG_structure_type) : Tag; }
 
 /// True if both stand in namespaces and types of the same names. Unnamed namespaces of two units aren't the same.
-bool _HaveSameScope(const DWARF_STORE& S, U32 A, U32 B) {
+bool HaveSameScope(const DWARF_STORE& S, U32 A, U32 B) {
     for (int i = 0; i < MAX_DEPTH; ++i) {
-        A = _GetParentDie(S, A);
-        B = _GetParentDie(S, B);
-        const U32 TagA = _GetDieType(S, A);
-        const U32 TagB = _GetDieType(S, B);
-        if (_IsUnit(TagA) || _IsUnit(TagB)) {
-            return _IsUnit(TagA) && _IsUnit(TagB);
+        A = GetParentDie(S, A);
+        B = GetParentDie(S, B);
+        const U32 TagA = GetDieType(S, A);
+        const U32 TagB = GetDieType(S, B);
+        if (IsUnit(TagA) || IsUnit(TagB)) {
+            return IsUnit(TagA) && IsUnit(TagB);
         }
-        const std::string_view sName = _GetDieRawName(S, A);
-        if (_KindOf(TagA) != _KindOf(TagB) || sName.empty() || sName != _GetDieRawName(S, B)) {
+        const std::string_view sName = GetDieRawName(S, A);
+        if (KindOf(TagA) != KindOf(TagB) || sName.empty() || sName != GetDieRawName(S, B)) {
             return false;
         }
     }
     return false;
 }
 
-U32 _Find(const DWARF_STORE& S, U32 Die, U32 Tag, std::string_view sName) {
+U32 Find(const DWARF_STORE& S, U32 Die, U32 Tag, std::string_view sName) {
     U32 Found = 0;
     U32 Size = 0;
     U32 NumLeft = MAX_CANDIDATES;
     bool IsAmbiguous = false;
     S.TypeIndex.ForEach(ELF_HashName(sName), [&](U32 Type) {
-        if (NumLeft == 0 || IsAmbiguous || _KindOf(_GetDieType(S, Type)) != _KindOf(Tag) ||
-            _GetDieRawName(S, Type) != sName) {
+        if (NumLeft == 0 || IsAmbiguous || KindOf(GetDieType(S, Type)) != KindOf(Tag) ||
+            GetDieRawName(S, Type) != sName) {
             return;
         }
         --NumLeft;
-        if (!_HaveSameScope(S, Die, Type)) {
+        if (!HaveSameScope(S, Die, Type)) {
             return;
         }
-        const U32 TypeSize = _GetDieSizeRecursive(S, Type);
+        const U32 TypeSize = GetDieSizeRecursive(S, Type);
         IsAmbiguous = Found != 0 && TypeSize != Size; // two types of one name: either would be a guess
         Found = Found != 0 ? Found : Type;
         Size = TypeSize;
@@ -72,7 +72,7 @@ U32 DWARF_CompleteTypeOf(const DWARF_STORE& S, U32 Die) {
         return It->second;
     }
     const bool HasName = DWARF_GetAttr(S, D, DW_AT_name, &Attr) && !Attr.sText.empty();
-    const U32 Complete = HasName ? _Find(S, Die, D.pAbbrev->Tag, Attr.sText) : 0;
+    const U32 Complete = HasName ? Find(S, Die, D.pAbbrev->Tag, Attr.sText) : 0;
     S.CompleteTypes.emplace(Die, Complete);
     return Complete;
 }

@@ -15,28 +15,28 @@ constexpr U32 MAX_PARENT_DEPTH = 6;
 constexpr U32 MAX_TYPE_STEPS = 100; ///< of a chain along DW_AT_type; more is a cycle
 constexpr U32 MAX_CONST_DATA = 256;
 
-bool _IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) {
+bool IsAnyOf(U32 Tag, std::initializer_list<U32> Tags) {
     return std::find(Tags.begin(), Tags.end(), Tag) != Tags.end();
 }
 
-bool _IsFunction(U32 Tag) { return _IsAnyOf(Tag, {DW_TAG_subprogram, DW_TAG_inlined_subroutine}); }
+bool IsFunction(U32 Tag) { return IsAnyOf(Tag, {DW_TAG_subprogram, DW_TAG_inlined_subroutine}); }
 
-bool _IsDataType(U32 Tag) {
+bool IsDataType(U32 Tag) {
     return DWARF_IsCompound(Tag) ||
-           _IsAnyOf(Tag,
-                    {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
-                     DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram, DW_TAG_subroutine_type});
+           IsAnyOf(Tag,
+                   {DW_TAG_base_type, DW_TAG_array_type, DW_TAG_ptr_to_member_type, DW_TAG_pointer_type,
+                    DW_TAG_reference_type, DW_TAG_rvalue_reference_type, DW_TAG_subprogram, DW_TAG_subroutine_type});
 }
 
 /// First scope at or behind the offset.
-std::vector<DWARF_SCOPE>::const_iterator _FindScope(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
+std::vector<DWARF_SCOPE>::const_iterator FindScope(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
     return std::lower_bound(Scopes.begin(), Scopes.end(), Off,
                             [](const DWARF_SCOPE& Scope, U32 Key) { return Scope.Off < Key; });
 }
 
 /// Index of the innermost scope around the offset; -1 if there is none.
-int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
-    const auto It = _FindScope(Scopes, Off);
+int ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
+    const auto It = FindScope(Scopes, Off);
     I64 Idx = It - Scopes.begin() - 1;
     while (Idx >= 0 && Scopes[static_cast<size_t>(Idx)].End <= Off) {
         const U32 Parent = Scopes[static_cast<size_t>(Idx)].Parent;
@@ -45,37 +45,37 @@ int _ScopeAround(const std::vector<DWARF_SCOPE>& Scopes, U32 Off) {
     return static_cast<int>(Idx);
 }
 
-template <typename PREDICATE> U32 _FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+template <typename PREDICATE> U32 FindAncestor(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
     if (!DWARF_IsDie(S, Die)) {
         return 0;
     }
     const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
-    for (int i = _ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0;
+    for (int i = ScopeAround(Scopes, DWARF_OffsetOf(Die, S)); i >= 0;
          i = static_cast<int>(Scopes[static_cast<size_t>(i)].Parent)) {
         const U32 Ancestor = DWARF_MakeID(DWARF_SectionOf(Die, S), Scopes[static_cast<size_t>(i)].Off);
-        if (IsWanted(_GetDieType(S, Ancestor))) {
+        if (IsWanted(GetDieType(S, Ancestor))) {
             return Ancestor;
         }
     }
     return 0;
 }
 
-U32 _DeclarationOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_specification); }
+U32 DeclarationOf(const DWARF_STORE& S, U32 Die) { return GetReferenceDie(S, Die, DW_AT_specification); }
 
 /// Nearest ancestor of a kind, of the DIE, of its declaration, or of what it is an instance of.
-template <typename PREDICATE> U32 _FindParent(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
+template <typename PREDICATE> U32 FindParent(const DWARF_STORE& S, U32 Die, PREDICATE IsWanted) {
     U32 Found = 0;
     for (U32 i = 0; Found == 0 && i < MAX_PARENT_DEPTH && Die != 0; ++i) {
-        Found = _FindAncestor(S, Die, IsWanted);
-        const U32 Decl = Found == 0 ? _DeclarationOf(S, Die) : 0;
-        Found = Decl != 0 ? _FindAncestor(S, Decl, IsWanted) : Found;
-        Die = _GetAbstractInstanceOf(S, Die);
+        Found = FindAncestor(S, Die, IsWanted);
+        const U32 Decl = Found == 0 ? DeclarationOf(S, Die) : 0;
+        Found = Decl != 0 ? FindAncestor(S, Decl, IsWanted) : Found;
+        Die = GetAbstractInstanceOf(S, Die);
     }
     return Found;
 }
 
 /// The next start of a DIE at or behind Off and below End; End if there is none.
-U32 _NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
+U32 NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
     while (Off < End) {
         const U64 Word = Bits[Off / 64] >> (Off % 64);
         if (Word != 0) {
@@ -88,7 +88,7 @@ U32 _NextDieStart(const std::vector<U64>& Bits, U32 Off, U32 End) {
 
 /// Calls Visit(child) for each DIE directly below, in section order; it may return false to stop. Children of children
 /// are skipped by the scopes.
-template <typename VISIT> void _ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
+template <typename VISIT> void ForEachChild(const DWARF_STORE& S, U32 Die, VISIT Visit) {
     if (!DWARF_IsDie(S, Die)) {
         return;
     }
@@ -96,13 +96,13 @@ template <typename VISIT> void _ForEachChild(const DWARF_STORE& S, U32 Die, VISI
     const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
     const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
     const U32 DieOff = DWARF_OffsetOf(Die, S);
-    auto It = _FindScope(Scopes, DieOff);
+    auto It = FindScope(Scopes, DieOff);
     if (It == Scopes.end() || It->Off != DieOff) {
         return; // no children
     }
     const U32 End = It->End;
     ++It;
-    for (U32 Off = _NextDieStart(Bits, DieOff + 1, End); Off < End;) {
+    for (U32 Off = NextDieStart(Bits, DieOff + 1, End); Off < End;) {
         if (!Visit(DWARF_MakeID(Section, Off))) {
             return;
         }
@@ -110,60 +110,60 @@ template <typename VISIT> void _ForEachChild(const DWARF_STORE& S, U32 Die, VISI
             ++It;
         }
         const U32 Next = It != Scopes.end() && It->Off == Off ? It->End : Off + 1;
-        Off = _NextDieStart(Bits, Next, End);
+        Off = NextDieStart(Bits, Next, End);
     }
 }
 
-bool _IsArtificial(const DWARF_STORE& S, U32 Die) {
+bool IsArtificial(const DWARF_STORE& S, U32 Die) {
     DWARF_ATTR Attr;
     return DWARF_GetAttr(S, Die, DW_AT_artificial, &Attr) && Attr.Value != 0;
 }
 
 /// Of a type with variants (an enumeration of Rust's) each variant's members are its members: they share their place.
-void _AddMembers(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pMembers) {
+void AddMembers(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pMembers) {
     constexpr U32 MAX_VARIANT_DEPTH = 4;
-    _ForEachChild(S, Die, [&](U32 Child) {
-        const U32 Tag = _GetDieType(S, Child);
-        if (_IsAnyOf(Tag, {DW_TAG_variant_part, DW_TAG_variant})) {
+    ForEachChild(S, Die, [&](U32 Child) {
+        const U32 Tag = GetDieType(S, Child);
+        if (IsAnyOf(Tag, {DW_TAG_variant_part, DW_TAG_variant})) {
             if (Depth < MAX_VARIANT_DEPTH) {
-                _AddMembers(S, Child, Depth + 1, pMembers);
+                AddMembers(S, Child, Depth + 1, pMembers);
             }
-        } else if (_IsAnyOf(Tag, {DW_TAG_member, DW_TAG_variable, DW_TAG_subprogram, DW_TAG_enumerator}) &&
-                   !_IsArtificial(S, Child)) { // a variable: version 5's static member
-            const U32 Definition = _GetDefinitionDie(S, Child);
+        } else if (IsAnyOf(Tag, {DW_TAG_member, DW_TAG_variable, DW_TAG_subprogram, DW_TAG_enumerator}) &&
+                   !IsArtificial(S, Child)) { // a variable: version 5's static member
+            const U32 Definition = GetDefinitionDie(S, Child);
             pMembers->push_back(Definition != 0 ? Definition : Child);
         }
         return pMembers->size() < MAX_CHILDREN;
     });
 }
 
-void _AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pVars) {
+void AddLocalVars(const DWARF_STORE& S, U32 Die, U32 Depth, std::vector<U32>* pVars) {
     constexpr U32 MAX_BLOCK_DEPTH = 200;
-    _ForEachChild(S, Die, [&](U32 Child) {
-        const U32 Tag = _GetDieType(S, Child);
+    ForEachChild(S, Die, [&](U32 Child) {
+        const U32 Tag = GetDieType(S, Child);
         DWARF_ATTR Attr;
-        if (_IsAnyOf(Tag, {DW_TAG_variable, DW_TAG_formal_parameter})) {
+        if (IsAnyOf(Tag, {DW_TAG_variable, DW_TAG_formal_parameter})) {
             if (!DWARF_GetAttr(S, Child, DW_AT_declaration, &Attr) || Attr.Value == 0) {
                 pVars->push_back(Child);
             }
-        } else if (_IsAnyOf(Tag, {DW_TAG_lexical_block, DW_TAG_try_block, DW_TAG_catch_block}) &&
+        } else if (IsAnyOf(Tag, {DW_TAG_lexical_block, DW_TAG_try_block, DW_TAG_catch_block}) &&
                    Depth < MAX_BLOCK_DEPTH) {
-            _AddLocalVars(S, Child, Depth + 1, pVars);
+            AddLocalVars(S, Child, Depth + 1, pVars);
         }
         return pVars->size() < MAX_CHILDREN;
     });
 }
 
 /// Variables of the abstract instance that the instance doesn't speak of: static ones, which have but one place.
-void _AddOriginsLocalVars(const DWARF_STORE& S, U32 Die, std::vector<U32>* pVars) {
-    const U32 Origin = _GetAbstractInstanceOf(S, Die);
+void AddOriginsLocalVars(const DWARF_STORE& S, U32 Die, std::vector<U32>* pVars) {
+    const U32 Origin = GetAbstractInstanceOf(S, Die);
     std::vector<U32> OriginVars;
-    if (Origin != 0 && Origin != Die && _IsFunction(_GetDieType(S, Origin))) {
-        _AddLocalVars(S, Origin, 0, &OriginVars);
+    if (Origin != 0 && Origin != Die && IsFunction(GetDieType(S, Origin))) {
+        AddLocalVars(S, Origin, 0, &OriginVars);
     }
-    std::erase_if(OriginVars, [&](U32 Var) { return !_HasAttribute(S, Var, DW_AT_location); });
+    std::erase_if(OriginVars, [&](U32 Var) { return !HasAttribute(S, Var, DW_AT_location); });
     for (const U32 Var : *pVars) {
-        std::erase(OriginVars, OriginVars.empty() ? 0 : _GetAbstractInstanceOf(S, Var));
+        std::erase(OriginVars, OriginVars.empty() ? 0 : GetAbstractInstanceOf(S, Var));
     }
     for (size_t i = 0; i < OriginVars.size() && pVars->size() < MAX_CHILDREN; ++i) {
         pVars->push_back(OriginVars[i]);
@@ -171,7 +171,7 @@ void _AddOriginsLocalVars(const DWARF_STORE& S, U32 Die, std::vector<U32>* pVars
 }
 
 /// The DIE, or what stands for it if it is a type that is only declared.
-U32 _Described(const DWARF_STORE& S, U32 Die) {
+U32 Described(const DWARF_STORE& S, U32 Die) {
     const U32 Complete = DWARF_CompleteTypeOf(S, Die);
     return Complete != 0 ? Complete : Die;
 }
@@ -179,48 +179,48 @@ U32 _Described(const DWARF_STORE& S, U32 Die) {
 } // namespace
 
 bool DWARF_IsCompound(U32 Tag) {
-    return _IsAnyOf(Tag, {DW_TAG_structure_type, DW_TAG_class_type, DW_TAG_union_type, DW_TAG_enumeration_type});
+    return IsAnyOf(Tag, {DW_TAG_structure_type, DW_TAG_class_type, DW_TAG_union_type, DW_TAG_enumeration_type});
 }
 
-U32 _GetDieType(const DWARF_STORE& S, U32 Die) {
+U32 GetDieType(const DWARF_STORE& S, U32 Die) {
     DWARF_DIE D;
     return DWARF_OpenDie(S, Die, &D) ? D.pAbbrev->Tag : 0;
 }
 
-bool _HasAttribute(const DWARF_STORE& S, U32 Die, U32 At) {
+bool HasAttribute(const DWARF_STORE& S, U32 Die, U32 At) {
     DWARF_ATTR Attr;
     return DWARF_GetAttr(S, Die, At, &Attr);
 }
 
-bool _CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth) {
+bool CreateDieAttrEx(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32 Depth) {
     if (DWARF_GetAttr(S, Die, At, pAttr)) {
         return true;
     }
     if (Depth >= MAX_ATTR_DEPTH ||
-        _IsAnyOf(At, {DW_AT_specification, DW_AT_abstract_origin, DW_AT_declaration, DW_AT_extension})) {
+        IsAnyOf(At, {DW_AT_specification, DW_AT_abstract_origin, DW_AT_declaration, DW_AT_extension})) {
         return false;
     }
-    if (_GetDieType(S, Die) == DW_TAG_namespace) {
+    if (GetDieType(S, Die) == DW_TAG_namespace) {
         for (const U32 Ext : S.NamespaceExts) {
-            if (_GetReferenceDie(S, Ext, DW_AT_extension) == Die) {
+            if (GetReferenceDie(S, Ext, DW_AT_extension) == Die) {
                 return DWARF_GetAttr(S, Ext, At, pAttr);
             }
         }
         return false;
     }
-    if (const U32 Decl = _DeclarationOf(S, Die); Decl != 0) {
+    if (const U32 Decl = DeclarationOf(S, Die); Decl != 0) {
         return DWARF_GetAttr(S, Decl, At, pAttr);
     }
-    if (const U32 Origin = _GetReferenceDie(S, Die, DW_AT_abstract_origin); Origin != 0 && Origin != Die) {
-        return _CreateDieAttrEx(S, Origin, At, pAttr, Depth + 1);
+    if (const U32 Origin = GetReferenceDie(S, Die, DW_AT_abstract_origin); Origin != 0 && Origin != Die) {
+        return CreateDieAttrEx(S, Origin, At, pAttr, Depth + 1);
     }
-    const U32 Definition = _GetDefinitionDie(S, Die);
+    const U32 Definition = GetDefinitionDie(S, Die);
     return Definition != 0 && DWARF_GetAttr(S, Definition, At, pAttr);
 }
 
-bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue) {
+bool GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue) {
     DWARF_ATTR Attr;
-    if (!_CreateDieAttrEx(S, Die, At, &Attr)) {
+    if (!CreateDieAttrEx(S, Die, At, &Attr)) {
         return false;
     }
     switch (Attr.Class) {
@@ -238,9 +238,9 @@ bool _GetAttributeAsU64(const DWARF_STORE& S, U32 Die, U32 At, U64* pValue) {
     }
 }
 
-U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf) {
+U32 GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf) {
     DWARF_ATTR Attr;
-    if (!_CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
+    if (!CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
         return 0;
     }
     if (Attr.Class == ATTR_BLOCK || Attr.Class == ATTR_EXPR) {
@@ -263,42 +263,42 @@ U32 _GetAttributeData(const DWARF_STORE& S, U32 Die, U8* pBuf) {
     return Size;
 }
 
-U32 _GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At) {
+U32 GetReferenceDie(const DWARF_STORE& S, U32 Die, U32 At) {
     DWARF_ATTR Attr;
     return DWARF_GetAttr(S, Die, At, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
 }
 
-U32 _GetDefinitionDie(const DWARF_STORE& S, U32 Die) {
+U32 GetDefinitionDie(const DWARF_STORE& S, U32 Die) {
     if (const U32 Definition = DWARF_DefinitionOf(S, Die); Definition != 0) {
         return Definition;
     }
-    if (const U32 Type = _GetReferenceDie(S, Die, DW_AT_signature); Type != 0) {
+    if (const U32 Type = GetReferenceDie(S, Die, DW_AT_signature); Type != 0) {
         return Type; // a stub for a type in a unit of its own
     }
     return DWARF_CompleteTypeOf(S, Die);
 }
 
-U32 _GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die) { return _GetReferenceDie(S, Die, DW_AT_abstract_origin); }
+U32 GetAbstractInstanceOf(const DWARF_STORE& S, U32 Die) { return GetReferenceDie(S, Die, DW_AT_abstract_origin); }
 
-U32 _GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag) {
+U32 GetTypeDie(const DWARF_STORE& S, U32 Die, U32 Tag) {
     for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
-        if (_GetDieType(S, Die) == Tag) {
+        if (GetDieType(S, Die) == Tag) {
             return Die;
         }
         DWARF_ATTR Attr;
-        Die = _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) ? static_cast<U32>(Attr.Value) : 0;
+        Die = CreateDieAttrEx(S, Die, DW_AT_type, &Attr) ? static_cast<U32>(Attr.Value) : 0;
     }
     return 0;
 }
 
-U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
+U32 GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
     for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
-        if ((i != 0 || Resolve) && _IsDataType(_GetDieType(S, Die))) {
-            const U32 Definition = _GetDefinitionDie(S, Die);
+        if ((i != 0 || Resolve) && IsDataType(GetDieType(S, Die))) {
+            const U32 Definition = GetDefinitionDie(S, Die);
             return Definition != 0 ? Definition : Die;
         }
         DWARF_ATTR Attr;
-        Die = _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+        Die = CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
     }
     return 0;
 }
@@ -306,44 +306,44 @@ U32 _GetDataTypeDie(const DWARF_STORE& S, U32 Die, bool Resolve) {
 U32 DWARF_EndOfDie(const DWARF_STORE& S, U32 Die) {
     const std::vector<DWARF_SCOPE>& Scopes = DWARF_ScopesOf(S, Die);
     const U32 Off = DWARF_OffsetOf(Die, S);
-    const auto It = _FindScope(Scopes, Off);
+    const auto It = FindScope(Scopes, Off);
     return It != Scopes.end() && It->Off == Off ? Die + (It->End - Off) : Die + 1;
 }
 
-U32 _GetParentDie(const DWARF_STORE& S, U32 Die) {
-    return _FindAncestor(S, Die, [](U32) { return true; });
+U32 GetParentDie(const DWARF_STORE& S, U32 Die) {
+    return FindAncestor(S, Die, [](U32) { return true; });
 }
 
-U32 _GetDieAncestor(const DWARF_STORE& S, U32 Die) {
-    return _FindAncestor(S, Die, [](U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit; });
+U32 GetDieAncestor(const DWARF_STORE& S, U32 Die) {
+    return FindAncestor(S, Die, [](U32 Tag) { return Tag == DW_TAG_compile_unit || Tag == DW_TAG_partial_unit; });
 }
 
-U32 _GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
+U32 GetDieParentNamespace(const DWARF_STORE& S, U32 Die) {
     const auto IsNamespace = [](U32 Tag) { return Tag == DW_TAG_namespace; };
-    U32 Found = _FindAncestor(S, Die, IsNamespace);
+    U32 Found = FindAncestor(S, Die, IsNamespace);
     for (U32 i = 0; Found == 0 && i < MAX_ATTR_DEPTH; ++i) {
-        U32 Next = _DeclarationOf(S, Die);
-        Next = Next != 0 ? Next : _GetAbstractInstanceOf(S, Die);
+        U32 Next = DeclarationOf(S, Die);
+        Next = Next != 0 ? Next : GetAbstractInstanceOf(S, Die);
         if (Next == 0) { // a stub for a type in a unit of its own stands in no namespace
-            const U32 Type = DWARF_IsCompound(_GetDieType(S, Die)) ? Die : _GetDieParentType(S, Die);
-            Next = _GetReferenceDie(S, Type, DW_AT_signature);
+            const U32 Type = DWARF_IsCompound(GetDieType(S, Die)) ? Die : GetDieParentType(S, Die);
+            Next = GetReferenceDie(S, Type, DW_AT_signature);
         }
         if (Next == 0 || Next == Die) {
             break;
         }
         Die = Next;
-        Found = _FindAncestor(S, Die, IsNamespace);
+        Found = FindAncestor(S, Die, IsNamespace);
     }
     return Found;
 }
 
-U32 _GetDieParentType(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, DWARF_IsCompound); }
+U32 GetDieParentType(const DWARF_STORE& S, U32 Die) { return FindParent(S, Die, DWARF_IsCompound); }
 
-U32 _GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return _FindParent(S, Die, _IsFunction); }
+U32 GetDieParentFunc(const DWARF_STORE& S, U32 Die) { return FindParent(S, Die, IsFunction); }
 
-U32 _GetAnyDieAncestor(const DWARF_STORE& S, U32 Die) {
-    return _FindAncestor(S, Die, [](U32 Tag) {
-        return _IsFunction(Tag) || Tag == DW_TAG_subroutine_type || Tag == DW_TAG_lexical_block;
+U32 GetAnyDieAncestor(const DWARF_STORE& S, U32 Die) {
+    return FindAncestor(S, Die, [](U32 Tag) {
+        return IsFunction(Tag) || Tag == DW_TAG_subroutine_type || Tag == DW_TAG_lexical_block;
     });
 }
 
@@ -352,21 +352,21 @@ std::vector<U32> DWARF_GetMembers(const DWARF_STORE& S, U32 Die, U32 Depth) {
     if (Depth > MAX_MEMBER_DEPTH || Die == 0) {
         return Members;
     }
-    if (DWARF_IsCompound(_GetDieType(S, Die))) { // a declaration may have some of the functions
-        _AddMembers(S, _Described(S, Die), 0, &Members);
+    if (DWARF_IsCompound(GetDieType(S, Die))) { // a declaration may have some of the functions
+        AddMembers(S, Described(S, Die), 0, &Members);
     }
-    const U32 Definition = Members.empty() ? _GetDefinitionDie(S, Die) : 0;
+    const U32 Definition = Members.empty() ? GetDefinitionDie(S, Die) : 0;
     if (Definition != 0 && Definition != Die) {
         Members = DWARF_GetMembers(S, Definition, Depth + 1);
     }
-    const U32 Decl = Members.empty() ? _DeclarationOf(S, Die) : 0;
+    const U32 Decl = Members.empty() ? DeclarationOf(S, Die) : 0;
     return Decl != 0 && Decl != Die ? DWARF_GetMembers(S, Decl, Depth + 1) : Members;
 }
 
 std::vector<U32> DWARF_GetChildren(const DWARF_STORE& S, U32 Die, U32 Tag) {
     std::vector<U32> Children;
-    _ForEachChild(S, Die, [&](U32 Child) {
-        if (_GetDieType(S, Child) == Tag) {
+    ForEachChild(S, Die, [&](U32 Child) {
+        if (GetDieType(S, Child) == Tag) {
             Children.push_back(Child);
         }
         return Children.size() < MAX_CHILDREN;
@@ -383,8 +383,8 @@ std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
     const U32 DieOff = DWARF_OffsetOf(Die, S);
     const std::vector<U64>& Bits = S.aDieStore[Section == DSEC_TYPES];
     const U32 End = DWARF_OffsetOf(DWARF_EndOfDie(S, Die), S);
-    for (U32 Off = _NextDieStart(Bits, DieOff + 1, End); Off < End; Off = _NextDieStart(Bits, Off + 1, End)) {
-        if (_GetDieType(S, DWARF_MakeID(Section, Off)) == Tag) {
+    for (U32 Off = NextDieStart(Bits, DieOff + 1, End); Off < End; Off = NextDieStart(Bits, Off + 1, End)) {
+        if (GetDieType(S, DWARF_MakeID(Section, Off)) == Tag) {
             Found.push_back(DWARF_MakeID(Section, Off));
         }
     }
@@ -392,23 +392,23 @@ std::vector<U32> DWARF_GetDescendants(const DWARF_STORE& S, U32 Die, U32 Tag) {
 }
 
 std::vector<U32> DWARF_GetInherited(const DWARF_STORE& S, U32 Die) {
-    std::vector<U32> Bases = DWARF_GetChildren(S, _Described(S, Die), DW_TAG_inheritance);
-    std::erase_if(Bases, [&](U32 Base) { return _IsArtificial(S, Base); });
+    std::vector<U32> Bases = DWARF_GetChildren(S, Described(S, Die), DW_TAG_inheritance);
+    std::erase_if(Bases, [&](U32 Base) { return IsArtificial(S, Base); });
     return Bases;
 }
 
 std::vector<U32> DWARF_GetLocalVars(const DWARF_STORE& S, U32 Die) {
     std::vector<U32> Vars;
-    if (_IsFunction(_GetDieType(S, Die))) {
-        _AddLocalVars(S, Die, 0, &Vars);
-        _AddOriginsLocalVars(S, Die, &Vars);
+    if (IsFunction(GetDieType(S, Die))) {
+        AddLocalVars(S, Die, 0, &Vars);
+        AddOriginsLocalVars(S, Die, &Vars);
     }
     return Vars;
 }
 
-int _GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName) {
+int GetDieMemberIdx(const DWARF_STORE& S, U32 Die, const char* sName) {
     const std::vector<U32> Members = DWARF_GetMembers(S, Die);
     const auto It =
-        std::find_if(Members.begin(), Members.end(), [&](U32 Member) { return _GetDieName(S, Member) == sName; });
+        std::find_if(Members.begin(), Members.end(), [&](U32 Member) { return GetDieName(S, Member) == sName; });
     return It != Members.end() ? static_cast<int>(It - Members.begin()) : -1;
 }

@@ -8,11 +8,11 @@ namespace {
 
 constexpr ELF_EXPR_TYPE FLAG_TYPE = ELF_EXPR_GENERIC; ///< of a comparison's result
 
-bool _IsSizeSound(const ELF_EXPR_TYPE& Type) {
+bool IsSizeSound(const ELF_EXPR_TYPE& Type) {
     return ELF_ExprIsFloat(Type) ? Type.ByteSize == 4 || Type.ByteSize == 8 : Type.ByteSize >= 1 && Type.ByteSize <= 8;
 }
 
-bool _IsNumber(U32 Encoding) {
+bool IsNumber(U32 Encoding) {
     switch (Encoding) {
     case 0:
     case DW_ATE_address:
@@ -29,9 +29,9 @@ bool _IsNumber(U32 Encoding) {
     }
 }
 
-U64 _Mask(U32 ByteSize) { return ByteSize >= 8 ? ~0ULL : (1ULL << (8 * ByteSize)) - 1; }
+U64 Mask(U32 ByteSize) { return ByteSize >= 8 ? ~0ULL : (1ULL << (8 * ByteSize)) - 1; }
 
-double _ToDouble(const ELF_EXPR_VALUE& Value) {
+double ToDouble(const ELF_EXPR_VALUE& Value) {
     if (!ELF_ExprIsFloat(Value.Type)) {
         return ELF_ExprIsSigned(Value.Type) ? static_cast<double>(ELF_ExprToSigned(Value))
                                             : static_cast<double>(Value.Bits);
@@ -46,7 +46,7 @@ double _ToDouble(const ELF_EXPR_VALUE& Value) {
     return d;
 }
 
-ELF_EXPR_VALUE _FromDouble(double d, const ELF_EXPR_TYPE& Type) {
+ELF_EXPR_VALUE FromDouble(double d, const ELF_EXPR_TYPE& Type) {
     U64 Bits = 0;
     if (Type.ByteSize == 4) {
         const float f = static_cast<float>(d);
@@ -57,7 +57,7 @@ ELF_EXPR_VALUE _FromDouble(double d, const ELF_EXPR_TYPE& Type) {
     return ELF_ExprMake(Bits, Type);
 }
 
-bool _Compare(U8 Op, bool IsLess, bool IsEqual, bool IsOrdered) {
+bool Compare(U8 Op, bool IsLess, bool IsEqual, bool IsOrdered) {
     switch (Op) {
     case DW_OP_eq:
         return IsEqual;
@@ -74,30 +74,30 @@ bool _Compare(U8 Op, bool IsLess, bool IsEqual, bool IsOrdered) {
     }
 }
 
-bool _IsComparison(U8 Op) { return Op >= DW_OP_eq && Op <= DW_OP_ne; }
+bool IsComparison(U8 Op) { return Op >= DW_OP_eq && Op <= DW_OP_ne; }
 
-bool _FloatBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, ELF_EXPR_VALUE* pResult) {
-    const double a = _ToDouble(Left);
-    const double b = _ToDouble(Right);
-    if (_IsComparison(Op)) {
-        *pResult = ELF_ExprMake(_Compare(Op, a < b, a == b, !std::isnan(a) && !std::isnan(b)) ? 1 : 0, FLAG_TYPE);
+bool FloatBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, ELF_EXPR_VALUE* pResult) {
+    const double a = ToDouble(Left);
+    const double b = ToDouble(Right);
+    if (IsComparison(Op)) {
+        *pResult = ELF_ExprMake(Compare(Op, a < b, a == b, !std::isnan(a) && !std::isnan(b)) ? 1 : 0, FLAG_TYPE);
         return true;
     }
     switch (Op) {
     case DW_OP_plus:
-        *pResult = _FromDouble(a + b, Left.Type);
+        *pResult = FromDouble(a + b, Left.Type);
         return true;
     case DW_OP_minus:
-        *pResult = _FromDouble(a - b, Left.Type);
+        *pResult = FromDouble(a - b, Left.Type);
         return true;
     case DW_OP_mul:
-        *pResult = _FromDouble(a * b, Left.Type);
+        *pResult = FromDouble(a * b, Left.Type);
         return true;
     case DW_OP_div:
         if (b == 0) {
             return false;
         }
-        *pResult = _FromDouble(a / b, Left.Type);
+        *pResult = FromDouble(a / b, Left.Type);
         return true;
     default:
         return false;
@@ -105,7 +105,7 @@ bool _FloatBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right
 }
 
 /// Division is signed for the generic type and the signed ones, the remainder for the signed ones only.
-bool _Divide(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, U64* pBits) {
+bool Divide(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, U64* pBits) {
     if (Right.Bits == 0) {
         return false;
     }
@@ -122,7 +122,7 @@ bool _Divide(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Right, U64
     return true;
 }
 
-U64 _Shift(U8 Op, const ELF_EXPR_VALUE& Left, U64 Count) {
+U64 ShiftValue(U8 Op, const ELF_EXPR_VALUE& Left, U64 Count) {
     const U64 NumBits = 8ULL * Left.Type.ByteSize;
     if (Op == DW_OP_shra) {
         return static_cast<U64>(ELF_ExprToSigned(Left) >> (Count < NumBits ? Count : NumBits - 1));
@@ -141,7 +141,7 @@ bool ELF_ExprIsSigned(const ELF_EXPR_TYPE& Type) {
     return Type.Encoding == DW_ATE_signed || Type.Encoding == DW_ATE_signed_char;
 }
 
-ELF_EXPR_VALUE ELF_ExprMake(U64 Bits, const ELF_EXPR_TYPE& Type) { return {Bits & _Mask(Type.ByteSize), Type}; }
+ELF_EXPR_VALUE ELF_ExprMake(U64 Bits, const ELF_EXPR_TYPE& Type) { return {Bits & Mask(Type.ByteSize), Type}; }
 
 I64 ELF_ExprToSigned(const ELF_EXPR_VALUE& Value) {
     const U32 Shift = 64 - 8 * Value.Type.ByteSize;
@@ -149,11 +149,11 @@ I64 ELF_ExprToSigned(const ELF_EXPR_VALUE& Value) {
 }
 
 bool ELF_ExprConvert(const ELF_EXPR_VALUE& Value, const ELF_EXPR_TYPE& Type, ELF_EXPR_VALUE* pResult) {
-    if (!_IsNumber(Type.Encoding) || !_IsSizeSound(Type)) {
+    if (!IsNumber(Type.Encoding) || !IsSizeSound(Type)) {
         return false;
     }
     if (ELF_ExprIsFloat(Type)) {
-        *pResult = _FromDouble(_ToDouble(Value), Type);
+        *pResult = FromDouble(ToDouble(Value), Type);
         return true;
     }
     if (!ELF_ExprIsFloat(Value.Type)) {
@@ -161,7 +161,7 @@ bool ELF_ExprConvert(const ELF_EXPR_VALUE& Value, const ELF_EXPR_TYPE& Type, ELF
         *pResult = ELF_ExprMake(Bits, Type);
         return true;
     }
-    const double d = std::trunc(_ToDouble(Value));
+    const double d = std::trunc(ToDouble(Value));
     if (!(d >= -9223372036854775808.0 && d < 18446744073709551616.0)) {
         return false;
     }
@@ -176,12 +176,12 @@ bool ELF_ExprBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Rig
         return false;
     }
     if (ELF_ExprIsFloat(Left.Type)) {
-        return !IsShift && _FloatBinary(Op, Left, Right, pResult);
+        return !IsShift && FloatBinary(Op, Left, Right, pResult);
     }
-    if (_IsComparison(Op)) {
+    if (IsComparison(Op)) {
         const bool IsSigned = ELF_ExprIsSigned(Left.Type) || ELF_ExprIsGeneric(Left.Type);
         const bool IsLess = IsSigned ? ELF_ExprToSigned(Left) < ELF_ExprToSigned(Right) : Left.Bits < Right.Bits;
-        *pResult = ELF_ExprMake(_Compare(Op, IsLess, Left.Bits == Right.Bits, true) ? 1 : 0, FLAG_TYPE);
+        *pResult = ELF_ExprMake(Compare(Op, IsLess, Left.Bits == Right.Bits, true) ? 1 : 0, FLAG_TYPE);
         return true;
     }
     U64 Bits = 0;
@@ -206,12 +206,12 @@ bool ELF_ExprBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Rig
         break;
     case DW_OP_div:
     case DW_OP_mod:
-        if (!_Divide(Op, Left, Right, &Bits)) {
+        if (!Divide(Op, Left, Right, &Bits)) {
             return false;
         }
         break;
     default:
-        Bits = _Shift(Op, Left, Right.Bits);
+        Bits = ShiftValue(Op, Left, Right.Bits);
         break;
     }
     *pResult = ELF_ExprMake(Bits, Left.Type);
@@ -220,8 +220,8 @@ bool ELF_ExprBinary(U8 Op, const ELF_EXPR_VALUE& Left, const ELF_EXPR_VALUE& Rig
 
 bool ELF_ExprUnary(U8 Op, const ELF_EXPR_VALUE& Value, ELF_EXPR_VALUE* pResult) {
     if (ELF_ExprIsFloat(Value.Type)) {
-        const double d = _ToDouble(Value);
-        *pResult = _FromDouble(Op == DW_OP_abs ? std::fabs(d) : -d, Value.Type);
+        const double d = ToDouble(Value);
+        *pResult = FromDouble(Op == DW_OP_abs ? std::fabs(d) : -d, Value.Type);
         return Op != DW_OP_not;
     }
     const bool IsNegative = ELF_ExprToSigned(Value) < 0 && Value.Type.Encoding != DW_ATE_unsigned;

@@ -6,13 +6,13 @@
 
 // File names by number, from the header of a unit's line program.
 
-std::string _GetDieFileName(DWARF_STORE& S, U32 Die, U32 At) {
+std::string GetDieFileName(DWARF_STORE& S, U32 Die, U32 At) {
     constexpr int MAX_DEPTH = 5;
     DWARF_ATTR Attr;
     U32 Owner = Die;
     for (int i = 0; i < MAX_DEPTH && Owner != 0 && !DWARF_GetAttr(S, Owner, At, &Attr); ++i) {
-        const U32 Decl = _GetReferenceDie(S, Owner, DW_AT_specification);
-        Owner = Decl != 0 ? Decl : _GetReferenceDie(S, Owner, DW_AT_abstract_origin);
+        const U32 Decl = GetReferenceDie(S, Owner, DW_AT_specification);
+        Owner = Decl != 0 ? Decl : GetReferenceDie(S, Owner, DW_AT_abstract_origin);
     }
     DWARF_ATTR List;
     const DWARF_UNIT* pUnit = Attr.Class != ATTR_NONE && Owner != 0 ? DWARF_UnitOf(S, Owner) : nullptr;

@@ -7,7 +7,7 @@
 namespace {
 
 /// Versions 2 to 4: number 0 is no file, directory 0 the unit's own.
-bool _ReadOldTables(CByteReader& R, DWARF_LINE_HEADER* pHeader) {
+bool ReadOldTables(CByteReader& R, DWARF_LINE_HEADER* pHeader) {
     pHeader->Dirs.push_back(pHeader->sUnitDir);
     for (std::string_view sDir = R.GetString(); !sDir.empty(); sDir = R.GetString()) {
         pHeader->Dirs.push_back(sDir);
@@ -24,7 +24,7 @@ bool _ReadOldTables(CByteReader& R, DWARF_LINE_HEADER* pHeader) {
 
 /// One table of version 5, of directories or files. Each entry takes a byte at least, so that their number is bounded
 /// by the section.
-bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, std::vector<DWARF_LINE_FILE>* pEntries) {
+bool ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, std::vector<DWARF_LINE_FILE>* pEntries) {
     struct FORMAT {
         U64 Content;
         U64 Form;
@@ -53,30 +53,30 @@ bool _ReadTable(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, st
     return R.IsOk();
 }
 
-bool _ReadNewTables(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, DWARF_LINE_HEADER* pHeader) {
+bool ReadNewTables(const DWARF_STORE& S, const DWARF_UNIT& Unit, CByteReader& R, DWARF_LINE_HEADER* pHeader) {
     std::vector<DWARF_LINE_FILE> Dirs;
-    if (!_ReadTable(S, Unit, R, &Dirs)) {
+    if (!ReadTable(S, Unit, R, &Dirs)) {
         return false;
     }
     for (const DWARF_LINE_FILE& Dir : Dirs) {
         pHeader->Dirs.push_back(Dir.sName);
     }
-    return _ReadTable(S, Unit, R, &pHeader->Files);
+    return ReadTable(S, Unit, R, &pHeader->Files);
 }
 
-bool _IsAbsolute(std::string_view s) {
+bool IsAbsolute(std::string_view s) {
     return !s.empty() && (s[0] == '/' || s[0] == '\\' || (s.size() > 1 && s[1] == ':'));
 }
 
-std::string _MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File) {
+std::string MakePath(const DWARF_LINE_HEADER& Header, const DWARF_LINE_FILE& File) {
     std::string sPath;
     if (File.sName.empty() || File.sName.find("<built-in>") != std::string_view::npos ||
         File.sName.find("<stdin>") != std::string_view::npos) {
         return sPath;
     }
-    if (!_IsAbsolute(File.sName)) {
+    if (!IsAbsolute(File.sName)) {
         const std::string_view sDir = File.Dir < Header.Dirs.size() ? Header.Dirs[File.Dir] : std::string_view();
-        if (!_IsAbsolute(sDir) && !Header.sUnitDir.empty() && sDir != Header.sUnitDir) {
+        if (!IsAbsolute(sDir) && !Header.sUnitDir.empty() && sDir != Header.sUnitDir) {
             sPath.append(Header.sUnitDir).append("/");
         }
         sPath.append(sDir).append(sDir.empty() ? "" : "/");
@@ -120,13 +120,13 @@ bool DWARF_ReadLineHeader(const DWARF_STORE& S, const DWARF_UNIT& Unit, U64 Off,
     }
     DWARF_ATTR Dir;
     pHeader->sUnitDir = DWARF_GetUnitAttr(S, Unit, DW_AT_comp_dir, &Dir) ? Dir.sText : std::string_view();
-    return pHeader->Version == 5 ? _ReadNewTables(S, Form, R, pHeader) : _ReadOldTables(R, pHeader);
+    return pHeader->Version == 5 ? ReadNewTables(S, Form, R, pHeader) : ReadOldTables(R, pHeader);
 }
 
 std::vector<std::string> DWARF_MakePaths(const DWARF_LINE_HEADER& Header, std::atomic<I64>* pBudget) {
     std::vector<std::string> Paths;
     for (const DWARF_LINE_FILE& File : Header.Files) {
-        Paths.push_back(_MakePath(Header, File));
+        Paths.push_back(MakePath(Header, File));
         if (pBudget->fetch_sub(static_cast<I64>(Paths.back().size())) < 0) {
             break;
         }

@@ -83,7 +83,7 @@ private:
     I64 m_NumClaimed = 0;
 };
 
-void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTimes) {
+void Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTimes) {
     DWARF_LINE_HEADER Header;
     const U64 Start = ELF_GetCpuTime();
     p->IsDamaged = pBudget->NumBytes < 0 || !DWARF_ReadLineHeader(S, S.Units[p->Units.front()], p->Off, &Header);
@@ -104,8 +104,8 @@ void _Read(const DWARF_STORE& S, PROGRAM* p, BUDGET* pBudget, DWARF_TIMES* pTime
     std::atomic_ref(pTimes->SrcLines) += End - Middle;
 }
 
-void _AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
-    for (const ELF_RANGE& Range : _GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
+void AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
+    for (const ELF_RANGE& Range : GetDieRanges(S, DWARF_MakeID(Unit.Section, Unit.DieOff))) {
         if (Range.Lo < Range.Hi && (Range.Lo != 0 || S.pFile->HasCodeAtZero) && pRanges->size() < NUM_UNIT_RANGES) {
             pRanges->push_back(Range);
         }
@@ -157,7 +157,7 @@ std::shared_ptr<DWARF_LINES> DWARF_StartLines(DWARF_STORE& S, DWARF_TIMES* pTime
         pLines->Programs[It->second].Units.push_back(i);
     }
     for (PROGRAM& Program : pLines->Programs) {
-        pTasks->push_back({[&S, &Program, pLines, pTimes] { _Read(S, &Program, &pLines->Budget, pTimes); }});
+        pTasks->push_back({[&S, &Program, pLines, pTimes] { Read(S, &Program, &pLines->Budget, pTimes); }});
     }
     return pLines;
 }
@@ -168,7 +168,7 @@ ELF_LINES DWARF_EndLines(const DWARF_STORE& S, DWARF_LINES* pLines) {
     for (PROGRAM& Program : pLines->Programs) {
         Files.Join(&Program);
         for (const U32 Unit : Program.Units) {
-            _AddRanges(S, S.Units[Unit], &Program.Table.Ranges);
+            AddRanges(S, S.Units[Unit], &Program.Table.Ranges);
         }
         if (S.pFile->HasCodeAtZero && !Program.AtZero.Rows.empty()) {
             Program.AtZero.Files = Program.Table.Files;

@@ -19,7 +19,7 @@ struct FOUND {
 /// The entry that holds at PC. An empty range holds at its address only where no other entry does, and with location
 /// views not at all: it tells a state between two statements, neither of which has code there. An entry without range
 /// holds where no other does.
-FOUND _FindEntry(CDwarfList* pList, U32 PC, bool HasViews) {
+FOUND FindEntry(CDwarfList* pList, U32 PC, bool HasViews) {
     FOUND Found;
     while (PC != PC_NONE && pList->Next()) {
         if (pList->ExprSize() == 0) {
@@ -39,16 +39,16 @@ FOUND _FindEntry(CDwarfList* pList, U32 PC, bool HasViews) {
 }
 
 /// DIE that the attribute stands in: offsets of lists are relative to its unit.
-bool _FindAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32* pAttrDie) {
+bool FindAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32* pAttrDie) {
     constexpr int MAX_DEPTH = 5;
     for (int i = 0; i < MAX_DEPTH && Die != 0; ++i) {
         if (DWARF_GetAttr(S, Die, At, pAttr)) {
             *pAttrDie = Die;
             return true;
         }
-        U32 Next = _GetReferenceDie(S, Die, DW_AT_specification);
-        Next = Next != 0 ? Next : _GetReferenceDie(S, Die, DW_AT_abstract_origin);
-        Die = Next != 0 ? Next : _GetDefinitionDie(S, Die);
+        U32 Next = GetReferenceDie(S, Die, DW_AT_specification);
+        Next = Next != 0 ? Next : GetReferenceDie(S, Die, DW_AT_abstract_origin);
+        Die = Next != 0 ? Next : GetDefinitionDie(S, Die);
     }
     return false;
 }
@@ -57,7 +57,7 @@ bool _FindAttr(const DWARF_STORE& S, U32 Die, U32 At, DWARF_ATTR* pAttr, U32* pA
 
 bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** ppExpr, U32* pSize, U32* pAttrDie) {
     DWARF_ATTR Attr;
-    if (!_FindAttr(S, Die, At, &Attr, pAttrDie)) {
+    if (!FindAttr(S, Die, At, &Attr, pAttrDie)) {
         return false;
     }
     const DWARF_UNIT& Unit = *DWARF_UnitOf(S, *pAttrDie);
@@ -68,7 +68,7 @@ bool DWARF_FindExpr(const DWARF_STORE& S, U32 Die, U32 At, U32 PC, const U8** pp
                (Unit.Version < 4 && (Attr.Form == DW_FORM_data4 || Attr.Form == DW_FORM_data8) &&
                 At != DW_AT_data_member_location)) {
         CDwarfList List(S, Unit, true, Attr);
-        Found = _FindEntry(&List, PC, _HasAttribute(S, *pAttrDie, AT_GNU_LOCVIEWS));
+        Found = FindEntry(&List, PC, HasAttribute(S, *pAttrDie, AT_GNU_LOCVIEWS));
     }
     *ppExpr = Found.pExpr;
     *pSize = Found.Size;

@@ -42,10 +42,10 @@ public:
                 return {};
             }
             --m_Budget;
-            const U32 Tag = _GetDieType(m_S, Step);
+            const U32 Tag = GetDieType(m_S, Step);
             AddStep(Step, Tag);
             DWARF_ATTR Attr;
-            const bool HasNext = Tag != DW_TAG_enumeration_type && _CreateDieAttrEx(m_S, Step, DW_AT_type, &Attr);
+            const bool HasNext = Tag != DW_TAG_enumeration_type && CreateDieAttrEx(m_S, Step, DW_AT_type, &Attr);
             Step = HasNext && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
         }
         if (m_sText.empty() || m_sText == "*") {
@@ -54,11 +54,11 @@ public:
             m_sText.insert(0, "void");
         }
         m_sText = m_sQualifier + m_sText;
-        if (_IsStaticDie(m_S, Die)) {
+        if (IsStaticDie(m_S, Die)) {
             m_sText = "static " + m_sText;
         }
         U64 Virtuality = 0;
-        if (_GetAttributeAsU64(m_S, Die, DW_AT_virtuality, &Virtuality) && Virtuality != 0) {
+        if (GetAttributeAsU64(m_S, Die, DW_AT_virtuality, &Virtuality) && Virtuality != 0) {
             m_sText = "virtual " + m_sText;
         }
         return m_sText;
@@ -99,7 +99,7 @@ private:
             Prepend("&&");
             break;
         case DW_TAG_ptr_to_member_type:
-            Prepend(" " + _GetDieName(m_S, _GetReferenceDie(m_S, Die, DW_AT_containing_type)) + "::*");
+            Prepend(" " + GetDieName(m_S, GetReferenceDie(m_S, Die, DW_AT_containing_type)) + "::*");
             break;
         case DW_TAG_subroutine_type:
         case DW_TAG_subprogram:
@@ -107,10 +107,10 @@ private:
             AddParameters(Die);
             break;
         case DW_TAG_typedef:
-            m_sTypedef = _GetDieName(m_S, Die);
+            m_sTypedef = GetDieName(m_S, Die);
             break;
         case DW_TAG_base_type:
-            Prepend(_GetDieName(m_S, Die));
+            Prepend(GetDieName(m_S, Die));
             break;
         case DW_TAG_const_type:
             m_sQualifier = "const ";
@@ -124,7 +124,7 @@ private:
     }
 
     void AddArray(U32 Die) {
-        const ELF_SYM_ARRAY_INFO Info = _GetDieArrayInfo(m_S, Die);
+        const ELF_SYM_ARRAY_INFO Info = GetDieArrayInfo(m_S, Die);
         std::string sDims;
         for (U32 i = 0; i < Info.NumDims; ++i) {
             sDims += (i != 0 ? "][" : "") + std::to_string(Info.aDim[i]);
@@ -133,7 +133,7 @@ private:
     }
 
     void AddCompound(U32 Die, const char* sKeyword) {
-        const std::string sName = _GetDieName(m_S, Die);
+        const std::string sName = GetDieName(m_S, Die);
         Prepend(sName.empty() ? m_sTypedef : sName);
         Prepend(m_sText.empty() ? sKeyword : std::string(sKeyword) + " ");
     }
@@ -145,14 +145,14 @@ private:
             if (m_Budget == 0 || sList.size() > MAX_TYPE_TEXT) {
                 break;
             }
-            if (!_CreateDieAttrEx(m_S, Param, DW_AT_artificial, &Attr) || Attr.Value == 0) {
+            if (!CreateDieAttrEx(m_S, Param, DW_AT_artificial, &Attr) || Attr.Value == 0) {
                 sList += (sList.empty() ? "" : ", ") + CTypeText(m_S, &m_Budget).Build(Param);
             }
         }
         Prepend("(" + sList + ")");
         DWARF_ATTR Attr;
-        const bool HasType = _CreateDieAttrEx(m_S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF;
-        if (!HasType || _GetDieType(m_S, static_cast<U32>(Attr.Value)) == DW_TAG_unspecified_type) { // an assembler's
+        const bool HasType = CreateDieAttrEx(m_S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF;
+        if (!HasType || GetDieType(m_S, static_cast<U32>(Attr.Value)) == DW_TAG_unspecified_type) { // an assembler's
             Prepend("void");
         }
     }
@@ -177,12 +177,12 @@ std::string DWARF_ShortenBaseType(std::string sName) {
     return sName;
 }
 
-std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth) {
+std::string_view GetDieRawName(const DWARF_STORE& S, U32 Die, U32 Depth) {
     DWARF_DIE D;
-    return Depth < MAX_NAME_DEPTH && DWARF_OpenDie(S, Die, &D) ? _GetDieRawName(S, Die, D, Depth) : std::string_view();
+    return Depth < MAX_NAME_DEPTH && DWARF_OpenDie(S, Die, &D) ? GetDieRawName(S, Die, D, Depth) : std::string_view();
 }
 
-std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, U32 Depth) {
+std::string_view GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, U32 Depth) {
     DWARF_ATTR Attr;
     if (DWARF_GetAttr(S, D, DW_AT_name, &Attr) && Attr.Class == ATTR_STRING) {
         return Attr.sText;
@@ -190,19 +190,19 @@ std::string_view _GetDieRawName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& 
     for (const U32 At : {DW_AT_abstract_origin, DW_AT_specification}) {
         if (DWARF_GetAttr(S, D, At, &Attr) && Attr.Class == ATTR_REF && Attr.Value != 0) {
             const U32 Target = static_cast<U32>(Attr.Value);
-            return Target != Die ? _GetDieRawName(S, Target, Depth + 1) : std::string_view();
+            return Target != Die ? GetDieRawName(S, Target, Depth + 1) : std::string_view();
         }
     }
-    const U32 Definition = _GetDefinitionDie(S, Die);
-    return Definition != Die ? _GetDieRawName(S, Definition, Depth + 2) : std::string_view();
+    const U32 Definition = GetDefinitionDie(S, Die);
+    return Definition != Die ? GetDieRawName(S, Definition, Depth + 2) : std::string_view();
 }
 
-std::string _GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth) {
-    const std::string sName(_GetDieRawName(S, Die, Depth).substr(0, MAX_NAME_SIZE));
-    return _GetDieType(S, Die) == DW_TAG_base_type ? DWARF_ShortenBaseType(sName) : sName;
+std::string GetDieName(const DWARF_STORE& S, U32 Die, U32 Depth) {
+    const std::string sName(GetDieRawName(S, Die, Depth).substr(0, MAX_NAME_SIZE));
+    return GetDieType(S, Die) == DW_TAG_base_type ? DWARF_ShortenBaseType(sName) : sName;
 }
 
-const std::string& _GetDieTypeStr(DWARF_STORE& S, U32 Die) {
+const std::string& GetDieTypeStr(DWARF_STORE& S, U32 Die) {
     constexpr size_t MAX_CACHED = 1 << 20;
     if (S.TypeNameTable.size() > MAX_CACHED) {
         S.TypeNameTable.clear();
@@ -216,12 +216,12 @@ const std::string& _GetDieTypeStr(DWARF_STORE& S, U32 Die) {
     return It->second;
 }
 
-bool _IsStaticDie(const DWARF_STORE& S, U32 Die) {
-    if (_GetDieParentFunc(S, Die) != 0) {
-        return _GetDieLoc(S, Die, DW_AT_location, 0).Kind == ELF_LOC_MEM;
+bool IsStaticDie(const DWARF_STORE& S, U32 Die) {
+    if (GetDieParentFunc(S, Die) != 0) {
+        return GetDieLoc(S, Die, DW_AT_location, 0).Kind == ELF_LOC_MEM;
     }
-    const U32 Tag = _GetDieType(S, Die);
+    const U32 Tag = GetDieType(S, Die);
     const bool IsFunc = Tag == DW_TAG_subprogram || Tag == DW_TAG_inlined_subroutine || Tag == DW_TAG_subroutine_type;
     DWARF_ATTR Attr;
-    return IsFunc && !_CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr);
+    return IsFunc && !CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr);
 }

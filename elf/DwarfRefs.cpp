@@ -9,7 +9,7 @@
 namespace {
 
 /// About one step for eight references, a cache line of them.
-void _Sort(DWARF_REFS* p) {
+void Sort(DWARF_REFS* p) {
     constexpr size_t REFS_PER_STEP = 8;
     std::stable_sort(p->Refs.begin(), p->Refs.end(),
                      [](const DWARF_REF& a, const DWARF_REF& b) { return a.Target < b.Target; });
@@ -29,12 +29,12 @@ void _Sort(DWARF_REFS* p) {
 }
 
 /// References in the order of their targets; those of one target stay in the order of the section.
-std::pair<const DWARF_REF*, const DWARF_REF*> _RefsTo(DWARF_REFS* p, U32 Target) {
+std::pair<const DWARF_REF*, const DWARF_REF*> RefsTo(DWARF_REFS* p, U32 Target) {
     if (p->Refs.empty()) {
         return {};
     }
     if (!p->IsSorted) {
-        _Sort(p);
+        Sort(p);
     }
     const size_t Step = (Target - p->Base) >> p->StepShift; // of a target below the base it is too large
     if (Target < p->Base || Step + 1 >= p->Steps.size()) {
@@ -51,7 +51,7 @@ std::pair<const DWARF_REF*, const DWARF_REF*> _RefsTo(DWARF_REFS* p, U32 Target)
 }
 
 /// The references that may lead to the DIE: those of its own unit, then those across units.
-std::array<DWARF_REFS*, 2> _RefTablesOf(const DWARF_STORE& S, U32 Die) {
+std::array<DWARF_REFS*, 2> RefTablesOf(const DWARF_STORE& S, U32 Die) {
     const DWARF_UNIT* pUnit = DWARF_UnitOf(S, Die);
     DWARF_REFS* pForeign = S.DefTable.empty() ? nullptr : &S.DefTable.back();
     return {pUnit != nullptr ? &S.DefTable[static_cast<size_t>(pUnit - S.Units.data())] : nullptr, pForeign};
@@ -61,9 +61,9 @@ std::array<DWARF_REFS*, 2> _RefTablesOf(const DWARF_STORE& S, U32 Die) {
 
 std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {
     std::vector<U32> Found;
-    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
+    for (DWARF_REFS* pTable : RefTablesOf(S, Die)) {
         if (pTable != nullptr) {
-            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
+            const auto [pFirst, pLast] = RefsTo(pTable, Die);
             std::transform(pFirst, pLast, std::back_inserter(Found), [](const DWARF_REF& Ref) { return Ref.Die(); });
         }
     }
@@ -72,9 +72,9 @@ std::vector<U32> DWARF_ReferrersOf(const DWARF_STORE& S, U32 Die) {
 
 U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die) {
     U32 Found = 0;
-    for (DWARF_REFS* pTable : _RefTablesOf(S, Die)) {
+    for (DWARF_REFS* pTable : RefTablesOf(S, Die)) {
         if (pTable != nullptr) {
-            const auto [pFirst, pLast] = _RefsTo(pTable, Die);
+            const auto [pFirst, pLast] = RefsTo(pTable, Die);
             for (const DWARF_REF* p = pFirst; p != pLast; ++p) {
                 Found = p->IsSpecification() ? p->Die() : Found;
             }
@@ -84,7 +84,7 @@ U32 DWARF_DefinitionOf(const DWARF_STORE& S, U32 Die) {
 }
 
 void DWARF_PrefetchReferrers(const DWARF_STORE& S, U32 Die) {
-    const DWARF_REFS* p = _RefTablesOf(S, Die)[0];
+    const DWARF_REFS* p = RefTablesOf(S, Die)[0];
     if (p != nullptr && p->IsSorted && Die >= p->Base) {
         const size_t Step = (Die - p->Base) >> p->StepShift;
         __builtin_prefetch(p->Refs.data() + (Step < p->Steps.size() ? p->Steps[Step] : 0));

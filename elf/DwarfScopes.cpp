@@ -10,7 +10,7 @@ namespace {
 constexpr U32 NO_SCOPE = 0xFFFFFFFF;
 
 /// The same steps as the pass over all units, up to the same place where a unit is damaged.
-std::vector<DWARF_SCOPE> _ReadScopes(const DWARF_STORE& S, const DWARF_UNIT& Unit) {
+std::vector<DWARF_SCOPE> ReadScopes(const DWARF_STORE& S, const DWARF_UNIT& Unit) {
     const CDieStream Stream(S, Unit);
     std::vector<DWARF_SCOPE> Scopes;
     DWARF_LOOK NoLook;
@@ -55,7 +55,7 @@ const std::vector<DWARF_SCOPE>& DWARF_ScopesOf(const DWARF_STORE& S, U32 Die) {
     }
     DWARF_SCOPES& Scopes = S.ParentTable[static_cast<size_t>(pUnit - S.Units.data())];
     if (!Scopes.IsRead) {
-        Scopes.List = _ReadScopes(S, *pUnit);
+        Scopes.List = ReadScopes(S, *pUnit);
         Scopes.IsRead = true;
     }
     return Scopes.List;

@@ -12,51 +12,51 @@ constexpr U32 MAX_TYPE_STEPS = 100;
 constexpr U32 MAX_ARRAY_DEPTH = 16;
 constexpr U32 MAX_EXTENT = 10'000'000; ///< a larger span of ranges is no size
 
-U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth);
+U32 SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth);
 
-U32 _NextType(const DWARF_STORE& S, U32 Die) {
+U32 NextType(const DWARF_STORE& S, U32 Die) {
     DWARF_ATTR Attr;
-    return _CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
+    return CreateDieAttrEx(S, Die, DW_AT_type, &Attr) && Attr.Class == ATTR_REF ? static_cast<U32>(Attr.Value) : 0;
 }
 
-U32 _OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
-    switch (_GetDieType(S, Die)) {
+U32 OwnSize(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
+    switch (GetDieType(S, Die)) {
     case DW_TAG_pointer_type:
     case DW_TAG_reference_type:
     case DW_TAG_rvalue_reference_type:
         return DWARF_UnitOf(S, Die)->AddrSize;
     case DW_TAG_ptr_to_member_type: { // to a function: with the adjustment of "this" (C++ ABI for the Arm Architecture)
-        const bool IsFunction = _GetDieType(S, _NextType(S, Die)) == DW_TAG_subroutine_type;
+        const bool IsFunction = GetDieType(S, NextType(S, Die)) == DW_TAG_subroutine_type;
         return DWARF_UnitOf(S, Die)->AddrSize * (IsFunction ? 2u : 1u);
     }
     case DW_TAG_array_type:
-        return _GetDieArrayInfo(S, Die, ArrayDepth + 1).TotalSize;
+        return GetDieArrayInfo(S, Die, ArrayDepth + 1).TotalSize;
     default: {
         U64 Size = 0;
-        if (_GetAttributeAsU64(S, Die, DW_AT_byte_size, &Size) && Size != 0) {
+        if (GetAttributeAsU64(S, Die, DW_AT_byte_size, &Size) && Size != 0) {
             return static_cast<U32>(Size);
         }
         // A bit field is read as a whole of its type.
-        const bool IsMember = _GetDieType(S, Die) == DW_TAG_member;
-        return !IsMember && _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
+        const bool IsMember = GetDieType(S, Die) == DW_TAG_member;
+        return !IsMember && GetAttributeAsU64(S, Die, DW_AT_bit_size, &Size) ? static_cast<U32>(Size / 8) : 0;
     }
     }
 }
 
-U32 _SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
+U32 SizeOf(const DWARF_STORE& S, U32 Die, U32 ArrayDepth) {
     if (ArrayDepth > MAX_ARRAY_DEPTH) {
         return 0;
     }
     for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
-        if (const U32 Size = _OwnSize(S, Die, ArrayDepth); Size != 0) {
+        if (const U32 Size = OwnSize(S, Die, ArrayDepth); Size != 0) {
             return Size;
         }
-        Die = _NextType(S, Die);
+        Die = NextType(S, Die);
     }
     return 0;
 }
 
-U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
+U32 CountOf(const DWARF_STORE& S, U32 Subrange) {
     const auto Number = [&](U32 At, U64* pValue) { // a bound may also be a variable, which has no fixed value
         DWARF_ATTR Attr;
         const bool IsNumber =
@@ -77,7 +77,7 @@ U32 _CountOf(const DWARF_STORE& S, U32 Subrange) {
 
 } // namespace
 
-std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
+std::vector<ELF_RANGE> GetDieRanges(const DWARF_STORE& S, U32 Die) {
     std::vector<ELF_RANGE> Ranges;
     const DWARF_UNIT* pUnit = DWARF_IsDie(S, Die) ? DWARF_UnitOf(S, Die) : nullptr;
     if (pUnit == nullptr) {
@@ -104,65 +104,65 @@ std::vector<ELF_RANGE> _GetDieRanges(const DWARF_STORE& S, U32 Die) {
     return Ranges;
 }
 
-U32 _GetDieSizeRecursive(const DWARF_STORE& S, U32 Die) {
+U32 GetDieSizeRecursive(const DWARF_STORE& S, U32 Die) {
     if (!DWARF_IsDie(S, Die)) {
         return 0;
     }
-    const U32 Tag = _GetDieType(S, Die);
+    const U32 Tag = GetDieType(S, Die);
     const bool IsCode = Tag == DW_TAG_subprogram || Tag == DW_TAG_inlined_subroutine;
-    const U32 Size = IsCode ? 0 : _SizeOf(S, Die, 0); // its type is the type of the result
+    const U32 Size = IsCode ? 0 : SizeOf(S, Die, 0); // its type is the type of the result
     if (Size != 0) {
         return Size;
     }
     U32 Lo = 0xFFFFFFFF;
     U32 Hi = 0;
-    for (const ELF_RANGE& Range : _GetDieRanges(S, Die)) {
+    for (const ELF_RANGE& Range : GetDieRanges(S, Die)) {
         Lo = std::min(Lo, Range.Lo);
         Hi = std::max(Hi, Range.Hi);
     }
     return Hi > Lo && Hi - Lo <= MAX_EXTENT ? Hi - Lo : 0;
 }
 
-ELF_SYM_ARRAY_INFO _GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth) {
+ELF_SYM_ARRAY_INFO GetDieArrayInfo(const DWARF_STORE& S, U32 Die, U32 Depth) {
     ELF_SYM_ARRAY_INFO Info;
-    if (_GetDieType(S, Die) != DW_TAG_array_type) {
+    if (GetDieType(S, Die) != DW_TAG_array_type) {
         return Info;
     }
     for (const U32 Subrange : DWARF_GetChildren(S, Die, DW_TAG_subrange_type)) {
         if (Info.NumDims == std::size(Info.aDim)) {
             break;
         }
-        const U32 Count = _CountOf(S, Subrange);
+        const U32 Count = CountOf(S, Subrange);
         Info.aDim[Info.NumDims++] = Count;
         Info.ElemCount = Info.ElemCount == 0 ? Count : Info.ElemCount * Count;
     }
-    Info.ElemSize = _SizeOf(S, _NextType(S, Die), Depth);
+    Info.ElemSize = SizeOf(S, NextType(S, Die), Depth);
     Info.TotalSize = Info.ElemSize * Info.ElemCount;
     return Info;
 }
 
-int _GetDieSign(const DWARF_STORE& S, U32 Die) {
+int GetDieSign(const DWARF_STORE& S, U32 Die) {
     for (U32 i = 0; i < MAX_TYPE_STEPS && Die != 0; ++i) {
-        const U32 Tag = _GetDieType(S, Die);
+        const U32 Tag = GetDieType(S, Die);
         if (Tag == DW_TAG_pointer_type) {
             return 0;
         }
         if (Tag == DW_TAG_base_type) {
             U64 Encoding = 0;
-            return _GetAttributeAsU64(S, Die, DW_AT_encoding, &Encoding) &&
+            return GetAttributeAsU64(S, Die, DW_AT_encoding, &Encoding) &&
                    (Encoding == DW_ATE_signed || Encoding == DW_ATE_signed_char || Encoding == DW_ATE_signed_fixed);
         }
-        Die = _NextType(S, Die);
+        Die = NextType(S, Die);
     }
     return 0;
 }
 
-U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die) {
+U32 GetDieAccessibility(const DWARF_STORE& S, U32 Die) {
     U64 Value = 0;
-    if (_GetAttributeAsU64(S, Die, DW_AT_accessibility, &Value)) {
+    if (GetAttributeAsU64(S, Die, DW_AT_accessibility, &Value)) {
         return static_cast<U32>(Value);
     }
-    switch (_GetDieType(S, _GetParentDie(S, Die))) {
+    switch (GetDieType(S, GetParentDie(S, Die))) {
     case DW_TAG_structure_type:
     case DW_TAG_union_type:
         return DW_ACCESS_public;
@@ -173,39 +173,39 @@ U32 _GetDieAccessibility(const DWARF_STORE& S, U32 Die) {
     }
 }
 
-U32 _GetDieBitWidth(const DWARF_STORE& S, U32 Die) {
+U32 GetDieBitWidth(const DWARF_STORE& S, U32 Die) {
     U64 Width = 0;
-    return _GetAttributeAsU64(S, Die, DW_AT_bit_size, &Width) ? static_cast<U32>(Width) : 0;
+    return GetAttributeAsU64(S, Die, DW_AT_bit_size, &Width) ? static_cast<U32>(Width) : 0;
 }
 
-U32 _GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
+U32 GetDieBitOffset(const DWARF_STORE& S, U32 Die) {
     U64 Off = 0;
-    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
-    const U32 Width = _GetDieBitWidth(S, Die);
-    if (_GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
-        const U32 InUnit = static_cast<U32>(Off - _GetDieBitFieldByte(S, Die, Off) * 8);
+    const U32 NumBits = GetDieSizeRecursive(S, Die) * 8;
+    const U32 Width = GetDieBitWidth(S, Die);
+    if (GetAttributeAsU64(S, Die, DW_AT_data_bit_offset, &Off)) {
+        const U32 InUnit = static_cast<U32>(Off - GetDieBitFieldByte(S, Die, Off) * 8);
         return S.IsBig && NumBits >= InUnit + Width ? NumBits - InUnit - Width : InUnit;
     }
-    if (!_GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off)) {
+    if (!GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off)) {
         return 0;
     }
-    const U32 FromTop = static_cast<U32>(Off) - 8 * _GetDieBitFieldShift(S, Die);
+    const U32 FromTop = static_cast<U32>(Off) - 8 * GetDieBitFieldShift(S, Die);
     return FromTop + Width > NumBits ? 32 - Width - FromTop : NumBits - Width - FromTop;
 }
 
-U32 _GetDieBitFieldShift(const DWARF_STORE& S, U32 Die) {
+U32 GetDieBitFieldShift(const DWARF_STORE& S, U32 Die) {
     U64 Off = 0;
-    const U32 NumBits = _GetDieSizeRecursive(S, Die) * 8;
-    const bool IsSplit = S.IsBig && _GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off) && Off < NumBits &&
-                         Off + _GetDieBitWidth(S, Die) > NumBits;
+    const U32 NumBits = GetDieSizeRecursive(S, Die) * 8;
+    const bool IsSplit = S.IsBig && GetAttributeAsU64(S, Die, DW_AT_bit_offset, &Off) && Off < NumBits &&
+                         Off + GetDieBitWidth(S, Die) > NumBits;
     return IsSplit ? static_cast<U32>(Off / 8) : 0;
 }
 
-U64 _GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff) {
-    const U32 Size = _GetDieSizeRecursive(S, Die);
+U64 GetDieBitFieldByte(const DWARF_STORE& S, U32 Die, U64 BitOff) {
+    const U32 Size = GetDieSizeRecursive(S, Die);
     if (Size == 0) {
         return 0;
     }
-    const bool IsInUnit = BitOff % (8ull * Size) + _GetDieBitWidth(S, Die) <= 8ull * Size;
+    const bool IsInUnit = BitOff % (8ull * Size) + GetDieBitWidth(S, Die) <= 8ull * Size;
     return IsInUnit ? BitOff / 8 / Size * Size : BitOff / 8; // a packed field may lie across two units
 }

@@ -33,7 +33,7 @@ constexpr SECTION_NAME aSectionName[] = {
 };
 static_assert(std::size(aSectionName) == NUM_DSEC);
 
-void _FindSections(DWARF_STORE& S) {
+void FindSections(DWARF_STORE& S) {
     for (const SECTION_NAME& Name : aSectionName) {
         const int Idx = ELF_FindSection(S.pFile, Name.sName);
         const U8* pData = Idx >= 0 ? ELF_GetSectionData(S.pFile, static_cast<U32>(Idx)) : nullptr;
@@ -52,7 +52,7 @@ void _FindSections(DWARF_STORE& S) {
 }
 
 /// Reads one header. False at damage or a version that isn't known: units behind it can't be found.
-bool _ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, U64* pAbbrevOff) {
+bool ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, U64* pAbbrevOff) {
     CByteReader R = DWARF_At(S, Section, Off);
     pUnit->Off = Off;
     pUnit->Section = Section;
@@ -92,7 +92,7 @@ bool _ReadHeader(const DWARF_STORE& S, U32 Section, U32 Off, DWARF_UNIT* pUnit, 
     return R.IsOk();
 }
 
-U8 _LanguageOf(U64 Lang) {
+U8 LanguageOf(U64 Lang) {
     switch (Lang) {
     case DW_LANG_C89:
     case DW_LANG_C:
@@ -111,7 +111,7 @@ U8 _LanguageOf(U64 Lang) {
     }
 }
 
-U8 _LanguageOfName(std::string_view sName) {
+U8 LanguageOfName(std::string_view sName) {
     if (sName.find(".cpp") != std::string_view::npos) {
         return LANG_CPP;
     }
@@ -120,7 +120,7 @@ U8 _LanguageOfName(std::string_view sName) {
 
 /// A signature of .debug_types means the first child of the unit's root. In a namespace that is not the type itself,
 /// which then stands where the header says.
-void _FindFirstChild(const DWARF_STORE& S, DWARF_UNIT* pUnit) {
+void FindFirstChild(const DWARF_STORE& S, DWARF_UNIT* pUnit) {
     CByteReader R = DWARF_At(S, pUnit->Section, pUnit->DieOff, pUnit->End);
     const DWARF_ABBREV* pAbbrev = DWARF_FindAbbrev(S, *pUnit, R.GetULeb());
     for (U32 i = 0; pAbbrev != nullptr && i < pAbbrev->NumSkips; ++i) {
@@ -134,7 +134,7 @@ void _FindFirstChild(const DWARF_STORE& S, DWARF_UNIT* pUnit) {
 }
 
 /// What the root DIE says about the whole unit. The bases come first: other attributes may be indices into them.
-void _ReadRoot(DWARF_STORE& S, DWARF_UNIT* pUnit) {
+void ReadRoot(DWARF_STORE& S, DWARF_UNIT* pUnit) {
     struct BASE {
         U32 At;
         U32 DWARF_UNIT::*pField;
@@ -153,23 +153,23 @@ void _ReadRoot(DWARF_STORE& S, DWARF_UNIT* pUnit) {
         pUnit->LowPC = static_cast<U32>(Attr.Value);
     }
     if (DWARF_GetUnitAttr(S, *pUnit, DW_AT_language, &Attr)) {
-        pUnit->Lang = _LanguageOf(Attr.Value);
+        pUnit->Lang = LanguageOf(Attr.Value);
     } else if (DWARF_GetUnitAttr(S, *pUnit, DW_AT_name, &Attr)) {
-        pUnit->Lang = _LanguageOfName(Attr.sText);
+        pUnit->Lang = LanguageOfName(Attr.sText);
     }
     S.SrcLang = pUnit->Lang == LANG_CPP ? LANG_CPP : S.SrcLang;
     if (pUnit->Section == DSEC_TYPES) {
-        _FindFirstChild(S, pUnit);
+        FindFirstChild(S, pUnit);
     }
 }
 
-void _ReadSection(DWARF_STORE& S, U32 Section, U64* pBudget) {
+void ReadSection(DWARF_STORE& S, U32 Section, U64* pBudget) {
     static const U32 MIN_UNIT_SIZE = 11;
     std::map<std::tuple<U64, U8, U8, bool>, int> Sets;
     for (U64 Off = 0; Off + MIN_UNIT_SIZE <= S.aSection[Section].Size;) {
         DWARF_UNIT Unit;
         U64 AbbrevOff = 0;
-        if (!_ReadHeader(S, Section, static_cast<U32>(Off), &Unit, &AbbrevOff)) {
+        if (!ReadHeader(S, Section, static_cast<U32>(Off), &Unit, &AbbrevOff)) {
             break;
         }
         Off = Unit.End;
@@ -184,18 +184,18 @@ void _ReadSection(DWARF_STORE& S, U32 Section, U64* pBudget) {
             Unit.AbbrevSet = Unit.IsBad ? 0 : static_cast<U32>(It->second);
         }
         if (!Unit.IsBad) {
-            _ReadRoot(S, &Unit);
+            ReadRoot(S, &Unit);
         }
         S.Units.push_back(Unit);
     }
 }
 
-int _ReadUnits(DWARF_STORE& S) {
+int ReadUnits(DWARF_STORE& S) {
     constexpr U64 SPARE = 64 << 10; // units of different address sizes may share a table
     U64 Budget = S.aSection[DSEC_ABBREV].Size + SPARE;
-    _ReadSection(S, DSEC_INFO, &Budget);
+    ReadSection(S, DSEC_INFO, &Budget);
     S.FirstTypesUnit = static_cast<U32>(S.Units.size());
-    _ReadSection(S, DSEC_TYPES, &Budget);
+    ReadSection(S, DSEC_TYPES, &Budget);
     for (U32 i = 0; i < S.Units.size(); ++i) {
         if (S.Units[i].UnitType == DW_UT_type && !S.Units[i].IsBad) {
             S.UnitOfSignature.emplace(S.Units[i].Signature, i);
@@ -213,8 +213,8 @@ int DWARF_Begin(ELF_FILE* pFile) {
     S.pFile = pFile;
     S.IsBig = ELF_IsFileDataSwapped(pFile) != 0;
     S.FileNameBudget = 2ll * pFile->FileSize;
-    _FindSections(S);
-    return S.aSection[DSEC_INFO].Size != 0 ? _ReadUnits(S) : 0;
+    FindSections(S);
+    return S.aSection[DSEC_INFO].Size != 0 ? ReadUnits(S) : 0;
 }
 
 const DWARF_UNIT* DWARF_UnitAt(const DWARF_STORE& S, U32 Section, U32 Off) {

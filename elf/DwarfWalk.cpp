@@ -337,7 +337,7 @@ private:
     bool m_IsCodeKept = false;
 };
 
-void _WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {
+void WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {
     SCRATCH Scratch;
     for (U32 i = pChunk->FirstUnit; i < pChunk->EndUnit; ++i) {
         const DWARF_UNIT& Unit = S.Units[i];
@@ -351,7 +351,7 @@ void _WalkChunk(DWARF_STORE& S, CHUNK* pChunk) {
 }
 
 /// Cuts the units [First, End) into chunks.
-void _AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pChunks) {
+void AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pChunks) {
     while (First < End) {
         CHUNK Chunk;
         Chunk.FirstUnit = First;
@@ -365,7 +365,7 @@ void _AddChunks(const DWARF_STORE& S, U32 First, U32 End, std::vector<CHUNK>* pC
 }
 
 /// Puts one list of all chunks together, in memory that is taken once.
-template <typename T> void _Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUNK::*pList, std::vector<T>* pTo) {
+template <typename T> void Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUNK::*pList, std::vector<T>* pTo) {
     size_t Num = pTo->size();
     for (const CHUNK& Chunk : Chunks) {
         Num += (Chunk.*pList).size();
@@ -377,7 +377,7 @@ template <typename T> void _Join(std::vector<CHUNK>& Chunks, std::vector<T> CHUN
     }
 }
 
-void _JoinNamespaces(DWARF_STORE& S, std::vector<CHUNK>& Chunks) {
+void JoinNamespaces(DWARF_STORE& S, std::vector<CHUNK>& Chunks) {
     U32 First = 0;
     for (const CHUNK& Chunk : Chunks) {
         for (const U32 Parent : Chunk.NamespaceParents) {
@@ -385,7 +385,7 @@ void _JoinNamespaces(DWARF_STORE& S, std::vector<CHUNK>& Chunks) {
         }
         First += static_cast<U32>(Chunk.Namespaces.size());
     }
-    _Join(Chunks, &CHUNK::Namespaces, &S.Namespaces);
+    Join(Chunks, &CHUNK::Namespaces, &S.Namespaces);
 }
 
 } // namespace
@@ -401,27 +401,27 @@ std::shared_ptr<DWARF_WALK> DWARF_StartWalk(DWARF_STORE& S, DWARF_TIMES* pTimes,
     const U32 NumUnits = static_cast<U32>(S.Units.size());
     S.ParentTable.resize(NumUnits);
     S.DefTable.resize(NumUnits + 1);
-    _AddChunks(S, S.FirstTypesUnit, NumUnits, &pWalk->Chunks); // type units first: their lists come first
-    _AddChunks(S, 0, S.FirstTypesUnit, &pWalk->Chunks);
+    AddChunks(S, S.FirstTypesUnit, NumUnits, &pWalk->Chunks); // type units first: their lists come first
+    AddChunks(S, 0, S.FirstTypesUnit, &pWalk->Chunks);
     for (CHUNK& Chunk : pWalk->Chunks) {
         U64* pTime = Chunk.FirstUnit >= S.FirstTypesUnit ? &pTimes->TypeUnits : &pTimes->Units;
-        pTasks->push_back({[&S, &Chunk] { _WalkChunk(S, &Chunk); }, pTime});
+        pTasks->push_back({[&S, &Chunk] { WalkChunk(S, &Chunk); }, pTime});
     }
     return pWalk;
 }
 
 void DWARF_EndWalk(DWARF_STORE& S, DWARF_WALK* pWalk) {
     std::vector<CHUNK>& Chunks = pWalk->Chunks;
-    _Join(Chunks, &CHUNK::GlobalVars, &S.GlobalVars);
-    _Join(Chunks, &CHUNK::Funcs, &S.Funcs);
-    _Join(Chunks, &CHUNK::InlineFuncs, &S.InlineFuncs);
-    _Join(Chunks, &CHUNK::Types, &S.Types);
-    _JoinNamespaces(S, Chunks);
-    _Join(Chunks, &CHUNK::NamespaceExts, &S.NamespaceExts);
-    _Join(Chunks, &CHUNK::CompUnits, &S.CompUnits);
-    _Join(Chunks, &CHUNK::NamedByOthers, &S.NamedByOthers);
-    _Join(Chunks, &CHUNK::Code, &S.Code);
-    _Join(Chunks, &CHUNK::ForeignRefs, &S.DefTable.back().Refs);
+    Join(Chunks, &CHUNK::GlobalVars, &S.GlobalVars);
+    Join(Chunks, &CHUNK::Funcs, &S.Funcs);
+    Join(Chunks, &CHUNK::InlineFuncs, &S.InlineFuncs);
+    Join(Chunks, &CHUNK::Types, &S.Types);
+    JoinNamespaces(S, Chunks);
+    Join(Chunks, &CHUNK::NamespaceExts, &S.NamespaceExts);
+    Join(Chunks, &CHUNK::CompUnits, &S.CompUnits);
+    Join(Chunks, &CHUNK::NamedByOthers, &S.NamedByOthers);
+    Join(Chunks, &CHUNK::Code, &S.Code);
+    Join(Chunks, &CHUNK::ForeignRefs, &S.DefTable.back().Refs);
     for (CHUNK& Chunk : Chunks) {
         S.Names.push_back(std::move(Chunk.Names));
         S.TypeNames.push_back(std::move(Chunk.TypeNames));

@@ -20,7 +20,7 @@ QString sErrorText;
 ELF_MSG_HANDLER pfSink;
 
 /// Keeps the first error of an open, the most specific one, and passes the text on.
-void _OnMessage(const char* sText, U32 Level) {
+void OnMessage(const char* sText, U32 Level) {
     if (Level == ELF_MSG_READER && pOpenFile == nullptr && sErrorText.isEmpty()) {
         sErrorText = QString::fromUtf8(sText);
     }
@@ -29,7 +29,7 @@ void _OnMessage(const char* sText, U32 Level) {
     }
 }
 
-const ELF_FILE* _File() { return ELF_GetCurrentFile(); }
+const ELF_FILE* File() { return ELF_GetCurrentFile(); }
 
 /// Program data as it is loaded: where it stands in the file and its addresses on the target.
 struct LOAD_SPAN {
@@ -41,9 +41,9 @@ struct LOAD_SPAN {
 
 std::vector<LOAD_SPAN> Spans; ///< of the open file
 
-void _LoadSpans() {
+void LoadSpans() {
     constexpr U32 PT_LOAD = 1;
-    const ELF_FILE* pFile = _File();
+    const ELF_FILE* pFile = File();
     Spans.clear();
     for (U32 i = 0; i < ELF_GetNumSegments(pFile); ++i) {
         const U8* pData = ELF_GetSegmentData(pFile, i);
@@ -58,7 +58,7 @@ void _LoadSpans() {
 }
 
 /// Closes the file, if one is open. What was relocated before a file was opened stays for the next one.
-void _Close() {
+void Close() {
     ElfApi_ExitSyms();
     ElfApi_ExitFind();
     ElfApi_ExitLines();
@@ -83,16 +83,16 @@ void ElfApi_SetMsgHandler(void (*pfHandler)(const char* sText, U32 Level)) {
 
 int ElfApi_Init(const QString& sPath) {
     const std::lock_guard Lock(Mutex);
-    _Close();
+    Close();
     sErrorText.clear();
-    ELF_SetMsgHandler(_OnMessage);
+    ELF_SetMsgHandler(OnMessage);
     pOpenFile = ELF_Open(QFile::encodeName(sPath).constData());
     if (pOpenFile == nullptr) {
         return -1;
     }
     sErrorText.clear();
     ELF_StartLoadLog();
-    _LoadSpans();
+    LoadSpans();
     ELF_NoteStep(ELF_STEP_SEGMENTS);
     ELF_NoteStep(ELF_STEP_LISTS); // these three came with the file
     ELF_NoteStep(ELF_STEP_INLINES);
@@ -116,7 +116,7 @@ void ElfApi_Deinit() {
     const std::lock_guard Lock(Mutex);
     QElapsedTimer Timer;
     Timer.start();
-    _Close();
+    Close();
     ELF_ClearRelocs();
     if (IsVerboseLogging()) {
         qDebug("ELF-API Wrapper deinitialized after ms: %lld", static_cast<long long>(Timer.elapsed()));
@@ -125,7 +125,7 @@ void ElfApi_Deinit() {
 
 bool ElfApi_IsOpen() {
     const std::lock_guard Lock(Mutex);
-    return _File() != nullptr;
+    return File() != nullptr;
 }
 
 QString ElfApi_GetErrorText() {
@@ -144,12 +144,12 @@ I64 ElfApi_GetBaseAddr() {
 
 I64 ElfApi_GetEntryPointPC() {
     const std::lock_guard Lock(Mutex);
-    return _File() != nullptr ? static_cast<I64>(ELF_GetEntryPoint(_File())) : -1;
+    return File() != nullptr ? static_cast<I64>(ELF_GetEntryPoint(File())) : -1;
 }
 
 int ElfApi_GetDataEncoding() {
     const std::lock_guard Lock(Mutex);
-    return ELF_GetDataEncoding(_File());
+    return ELF_GetDataEncoding(File());
 }
 
 U32 ElfApi_GetMemRegionKind(U32 Addr, U32* pLo, U32* pHi) {
@@ -186,13 +186,13 @@ QList<ELF_SEGMENT> ElfApi_GetLoadSegments() {
 int ElfApi_RelocateSymbols(const QString& sSymbols, I32 Offset) {
     const std::lock_guard Lock(Mutex);
     const int Result = ELF_AddReloc(sSymbols.toUtf8().constData(), Offset);
-    if (_File() == nullptr) {
+    if (File() == nullptr) {
         return 0; // a name may still mean something in the file to come
     }
     const U32 PC = ElfApi_GetCurrentPC(); // what was kept of answers is of the addresses before
     ElfApi_ExitSyms();
-    ELF_BuildImage(_File());
-    _LoadSpans();
+    ELF_BuildImage(File());
+    LoadSpans();
     ElfApi_RebuildLines();
     ElfApi_OnRelocated();
     ElfApi_SetCurrentPC(PC);

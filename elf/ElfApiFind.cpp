@@ -33,7 +33,7 @@ ELF_SYM_LIST Locals;
 QHash<QString, ELF_SYM_LIST> LocalNames;
 
 /// Hash of the qualified name, under which a namespace is found.
-U32 _HashOfNamespace(const DWARF_STORE& S, U32 Idx) {
+U32 HashOfNamespace(const DWARF_STORE& S, U32 Idx) {
     std::string sPath;
     for (int i = 0; i < MAX_NAMESPACE_DEPTH && Idx < S.NamespaceParents.size(); ++i) {
         DWARF_ATTR Attr; // an unnamed one's definition would be searched in vain
@@ -45,18 +45,18 @@ U32 _HashOfNamespace(const DWARF_STORE& S, U32 Idx) {
 }
 
 /// Own names are known from the pass over the debug information; the few others are looked up here.
-void _AddNamesOfOthers(DWARF_STORE& S) {
+void AddNamesOfOthers(DWARF_STORE& S) {
     std::vector<DWARF_NAME>& Names = S.Names.emplace_back();
     for (const U32 Die : S.NamedByOthers) {
-        const std::string_view sName = _GetDieRawName(S, Die);
+        const std::string_view sName = GetDieRawName(S, Die);
         Names.push_back({sName.empty() ? 0 : ELF_HashName(sName), Die});
     }
     for (U32 i = 0; i < S.Namespaces.size(); ++i) {
-        Names.push_back({_HashOfNamespace(S, i), S.Namespaces[i]});
+        Names.push_back({HashOfNamespace(S, i), S.Namespaces[i]});
     }
 }
 
-void _BuildElfNames(const ELF_FILE* pFile) {
+void BuildElfNames(const ELF_FILE* pFile) {
     for (U32 i = 0; i < pFile->NumSyms; ++i) {
         if ((ELF_GetSectionFlags(pFile, pFile->paSym[i].st_shndx) & SHF_EXECINSTR) != 0) {
             CodeSyms.push_back(i);
@@ -73,8 +73,8 @@ void _BuildElfNames(const ELF_FILE* pFile) {
 }
 
 /// A namespace has its qualified name here, anything else its plain one.
-bool _HasName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, const std::string& sName) {
-    const bool IsPlain = _GetDieRawName(S, Die, D) == sName;
+bool HasGivenName(const DWARF_STORE& S, U32 Die, const DWARF_DIE& D, const std::string& sName) {
+    const bool IsPlain = GetDieRawName(S, Die, D) == sName;
     if (!IsPlain && sName.find("::") == std::string::npos) {
         return false;
     }
@@ -103,7 +103,7 @@ public:
             }
         }
         for (U32 i = 0; i < m_Num; ++i) {
-            if (m_aDie[i].IsOpen && _HasName(m_S, m_aDie[i].ID, m_aDie[i].D, sName)) {
+            if (m_aDie[i].IsOpen && HasGivenName(m_S, m_aDie[i].ID, m_aDie[i].D, sName)) {
                 Visit(m_aDie[i].ID, m_aDie[i].D.pAbbrev->Tag);
             }
         }
@@ -130,7 +130,7 @@ private:
 };
 
 template <typename VISIT>
-void _ForEachNamed(const CNameIndex& Names, const DWARF_STORE& S, const std::string& sName, VISIT Visit) {
+void ForEachNamed(const CNameIndex& Names, const DWARF_STORE& S, const std::string& sName, VISIT Visit) {
     CCandidates Candidates(S, &Names == &GlobalNames);
     Names.ForEach(ELF_HashName(sName), [&](U32 Die) {
         if (Candidates.IsFull()) {
@@ -145,7 +145,7 @@ void _ForEachNamed(const CNameIndex& Names, const DWARF_STORE& S, const std::str
 using RANKED_DIE = std::pair<int, U32>;
 
 /// The DIE if a list holds it, and all that have its name from it: definitions, instances, inline expansions.
-void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Tag, U32 Depth, std::vector<RANKED_DIE>* pFound) {
+void AddInstances(const DWARF_STORE& S, U32 Die, U32 Tag, U32 Depth, std::vector<RANKED_DIE>* pFound) {
     constexpr U32 MAX_DEPTH = 5;
     constexpr size_t MAX_FOUND = 1'000'000; // references of a damaged file may lead to the same DIEs again and again
     if (Tag != DW_TAG_subprogram || std::binary_search(S.Funcs.begin(), S.Funcs.end(), Die)) {
@@ -158,18 +158,18 @@ void _AddInstances(const DWARF_STORE& S, U32 Die, U32 Tag, U32 Depth, std::vecto
     for (const U32 Other : Depth < MAX_DEPTH ? DWARF_ReferrersOf(S, Die) : std::vector<U32>()) {
         DWARF_ATTR Attr;
         if (pFound->size() < MAX_FOUND && !DWARF_GetAttr(S, Other, DW_AT_name, &Attr)) {
-            _AddInstances(S, Other, _GetDieType(S, Other), Depth + 1, pFound);
+            AddInstances(S, Other, GetDieType(S, Other), Depth + 1, pFound);
         }
     }
 }
 
-void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
+void AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
     const DWARF_STORE* pStore = ELF_GetStore();
     if (pStore == nullptr) {
         return;
     }
     std::vector<RANKED_DIE> Dies;
-    _ForEachNamed(GlobalNames, *pStore, sName, [&](U32 Die, U32 Tag) { _AddInstances(*pStore, Die, Tag, 0, &Dies); });
+    ForEachNamed(GlobalNames, *pStore, sName, [&](U32 Die, U32 Tag) { AddInstances(*pStore, Die, Tag, 0, &Dies); });
     std::sort(Dies.begin(), Dies.end());
     Dies.erase(std::unique(Dies.begin(), Dies.end()), Dies.end());
     for (const auto& [Rank, Die] : Dies) {
@@ -177,14 +177,14 @@ void _AddGlobals(const std::string& sName, ELF_SYM_LIST* pFound) {
     }
 }
 
-void _AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
+void AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
     if (const DWARF_STORE* pStore = ELF_GetStore(); pStore != nullptr) {
-        _ForEachNamed(pStore->TypeIndex, *pStore, sName,
-                      [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
+        ForEachNamed(pStore->TypeIndex, *pStore, sName,
+                     [&](U32 Die, U32) { pFound->append(ELF_MakeDwarfHandle(Die)); });
     }
 }
 
-void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
+void AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
     ElfNames.ForEach(ELF_HashName(sName), [&](U32 Idx) {
         if (ELF_GetSymName(ELF_MakeElfHandle(Idx)) == sName) {
             pFound->append(ELF_MakeElfHandle(Idx));
@@ -192,7 +192,7 @@ void _AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
     });
 }
 
-void _AddLocals(const QString& sName, ELF_SYM_LIST* pFound) {
+void AddLocals(const QString& sName, ELF_SYM_LIST* pFound) {
     if (LocalNames.isEmpty()) {
         for (const ELF_SYM_HANDLE h : std::as_const(Locals)) {
             LocalNames[ElfApi_GetSymName(h)].append(h);
@@ -203,7 +203,7 @@ void _AddLocals(const QString& sName, ELF_SYM_LIST* pFound) {
 
 /// Inline expansions, other symbols of the debug information, ELF symbols. A name may have a hundred thousand of them,
 /// so each is looked at once.
-void _Sort(ELF_SYM_LIST* pList) {
+void Sort(ELF_SYM_LIST* pList) {
     ELF_SYM_LIST aRank[3];
     for (const ELF_SYM_HANDLE h : std::as_const(*pList)) {
         aRank[ELF_IsElfSymbol(h) ? 2 : ELF_GetSymType(h) == DW_TAG_inlined_subroutine ? 0 : 1].append(h);
@@ -211,17 +211,17 @@ void _Sort(ELF_SYM_LIST* pList) {
     *pList = aRank[0] + aRank[1] + aRank[2];
 }
 
-ELF_SYM_LIST _Find(const QString& sScope, const QString& sName, bool Globals, bool FromLocals, bool Types) {
+ELF_SYM_LIST FindByName(const QString& sScope, const QString& sName, bool Globals, bool FromLocals, bool Types) {
     ELF_SYM_LIST Found;
     const std::string sUtf8 = sName.toStdString();
     if (FromLocals) {
-        _AddLocals(sName, &Found);
+        AddLocals(sName, &Found);
     }
     if (Globals) {
-        _AddGlobals(sUtf8, &Found);
+        AddGlobals(sUtf8, &Found);
     }
     if (Types) {
-        _AddTypes(sUtf8, &Found);
+        AddTypes(sUtf8, &Found);
     }
     if (!sScope.isEmpty()) {
         Found.removeIf([&](ELF_SYM_HANDLE h) { return ElfApi_GetSymScopeName(h) != sScope; });
@@ -230,7 +230,7 @@ ELF_SYM_LIST _Find(const QString& sScope, const QString& sName, bool Globals, bo
 }
 
 /// Position of the last "::" outside of template arguments; -1 without one.
-qsizetype _LastColons(const QString& sName) {
+qsizetype LastColons(const QString& sName) {
     int Depth = 0;
     for (qsizetype i = sName.size() - 1; i > 0; --i) {
         Depth += sName[i] == QLatin1Char('>') ? 1 : sName[i] == QLatin1Char('<') ? -1 : 0;
@@ -242,15 +242,15 @@ qsizetype _LastColons(const QString& sName) {
 }
 
 /// Names with namespaces in front: symbols of the last part whose qualified name is the whole.
-ELF_SYM_LIST _FindQualified(const QString& sName, bool Globals, bool FromLocals, bool Types) {
-    const qsizetype Last = _LastColons(sName);
-    ELF_SYM_LIST Found = _Find(QString(), Last < 0 ? sName : sName.mid(Last + 2), Globals, FromLocals, Types);
-    Found.append(_Find(QString(), sName, Globals, false, false)); // a namespace
+ELF_SYM_LIST FindQualified(const QString& sName, bool Globals, bool FromLocals, bool Types) {
+    const qsizetype Last = LastColons(sName);
+    ELF_SYM_LIST Found = FindByName(QString(), Last < 0 ? sName : sName.mid(Last + 2), Globals, FromLocals, Types);
+    Found.append(FindByName(QString(), sName, Globals, false, false)); // a namespace
     Found.removeIf([&](ELF_SYM_HANDLE h) { return ElfApi_GetSymName(h, true) != sName; });
     return Found;
 }
 
-void _BuildDwarfAtAddr() {
+void BuildDwarfAtAddr() {
     const DWARF_STORE* pStore = ELF_GetStore();
     IsDwarfAtAddrBuilt = true;
     if (pStore == nullptr) {
@@ -266,15 +266,15 @@ void _BuildDwarfAtAddr() {
     }
 }
 
-U32 _CodeAddr(const ELF_FILE* pFile, U32 Idx) {
+U32 CodeAddr(const ELF_FILE* pFile, U32 Idx) {
     const U32 Addr = ELF_Relocate(pFile->paSym[Idx].st_value);
     return Addr & ~1u;
 }
 
-void _BuildElfAtAddr(const ELF_FILE* pFile) {
+void BuildElfAtAddr(const ELF_FILE* pFile) {
     IsElfAtAddrBuilt = true;
     for (const U32 Idx : CodeSyms) {
-        ElfAtAddr[_CodeAddr(pFile, Idx)].append(ELF_MakeElfHandle(Idx));
+        ElfAtAddr[CodeAddr(pFile, Idx)].append(ELF_MakeElfHandle(Idx));
     }
 }
 
@@ -289,7 +289,7 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     DWARF_STORE* pStore = ELF_GetStore();
     if (pStore != nullptr) {
         pTasks->push_back({[pStore] { // the only task that asks what the store puts in order when it is first asked
-            _AddNamesOfOthers(*pStore);
+            AddNamesOfOthers(*pStore);
             GlobalNames.Build(pStore->Names);
             pStore->Names.clear();
         }});
@@ -300,7 +300,7 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
         ELF_NoteStep(ELF_STEP_FUNC_TREE);
     }});
     pTasks->push_back({[pFile, pStore] {
-        _BuildElfNames(pFile);
+        BuildElfNames(pFile);
         ELF_NoteStep(ELF_STEP_SYMBOLS);
         if (pStore != nullptr) {
             pStore->TypeIndex.Build(pStore->TypeNames);
@@ -364,17 +364,17 @@ ELF_SYM_LIST ElfApi_FindSyms(const QString& sName, bool Globals, bool FromLocals
     }
     const qsizetype Colon = sName.indexOf(QLatin1String("::"));
     bool IsInOrder = !FromLocals; // what one look for globals gives is
-    Found = Colon < 0 ? _Find(QString(), sName, Globals, FromLocals, Types)
-                      : _Find(sName.left(Colon), sName.mid(Colon + 2), Globals, FromLocals, Types);
+    Found = Colon < 0 ? FindByName(QString(), sName, Globals, FromLocals, Types)
+                      : FindByName(sName.left(Colon), sName.mid(Colon + 2), Globals, FromLocals, Types);
     if (Found.isEmpty() && Colon >= 0) {
-        Found = _FindQualified(sName, Globals, FromLocals, Types);
+        Found = FindQualified(sName, Globals, FromLocals, Types);
         IsInOrder = false;
     }
     if (ElfSyms) {
-        _AddElfSyms(sName.toStdString(), &Found);
+        AddElfSyms(sName.toStdString(), &Found);
     }
     if (!IsInOrder) {
-        _Sort(&Found);
+        Sort(&Found);
     }
     return Found;
 }
@@ -408,15 +408,15 @@ ELF_SYM_LIST ElfApi_FindSymsAtAddr(U32 Addr, bool Dwarf, bool FromLocals) {
     }
     if (Dwarf) {
         if (!IsDwarfAtAddrBuilt) {
-            _BuildDwarfAtAddr();
+            BuildDwarfAtAddr();
         }
         Found.append(DwarfAtAddr.value(Addr));
     }
     if (!IsElfAtAddrBuilt) {
-        _BuildElfAtAddr(pFile);
+        BuildElfAtAddr(pFile);
     }
     Found.append(ElfAtAddr.value(Addr));
-    _Sort(&Found);
+    Sort(&Found);
     return Found;
 }
 

@@ -158,13 +158,13 @@ private:
 
 /// Address that locations are looked up for. Compilers end the range of what a call may change one byte in front of
 /// where it returns to: an outer frame sees the state during the call.
-U32 _LookUpPC(const ELF_FRAME& Frame) {
+U32 LookUpPC(const ELF_FRAME& Frame) {
     const bool IsOuter = Frame.ResumePC != 0 && (Frame.ResumePC & ~1u) != (Frame.PC & ~1u);
     return IsOuter ? (Frame.ResumePC & ~1u) - 1 : Frame.PC & ~1u;
 }
 
 /// The attribute's expression at PC. False if there is none.
-bool _FindExpr(U32 Die, U32 At, U32 PC, EXPR* pExpr) {
+bool FindExpr(U32 Die, U32 At, U32 PC, EXPR* pExpr) {
     const U8* pBytes = nullptr;
     U32 Size = 0;
     if (ELF_GetStore() == nullptr ||
@@ -177,7 +177,7 @@ bool _FindExpr(U32 Die, U32 At, U32 PC, EXPR* pExpr) {
 }
 
 /// Number that a result stands for where an address is wanted: a register gives its content.
-int _ToAddr(const ELF_EXPR_RESULT& Result, const ELF_FRAME& Frame, U32* pAddr) {
+int ToAddr(const ELF_EXPR_RESULT& Result, const ELF_FRAME& Frame, U32* pAddr) {
     if (Result.Status != ELF_EXPR_OK || Result.Pieces.size() != 1 || Result.Pieces[0].BitSize != 0) {
         return -1;
     }
@@ -207,21 +207,21 @@ int CResolver::GetFrameBase(U32* pAddr) {
         const std::lock_guard Lock(ElfApi_Mutex());
         const DWARF_STORE* pStore = ELF_GetStore();
         U32 Func = pStore != nullptr ? m_Expr.Die : 0;
-        while (Func != 0 && _GetDieType(*pStore, Func) != DW_TAG_subprogram) {
-            Func = _GetParentDie(*pStore, Func);
+        while (Func != 0 && GetDieType(*pStore, Func) != DW_TAG_subprogram) {
+            Func = GetParentDie(*pStore, Func);
         }
-        if (Func == 0 || !_FindExpr(Func, DW_AT_frame_base, _LookUpPC(m_Frame), &Expr)) {
+        if (Func == 0 || !FindExpr(Func, DW_AT_frame_base, LookUpPC(m_Frame), &Expr)) {
             return -1;
         }
     }
-    return _ToAddr(CResolver(m_Frame, Expr, m_pBudget, m_Depth + 1).Evaluate(), m_Frame, pAddr);
+    return ToAddr(CResolver(m_Frame, Expr, m_pBudget, m_Depth + 1).Evaluate(), m_Frame, pAddr);
 }
 
 int CResolver::GetCfa(U32* pAddr) {
     if (m_Frame.pfGetCfa != nullptr) {
         return m_Frame.pfGetCfa(m_Frame.pContext, pAddr);
     }
-    const ELF_SYM_LOC Rule = ElfApi_GetCFA(_LookUpPC(m_Frame) & ~1u);
+    const ELF_SYM_LOC Rule = ElfApi_GetCFA(LookUpPC(m_Frame) & ~1u);
     U64 Value = 0;
     if (Rule.Kind != ELF_LOC_REG_OFF || ReadReg(Rule.Reg, &Value) != 0) {
         return -1;
@@ -240,7 +240,7 @@ int CResolver::GetExpr(U64 Off, bool IsUnitRef, const U8** ppExpr, U32* pNumByte
         return -1;
     }
     // Without a location the call does nothing. Indices in one of another unit would mean something else here.
-    if (_FindExpr(Die, DW_AT_location, _LookUpPC(m_Frame), &Expr) &&
+    if (FindExpr(Die, DW_AT_location, LookUpPC(m_Frame), &Expr) &&
         DWARF_UnitOf(*ELF_GetStore(), Expr.UnitDie) != FindUnit()) {
         return -1;
     }
@@ -255,9 +255,9 @@ int CResolver::GetType(U64 Off, ELF_EXPR_TYPE* pType) {
     const U32 Die = DieInUnit(Off);
     U64 Size = 0;
     U64 Encoding = 0;
-    if (Die == 0 || _GetDieType(*ELF_GetStore(), Die) != DW_TAG_base_type ||
-        !_GetAttributeAsU64(*ELF_GetStore(), Die, DW_AT_byte_size, &Size) ||
-        !_GetAttributeAsU64(*ELF_GetStore(), Die, DW_AT_encoding, &Encoding)) {
+    if (Die == 0 || GetDieType(*ELF_GetStore(), Die) != DW_TAG_base_type ||
+        !GetAttributeAsU64(*ELF_GetStore(), Die, DW_AT_byte_size, &Size) ||
+        !GetAttributeAsU64(*ELF_GetStore(), Die, DW_AT_encoding, &Encoding)) {
         return -1;
     }
     *pType = {static_cast<U32>(Size), static_cast<U32>(Encoding)};
@@ -292,7 +292,7 @@ template <typename FIND> int CResolver::GetFromCaller(FIND Find, U64* pValue) {
     return CResolver(Jump.Make(Call.JumpPC), Expr, m_pBudget, m_Depth + 1).EvaluateValue(pValue);
 }
 
-ELF_SYM_PIECE _MakePiece(const ELF_EXPR_PIECE& From) {
+ELF_SYM_PIECE MakePiece(const ELF_EXPR_PIECE& From) {
     ELF_SYM_PIECE Piece;
     Piece.Kind = From.Kind;
     Piece.Addr = From.Addr;
@@ -312,9 +312,9 @@ ELF_SYM_PIECE _MakePiece(const ELF_EXPR_PIECE& From) {
     return Piece;
 }
 
-ELF_SYM_PLACE _OnePiece(ELF_SYM_PIECE Piece) { return {ELF_EXPR_OK, {std::move(Piece)}}; }
+ELF_SYM_PLACE OnePiece(ELF_SYM_PIECE Piece) { return {ELF_EXPR_OK, {std::move(Piece)}}; }
 
-ELF_SYM_PLACE _ConstPlace(const DWARF_ATTR& Attr) {
+ELF_SYM_PLACE ConstPlace(const DWARF_ATTR& Attr) {
     ELF_SYM_PIECE Piece;
     Piece.Kind = ELF_EXPR_PIECE_BYTES;
     switch (Attr.Class) {
@@ -335,13 +335,13 @@ ELF_SYM_PLACE _ConstPlace(const DWARF_ATTR& Attr) {
     default:
         return {};
     }
-    return _OnePiece(Piece);
+    return OnePiece(Piece);
 }
 
 /// True if PC lies in the innermost block or function with code around the DIE, or nothing around it has code.
-bool _IsVisible(const DWARF_STORE& S, U32 Die, U32 PC) {
-    for (U32 Scope = _GetAnyDieAncestor(S, Die); Scope != 0; Scope = _GetAnyDieAncestor(S, Scope)) {
-        const std::vector<ELF_RANGE> Ranges = _GetDieRanges(S, Scope);
+bool IsVisible(const DWARF_STORE& S, U32 Die, U32 PC) {
+    for (U32 Scope = GetAnyDieAncestor(S, Die); Scope != 0; Scope = GetAnyDieAncestor(S, Scope)) {
+        const std::vector<ELF_RANGE> Ranges = GetDieRanges(S, Scope);
         for (const ELF_RANGE& Range : Ranges) {
             if (PC >= Range.Lo && PC < Range.Hi) {
                 return true;
@@ -355,43 +355,43 @@ bool _IsVisible(const DWARF_STORE& S, U32 Die, U32 PC) {
 }
 
 /// What the file says of the symbol without an evaluation; false if pExpr is to be evaluated.
-bool _FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
+bool FindPlace(ELF_SYM_HANDLE h, U32 PC, ELF_SYM_PLACE* pPlace, EXPR* pExpr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     if (Die == 0) {
         const ELF_SYM_LOC Loc = ELF_GetSymLoc(h, PC);
         ELF_SYM_PIECE Piece;
         Piece.Kind = ELF_EXPR_PIECE_MEM;
         Piece.Addr = Loc.Addr;
-        *pPlace = Loc.Kind == ELF_LOC_MEM ? _OnePiece(Piece) : ELF_SYM_PLACE();
+        *pPlace = Loc.Kind == ELF_LOC_MEM ? OnePiece(Piece) : ELF_SYM_PLACE();
         return true;
     }
     const DWARF_STORE& S = *ELF_GetStore();
-    if (!_IsVisible(S, Die, ELF_Unrelocate(PC))) {
+    if (!IsVisible(S, Die, ELF_Unrelocate(PC))) {
         pPlace->Status = ELF_EXPR_UNAVAILABLE;
         return true;
     }
     pPlace->Status = ELF_EXPR_OPTIMIZED_OUT;
-    if (_FindExpr(Die, DW_AT_location, PC, pExpr)) {
+    if (FindExpr(Die, DW_AT_location, PC, pExpr)) {
         return ELF_IsDropped(h);
     }
     DWARF_ATTR Attr;
-    if (_CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
-        *pPlace = _ConstPlace(Attr);
+    if (CreateDieAttrEx(S, Die, DW_AT_const_value, &Attr)) {
+        *pPlace = ConstPlace(Attr);
     }
     return true;
 }
 
-ELF_SYM_PLACE _GetPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame, U32* pBudget, U32 Depth) {
+ELF_SYM_PLACE GetPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame, U32* pBudget, U32 Depth) {
     ELF_SYM_PLACE Place;
     EXPR Expr;
-    if (_FindPlace(h, _LookUpPC(Frame), &Place, &Expr)) {
+    if (FindPlace(h, LookUpPC(Frame), &Place, &Expr)) {
         return Place;
     }
     const ELF_EXPR_RESULT Result = CResolver(Frame, Expr, pBudget, Depth).Evaluate();
     Place.Status = Result.Status;
     for (const ELF_EXPR_PIECE& Piece : Result.Pieces) {
-        Place.Pieces.append(_MakePiece(Piece));
+        Place.Pieces.append(MakePiece(Piece));
     }
     return Place;
 }
@@ -407,7 +407,7 @@ int CResolver::GetVariable(U64 Off, U64* pValue) {
     }
     const U32 NumBytes = ElfApi_GetSymSize(h);
     const ELF_SYM_VALUE Value = NumBytes <= sizeof(*pValue)
-                                    ? ElfApi_ReadPlace(_GetPlace(h, m_Frame, m_pBudget, m_Depth + 1), NumBytes, m_Frame)
+                                    ? ElfApi_ReadPlace(GetPlace(h, m_Frame, m_pBudget, m_Depth + 1), NumBytes, m_Frame)
                                     : ELF_SYM_VALUE();
     if (Value.Status != ELF_EXPR_OK) {
         return Value.Status;
@@ -426,7 +426,7 @@ int CResolver::GetVariable(U64 Off, U64* pValue) {
 
 ELF_SYM_PLACE ElfApi_GetSymPlace(ELF_SYM_HANDLE h, const ELF_FRAME& Frame) {
     U32 Budget = MAX_EVALUATIONS;
-    return _GetPlace(h, Frame, &Budget, 0);
+    return GetPlace(h, Frame, &Budget, 0);
 }
 
 ELF_SYM_VALUE ElfApi_ReadSym(ELF_SYM_HANDLE h, const ELF_FRAME& Frame) {

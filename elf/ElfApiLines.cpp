@@ -26,7 +26,7 @@ QHash<U32, ELF_SYM_LIST> FileFuncs; ///< filled when first asked
 bool AreFileFuncsBuilt;
 
 /// Lowest address of a function: line records below belong to functions that the linker dropped.
-U32 _Floor(const ELF_FILE* pFile) {
+U32 FloorRow(const ELF_FILE* pFile) {
     U32 Floor = 0xFFFFFFFF;
     for (const U32 Idx : pFile->papFuncSym) {
         const U32 Addr = pFile->paSym[Idx].st_value & ~1u;
@@ -35,21 +35,21 @@ U32 _Floor(const ELF_FILE* pFile) {
     return Floor;
 }
 
-std::shared_ptr<CSrcMap> _MakeMap(ELF_FILE* pFile) {
+std::shared_ptr<CSrcMap> MakeMap(ELF_FILE* pFile) {
     auto pMap = std::make_shared<CSrcMap>();
-    pMap->Build(std::move(pFile->Lines), _Floor(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
+    pMap->Build(std::move(pFile->Lines), FloorRow(pFile), ELF_HasRelocs() ? ELF_Relocate : nullptr);
     return pMap;
 }
 
-CSrcMap& _Map() {
+CSrcMap& GetMap() {
     static CSrcMap Nothing;
     ELF_FILE* pFile = ELF_GetCurrentFile();
     return pFile != nullptr && pFile->pSrcMap != nullptr ? *pFile->pSrcMap : Nothing;
 }
 
 /// Positions of an address, in the order of the line records: of one that begins no line those of the near search.
-SRC_LOCS _FindLocs(U32 Addr) {
-    const CSrcMap& Map = _Map();
+SRC_LOCS FindLocs(U32 Addr) {
+    const CSrcMap& Map = GetMap();
     if (Addr == 0 || Addr == 0xFFFFFFFF || Map.IsEmpty()) {
         return {};
     }
@@ -65,8 +65,8 @@ SRC_LOCS _FindLocs(U32 Addr) {
 }
 
 /// By line, then column, then file.
-SRC_LOCS _SortedLocs(U32 Addr) {
-    SRC_LOCS Locs = _FindLocs(Addr);
+SRC_LOCS SortedLocs(U32 Addr) {
+    SRC_LOCS Locs = FindLocs(Addr);
     std::sort(Locs.begin(), Locs.end(), [](const CSrcLoc& a, const CSrcLoc& b) {
         return std::tie(a.Line, a.Col, a.FileId) < std::tie(b.Line, b.Col, b.FileId);
     });
@@ -74,7 +74,7 @@ SRC_LOCS _SortedLocs(U32 Addr) {
 }
 
 /// Bytes from the address to the next instruction or data item; 0 if it can't be told.
-U32 _StepAt(U32 Addr) {
+U32 StepAt(U32 Addr) {
     U32 Hi = 0;
     U16 Code = 0;
     switch (ElfApi_GetMemRegionKind(Addr, nullptr, &Hi)) {
@@ -87,10 +87,10 @@ U32 _StepAt(U32 Addr) {
     }
 }
 
-void _AddFileFuncs(const ELF_SYM_LIST& Funcs) {
+void AddFileFuncs(const ELF_SYM_LIST& Funcs) {
     for (const ELF_SYM_HANDLE h : Funcs) {
         const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
-        const U32 FileId = Range.Size != 0 ? _Map().GetFileAtAddr(Range.Addr) : INVALID_FILE_ID;
+        const U32 FileId = Range.Size != 0 ? GetMap().GetFileAtAddr(Range.Addr) : INVALID_FILE_ID;
         if (FileId != INVALID_FILE_ID) {
             FileFuncs[FileId].append(h);
         }
@@ -106,7 +106,7 @@ void ElfApi_ExitLines() {
 
 void ElfApi_BuildLines() {
     ELF_FILE* pFile = ELF_GetCurrentFile();
-    pFile->pSrcMap = _MakeMap(pFile);
+    pFile->pSrcMap = MakeMap(pFile);
 }
 
 void ElfApi_RebuildLines() {
@@ -124,29 +124,29 @@ void ElfApi_RebuildLines() {
 
 U32 ElfApi_GetFileId(const QString& sPath) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetFileId(sPath);
+    return GetMap().GetFileId(sPath);
 }
 
 QString ElfApi_GetFilePath(U32 FileId) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetFilePath(FileId);
+    return GetMap().GetFilePath(FileId);
 }
 
 bool ElfApi_FileExists(U32 FileId) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().FileExists(FileId);
+    return GetMap().FileExists(FileId);
 }
 
 QList<U32> ElfApi_GetSrcFileIds() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetSrcFileIds();
+    return GetMap().GetSrcFileIds();
 }
 
 QStringList ElfApi_GetSrcFiles() {
     const std::lock_guard Lock(ElfApi_Mutex());
     QStringList Paths;
-    for (const U32 FileId : _Map().GetSrcFileIds()) {
-        Paths.append(_Map().GetFilePath(FileId));
+    for (const U32 FileId : GetMap().GetSrcFileIds()) {
+        Paths.append(GetMap().GetFilePath(FileId));
     }
     return Paths;
 }
@@ -154,19 +154,19 @@ QStringList ElfApi_GetSrcFiles() {
 void ElfApi_OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
     const std::lock_guard Lock(ElfApi_Mutex());
     if (ELF_GetCurrentFile() != nullptr) {
-        _Map().OnSrcFileLocated(sOldPath, sNewPath);
+        GetMap().OnSrcFileLocated(sOldPath, sNewPath);
     }
 }
 
 QList<CSrcLoc> ElfApi_GetSrcLocs(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const SRC_LOCS Locs = _SortedLocs(Addr);
+    const SRC_LOCS Locs = SortedLocs(Addr);
     return QList<CSrcLoc>(Locs.begin(), Locs.end());
 }
 
 CSrcLoc ElfApi_GetSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const SRC_LOCS Locs = _SortedLocs(Addr);
+    const SRC_LOCS Locs = SortedLocs(Addr);
     return Locs.isEmpty() ? CSrcLoc() : Locs.first();
 }
 
@@ -177,38 +177,38 @@ CSrcLoc ElfApi_GetLastSrcLoc(U32 Addr) {
 
 CSrcLoc ElfApi_GetExactSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetFirstLoc(Addr);
+    return GetMap().GetFirstLoc(Addr);
 }
 
 bool ElfApi_HasSrcLoc(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return !_FindLocs(Addr).isEmpty();
+    return !FindLocs(Addr).isEmpty();
 }
 
 bool ElfApi_RangeHasSrcLoc(const ELF_ADDR_RANGE& Range) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const I64 Next = _Map().GetNextAddr(Range.Addr);
-    return !_FindLocs(Range.Addr).isEmpty() || (Next >= 0 && Next < static_cast<I64>(Range.Addr) + Range.Size);
+    const I64 Next = GetMap().GetNextAddr(Range.Addr);
+    return !FindLocs(Range.Addr).isEmpty() || (Next >= 0 && Next < static_cast<I64>(Range.Addr) + Range.Size);
 }
 
 QList<U32> ElfApi_GetAddrs(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const std::vector<U32> Addrs = _Map().GetAddrs(Loc);
+    const std::vector<U32> Addrs = GetMap().GetAddrs(Loc);
     return QList<U32>(Addrs.begin(), Addrs.end());
 }
 
 I64 ElfApi_GetAddr(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetAddr(Loc);
+    return GetMap().GetAddr(Loc);
 }
 
 QList<U32> ElfApi_GetAddrBlock(const CSrcLoc& Loc, U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
     QList<U32> Block = {Addr};
     for (U32 Next = Addr;;) {
-        const U32 Step = _StepAt(Next);
+        const U32 Step = StepAt(Next);
         Next += Step;
-        if (Step == 0 || Next - Addr >= MAX_BLOCK || !_FindLocs(Next).contains(Loc)) {
+        if (Step == 0 || Next - Addr >= MAX_BLOCK || !FindLocs(Next).contains(Loc)) {
             return Block;
         }
         Block.append(Next);
@@ -242,7 +242,7 @@ CSrcLoc ElfApi_GetNextCodeLine(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
     for (U32 i = 1; i <= MAX_LINE_SEARCH && Loc.Line <= 0xFFFFFFFF - i; ++i) {
         const CSrcLoc Next{Loc.FileId, Loc.Line + i, 0};
-        if (_Map().HasLoc(Next)) {
+        if (GetMap().HasLoc(Next)) {
             return Next;
         }
     }
@@ -251,23 +251,23 @@ CSrcLoc ElfApi_GetNextCodeLine(const CSrcLoc& Loc) {
 
 CSrcLoc ElfApi_GetPrevCodeLine(const CSrcLoc& Loc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetPrevLoc(Loc);
+    return GetMap().GetPrevLoc(Loc);
 }
 
 I64 ElfApi_GetPrevAddr(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetPrevAddr(Addr);
+    return GetMap().GetPrevAddr(Addr);
 }
 
 I64 ElfApi_GetNextAddr(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetNextAddr(Addr);
+    return GetMap().GetNextAddr(Addr);
 }
 
 I64 ElfApi_GetNextLineAddr(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
     const CSrcLoc Loc = ElfApi_GetSrcLoc(Addr);
-    const I64 Last = std::min<I64>(static_cast<I64>(Addr) + MAX_ADDR_SEARCH, _Map().GetHighestAddr());
+    const I64 Last = std::min<I64>(static_cast<I64>(Addr) + MAX_ADDR_SEARCH, GetMap().GetHighestAddr());
     for (I64 Next = static_cast<I64>(Addr) + 2; Next <= Last; Next += 2) {
         const CSrcLoc At = ElfApi_GetExactSrcLoc(static_cast<U32>(Next));
         if (At.IsValid() && !(At == Loc)) {
@@ -283,13 +283,13 @@ bool ElfApi_IsLineStart(U32 Addr) {
     if (!Loc.IsValid()) {
         return false;
     }
-    const I64 Prev = _Map().GetPrevAddr(Addr);
-    return ElfApi_GetAddrs(Loc).size() == 1 || Prev < 0 || !_FindLocs(static_cast<U32>(Prev)).contains(Loc);
+    const I64 Prev = GetMap().GetPrevAddr(Addr);
+    return ElfApi_GetAddrs(Loc).size() == 1 || Prev < 0 || !FindLocs(static_cast<U32>(Prev)).contains(Loc);
 }
 
 U32 ElfApi_GetFileAtAddr(U32 Addr) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Map().GetFileAtAddr(Addr);
+    return GetMap().GetFileAtAddr(Addr);
 }
 
 ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId) {
@@ -297,7 +297,7 @@ ELF_SYM_LIST ElfApi_GetFuncsOfFile(U32 FileId) {
     if (!AreFileFuncsBuilt && ELF_GetCurrentFile() != nullptr) {
         QElapsedTimer Timer;
         Timer.start();
-        _AddFileFuncs(ElfApi_Functions());
+        AddFileFuncs(ElfApi_Functions());
         AreFileFuncsBuilt = true;
         if (IsVerboseLogging()) {
             qDebug("hashed file functions: %lld ms", static_cast<long long>(Timer.elapsed()));

@@ -9,7 +9,7 @@
 namespace {
 
 /// Position from a file name and a line of the debug information. Without a name the file is that of the symbol's code.
-CSrcLoc _LocOf(ELF_SYM_HANDLE h, const QString& sFile, I64 Line) {
+CSrcLoc LocOf(ELF_SYM_HANDLE h, const QString& sFile, I64 Line) {
     U32 FileId = ElfApi_GetFileId(sFile);
     if (sFile.isEmpty()) {
         const I64 Addr = ElfApi_GetSymAddr(h);
@@ -19,7 +19,7 @@ CSrcLoc _LocOf(ELF_SYM_HANDLE h, const QString& sFile, I64 Line) {
 }
 
 /// A call without a recorded line: the last position at the symbol's address that lies in its parent function.
-CSrcLoc _FindCallLoc(ELF_SYM_HANDLE h) {
+CSrcLoc FindCallLoc(ELF_SYM_HANDLE h) {
     const ELF_SYM_HANDLE hParent = ElfApi_GetParentFunc(h);
     const I64 Addr = ElfApi_GetSymAddr(h);
     const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(hParent);
@@ -37,14 +37,14 @@ CSrcLoc _FindCallLoc(ELF_SYM_HANDLE h) {
     return {};
 }
 
-I64 _ParseHex(const QString& sText) {
+I64 ParseHex(const QString& sText) {
     bool IsNumber = false;
     const qulonglong Value = sText.trimmed().toULongLong(&IsNumber, 16);
     return IsNumber && Value <= 0xFFFFFFFF ? static_cast<I64>(Value) : -1;
 }
 
 /// "file:line" or "file:line:column"; the file a path or a FileId.
-CSrcLoc _ParsePosition(const QString& sText) {
+CSrcLoc ParsePosition(const QString& sText) {
     const QStringList Parts = sText.trimmed().split(QLatin1Char(':'), Qt::SkipEmptyParts);
     bool IsLine = false;
     CSrcLoc Loc;
@@ -65,7 +65,7 @@ constexpr qsizetype MAX_CACHED = 1 << 19;
 QHash<ELF_SYM_HANDLE, CSrcLoc> DeclLocCache;
 QHash<ELF_SYM_HANDLE, CSrcLoc> CallLocCache;
 
-CSrcLoc _Keep(QHash<ELF_SYM_HANDLE, CSrcLoc>* pCache, ELF_SYM_HANDLE h, const CSrcLoc& Loc) {
+CSrcLoc Keep(QHash<ELF_SYM_HANDLE, CSrcLoc>* pCache, ELF_SYM_HANDLE h, const CSrcLoc& Loc) {
     if (pCache->size() >= MAX_CACHED) {
         pCache->clear();
     }
@@ -87,7 +87,7 @@ CSrcLoc ElfApi_GetSymDeclLoc(ELF_SYM_HANDLE h) {
     }
     const I64 Line = ElfApi_GetSymDeclLine(h);
     if (Line >= 0) {
-        return _Keep(&DeclLocCache, h, _LocOf(h, ElfApi_GetSymDeclFileName(h), Line));
+        return Keep(&DeclLocCache, h, LocOf(h, ElfApi_GetSymDeclFileName(h), Line));
     }
     const I64 Addr = ElfApi_GetSymAddr(h);
     CSrcLoc Loc = Addr >= 0 ? ElfApi_GetSrcLoc(static_cast<U32>(Addr)) : CSrcLoc();
@@ -101,7 +101,7 @@ CSrcLoc ElfApi_GetSymCallLoc(ELF_SYM_HANDLE h) {
         return *It;
     }
     const I64 Line = ElfApi_GetSymCallLine(h);
-    return Line >= 0 ? _Keep(&CallLocCache, h, _LocOf(h, ElfApi_GetSymCallFileName(h), Line)) : _FindCallLoc(h);
+    return Line >= 0 ? Keep(&CallLocCache, h, LocOf(h, ElfApi_GetSymCallFileName(h), Line)) : FindCallLoc(h);
 }
 
 CSrcLoc ElfApi_GetSymSrcLoc(ELF_SYM_HANDLE h) {
@@ -116,8 +116,8 @@ CSrcLoc ElfApi_GetSymSrcLoc(ELF_SYM_HANDLE h) {
 
 CSrcLoc ElfApi_ParseSrcLoc(const QString& sText) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    CSrcLoc Loc = _ParsePosition(sText);
-    const I64 Addr = Loc.IsValid() ? -1 : _ParseHex(sText);
+    CSrcLoc Loc = ParsePosition(sText);
+    const I64 Addr = Loc.IsValid() ? -1 : ParseHex(sText);
     if (Addr >= 0) {
         Loc = ElfApi_GetSrcLoc(static_cast<U32>(Addr));
         return Loc.IsValid() ? Loc : ElfApi_GetSymSrcLoc(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr), true));
@@ -136,7 +136,7 @@ CSrcLoc ElfApi_ParseSrcLoc(const QString& sText) {
 ELF_ADDR_RANGE ElfApi_ParseAddr(const QString& sText, int* pKind) {
     const std::lock_guard Lock(ElfApi_Mutex());
     *pKind = ELF_ADDR_KIND_NONE;
-    const I64 Number = _ParseHex(sText);
+    const I64 Number = ParseHex(sText);
     if (Number >= 0) {
         *pKind = ELF_ADDR_KIND_NUMBER;
         return {static_cast<U32>(Number), 0};
@@ -156,7 +156,7 @@ ELF_ADDR_RANGE ElfApi_ParseAddr(const QString& sText, int* pKind) {
             return {static_cast<U32>(Addr), 0};
         }
     }
-    const I64 Addr = ElfApi_GetAddr(_ParsePosition(sText));
+    const I64 Addr = ElfApi_GetAddr(ParsePosition(sText));
     *pKind = Addr >= 0 ? ELF_ADDR_KIND_POSITION : ELF_ADDR_KIND_NONE;
     return {Addr >= 0 ? static_cast<U32>(Addr) : 0, 0};
 }
@@ -165,7 +165,7 @@ ELF_SYM_LOC ElfApi_ParseLoc(const QString& sText, U32 PC, U32* pSize) {
     const std::lock_guard Lock(ElfApi_Mutex());
     ELF_SYM_LOC Loc;
     *pSize = 0;
-    const I64 Number = _ParseHex(sText);
+    const I64 Number = ParseHex(sText);
     const ELF_SYM_HANDLE h = Number < 0 ? ElfApi_FindSym(sText, true, true, true, true) : 0;
     const I64 Addr = h != 0 && ElfApi_IsFunc(h) ? ElfApi_GetSymAddr(h) : Number;
     if (Addr >= 0) {

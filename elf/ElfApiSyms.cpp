@@ -33,7 +33,7 @@ bool (*pfFrameSource)(ELF_FRAME* pFrame);
 
 /// The answer kept under the key, or the one that Make() gives, which is then kept.
 template <typename KEY, typename VALUE, typename MAKE>
-VALUE _Cached(QHash<KEY, VALUE>& Cache, const KEY& Key, MAKE Make) {
+VALUE Cached(QHash<KEY, VALUE>& Cache, const KEY& Key, MAKE Make) {
     const auto It = Cache.constFind(Key);
     if (It != Cache.constEnd()) {
         return *It;
@@ -46,9 +46,9 @@ VALUE _Cached(QHash<KEY, VALUE>& Cache, const KEY& Key, MAKE Make) {
     return Value;
 }
 
-QString _Text(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
+QString Text(const std::string& s) { return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size())); }
 
-ELF_ADDR_RANGE _MakeRange(ELF_SYM_HANDLE h) {
+ELF_ADDR_RANGE MakeRange(ELF_SYM_HANDLE h) {
     U32 Lo = 0xFFFFFFFF;
     U32 Hi = 0;
     for (const ELF_RANGE& Range : ELF_GetSymAddrRanges(h)) {
@@ -60,7 +60,7 @@ ELF_ADDR_RANGE _MakeRange(ELF_SYM_HANDLE h) {
     return Hi == 0 || Hi < Lo || Hi - Lo >= MAX_RANGE_SIZE ? ELF_ADDR_RANGE() : ELF_ADDR_RANGE{Lo, Hi - Lo};
 }
 
-QString _MakeNamespacePath(ELF_SYM_HANDLE h) {
+QString MakeNamespacePath(ELF_SYM_HANDLE h) {
     QString sPath;
     ELF_SYM_HANDLE hSpace = ELF_GetSymParentNamespace(h);
     for (int i = 0; i < MAX_NAMESPACE_DEPTH && hSpace != 0; ++i) {
@@ -71,7 +71,7 @@ QString _MakeNamespacePath(ELF_SYM_HANDLE h) {
     return sPath;
 }
 
-QString _MakeScopeName(ELF_SYM_HANDLE h) {
+QString MakeScopeName(ELF_SYM_HANDLE h) {
     if (const ELF_SYM_HANDLE hType = ELF_GetSymParentType(h); hType != 0) {
         return ElfApi_GetSymName(hType);
     }
@@ -79,7 +79,7 @@ QString _MakeScopeName(ELF_SYM_HANDLE h) {
     return Types.isEmpty() || Types.contains(h) ? QString() : ElfApi_GetSymName(Types.first());
 }
 
-QString _MakeQualifiedName(ELF_SYM_HANDLE h) {
+QString MakeQualifiedName(ELF_SYM_HANDLE h) {
     QString sName = ElfApi_GetSymName(h);
     if (ELF_IsElfSymbol(h)) {
         return sName;
@@ -93,7 +93,7 @@ QString _MakeQualifiedName(ELF_SYM_HANDLE h) {
     return ElfApi_GetNamespacePath(h) + sName;
 }
 
-ELF_SYM_LIST _Handles(const std::vector<U32>& Dies) {
+ELF_SYM_LIST Handles(const std::vector<U32>& Dies) {
     ELF_SYM_LIST List;
     List.reserve(static_cast<qsizetype>(Dies.size()));
     for (const U32 Die : Dies) {
@@ -102,12 +102,12 @@ ELF_SYM_LIST _Handles(const std::vector<U32>& Dies) {
     return List;
 }
 
-template <typename FUNC> ELF_SYM_LIST _ListOf(ELF_SYM_HANDLE h, FUNC pfList) {
-    const U32 Die = _GetDie(h);
-    return Die != 0 ? _Handles(pfList(*ELF_GetStore(), Die)) : ELF_SYM_LIST();
+template <typename FUNC> ELF_SYM_LIST ListOf(ELF_SYM_HANDLE h, FUNC pfList) {
+    const U32 Die = GetDie(h);
+    return Die != 0 ? Handles(pfList(*ELF_GetStore(), Die)) : ELF_SYM_LIST();
 }
 
-bool _IsMemory(U32 Kind) {
+bool IsMemory(U32 Kind) {
     return Kind == ELF_LOC_MEM || Kind == ELF_LOC_MEM_OFF || Kind == ELF_LOC_MEM_BASE || Kind == ELF_LOC_MEM_SP ||
            Kind == ELF_LOC_MEM_BP || Kind == ELF_LOC_MEM_CFA;
 }
@@ -131,38 +131,38 @@ void ElfApi_ExitSyms() {
 
 U32 ElfApi_GetSymType(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(TypeCache, h, [h] { return ELF_GetSymType(h); });
+    return Cached(TypeCache, h, [h] { return ELF_GetSymType(h); });
 }
 
 QString ElfApi_GetSymName(ELF_SYM_HANDLE h, bool Qualified) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return Qualified ? _Cached(QualifiedCache, h, [h] { return _MakeQualifiedName(h); })
-                     : _Cached(NameCache, h, [h] { return _Text(ELF_GetSymName(h)); });
+    return Qualified ? Cached(QualifiedCache, h, [h] { return MakeQualifiedName(h); })
+                     : Cached(NameCache, h, [h] { return Text(ELF_GetSymName(h)); });
 }
 
 QString ElfApi_GetSymDataTypeName(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Text(ELF_GetSymDataTypeName(h));
+    return Text(ELF_GetSymDataTypeName(h));
 }
 
 QString ElfApi_GetNamespacePath(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(NamespaceCache, h, [h] { return _MakeNamespacePath(h); });
+    return Cached(NamespaceCache, h, [h] { return MakeNamespacePath(h); });
 }
 
 QString ElfApi_GetSymScopeName(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(ScopeCache, h, [h] { return _MakeScopeName(h); });
+    return Cached(ScopeCache, h, [h] { return MakeScopeName(h); });
 }
 
 ELF_ADDR_RANGE ElfApi_GetSymAddrRange(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(RangeCache, h, [h] { return _MakeRange(h); });
+    return Cached(RangeCache, h, [h] { return MakeRange(h); });
 }
 
 U32 ElfApi_GetSymSize(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(SizeCache, h, [h] { return ELF_GetSymSize(h); });
+    return Cached(SizeCache, h, [h] { return ELF_GetSymSize(h); });
 }
 
 I64 ElfApi_GetSymAddr(ELF_SYM_HANDLE h) {
@@ -179,7 +179,7 @@ I64 ElfApi_GetSymAddr(ELF_SYM_HANDLE h) {
     if (Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF) {
         return static_cast<U32>(Loc.Addr + static_cast<U32>(Loc.Off));
     }
-    return _IsMemory(Loc.Kind) && Loc.Addr != 0 ? static_cast<I64>(Loc.Addr) : -1;
+    return IsMemory(Loc.Kind) && Loc.Addr != 0 ? static_cast<I64>(Loc.Addr) : -1;
 }
 
 ELF_SYM_LOC ElfApi_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
@@ -191,7 +191,7 @@ ELF_SYM_LOC ElfApi_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
     if (ElfApi_IsFunc(h) || ElfApi_IsLocal(h)) {
         return ELF_GetSymLoc(h, PC);
     }
-    return _Cached(LocCache, h, [h, PC] { return ELF_GetSymLoc(h, PC); });
+    return Cached(LocCache, h, [h, PC] { return ELF_GetSymLoc(h, PC); });
 }
 
 bool ElfApi_IsMemOrRegLoc(const ELF_SYM_LOC& Loc) {
@@ -207,7 +207,7 @@ bool ElfApi_IsMemOrRegLoc(const ELF_SYM_LOC& Loc) {
     }
 }
 
-QString ElfApi_LocToText(const ELF_SYM_LOC& Loc) { return _Text(ELF_LocToText(Loc)); }
+QString ElfApi_LocToText(const ELF_SYM_LOC& Loc) { return Text(ELF_LocToText(Loc)); }
 
 bool ElfApi_IsSymSigned(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
@@ -244,7 +244,7 @@ QList<U32> ElfApi_GetSymArrayDims(ELF_SYM_HANDLE h) {
 
 U32 ElfApi_GetSymAccessibility(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(AccessibilityCache, h, [h] { return ELF_GetSymAccessibility(h); });
+    return Cached(AccessibilityCache, h, [h] { return ELF_GetSymAccessibility(h); });
 }
 
 QString ElfApi_AccessibilityText(U32 Accessibility) {
@@ -254,7 +254,7 @@ QString ElfApi_AccessibilityText(U32 Accessibility) {
 
 QString ElfApi_GetSymDeclFileName(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Text(ELF_GetSymDeclFileName(h));
+    return Text(ELF_GetSymDeclFileName(h));
 }
 
 I64 ElfApi_GetSymDeclLine(ELF_SYM_HANDLE h) {
@@ -264,7 +264,7 @@ I64 ElfApi_GetSymDeclLine(ELF_SYM_HANDLE h) {
 
 QString ElfApi_GetSymCallFileName(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Text(ELF_GetSymCallFileName(h));
+    return Text(ELF_GetSymCallFileName(h));
 }
 
 I64 ElfApi_GetSymCallLine(ELF_SYM_HANDLE h) {
@@ -274,7 +274,7 @@ I64 ElfApi_GetSymCallLine(ELF_SYM_HANDLE h) {
 
 ELF_SYM_HANDLE ElfApi_GetParentFunc(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(ParentFuncCache, h, [h] { return ELF_GetSymParentFunc(h); });
+    return Cached(ParentFuncCache, h, [h] { return ELF_GetSymParentFunc(h); });
 }
 
 ELF_SYM_HANDLE ElfApi_GetAbstrInstance(ELF_SYM_HANDLE h) {
@@ -310,13 +310,13 @@ int ElfApi_IsInScope(ELF_SYM_HANDLE h, U32 PC) {
 
 ELF_SYM_LIST ElfApi_GetMembers(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _ListOf(h, [](const DWARF_STORE& S, U32 Die) { return DWARF_GetMembers(S, Die); });
+    return ListOf(h, [](const DWARF_STORE& S, U32 Die) { return DWARF_GetMembers(S, Die); });
 }
 
 int ElfApi_GetMemberIdx(ELF_SYM_HANDLE h, const QString& sName) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _Cached(MemberIdxCache, qMakePair(h, sName),
-                   [&] { return ELF_GetSymMemberIdx(h, sName.toUtf8().constData()); });
+    return Cached(MemberIdxCache, qMakePair(h, sName),
+                  [&] { return ELF_GetSymMemberIdx(h, sName.toUtf8().constData()); });
 }
 
 I64 ElfApi_GetMemberOffset(ELF_SYM_HANDLE h) {
@@ -326,7 +326,7 @@ I64 ElfApi_GetMemberOffset(ELF_SYM_HANDLE h) {
 
 ELF_SYM_LIST ElfApi_GetBases(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _ListOf(h, DWARF_GetInherited);
+    return ListOf(h, DWARF_GetInherited);
 }
 
 QPair<int, int> ElfApi_FindInherited(ELF_SYM_HANDLE h, const QString& sName) {
@@ -352,38 +352,37 @@ QString ElfApi_GetBaseClassNames(ELF_SYM_HANDLE h) {
 
 ELF_SYM_HANDLE ElfApi_GetThisPointer(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     if (Die == 0) {
         return 0;
     }
     const DWARF_STORE& S = *ELF_GetStore();
-    if (const U32 Pointer = _GetReferenceDie(S, Die, DW_AT_object_pointer); Pointer != 0) {
+    if (const U32 Pointer = GetReferenceDie(S, Die, DW_AT_object_pointer); Pointer != 0) {
         return ELF_MakeDwarfHandle(Pointer);
     }
     // An expansion's own parameter has a place; the one of its abstract instance doesn't.
     for (const U32 Param : DWARF_GetChildren(S, Die, DW_TAG_formal_parameter)) {
-        if (_GetDieRawName(S, Param) == "this") {
+        if (GetDieRawName(S, Param) == "this") {
             return ELF_MakeDwarfHandle(Param);
         }
     }
     DWARF_ATTR Attr;
-    return _CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr) ? ELF_MakeDwarfHandle(static_cast<U32>(Attr.Value))
-                                                                 : 0;
+    return CreateDieAttrEx(S, Die, DW_AT_object_pointer, &Attr) ? ELF_MakeDwarfHandle(static_cast<U32>(Attr.Value)) : 0;
 }
 
 ELF_SYM_LIST ElfApi_LocalVars(ELF_SYM_HANDLE hFunc) {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return _ListOf(hFunc, DWARF_GetLocalVars);
+    return ListOf(hFunc, DWARF_GetLocalVars);
 }
 
 ELF_SYM_LIST ElfApi_GlobalVars() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->GlobalVars) : ELF_SYM_LIST();
+    return ELF_GetStore() != nullptr ? Handles(ELF_GetStore()->GlobalVars) : ELF_SYM_LIST();
 }
 
 ELF_SYM_LIST ElfApi_Functions() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    ELF_SYM_LIST List = ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Funcs) : ELF_SYM_LIST();
+    ELF_SYM_LIST List = ELF_GetStore() != nullptr ? Handles(ELF_GetStore()->Funcs) : ELF_SYM_LIST();
     for (const ELF_SYM_HANDLE h : ElfApi_FuncIndex().ElfFuncs()) {
         List.append(h);
     }
@@ -392,12 +391,12 @@ ELF_SYM_LIST ElfApi_Functions() {
 
 ELF_SYM_LIST ElfApi_Types() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Types) : ELF_SYM_LIST();
+    return ELF_GetStore() != nullptr ? Handles(ELF_GetStore()->Types) : ELF_SYM_LIST();
 }
 
 ELF_SYM_LIST ElfApi_Namespaces() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return ELF_GetStore() != nullptr ? _Handles(ELF_GetStore()->Namespaces) : ELF_SYM_LIST();
+    return ELF_GetStore() != nullptr ? Handles(ELF_GetStore()->Namespaces) : ELF_SYM_LIST();
 }
 
 ELF_SYM_HANDLE ElfApi_GetMainFunc() {

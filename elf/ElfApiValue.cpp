@@ -18,9 +18,9 @@ struct SOURCE {
     U64 FirstBit = 0;
 };
 
-U32 _BitMask(U64 Bit, bool IsBig) { return IsBig ? 0x80u >> (Bit % 8) : 1u << (Bit % 8); }
+U32 BitMask(U64 Bit, bool IsBig) { return IsBig ? 0x80u >> (Bit % 8) : 1u << (Bit % 8); }
 
-QByteArray _ToBytes(U64 Value, U32 NumBytes, bool IsBig) {
+QByteArray ToBytes(U64 Value, U32 NumBytes, bool IsBig) {
     QByteArray Bytes(static_cast<qsizetype>(NumBytes), '\0');
     for (U32 i = 0; i < NumBytes; ++i) {
         Bytes[static_cast<qsizetype>(IsBig ? NumBytes - 1 - i : i)] = static_cast<char>(Value >> (8 * i));
@@ -29,16 +29,16 @@ QByteArray _ToBytes(U64 Value, U32 NumBytes, bool IsBig) {
 }
 
 /// A value's bits lie at its least significant end.
-SOURCE _FromValue(U64 Value, U32 NumBytes, U64 BitOffset, U64 NumBits, bool IsBig) {
+SOURCE FromValue(U64 Value, U32 NumBytes, U64 BitOffset, U64 NumBits, bool IsBig) {
     const U64 Width = 8ull * NumBytes;
-    SOURCE Source = {_ToBytes(Value, NumBytes, IsBig), BitOffset};
+    SOURCE Source = {ToBytes(Value, NumBytes, IsBig), BitOffset};
     if (IsBig) {
         Source.FirstBit = BitOffset + NumBits <= Width ? Width - BitOffset - NumBits : 0;
     }
     return Source;
 }
 
-int _ReadRegister(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, bool IsBig, SOURCE* pSource) {
+int ReadRegister(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, bool IsBig, SOURCE* pSource) {
     const U32 Width = Piece.Reg >= FIRST_DOUBLE_REG && Piece.Reg <= LAST_DOUBLE_REG ? 8 : 4;
     const bool IsPair = Width == 4 && Piece.BitSize == 0 && NumBits == 64; // two core registers hold a long long
     if (!IsPair && Piece.BitOffset + NumBits > 8ull * Width) {
@@ -53,11 +53,11 @@ int _ReadRegister(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Fram
     if (IsPair) {
         Value = IsBig ? (Value << 32) | (Next & 0xFFFFFFFF) : (Next << 32) | (Value & 0xFFFFFFFF);
     }
-    *pSource = _FromValue(Value, IsPair ? 8 : Width, Piece.BitOffset, NumBits, IsBig);
+    *pSource = FromValue(Value, IsPair ? 8 : Width, Piece.BitOffset, NumBits, IsBig);
     return ELF_EXPR_OK;
 }
 
-int _ReadMemory(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, SOURCE* pSource) {
+int ReadMemory(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, SOURCE* pSource) {
     const U64 NumBytes = (Piece.BitOffset % 8 + NumBits + 7) / 8;
     pSource->FirstBit = Piece.BitOffset % 8;
     pSource->Bytes.resize(static_cast<qsizetype>(NumBytes));
@@ -68,14 +68,14 @@ int _ReadMemory(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame,
                : ELF_EXPR_UNAVAILABLE;
 }
 
-int _ReadPiece(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, bool IsBig, SOURCE* pSource) {
+int ReadPiece(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, bool IsBig, SOURCE* pSource) {
     switch (Piece.Kind) {
     case ELF_EXPR_PIECE_MEM:
-        return _ReadMemory(Piece, NumBits, Frame, pSource);
+        return ReadMemory(Piece, NumBits, Frame, pSource);
     case ELF_EXPR_PIECE_REG:
-        return _ReadRegister(Piece, NumBits, Frame, IsBig, pSource);
+        return ReadRegister(Piece, NumBits, Frame, IsBig, pSource);
     case ELF_EXPR_PIECE_VALUE:
-        *pSource = _FromValue(Piece.Value, Piece.NumBytes, Piece.BitOffset, NumBits, IsBig);
+        *pSource = FromValue(Piece.Value, Piece.NumBytes, Piece.BitOffset, NumBits, IsBig);
         return ELF_EXPR_OK;
     case ELF_EXPR_PIECE_BYTES:
         *pSource = {Piece.Bytes, Piece.BitOffset};
@@ -86,7 +86,7 @@ int _ReadPiece(const ELF_SYM_PIECE& Piece, U64 NumBits, const ELF_FRAME& Frame, 
 }
 
 /// Copies as many bits as the source has; returns whether that was all of them.
-bool _CopyBits(const SOURCE& Source, U64 NumBits, U64 To, bool IsBig, ELF_SYM_VALUE* pValue) {
+bool CopyBits(const SOURCE& Source, U64 NumBits, U64 To, bool IsBig, ELF_SYM_VALUE* pValue) {
     const U64 NumHave = static_cast<U64>(Source.Bytes.size()) * 8;
     const U64 NumCopied = std::min(NumBits, NumHave > Source.FirstBit ? NumHave - Source.FirstBit : 0);
     if (Source.FirstBit % 8 == 0 && To % 8 == 0 && NumCopied % 8 == 0) {
@@ -96,10 +96,10 @@ bool _CopyBits(const SOURCE& Source, U64 NumBits, U64 To, bool IsBig, ELF_SYM_VA
     }
     for (U64 i = 0; i < NumCopied; ++i) {
         const U64 From = Source.FirstBit + i;
-        const U32 Mask = _BitMask(To + i, IsBig);
+        const U32 Mask = BitMask(To + i, IsBig);
         const qsizetype Byte = static_cast<qsizetype>((To + i) / 8);
         const bool IsSet =
-            (static_cast<U8>(Source.Bytes[static_cast<qsizetype>(From / 8)]) & _BitMask(From, IsBig)) != 0;
+            (static_cast<U8>(Source.Bytes[static_cast<qsizetype>(From / 8)]) & BitMask(From, IsBig)) != 0;
         pValue->Bytes[Byte] = static_cast<char>(static_cast<U8>(pValue->Bytes[Byte]) | (IsSet ? Mask : 0));
         pValue->Known[Byte] = static_cast<char>(static_cast<U8>(pValue->Known[Byte]) | Mask);
     }
@@ -122,8 +122,8 @@ ELF_SYM_VALUE ElfApi_ReadPlace(const ELF_SYM_PLACE& Place, U32 NumBytes, const E
     for (const ELF_SYM_PIECE& Piece : Place.Pieces) {
         const U64 NumBits = std::min<U64>(Piece.BitSize != 0 ? Piece.BitSize : Total, Total - To);
         SOURCE Source;
-        int Status = NumBits != 0 ? _ReadPiece(Piece, NumBits, Frame, IsBig, &Source) : ELF_EXPR_OK;
-        if (Status == ELF_EXPR_OK && !_CopyBits(Source, NumBits, To, IsBig, &Value)) {
+        int Status = NumBits != 0 ? ReadPiece(Piece, NumBits, Frame, IsBig, &Source) : ELF_EXPR_OK;
+        if (Status == ELF_EXPR_OK && !CopyBits(Source, NumBits, To, IsBig, &Value)) {
             Status = ELF_EXPR_OPTIMIZED_OUT; // narrower than its object
         }
         Value.Status = std::max(Value.Status, Status);

@@ -22,7 +22,7 @@ struct FILE_CLOSER {
 };
 using DISK_FILE = std::unique_ptr<std::FILE, FILE_CLOSER>;
 
-bool _ReadPart(const char* sPath, size_t Off, U8* pData, size_t NumBytes) {
+bool ReadPart(const char* sPath, size_t Off, U8* pData, size_t NumBytes) {
     const DISK_FILE pDisk(std::fopen(sPath, "rb"));
     if (pDisk == nullptr || std::fseek(pDisk.get(), static_cast<long>(Off), SEEK_SET) != 0) {
         return false;
@@ -42,7 +42,7 @@ std::atomic<bool> HasLostPages;
 struct sigaction OldAction;
 
 /// Only what is allowed in a signal handler: atomics and system calls.
-void _OnBusError(int, siginfo_t* pInfo, void*) {
+void OnBusError(int, siginfo_t* pInfo, void*) {
     U8* const p = static_cast<U8*>(pInfo->si_addr);
     U8* const pPage = p - reinterpret_cast<uintptr_t>(p) % PAGE;
     if (p >= pGuarded && p < pGuardedEnd &&
@@ -53,7 +53,7 @@ void _OnBusError(int, siginfo_t* pInfo, void*) {
     sigaction(SIGBUS, &OldAction, nullptr); // not ours: it comes again and finds whose it is
 }
 
-bool _Guard(U8* pData, size_t NumBytes) {
+bool Guard(U8* pData, size_t NumBytes) {
     if (pGuarded != nullptr) {
         return false;
     }
@@ -61,19 +61,19 @@ bool _Guard(U8* pData, size_t NumBytes) {
     pGuardedEnd = pData + NumBytes;
     pGuarded = pData;
     struct sigaction Action {};
-    Action.sa_sigaction = _OnBusError;
+    Action.sa_sigaction = OnBusError;
     Action.sa_flags = SA_SIGINFO | SA_NODEFER;
     sigemptyset(&Action.sa_mask);
     return sigaction(SIGBUS, &Action, &OldAction) == 0;
 }
 
-void _Unguard() {
+void Unguard() {
     sigaction(SIGBUS, &OldAction, nullptr);
     pGuarded = nullptr;
 }
 
 /// Reads up to the end of the file; what is behind it stays zero.
-void _ReadAt(int File, U8* pData, size_t NumBytes, size_t Off) {
+void ReadAt(int File, U8* pData, size_t NumBytes, size_t Off) {
     while (NumBytes > 0) {
         const ssize_t Num = pread(File, pData, NumBytes, static_cast<off_t>(Off));
         if (Num <= 0) {
@@ -96,7 +96,7 @@ CElfBuffer::~CElfBuffer() {
 #ifdef __linux__
     if (m_IsMapped) {
         if (m_File >= 0) {
-            _Unguard();
+            Unguard();
             close(m_File);
         }
         munmap(m_pData, m_NumBytes);
@@ -115,8 +115,8 @@ bool CElfBuffer::Alloc(size_t NumBytes) {
 bool CElfBuffer::Read(const char* sPath) {
     const size_t Half = m_NumBytes / 2 / PAGE * PAGE; // no page is of both halves
     bool aIsRead[2] = {false, false};
-    ELF_RunTasks({{[&] { aIsRead[0] = _ReadPart(sPath, 0, m_pData, Half); }},
-                  {[&] { aIsRead[1] = _ReadPart(sPath, Half, m_pData + Half, m_NumBytes - Half); }}},
+    ELF_RunTasks({{[&] { aIsRead[0] = ReadPart(sPath, 0, m_pData, Half); }},
+                  {[&] { aIsRead[1] = ReadPart(sPath, Half, m_pData + Half, m_NumBytes - Half); }}},
                  m_NumBytes);
     return aIsRead[0] && aIsRead[1];
 }
@@ -143,7 +143,7 @@ bool CElfBuffer::Map(const char* sPath, size_t NumBytes) {
     }
     // Not populated: a third of a program file is read by nobody before it is copied, and the rest by several threads.
     void* p = mmap(nullptr, NumBytes, PROT_READ, MAP_PRIVATE, File, 0);
-    if (p == MAP_FAILED || !_Guard(static_cast<U8*>(p), NumBytes)) {
+    if (p == MAP_FAILED || !Guard(static_cast<U8*>(p), NumBytes)) {
         if (p != MAP_FAILED) {
             munmap(p, NumBytes);
         }
@@ -174,7 +174,7 @@ void CElfBuffer::CopyPieces() {
         if (pCopy == MAP_FAILED) {
             return;
         }
-        _ReadAt(m_File, static_cast<U8*>(pCopy), Size, Off);
+        ReadAt(m_File, static_cast<U8*>(pCopy), Size, Off);
         mprotect(pCopy, Size, PROT_READ);
         // Whoever reads at that address meanwhile waits in the page fault until the copy is there.
         if (mremap(pCopy, Size, Size, MREMAP_MAYMOVE | MREMAP_FIXED, m_pData + Off) == MAP_FAILED) {
@@ -182,7 +182,7 @@ void CElfBuffer::CopyPieces() {
             return;
         }
     }
-    _Unguard();
+    Unguard();
     close(m_File);
     m_File = -1;
 }

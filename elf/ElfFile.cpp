@@ -21,7 +21,7 @@ ELF_FILE* pCurrentFile;
 bool IsOpening;
 bool IsClosing;
 
-bool _IsRegistered(const ELF_FILE* pFile) {
+bool IsRegistered(const ELF_FILE* pFile) {
     for (const ELF_FILE* p : aFile) {
         if (p != nullptr && p == pFile) {
             return true;
@@ -30,44 +30,44 @@ bool _IsRegistered(const ELF_FILE* pFile) {
     return false;
 }
 
-std::nullptr_t _Fail(const char* sText) {
+std::nullptr_t Fail(const char* sText) {
     ELF_Report(ELF_MSG_READER, sText);
     IsOpening = false;
     return nullptr;
 }
 
 /// Reads the disk file. Null with the text reported on failure.
-std::unique_ptr<ELF_FILE> _ReadFile(const char* sPath) {
+std::unique_ptr<ELF_FILE> ReadFile(const char* sPath) {
     const I64 Size = ELF_GetDiskFileSize(sPath);
     if (Size < 0) {
-        return _Fail("failed to open file.");
+        return Fail("failed to open file.");
     }
     if (Size < 1 || Size > MAX_FILE_SIZE) {
-        return _Fail("invalid file size detected. Could not parse file.");
+        return Fail("invalid file size detected. Could not parse file.");
     }
     auto pFile = std::unique_ptr<ELF_FILE>(new (std::nothrow) ELF_FILE);
     if (pFile == nullptr) {
-        return _Fail("could not allocate file structure.");
+        return Fail("could not allocate file structure.");
     }
     pFile->FileSize = static_cast<U32>(Size);
     if (pFile->pData.Map(sPath, pFile->FileSize)) {
         return pFile;
     }
     if (!pFile->pData.Alloc(pFile->FileSize)) {
-        return _Fail("could not allocate file data buffer.");
+        return Fail("could not allocate file data buffer.");
     }
     if (!pFile->pData.Read(sPath)) {
-        return _Fail("could not read file data.");
+        return Fail("could not read file data.");
     }
     return pFile;
 }
 
-int _HeaderError(const char* sText) {
+int HeaderError(const char* sText) {
     ELF_Report(ELF_MSG_READER, sText);
     return -1;
 }
 
-void _SwapHeader(Elf32_Ehdr* p) {
+void SwapHeader(Elf32_Ehdr* p) {
     for (U16* pField : {&p->e_type, &p->e_machine, &p->e_ehsize, &p->e_phentsize, &p->e_phnum, &p->e_shentsize,
                         &p->e_shnum, &p->e_shstrndx}) {
         *pField = ELF_Swap16(*pField);
@@ -77,40 +77,40 @@ void _SwapHeader(Elf32_Ehdr* p) {
     }
 }
 
-int _ParseHeader(ELF_FILE* pFile) {
-    if (!_IsRegistered(pFile)) {
-        return _HeaderError("Invalid ELF file handle.");
+int ParseHeader(ELF_FILE* pFile) {
+    if (!IsRegistered(pFile)) {
+        return HeaderError("Invalid ELF file handle.");
     }
     U32 Magic = 0;
     std::memcpy(&Magic, pFile->pData.get(), pFile->FileSize < 4 ? pFile->FileSize : 4);
     if (Magic != ELF_MAGIC || pFile->FileSize < EHDR_SIZE) {
-        return _HeaderError("Not a valid elf object file.");
+        return HeaderError("Not a valid elf object file.");
     }
     Elf32_Ehdr& Header = pFile->pEhdr;
     std::memcpy(&Header, pFile->pData.get(), EHDR_SIZE);
     if (Header.e_ident[4] != 1) {
-        return _HeaderError("Invalid ELF file. Invalid file class");
+        return HeaderError("Invalid ELF file. Invalid file class");
     }
     if (Header.e_ident[5] != 1 && Header.e_ident[5] != 2) {
-        return _HeaderError("Invalid ELF file. Invalid data encoding");
+        return HeaderError("Invalid ELF file. Invalid data encoding");
     }
     if (Header.e_ident[6] != 1) {
-        return _HeaderError("Invalid ELF file. Invalid ELF header version number.");
+        return HeaderError("Invalid ELF file. Invalid ELF header version number.");
     }
     if (Header.e_version == 0) {
-        return _HeaderError("Invalid ELF file. Invalid file version number.");
+        return HeaderError("Invalid ELF file. Invalid file version number.");
     }
     if (Header.e_ident[5] == 2) {
-        _SwapHeader(&Header);
+        SwapHeader(&Header);
     }
     if (Header.e_machine != EM_ARM) {
-        return _HeaderError("Not a valid elf object file.");
+        return HeaderError("Not a valid elf object file.");
     }
     return 0;
 }
 
 /// A table of 32-bit words with a record size of its own: each record is cut or zero-filled to T.
-template <typename T> int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector<T>* pOut) {
+template <typename T> int LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize, U32 Num, std::vector<T>* pOut) {
     if (Num == 0) {
         return 0;
     }
@@ -131,16 +131,16 @@ template <typename T> int _LoadTable(const ELF_FILE* pFile, U32 Off, U32 EntSize
     return 0;
 }
 
-int _LoadSections(ELF_FILE* pFile) {
+int LoadSections(ELF_FILE* pFile) {
     const Elf32_Ehdr& Header = pFile->pEhdr;
-    const int Result = _LoadTable(pFile, Header.e_shoff, Header.e_shentsize, Header.e_shnum, &pFile->paShdr);
+    const int Result = LoadTable(pFile, Header.e_shoff, Header.e_shentsize, Header.e_shnum, &pFile->paShdr);
     pFile->StrTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".strtab"));
     pFile->SymTabIdx = static_cast<U32>(ELF_FindSection(pFile, ".symtab"));
     ELF_UnpackSections(pFile);
     return Result;
 }
 
-const char* _EncodingText(int Encoding) {
+const char* EncodingText(int Encoding) {
     switch (Encoding) {
     case ELF_ENC_LITTLE:
         return "Little Endian";
@@ -153,33 +153,33 @@ const char* _EncodingText(int Encoding) {
     }
 }
 
-void _ReportNumber(const char* sText, long Value) {
+void ReportNumber(const char* sText, long Value) {
     ELF_Report(ELF_MSG_READER, (std::string(sText) + std::to_string(Value)).c_str());
 }
 
-void _ReportLoad(const ELF_FILE* pFile, const DWARF_TIMES& Times) {
+void ReportLoad(const ELF_FILE* pFile, const DWARF_TIMES& Times) {
     const auto Ms = [](U64 Nanoseconds) { return static_cast<long>(Nanoseconds / 1'000'000); };
     const DWARF_STORE* pStore = pFile->pDwarf.get();
-    _ReportNumber("parsed type unit tree in ms:   ", Ms(Times.TypeUnits));
-    _ReportNumber("parsed debug info tree in ms:  ", Ms(Times.Units));
-    _ReportNumber("parsed source file info in ms: ", Ms(Times.SrcFiles));
-    _ReportNumber("parsed source line info in ms: ", Ms(Times.SrcLines));
-    _ReportNumber("parsed call frame info in ms:  ", Ms(Times.Frames));
-    _ReportNumber("File Size: ", static_cast<long>(pFile->FileSize));
-    _ReportNumber("Dwarf Symbol Count: ", pStore != nullptr ? static_cast<long>(pStore->NumKept) : 0);
-    _ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
-    ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + _EncodingText(ELF_GetDataEncoding(pFile))).c_str());
+    ReportNumber("parsed type unit tree in ms:   ", Ms(Times.TypeUnits));
+    ReportNumber("parsed debug info tree in ms:  ", Ms(Times.Units));
+    ReportNumber("parsed source file info in ms: ", Ms(Times.SrcFiles));
+    ReportNumber("parsed source line info in ms: ", Ms(Times.SrcLines));
+    ReportNumber("parsed call frame info in ms:  ", Ms(Times.Frames));
+    ReportNumber("File Size: ", static_cast<long>(pFile->FileSize));
+    ReportNumber("Dwarf Symbol Count: ", pStore != nullptr ? static_cast<long>(pStore->NumKept) : 0);
+    ReportNumber("ELF Symbol Count: ", static_cast<long>(pFile->NumSyms));
+    ELF_Report(ELF_MSG_READER, (std::string("Data Encoding: ") + EncodingText(ELF_GetDataEncoding(pFile))).c_str());
     ELF_Report(ELF_MSG_READER,
                pStore != nullptr && pStore->SrcLang == 2 ? "Source Language: C++" : "Source Language: C");
     const long Total =
         Ms(Times.TypeUnits) + Ms(Times.Units) + Ms(Times.SrcFiles) + Ms(Times.SrcLines) + Ms(Times.Frames);
     ELF_Report(ELF_MSG_READER, ("total init time: " + std::to_string(Total) + " ms").c_str());
-    _ReportNumber("Dwarf Version: ", pStore != nullptr ? static_cast<long>(pStore->DwarfVersion) : 0);
+    ReportNumber("Dwarf Version: ", pStore != nullptr ? static_cast<long>(pStore->DwarfVersion) : 0);
 }
 
 /// Symbols and debug information: independent of each other, so they are read at the same time. Messages come in the
 /// order in which the parts stand in the file's description, whichever part ends first.
-const char* _ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
+const char* ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
     int SymResult = 0;
     std::vector<ELF_TASK> Tasks = {{[&] { SymResult = ELF_LoadSymbols(pFile); }}};
     const int BeginResult = DWARF_Begin(pFile);
@@ -201,18 +201,18 @@ const char* _ParseContents(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
 }
 
 /// The steps behind the registration. Null, or the text of the step that failed.
-const char* _ParseFile(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
-    if (_ParseHeader(pFile) != 0) {
+const char* ParseFile(ELF_FILE* pFile, DWARF_TIMES* pTimes) {
+    if (ParseHeader(pFile) != 0) {
         return "could not parse file header.";
     }
     const Elf32_Ehdr& Header = pFile->pEhdr;
-    if (_LoadTable(pFile, Header.e_phoff, Header.e_phentsize, Header.e_phnum, &pFile->paPhdr) != 0) {
+    if (LoadTable(pFile, Header.e_phoff, Header.e_phentsize, Header.e_phnum, &pFile->paPhdr) != 0) {
         return "could not parse segment headers.";
     }
-    if (_LoadSections(pFile) != 0) {
+    if (LoadSections(pFile) != 0) {
         return "could not section headers.";
     }
-    return _ParseContents(pFile, pTimes);
+    return ParseContents(pFile, pTimes);
 }
 
 } // namespace
@@ -228,9 +228,9 @@ ELF_FILE* ELF_Open(const char* sPath) {
     IsOpening = true;
     ELF_ForgetLastError();
     if (aFile[NUM_FILE_SLOTS - 1] != nullptr) {
-        return _Fail("maximum number of files already open.");
+        return Fail("maximum number of files already open.");
     }
-    std::unique_ptr<ELF_FILE> pOwner = _ReadFile(sPath);
+    std::unique_ptr<ELF_FILE> pOwner = ReadFile(sPath);
     if (pOwner == nullptr) {
         return nullptr;
     }
@@ -248,7 +248,7 @@ ELF_FILE* ELF_Open(const char* sPath) {
     DWARF_TIMES Times;
     const char* sError = nullptr;
     try {
-        sError = _ParseFile(pFile, &Times);
+        sError = ParseFile(pFile, &Times);
     } catch (const std::bad_alloc&) {
         sError = "could not allocate file data buffer.";
     }
@@ -265,14 +265,14 @@ ELF_FILE* ELF_Open(const char* sPath) {
     IsOpening = false;
     ELF_ResolveRelocs(pFile);
     ELF_BuildImage(pFile);
-    _ReportLoad(pFile, Times);
+    ReportLoad(pFile, Times);
     return pFile;
 }
 
 void ELF_Detach(ELF_FILE* pFile) { pFile->pData.Detach(); }
 
 void ELF_Close(ELF_FILE* pFile) {
-    if (!_IsRegistered(pFile)) {
+    if (!IsRegistered(pFile)) {
         return;
     }
     ELF_ClearRelocs();

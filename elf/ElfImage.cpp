@@ -24,7 +24,7 @@ U32 SymAddrLo = 0xFFFFFFFF;
 U32 SymAddrHi;
 U32 SymAddrCnt;
 
-const U8* _Find(U32 Addr, U32 NumBytes) {
+const U8* Find(U32 Addr, U32 NumBytes) {
     const U64 End = static_cast<U64>(Addr) + NumBytes;
     for (U32 i = 0; i < NumLoadRegions; ++i) {
         const LOAD_REGION& Region = aLoadRegion[i];
@@ -62,13 +62,13 @@ void ELF_ClearImage() {
 }
 
 const U8* ELF_GetImagePtr(U32 AddrLo, U32 AddrHi) {
-    return AddrHi >= AddrLo && ELF_GetCurrentFile() != nullptr ? _Find(AddrLo, AddrHi - AddrLo) : nullptr;
+    return AddrHi >= AddrLo && ELF_GetCurrentFile() != nullptr ? Find(AddrLo, AddrHi - AddrLo) : nullptr;
 }
 
 int ELF_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     const U64 End = static_cast<U64>(Addr) + NumBytes;
     const U8* pData =
-        pBuf != nullptr && End <= 0xFFFFFFFF && ELF_GetCurrentFile() != nullptr ? _Find(Addr, NumBytes) : nullptr;
+        pBuf != nullptr && End <= 0xFFFFFFFF && ELF_GetCurrentFile() != nullptr ? Find(Addr, NumBytes) : nullptr;
     if (pData == nullptr) {
         return -1;
     }

@@ -34,7 +34,7 @@ void CFuncIndex::AddDwarf(const DWARF_STORE& S) {
             Add(&m_Entries, Code.Lo, Code.Hi, Code.Die);
             continue;
         }
-        const std::vector<ELF_RANGE> Ranges = RangesLeft != 0 ? _GetDieRanges(S, Code.Die) : std::vector<ELF_RANGE>();
+        const std::vector<ELF_RANGE> Ranges = RangesLeft != 0 ? GetDieRanges(S, Code.Die) : std::vector<ELF_RANGE>();
         RangesLeft -= std::min<U64>(RangesLeft, Ranges.size());
         for (const ELF_RANGE& Range : Ranges) {
             Add(&m_Entries, Range.Lo, Range.Hi, Code.Die);
@@ -105,7 +105,7 @@ const std::vector<CFuncIndex::ENTRY>& CFuncIndex::InlinesOf(U32 Func) {
         size_t NumSeen = 0;
         for (auto Die = std::lower_bound(All.begin(), All.end(), Func);
              Die != All.end() && *Die < End && NumSeen < MAX_INLINES_OF_FUNC; ++Die) {
-            for (const ELF_RANGE& Range : _GetDieRanges(*pStore, *Die)) {
+            for (const ELF_RANGE& Range : GetDieRanges(*pStore, *Die)) {
                 Add(&It->second, Range.Lo, Range.Hi, *Die);
                 ++NumSeen;
             }

@@ -21,7 +21,7 @@ struct RELOC {
 
 std::vector<RELOC> Relocs;
 
-bool _FindSymbol(const ELF_FILE* pFile, const char* sName, RELOC* p) {
+bool FindSymbol(const ELF_FILE* pFile, const char* sName, RELOC* p) {
     for (U32 i = 0; i < pFile->NumSyms; ++i) {
         const char* sSym = ELF_GetSymNameByIdx(pFile, i);
         if (sSym != nullptr && std::strcmp(sSym, sName) == 0) {
@@ -35,7 +35,7 @@ bool _FindSymbol(const ELF_FILE* pFile, const char* sName, RELOC* p) {
     return false;
 }
 
-bool _Resolve(const ELF_FILE* pFile, RELOC* p) {
+bool Resolve(const ELF_FILE* pFile, RELOC* p) {
     p->AddrLo = 0;
     p->AddrHi = 0;
     const std::string& sSpec = p->sSpec;
@@ -56,11 +56,11 @@ bool _Resolve(const ELF_FILE* pFile, RELOC* p) {
         p->AddrHi = p->AddrLo + ELF_GetSectionSize(pFile, static_cast<U32>(Section));
         return true;
     }
-    return _FindSymbol(pFile, sSpec.c_str(), p);
+    return FindSymbol(pFile, sSpec.c_str(), p);
 }
 
 /// True if adding the offset doesn't wrap.
-bool _CanMove(U32 Addr, I32 Offset) {
+bool CanMove(U32 Addr, I32 Offset) {
     return Offset > 0 ? Addr <= ~static_cast<U32>(Offset) : Addr >= static_cast<U32>(-static_cast<I64>(Offset));
 }
 
@@ -70,14 +70,14 @@ int ELF_AddReloc(const char* sSpec, I32 Offset) {
     RELOC Reloc;
     Reloc.sSpec = std::string(sSpec).substr(0, MAX_SPEC_SIZE);
     Reloc.Offset = Offset;
-    const bool IsResolved = _Resolve(ELF_GetCurrentFile(), &Reloc);
+    const bool IsResolved = Resolve(ELF_GetCurrentFile(), &Reloc);
     Relocs.push_back(Reloc);
     return IsResolved ? 0 : -1;
 }
 
 void ELF_ResolveRelocs(const ELF_FILE* pFile) {
     for (RELOC& Reloc : Relocs) {
-        _Resolve(pFile, &Reloc);
+        Resolve(pFile, &Reloc);
     }
 }
 
@@ -89,7 +89,7 @@ U32 ELF_Relocate(U32 Addr, bool IsEnd) {
     for (const RELOC& Reloc : Relocs) {
         const bool IsInside =
             IsEnd ? Addr > Reloc.AddrLo && Addr <= Reloc.AddrHi : Addr >= Reloc.AddrLo && Addr < Reloc.AddrHi;
-        if (IsInside && _CanMove(Addr, Reloc.Offset)) {
+        if (IsInside && CanMove(Addr, Reloc.Offset)) {
             return Addr + static_cast<U32>(Reloc.Offset);
         }
     }

@@ -10,28 +10,28 @@ namespace {
 
 constexpr U32 MAX_STRING_SIZE = 65'536; ///< bounds the search for the end of a name in a damaged string table
 
-const Elf32_Phdr* _Segment(const ELF_FILE* pFile, U32 Idx) {
+const Elf32_Phdr* Segment(const ELF_FILE* pFile, U32 Idx) {
     return pFile != nullptr && Idx < pFile->paPhdr.size() ? &pFile->paPhdr[Idx] : nullptr;
 }
 
-const Elf32_Shdr* _Section(const ELF_FILE* pFile, U32 Idx) {
+const Elf32_Shdr* SectionOf(const ELF_FILE* pFile, U32 Idx) {
     return pFile != nullptr && Idx < pFile->paShdr.size() ? &pFile->paShdr[Idx] : nullptr;
 }
 
-template <typename T> U32 _Field(const T* pHeader, U32 T::*pField) { return pHeader != nullptr ? pHeader->*pField : 0; }
+template <typename T> U32 Field(const T* pHeader, U32 T::*pField) { return pHeader != nullptr ? pHeader->*pField : 0; }
 
 } // namespace
 
 U32 ELF_GetNumSegments(const ELF_FILE* p) { return p != nullptr ? static_cast<U32>(p->paPhdr.size()) : 0; }
-U32 ELF_GetSegmentType(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_type); }
-U32 ELF_GetSegmentOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_offset); }
-U32 ELF_GetSegmentVAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_vaddr); }
-U32 ELF_GetSegmentPAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_paddr); }
-U32 ELF_GetSegmentFileSize(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_filesz); }
-U32 ELF_GetSegmentMemSize(const ELF_FILE* p, U32 Idx) { return _Field(_Segment(p, Idx), &Elf32_Phdr::p_memsz); }
+U32 ELF_GetSegmentType(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_type); }
+U32 ELF_GetSegmentOffset(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_offset); }
+U32 ELF_GetSegmentVAddr(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_vaddr); }
+U32 ELF_GetSegmentPAddr(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_paddr); }
+U32 ELF_GetSegmentFileSize(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_filesz); }
+U32 ELF_GetSegmentMemSize(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_memsz); }
 
 const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx) {
-    const Elf32_Phdr* p = _Segment(pFile, Idx);
+    const Elf32_Phdr* p = Segment(pFile, Idx);
     if (p == nullptr || p->p_filesz == 0 || static_cast<I32>(p->p_offset) < 0 ||
         !ELF_IsInFile(pFile, p->p_offset, p->p_filesz)) {
         return nullptr;
@@ -40,7 +40,7 @@ const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx) {
 }
 
 U32 ELF_GetSegmentDataOffset(const ELF_FILE* pFile, U32 Idx) {
-    const Elf32_Phdr* pSegment = _Segment(pFile, Idx);
+    const Elf32_Phdr* pSegment = Segment(pFile, Idx);
     if (pSegment == nullptr || pSegment->p_filesz == 0) {
         return 0;
     }
@@ -58,16 +58,16 @@ U32 ELF_GetSegmentDataOffset(const ELF_FILE* pFile, U32 Idx) {
 }
 
 U32 ELF_GetNumSections(const ELF_FILE* p) { return p != nullptr ? static_cast<U32>(p->paShdr.size()) : 0; }
-U32 ELF_GetSectionNameOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_name); }
-U32 ELF_GetSectionType(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_type); }
-U32 ELF_GetSectionFlags(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_flags); }
-U32 ELF_GetSectionAddr(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_addr); }
-U32 ELF_GetSectionOffset(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_offset); }
-U32 ELF_GetSectionSize(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_size); }
-U32 ELF_GetSectionEntSize(const ELF_FILE* p, U32 Idx) { return _Field(_Section(p, Idx), &Elf32_Shdr::sh_entsize); }
+U32 ELF_GetSectionNameOffset(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_name); }
+U32 ELF_GetSectionType(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_type); }
+U32 ELF_GetSectionFlags(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_flags); }
+U32 ELF_GetSectionAddr(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_addr); }
+U32 ELF_GetSectionOffset(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_offset); }
+U32 ELF_GetSectionSize(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_size); }
+U32 ELF_GetSectionEntSize(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_entsize); }
 
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
-    const Elf32_Shdr* p = _Section(pFile, Idx);
+    const Elf32_Shdr* p = SectionOf(pFile, Idx);
     if (p != nullptr && !pFile->Unpacked.empty()) {
         if (const ELF_UNPACKED* pUnpacked = ELF_FindUnpacked(pFile, Idx); pUnpacked != nullptr) {
             return pUnpacked->pData.get();
@@ -90,7 +90,7 @@ const char* ELF_GetSectionString(const ELF_FILE* pFile, U32 Idx, U32 Off) {
 }
 
 const char* ELF_GetSectionName(const ELF_FILE* pFile, U32 Idx) {
-    const Elf32_Shdr* p = _Section(pFile, Idx);
+    const Elf32_Shdr* p = SectionOf(pFile, Idx);
     return p != nullptr ? ELF_GetSectionString(pFile, pFile->pEhdr.e_shstrndx, p->sh_name) : nullptr;
 }
 
@@ -119,12 +119,12 @@ int ELF_FindSection(const ELF_FILE* pFile, const char* sName) {
 }
 
 U32 ELF_GetSectionEntryCnt(U32 Idx) {
-    const Elf32_Shdr* p = _Section(ELF_GetCurrentFile(), Idx);
+    const Elf32_Shdr* p = SectionOf(ELF_GetCurrentFile(), Idx);
     return p != nullptr && p->sh_entsize != 0 ? p->sh_size / p->sh_entsize : 0;
 }
 
 int ELF_ReadReloc(const ELF_FILE* pFile, U32 SectionIdx, U32 EntryIdx, ELF_RELOC* pOut) {
-    const Elf32_Shdr* p = _Section(pFile, SectionIdx);
+    const Elf32_Shdr* p = SectionOf(pFile, SectionIdx);
     const U8* pData = ELF_GetSectionData(pFile, SectionIdx);
     if (p == nullptr || pData == nullptr || p->sh_entsize == 0 || p->sh_size == 0 ||
         EntryIdx >= p->sh_size / p->sh_entsize) {

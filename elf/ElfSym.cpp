@@ -14,35 +14,35 @@ constexpr U32 HANDLE_ELF = 2;
 constexpr U32 MAX_FILE_INDEX = 2;
 constexpr U32 ID_MASK = 0x3FFFFFF;
 
-ELF_SYM_HANDLE _MakeHandle(U32 Type, U32 ID) {
+ELF_SYM_HANDLE MakeHandle(U32 Type, U32 ID) {
     return (HANDLE_MAGIC << 32) | (static_cast<U64>(Type) << 29) | (ID & ID_MASK);
 }
 
-U32 _SymID(ELF_SYM_HANDLE h) { return static_cast<U32>(h) & ID_MASK; }
+U32 SymID(ELF_SYM_HANDLE h) { return static_cast<U32>(h) & ID_MASK; }
 
 /// Every slot of the file table holds the one open file.
-bool _HasOpenFile(ELF_SYM_HANDLE h) {
+bool HasOpenFile(ELF_SYM_HANDLE h) {
     return ((static_cast<U32>(h) >> 26) & 7) <= MAX_FILE_INDEX && ELF_GetCurrentFile() != nullptr;
 }
 
-const Elf32_Sym* _ElfSym(ELF_SYM_HANDLE h) {
-    return _IsElfSymbolHandle(h) && _HasOpenFile(h) ? ELF_GetSym(ELF_GetCurrentFile(), _SymID(h)) : nullptr;
+const Elf32_Sym* ElfSymOf(ELF_SYM_HANDLE h) {
+    return IsElfSymbolHandle(h) && HasOpenFile(h) ? ELF_GetSym(ELF_GetCurrentFile(), SymID(h)) : nullptr;
 }
 
 /// Attribute number of the DIE behind a handle, -1 without one.
-I64 _Number(ELF_SYM_HANDLE h, U32 At) {
+I64 NumberOf(ELF_SYM_HANDLE h, U32 At) {
     U64 Value = 0;
-    const U32 Die = _GetDie(h);
-    return Die != 0 && _GetAttributeAsU64(*ELF_GetStore(), Die, At, &Value) ? static_cast<I64>(Value) : -1;
+    const U32 Die = GetDie(h);
+    return Die != 0 && GetAttributeAsU64(*ELF_GetStore(), Die, At, &Value) ? static_cast<I64>(Value) : -1;
 }
 
-template <typename FUNC, typename... ARGS> auto _Ask(ELF_SYM_HANDLE h, FUNC pfAsk, ARGS... Args) {
+template <typename FUNC, typename... ARGS> auto Ask(ELF_SYM_HANDLE h, FUNC pfAsk, ARGS... Args) {
     using RESULT = std::decay_t<decltype(pfAsk(*ELF_GetStore(), 0u, Args...))>;
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     return Die != 0 ? RESULT(pfAsk(*ELF_GetStore(), Die, Args...)) : RESULT();
 }
 
-U32 _LocAttrOf(U32 Tag) {
+U32 LocAttrOf(U32 Tag) {
     switch (Tag) {
     case DW_TAG_member:
     case DW_TAG_inheritance:
@@ -55,7 +55,7 @@ U32 _LocAttrOf(U32 Tag) {
     }
 }
 
-std::vector<std::string> _DataSymsAtZero(const ELF_FILE* pFile) {
+std::vector<std::string> DataSymsAtZero(const ELF_FILE* pFile) {
     constexpr U32 FIRST_RESERVED_SECTION = 0xFF00;
     std::vector<std::string> Names;
     for (const U32 Idx : pFile->papSymByAddr) {
@@ -72,7 +72,7 @@ std::vector<std::string> _DataSymsAtZero(const ELF_FILE* pFile) {
     return Names;
 }
 
-const std::vector<U32>* _List(ELF_SYM_LISTS List) {
+const std::vector<U32>* GetList(ELF_SYM_LISTS List) {
     const DWARF_STORE* p = ELF_GetStore();
     if (p == nullptr) {
         return nullptr;
@@ -93,66 +93,66 @@ const std::vector<U32>* _List(ELF_SYM_LISTS List) {
 
 } // namespace
 
-bool _IsValidSymbolHandle(ELF_SYM_HANDLE h) { return h >> 32 == HANDLE_MAGIC; }
-U32 _GetSymbolHandleType(ELF_SYM_HANDLE h) { return _IsValidSymbolHandle(h) ? (static_cast<U32>(h) >> 29) & 7 : 0; }
-bool _IsElfSymbolHandle(ELF_SYM_HANDLE h) { return _GetSymbolHandleType(h) == HANDLE_ELF; }
-bool _IsDwarfSymbolHandle(ELF_SYM_HANDLE h) { return _GetSymbolHandleType(h) == HANDLE_DWARF; }
+bool IsValidSymbolHandle(ELF_SYM_HANDLE h) { return h >> 32 == HANDLE_MAGIC; }
+U32 GetSymbolHandleType(ELF_SYM_HANDLE h) { return IsValidSymbolHandle(h) ? (static_cast<U32>(h) >> 29) & 7 : 0; }
+bool IsElfSymbolHandle(ELF_SYM_HANDLE h) { return GetSymbolHandleType(h) == HANDLE_ELF; }
+bool IsDwarfSymbolHandle(ELF_SYM_HANDLE h) { return GetSymbolHandleType(h) == HANDLE_DWARF; }
 
 DWARF_STORE* ELF_GetStore() {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
     return pFile != nullptr ? pFile->pDwarf.get() : nullptr;
 }
 
-U32 _GetDie(ELF_SYM_HANDLE h) {
+U32 GetDie(ELF_SYM_HANDLE h) {
     const DWARF_STORE* pStore = ELF_GetStore();
-    if (pStore == nullptr || !_IsDwarfSymbolHandle(h) || !_HasOpenFile(h)) {
+    if (pStore == nullptr || !IsDwarfSymbolHandle(h) || !HasOpenFile(h)) {
         return 0;
     }
-    return DWARF_IsDie(*pStore, _SymID(h)) ? _SymID(h) : 0;
+    return DWARF_IsDie(*pStore, SymID(h)) ? SymID(h) : 0;
 }
 
-ELF_SYM_HANDLE ELF_MakeDwarfHandle(U32 Die) { return Die != 0 ? _MakeHandle(HANDLE_DWARF, Die) : 0; }
-ELF_SYM_HANDLE ELF_MakeElfHandle(U32 Idx) { return Idx <= ID_MASK ? _MakeHandle(HANDLE_ELF, Idx) : 0; }
+ELF_SYM_HANDLE ELF_MakeDwarfHandle(U32 Die) { return Die != 0 ? MakeHandle(HANDLE_DWARF, Die) : 0; }
+ELF_SYM_HANDLE ELF_MakeElfHandle(U32 Idx) { return Idx <= ID_MASK ? MakeHandle(HANDLE_ELF, Idx) : 0; }
 
-bool ELF_IsElfSymbol(ELF_SYM_HANDLE h) { return _IsElfSymbolHandle(h); }
+bool ELF_IsElfSymbol(ELF_SYM_HANDLE h) { return IsElfSymbolHandle(h); }
 
 U32 ELF_GetSymType(ELF_SYM_HANDLE h) {
-    if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
+    if (const Elf32_Sym* pSym = ElfSymOf(h); pSym != nullptr) {
         return ELF_GetSymType(*pSym);
     }
-    const U32 Die = _GetDie(h);
-    return Die != 0 ? _GetDieType(*ELF_GetStore(), Die) : ELF_SYM_TYPE_BAD;
+    const U32 Die = GetDie(h);
+    return Die != 0 ? GetDieType(*ELF_GetStore(), Die) : ELF_SYM_TYPE_BAD;
 }
 
 U32 ELF_GetSymBinding(ELF_SYM_HANDLE h) {
-    const Elf32_Sym* pSym = _ElfSym(h);
+    const Elf32_Sym* pSym = ElfSymOf(h);
     return pSym != nullptr ? ELF_GetSymBinding(*pSym) : ELF_SYM_BINDING_NONE;
 }
 
 std::string ELF_GetSymName(ELF_SYM_HANDLE h) {
-    if (_ElfSym(h) != nullptr) {
-        const char* sName = ELF_GetSymNameByIdx(ELF_GetCurrentFile(), _SymID(h));
+    if (ElfSymOf(h) != nullptr) {
+        const char* sName = ELF_GetSymNameByIdx(ELF_GetCurrentFile(), SymID(h));
         return sName != nullptr ? sName : "";
     }
-    return _Ask(h, _GetDieName, 0u);
+    return Ask(h, GetDieName, 0u);
 }
 
 U32 ELF_GetSymValue(ELF_SYM_HANDLE h) {
-    const Elf32_Sym* pSym = _ElfSym(h);
+    const Elf32_Sym* pSym = ElfSymOf(h);
     return pSym != nullptr ? pSym->st_value : 0;
 }
 
 U32 ELF_GetSymSectionIdx(ELF_SYM_HANDLE h) {
-    if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
+    if (const Elf32_Sym* pSym = ElfSymOf(h); pSym != nullptr) {
         return pSym->st_shndx;
     }
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     return Die != 0 ? ELF_GetStore()->aSection[DWARF_SectionOf(Die, *ELF_GetStore())].Idx : 0;
 }
 
 std::vector<ELF_RANGE> ELF_GetSymAddrRanges(ELF_SYM_HANDLE h) {
-    std::vector<ELF_RANGE> Ranges = _Ask(h, _GetDieRanges);
-    if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
+    std::vector<ELF_RANGE> Ranges = Ask(h, GetDieRanges);
+    if (const Elf32_Sym* pSym = ElfSymOf(h); pSym != nullptr) {
         Ranges.push_back({pSym->st_value, pSym->st_value + pSym->st_size});
     }
     if (ELF_HasRelocs()) {
@@ -176,41 +176,41 @@ I64 ELF_GetSymAddrRangeHi(ELF_SYM_HANDLE h, U32 i) {
 }
 
 U32 ELF_GetSymSize(ELF_SYM_HANDLE h) {
-    const Elf32_Sym* pSym = _ElfSym(h);
-    return pSym != nullptr ? pSym->st_size : _Ask(h, _GetDieSizeRecursive);
+    const Elf32_Sym* pSym = ElfSymOf(h);
+    return pSym != nullptr ? pSym->st_size : Ask(h, GetDieSizeRecursive);
 }
 
 bool ELF_IsDropped(ELF_SYM_HANDLE h) {
-    const U32 Die = _GetDie(h);
-    const ELF_SYM_LOC Loc = Die != 0 ? _GetDieLoc(*ELF_GetStore(), Die, DW_AT_location, 0) : ELF_SYM_LOC();
+    const U32 Die = GetDie(h);
+    const ELF_SYM_LOC Loc = Die != 0 ? GetDieLoc(*ELF_GetStore(), Die, DW_AT_location, 0) : ELF_SYM_LOC();
     if (Loc.Kind != ELF_LOC_MEM || Loc.Addr != 0) {
         return false;
     }
     DWARF_STORE& S = *ELF_GetStore();
     if (S.pSymsAtZero == nullptr) {
-        S.pSymsAtZero = std::make_unique<std::vector<std::string>>(_DataSymsAtZero(ELF_GetCurrentFile()));
+        S.pSymsAtZero = std::make_unique<std::vector<std::string>>(DataSymsAtZero(ELF_GetCurrentFile()));
     }
     // The linker's name may have more than the variable's: "_ZN5outer4NameE", "Name.12".
-    const std::string_view sName = _GetDieRawName(S, Die);
+    const std::string_view sName = GetDieRawName(S, Die);
     return std::none_of(S.pSymsAtZero->begin(), S.pSymsAtZero->end(),
                         [&](const std::string& sSym) { return sSym.find(sName) != std::string::npos; });
 }
 
 ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
     ELF_SYM_LOC Loc;
-    if (const Elf32_Sym* pSym = _ElfSym(h); pSym != nullptr) {
+    if (const Elf32_Sym* pSym = ElfSymOf(h); pSym != nullptr) {
         if (!ELF_IsFuncType(ELF_GetSymType(*pSym))) {
             Loc.Kind = ELF_LOC_MEM;
             Loc.Addr = ELF_Relocate(pSym->st_value);
         }
         return Loc;
     }
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     if (Die == 0) {
         return Loc;
     }
     const DWARF_STORE& S = *ELF_GetStore();
-    Loc = _GetDieLoc(S, Die, _LocAttrOf(_GetDieType(S, Die)), ELF_Unrelocate(PC));
+    Loc = GetDieLoc(S, Die, LocAttrOf(GetDieType(S, Die)), ELF_Unrelocate(PC));
     if (Loc.Kind == ELF_LOC_CFA && Loc.Off == 0) {
         // A frame base that is the CFA: its rule at PC says which register that counts from.
         const ELF_SYM_LOC Rule = ELF_GetCFA(ELF_GetCfi(), ELF_Unrelocate(PC));
@@ -228,74 +228,72 @@ ELF_SYM_LOC ELF_GetSymLoc(ELF_SYM_HANDLE h, U32 PC) {
     return Loc;
 }
 
-int ELF_GetSymSign(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieSign); }
-U32 ELF_GetSymAccessibility(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieAccessibility); }
+int ELF_GetSymSign(ELF_SYM_HANDLE h) { return Ask(h, GetDieSign); }
+U32 ELF_GetSymAccessibility(ELF_SYM_HANDLE h) { return Ask(h, GetDieAccessibility); }
 
 U32 ELF_GetSymConstValueData(ELF_SYM_HANDLE h, const U8** ppData) {
     static U8 aData[256];
     *ppData = aData;
-    const U32 Die = _GetDie(h);
-    return Die != 0 ? _GetAttributeData(*ELF_GetStore(), Die, aData) : 0;
+    const U32 Die = GetDie(h);
+    return Die != 0 ? GetAttributeData(*ELF_GetStore(), Die, aData) : 0;
 }
 
-U32 ELF_GetSymBitWidth(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieBitWidth); }
-U32 ELF_GetSymBitOffset(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieBitOffset); }
-std::string ELF_GetSymDataTypeName(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieTypeStr); }
+U32 ELF_GetSymBitWidth(ELF_SYM_HANDLE h) { return Ask(h, GetDieBitWidth); }
+U32 ELF_GetSymBitOffset(ELF_SYM_HANDLE h) { return Ask(h, GetDieBitOffset); }
+std::string ELF_GetSymDataTypeName(ELF_SYM_HANDLE h) { return Ask(h, GetDieTypeStr); }
 
 ELF_SYM_HANDLE ELF_GetSymDataType(ELF_SYM_HANDLE h, bool Resolve) {
-    return ELF_MakeDwarfHandle(_Ask(h, _GetDataTypeDie, Resolve));
+    return ELF_MakeDwarfHandle(Ask(h, GetDataTypeDie, Resolve));
 }
 
 std::string ELF_GetSymDeclFileName(ELF_SYM_HANDLE h) {
-    return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_decl_file));
+    return Ask(h, GetDieFileName, static_cast<U32>(DW_AT_decl_file));
 }
-I64 ELF_GetSymDeclLine(ELF_SYM_HANDLE h) { return _Number(h, DW_AT_decl_line); }
+I64 ELF_GetSymDeclLine(ELF_SYM_HANDLE h) { return NumberOf(h, DW_AT_decl_line); }
 std::string ELF_GetSymCallFileName(ELF_SYM_HANDLE h) {
-    return _Ask(h, _GetDieFileName, static_cast<U32>(DW_AT_call_file));
+    return Ask(h, GetDieFileName, static_cast<U32>(DW_AT_call_file));
 }
-I64 ELF_GetSymCallLine(ELF_SYM_HANDLE h) { return _Number(h, DW_AT_call_line); }
+I64 ELF_GetSymCallLine(ELF_SYM_HANDLE h) { return NumberOf(h, DW_AT_call_line); }
 
-ELF_SYM_HANDLE ELF_GetSymAbstrInstance(ELF_SYM_HANDLE h) {
-    return ELF_MakeDwarfHandle(_Ask(h, _GetAbstractInstanceOf));
-}
-ELF_SYM_HANDLE ELF_GetSymParentFunc(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentFunc)); }
-ELF_SYM_HANDLE ELF_GetSymParentType(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentType)); }
+ELF_SYM_HANDLE ELF_GetSymAbstrInstance(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(Ask(h, GetAbstractInstanceOf)); }
+ELF_SYM_HANDLE ELF_GetSymParentFunc(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(Ask(h, GetDieParentFunc)); }
+ELF_SYM_HANDLE ELF_GetSymParentType(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(Ask(h, GetDieParentType)); }
 
 ELF_SYM_HANDLE ELF_GetSymParentNamespace(ELF_SYM_HANDLE h) {
-    return ELF_MakeDwarfHandle(_Ask(h, _GetDieParentNamespace));
+    return ELF_MakeDwarfHandle(Ask(h, GetDieParentNamespace));
 }
 
-ELF_SYM_HANDLE ELF_GetSymParentScope(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(_Ask(h, _GetAnyDieAncestor)); }
+ELF_SYM_HANDLE ELF_GetSymParentScope(ELF_SYM_HANDLE h) { return ELF_MakeDwarfHandle(Ask(h, GetAnyDieAncestor)); }
 
-U32 ELF_GetSymMemberCount(ELF_SYM_HANDLE h) { return static_cast<U32>(_Ask(h, DWARF_GetMembers, 0u).size()); }
+U32 ELF_GetSymMemberCount(ELF_SYM_HANDLE h) { return static_cast<U32>(Ask(h, DWARF_GetMembers, 0u).size()); }
 
 ELF_SYM_HANDLE ELF_GetSymMember(ELF_SYM_HANDLE h, U32 i) {
-    const std::vector<U32> Members = _Ask(h, DWARF_GetMembers, 0u);
+    const std::vector<U32> Members = Ask(h, DWARF_GetMembers, 0u);
     return i < Members.size() ? ELF_MakeDwarfHandle(Members[i]) : 0;
 }
 
 int ELF_GetSymMemberIdx(ELF_SYM_HANDLE h, const char* sName) {
-    const U32 Die = _GetDie(h);
-    return Die != 0 ? _GetDieMemberIdx(*ELF_GetStore(), Die, sName) : -1;
+    const U32 Die = GetDie(h);
+    return Die != 0 ? GetDieMemberIdx(*ELF_GetStore(), Die, sName) : -1;
 }
 
 I64 ELF_GetSymMemberOffset(ELF_SYM_HANDLE h) {
-    const U32 Die = _GetDie(h);
+    const U32 Die = GetDie(h);
     if (Die == 0) {
         return -1;
     }
-    const ELF_SYM_LOC Loc = _GetDieLoc(*ELF_GetStore(), Die, DW_AT_data_member_location, 0);
+    const ELF_SYM_LOC Loc = GetDieLoc(*ELF_GetStore(), Die, DW_AT_data_member_location, 0);
     return Loc.Kind == ELF_LOC_PARENT_LOC ? Loc.Off : -1;
 }
 
-U32 ELF_GetSymInheritanceCnt(ELF_SYM_HANDLE h) { return static_cast<U32>(_Ask(h, DWARF_GetInherited).size()); }
+U32 ELF_GetSymInheritanceCnt(ELF_SYM_HANDLE h) { return static_cast<U32>(Ask(h, DWARF_GetInherited).size()); }
 
 ELF_SYM_HANDLE ELF_GetSymInheritance(ELF_SYM_HANDLE h, U32 i) {
-    const std::vector<U32> Bases = _Ask(h, DWARF_GetInherited);
+    const std::vector<U32> Bases = Ask(h, DWARF_GetInherited);
     return i < Bases.size() ? ELF_MakeDwarfHandle(Bases[i]) : 0;
 }
 
-ELF_SYM_ARRAY_INFO ELF_GetSymArrayInfo(ELF_SYM_HANDLE h) { return _Ask(h, _GetDieArrayInfo, 0u); }
+ELF_SYM_ARRAY_INFO ELF_GetSymArrayInfo(ELF_SYM_HANDLE h) { return Ask(h, GetDieArrayInfo, 0u); }
 
 ELF_SYM_HANDLE ELF_GetMainFunc() {
     DWARF_STORE* p = ELF_GetStore();
@@ -312,12 +310,12 @@ ELF_SYM_HANDLE ELF_GetMainFunc() {
 }
 
 U32 ELF_GetListCnt(ELF_SYM_LISTS List) {
-    const std::vector<U32>* p = _List(List);
+    const std::vector<U32>* p = GetList(List);
     return p != nullptr ? static_cast<U32>(p->size()) : 0;
 }
 
 ELF_SYM_HANDLE ELF_GetListSym(ELF_SYM_LISTS List, U32 i) {
-    const std::vector<U32>* p = _List(List);
+    const std::vector<U32>* p = GetList(List);
     return p != nullptr && i < p->size() ? ELF_MakeDwarfHandle((*p)[i]) : 0;
 }
 
@@ -327,7 +325,7 @@ int ELF_FindRttControlBlock(const ELF_FILE* pFile) {
     }
     const std::vector<U32>& Globals = pFile->pDwarf->GlobalVars;
     for (size_t i = 0; i < Globals.size(); ++i) {
-        if (_GetDieRawName(*pFile->pDwarf, Globals[i]) == "_VANTLE_RTT") {
+        if (GetDieRawName(*pFile->pDwarf, Globals[i]) == "_VANTLE_RTT") {
             return static_cast<int>(i);
         }
     }

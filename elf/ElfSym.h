@@ -12,11 +12,11 @@ enum ELF_SRC_LANG : U32 { ELF_LANG_UNKNOWN = 0, ELF_LANG_C = 1, ELF_LANG_CPP = 2
 constexpr U32 ELF_SYM_TYPE_BAD = 65535;
 constexpr U32 ELF_SYM_BINDING_NONE = 16; ///< binding of what isn't in the ELF symbol table
 
-bool _IsValidSymbolHandle(ELF_SYM_HANDLE h);
-U32 _GetSymbolHandleType(ELF_SYM_HANDLE h); ///< 1 DWARF, 2 ELF, 0 for an invalid handle
-bool _IsElfSymbolHandle(ELF_SYM_HANDLE h);
-bool _IsDwarfSymbolHandle(ELF_SYM_HANDLE h);
-U32 _GetDie(ELF_SYM_HANDLE h); ///< ID of the DIE in the current file, 0 if it isn't one
+bool IsValidSymbolHandle(ELF_SYM_HANDLE h);
+U32 GetSymbolHandleType(ELF_SYM_HANDLE h); ///< 1 DWARF, 2 ELF, 0 for an invalid handle
+bool IsElfSymbolHandle(ELF_SYM_HANDLE h);
+bool IsDwarfSymbolHandle(ELF_SYM_HANDLE h);
+U32 GetDie(ELF_SYM_HANDLE h); ///< ID of the DIE in the current file, 0 if it isn't one
 ELF_SYM_HANDLE ELF_MakeDwarfHandle(U32 Die);
 ELF_SYM_HANDLE ELF_MakeElfHandle(U32 Idx);
 /// Store of the current file; null without debug information.

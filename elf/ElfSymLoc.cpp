@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t MAX_LOC_TEXT = 63;
 
-std::string _RegText(U32 Reg) {
+std::string RegText(U32 Reg) {
     if (Reg == ELF_REG_SAME_AS_CALLER) {
         return "same as caller";
     }
@@ -17,54 +17,53 @@ std::string _RegText(U32 Reg) {
 }
 
 /// "SP", or "SP + 8" where the offset isn't zero.
-std::string _WithOffset(const std::string& sText, I32 Off) {
+std::string WithOffset(const std::string& sText, I32 Off) {
     if (Off == 0) {
         return sText;
     }
     return sText + (Off < 0 ? " - " : " + ") + std::to_string(std::llabs(Off));
 }
 
-std::string _AddrText(U32 Addr) {
+std::string AddrText(U32 Addr) {
     char sText[16];
     std::snprintf(sText, sizeof(sText), "[%X]", static_cast<unsigned>(Addr));
     return sText;
 }
 
-std::string _BaseText(const ELF_SYM_LOC_BASE& Base) {
-    return Base.Off == 0 ? "[" + _RegText(Base.Reg) + "]"
-                         : _WithOffset("[R" + std::to_string(Base.Reg) + "]", Base.Off);
+std::string BaseText(const ELF_SYM_LOC_BASE& Base) {
+    return Base.Off == 0 ? "[" + RegText(Base.Reg) + "]" : WithOffset("[R" + std::to_string(Base.Reg) + "]", Base.Off);
 }
 
-std::string _Text(const ELF_SYM_LOC& Loc) {
+std::string Text(const ELF_SYM_LOC& Loc) {
     switch (Loc.Kind) {
     case ELF_LOC_CONST:
         return "const";
     case ELF_LOC_MEM:
-        return _AddrText(Loc.Addr);
+        return AddrText(Loc.Addr);
     case ELF_LOC_MEM_OFF:
-        return _WithOffset(_AddrText(Loc.Addr), Loc.Off);
+        return WithOffset(AddrText(Loc.Addr), Loc.Off);
     case ELF_LOC_REG:
-        return _RegText(Loc.Reg);
+        return RegText(Loc.Reg);
     case ELF_LOC_REG_OFF:
-        return _WithOffset(_RegText(Loc.Reg), Loc.Off);
+        return WithOffset(RegText(Loc.Reg), Loc.Off);
     case ELF_LOC_MEM_BASE:
-        return _BaseText(Loc.Base);
+        return BaseText(Loc.Base);
     case ELF_LOC_SP:
-        return _WithOffset("SP", Loc.Off);
+        return WithOffset("SP", Loc.Off);
     case ELF_LOC_BP:
-        return _WithOffset("BP", Loc.Off);
+        return WithOffset("BP", Loc.Off);
     case ELF_LOC_CFA:
-        return _WithOffset("CFA", Loc.Off);
+        return WithOffset("CFA", Loc.Off);
     case ELF_LOC_MEM_SP:
-        return "[" + _WithOffset("SP", Loc.Off) + "]";
+        return "[" + WithOffset("SP", Loc.Off) + "]";
     case ELF_LOC_MEM_BP:
-        return "[" + _WithOffset("BP", Loc.Off) + "]";
+        return "[" + WithOffset("BP", Loc.Off) + "]";
     case ELF_LOC_MEM_CFA:
-        return "[" + _WithOffset("CFA", Loc.Off) + "]";
+        return "[" + WithOffset("CFA", Loc.Off) + "]";
     case ELF_LOC_PARENT_VALUE:
-        return _WithOffset("Parent value", Loc.Off);
+        return WithOffset("Parent value", Loc.Off);
     case ELF_LOC_PARENT_LOC:
-        return _WithOffset("Parent loc", Loc.Off);
+        return WithOffset("Parent loc", Loc.Off);
     case ELF_LOC_ON_ENTRY:
         return "? (on entry)";
     default:
@@ -74,7 +73,7 @@ std::string _Text(const ELF_SYM_LOC& Loc) {
 
 } // namespace
 
-std::string ELF_LocToText(const ELF_SYM_LOC& Loc) { return _Text(Loc).substr(0, MAX_LOC_TEXT); }
+std::string ELF_LocToText(const ELF_SYM_LOC& Loc) { return Text(Loc).substr(0, MAX_LOC_TEXT); }
 
 bool ELF_AreLocsEqual(const ELF_SYM_LOC& a, const ELF_SYM_LOC& b) {
     if (a.Kind != b.Kind) {

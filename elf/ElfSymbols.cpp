@@ -9,11 +9,11 @@ namespace {
 constexpr U32 MAX_FILLED_SIZE = 10'000'000; ///< a larger gap to the next symbol says nothing about a size
 constexpr U32 NOTHING = 0xFFFFFFFF;
 
-U32 _SectionEnd(const ELF_FILE* pFile, const Elf32_Sym& Sym) {
+U32 SectionEnd(const ELF_FILE* pFile, const Elf32_Sym& Sym) {
     return ELF_GetSectionAddr(pFile, Sym.st_shndx) + ELF_GetSectionSize(pFile, Sym.st_shndx);
 }
 
-int _CopySymbols(ELF_FILE* pFile) {
+int CopySymbols(ELF_FILE* pFile) {
     U64 NumBytes = 0;
     for (U32 i = 0; i < ELF_GetNumSections(pFile); ++i) {
         const Elf32_Shdr& Section = pFile->paShdr[i];
@@ -50,7 +50,7 @@ int _CopySymbols(ELF_FILE* pFile) {
     return 0;
 }
 
-void _SortByAddr(ELF_FILE* pFile) {
+void SortByAddr(ELF_FILE* pFile) {
     pFile->papSymByAddr.resize(pFile->NumSyms);
     for (U32 i = 0; i < pFile->NumSyms; ++i) {
         pFile->papSymByAddr[i] = i;
@@ -59,13 +59,13 @@ void _SortByAddr(ELF_FILE* pFile) {
                      [&](U32 a, U32 b) { return pFile->paSym[a].st_value < pFile->paSym[b].st_value; });
 }
 
-void _FillDataSizes(ELF_FILE* pFile) {
+void FillDataSizes(ELF_FILE* pFile) {
     for (size_t i = 0; i < pFile->papSymByAddr.size(); ++i) {
         Elf32_Sym& Sym = pFile->paSym[pFile->papSymByAddr[i]];
         if (ELF_GetSymType(Sym) != STT_OBJECT || Sym.st_size != 0) {
             continue;
         }
-        U32 End = _SectionEnd(pFile, Sym);
+        U32 End = SectionEnd(pFile, Sym);
         if (i + 1 < pFile->papSymByAddr.size()) {
             End = std::min(End, pFile->paSym[pFile->papSymByAddr[i + 1]].st_value);
         }
@@ -75,7 +75,7 @@ void _FillDataSizes(ELF_FILE* pFile) {
 }
 
 /// Walks downwards, so that the next function above is known without a search.
-void _FillFuncSizes(ELF_FILE* pFile) {
+void FillFuncSizes(ELF_FILE* pFile) {
     U32 Above = NOTHING; // lowest function value above the current one
     U32 Current = NOTHING;
     for (size_t i = pFile->papSymByAddr.size(); i-- > 0;) {
@@ -91,7 +91,7 @@ void _FillFuncSizes(ELF_FILE* pFile) {
             continue;
         }
         const U32 Start = Sym.st_value & ~1u;
-        U32 End = _SectionEnd(pFile, Sym) & ~1u;
+        U32 End = SectionEnd(pFile, Sym) & ~1u;
         if (End > Start && Above != NOTHING) {
             End = std::min(End, Above) & ~1u;
         }
@@ -100,7 +100,7 @@ void _FillFuncSizes(ELF_FILE* pFile) {
     }
 }
 
-U32 _MappingKind(const char* sName) {
+U32 MappingKind(const char* sName) {
     if (sName == nullptr || sName[0] != '$' || sName[1] == '\0' || (sName[2] != '\0' && sName[2] != '.')) {
         return ELF_REGION_NONE;
     }
@@ -116,19 +116,19 @@ U32 _MappingKind(const char* sName) {
     }
 }
 
-void _CollectMappingSymbols(ELF_FILE* pFile) {
+void CollectMappingSymbols(ELF_FILE* pFile) {
     for (const U32 Idx : pFile->papSymByAddr) {
         const Elf32_Sym& Sym = pFile->paSym[Idx];
         if (ELF_GetSymType(Sym) == STT_NOTYPE && ELF_GetSymBinding(Sym) == STB_LOCAL &&
             (ELF_GetSectionFlags(pFile, Sym.st_shndx) & SHF_EXECINSTR) != 0 &&
-            _MappingKind(ELF_GetSymNameByIdx(pFile, Idx)) != ELF_REGION_NONE) {
+            MappingKind(ELF_GetSymNameByIdx(pFile, Idx)) != ELF_REGION_NONE) {
             pFile->papMapSym.push_back(Idx);
         }
     }
     pFile->NumMapSyms = static_cast<U32>(pFile->papMapSym.size());
 }
 
-void _CollectFunctions(ELF_FILE* pFile) {
+void CollectFunctions(ELF_FILE* pFile) {
     U32 Previous = 0;
     for (const U32 Idx : pFile->papSymByAddr) {
         const Elf32_Sym& Sym = pFile->paSym[Idx];
@@ -150,17 +150,17 @@ void _CollectFunctions(ELF_FILE* pFile) {
 }
 
 /// Position of the last entry with st_value at or below the key; for equal values any of them. -1 if none.
-int _FloorSearch(const ELF_FILE* pFile, const std::vector<U32>& Indices, U32 Key) {
+int FloorSearch(const ELF_FILE* pFile, const std::vector<U32>& Indices, U32 Key) {
     const auto It = std::upper_bound(Indices.begin(), Indices.end(), Key,
                                      [&](U32 Value, U32 Idx) { return Value < pFile->paSym[Idx].st_value; });
     return static_cast<int>(It - Indices.begin()) - 1;
 }
 
 /// True if a function or a mapping symbol of code is there.
-bool _HasCodeAtZero(const ELF_FILE* pFile) {
+bool FindCodeAtZero(const ELF_FILE* pFile) {
     const Elf32_Sym* pFirst = pFile->papMapSym.empty() ? nullptr : &pFile->paSym[pFile->papMapSym.front()];
     if (pFirst != nullptr && pFirst->st_value == 0 &&
-        _MappingKind(ELF_GetSymNameByIdx(pFile, pFile->papMapSym.front())) != ELF_REGION_DATA) {
+        MappingKind(ELF_GetSymNameByIdx(pFile, pFile->papMapSym.front())) != ELF_REGION_DATA) {
         return true;
     }
     return std::any_of(pFile->paSym.begin(), pFile->paSym.end(), [](const Elf32_Sym& Sym) {
@@ -171,15 +171,15 @@ bool _HasCodeAtZero(const ELF_FILE* pFile) {
 } // namespace
 
 int ELF_LoadSymbols(ELF_FILE* pFile) {
-    if (_CopySymbols(pFile) != 0) {
+    if (CopySymbols(pFile) != 0) {
         return -1;
     }
-    _SortByAddr(pFile);
-    _FillDataSizes(pFile);
-    _FillFuncSizes(pFile);
-    _CollectMappingSymbols(pFile);
-    _CollectFunctions(pFile);
-    pFile->HasCodeAtZero = _HasCodeAtZero(pFile);
+    SortByAddr(pFile);
+    FillDataSizes(pFile);
+    FillFuncSizes(pFile);
+    CollectMappingSymbols(pFile);
+    CollectFunctions(pFile);
+    pFile->HasCodeAtZero = FindCodeAtZero(pFile);
     return 0;
 }
 
@@ -197,7 +197,7 @@ const char* ELF_GetSymNameByIdx(const ELF_FILE* pFile, U32 Idx) {
 }
 
 int ELF_FindSymByAddr(const ELF_FILE* pFile, U32 Addr, int Type, int Binding) {
-    int Pos = pFile != nullptr ? _FloorSearch(pFile, pFile->papSymByAddr, Addr | 1) : -1;
+    int Pos = pFile != nullptr ? FloorSearch(pFile, pFile->papSymByAddr, Addr | 1) : -1;
     const auto IsAtAddr = [&](int p) {
         return (pFile->paSym[pFile->papSymByAddr[static_cast<size_t>(p)]].st_value & ~1u) == Addr;
     };
@@ -220,7 +220,7 @@ int ELF_FindSymByAddr(const ELF_FILE* pFile, U32 Addr, int Type, int Binding) {
 
 U32 ELF_FindFuncSym(const ELF_FILE* pFile, U32 Addr, int Strict) {
     const U32 Key = Addr | 1;
-    const int First = pFile != nullptr ? _FloorSearch(pFile, pFile->papFuncSym, Key) : -1;
+    const int First = pFile != nullptr ? FloorSearch(pFile, pFile->papFuncSym, Key) : -1;
     if (First < 0) {
         return NOTHING;
     }
@@ -238,14 +238,14 @@ U32 ELF_GetFuncSymIdx(const ELF_FILE* pFile, U32 i) {
 
 ELF_MEM_REGION ELF_GetMemRegion(U32 Addr) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
-    const int Pos = pFile != nullptr ? _FloorSearch(pFile, pFile->papMapSym, Addr | 1) : -1;
+    const int Pos = pFile != nullptr ? FloorSearch(pFile, pFile->papMapSym, Addr | 1) : -1;
     if (Pos < 0) {
         return {};
     }
     const U32 Idx = pFile->papMapSym[static_cast<size_t>(Pos)];
     const bool IsLast = Pos + 1 >= static_cast<int>(pFile->NumMapSyms);
     const U32 End = IsLast ? 0xFFFFFFFF : pFile->paSym[pFile->papMapSym[static_cast<size_t>(Pos) + 1]].st_value;
-    const ELF_MEM_REGION Region = {pFile->paSym[Idx].st_value, End, _MappingKind(ELF_GetSymNameByIdx(pFile, Idx))};
+    const ELF_MEM_REGION Region = {pFile->paSym[Idx].st_value, End, MappingKind(ELF_GetSymNameByIdx(pFile, Idx))};
     if ((Addr | 1) < Region.AddrLo || (Addr | 1) >= Region.AddrHi) {
         return {};
     }

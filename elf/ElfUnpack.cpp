@@ -30,7 +30,7 @@ struct PACKED {
 };
 
 /// True for the sections that are looked at here; *pIsOldForm for one with its size behind "ZLIB".
-bool _IsPacked(const ELF_FILE* pFile, U32 Section, bool* pIsOldForm) {
+bool IsPacked(const ELF_FILE* pFile, U32 Section, bool* pIsOldForm) {
     *pIsOldForm = false;
     if ((ELF_GetSectionFlags(pFile, Section) & SHF_COMPRESSED) != 0) {
         return ELF_IsSectionName(pFile, Section, PREFIX, sizeof(PREFIX) - 1);
@@ -43,7 +43,7 @@ bool _IsPacked(const ELF_FILE* pFile, U32 Section, bool* pIsOldForm) {
 }
 
 /// Reads the header of a compressed section. False if it isn't one that can be unpacked.
-bool _ReadHeader(const ELF_FILE* pFile, U32 Section, bool IsOldForm, PACKED* p) {
+bool ReadHeader(const ELF_FILE* pFile, U32 Section, bool IsOldForm, PACKED* p) {
     const U8* pData = ELF_GetSectionData(pFile, Section);
     const U32 Size = ELF_GetSectionSize(pFile, Section);
     if (pData == nullptr || Size < CHDR_SIZE) {
@@ -61,7 +61,7 @@ bool _ReadHeader(const ELF_FILE* pFile, U32 Section, bool IsOldForm, PACKED* p) 
     return UnpackedSize <= 0xFFFFFFFF;
 }
 
-bool _Inflate(const PACKED& Packed) {
+bool Inflate(const PACKED& Packed) {
     z_stream Stream{};
     Stream.next_in = const_cast<U8*>(Packed.pData); // zlib doesn't write there
     Stream.avail_in = Packed.Size;
@@ -80,7 +80,7 @@ bool _Inflate(const PACKED& Packed) {
 }
 
 /// Says what is wrong with a section; of a file with many bad ones only the first are named.
-void _ReportSection(const ELF_FILE* pFile, U32 Section, const char* sText, int* pNumReported) {
+void ReportSection(const ELF_FILE* pFile, U32 Section, const char* sText, int* pNumReported) {
     constexpr int MAX_REPORTS = 20;
     constexpr size_t MAX_NAME = 40;
     const char* sName = ELF_GetSectionName(pFile, Section);
@@ -105,18 +105,18 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
     int NumReported = 0;
     for (U32 i = 0; i < ELF_GetNumSections(pFile); ++i) {
         bool IsOldForm = false;
-        if (!_IsPacked(pFile, i, &IsOldForm)) {
+        if (!IsPacked(pFile, i, &IsOldForm)) {
             continue;
         }
         PACKED Packed{};
-        const bool IsKnown = _ReadHeader(pFile, i, IsOldForm, &Packed);
+        const bool IsKnown = ReadHeader(pFile, i, IsOldForm, &Packed);
         pFile->Unpacked.push_back({i, nullptr});
         // Sections that share their bytes could keep zlib busy for hours.
         const bool IsTooLarge = Total + Packed.UnpackedSize > static_cast<U64>(MAX_GROWTH) * pFile->FileSize ||
                                 TotalPacked + Packed.Size > pFile->FileSize;
         if (!IsKnown || IsTooLarge) {
-            _ReportSection(pFile, i, IsKnown ? "compressed section is too large: " : "unknown compression of section ",
-                           &NumReported);
+            ReportSection(pFile, i, IsKnown ? "compressed section is too large: " : "unknown compression of section ",
+                          &NumReported);
             continue;
         }
         Total += Packed.UnpackedSize;
@@ -129,7 +129,7 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
     std::vector<ELF_TASK> Tasks;
     Tasks.reserve(Sections.size());
     for (PACKED& Packed : Sections) {
-        Tasks.push_back({[&Packed] { Packed.IsGood = _Inflate(Packed); }, nullptr});
+        Tasks.push_back({[&Packed] { Packed.IsGood = Inflate(Packed); }, nullptr});
     }
     ELF_RunTasks(Tasks, Total);
     for (const PACKED& Packed : Sections) {
@@ -137,7 +137,7 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
         Header.sh_size = Packed.UnpackedSize;
         Header.sh_flags &= ~U32{SHF_COMPRESSED};
         if (!Packed.IsGood) {
-            _ReportSection(pFile, Packed.Section, "could not unpack section ", &NumReported);
+            ReportSection(pFile, Packed.Section, "could not unpack section ", &NumReported);
             pFile->Unpacked[Packed.Entry].pData.reset();
         }
     }

@@ -10,9 +10,9 @@ namespace {
 
 constexpr U32 MAX_RANGE_SIZE = 1'000'000; ///< bytes; a unit of more isn't one program's
 
-U32 _Id(const QString& sPath) { return static_cast<U32>(qHash(sPath.toLower())); }
+U32 IdOf(const QString& sPath) { return static_cast<U32>(qHash(sPath.toLower())); }
 
-bool _Holds(const ELF_RANGE& Range, U32 Addr) { return Addr >= Range.Lo && Addr < Range.Hi; }
+bool Holds(const ELF_RANGE& Range, U32 Addr) { return Addr >= Range.Lo && Addr < Range.Hi; }
 
 } // namespace
 
@@ -24,7 +24,7 @@ QString CSrcMap::Normalise(const QString& sPath) {
 void CSrcMap::AddFiles(const ELF_LINES& Lines) {
     for (const std::string& Path : Lines.SrcFiles) {
         const QString sPath = QString::fromStdString(Path);
-        const U32 Id = _Id(sPath);
+        const U32 Id = IdOf(sPath);
         FilePathTable.insert(Id, sPath);
         const auto It = FileNumbers.constFind(Id);
         FileOfPath.push_back(It != FileNumbers.constEnd() ? *It : static_cast<U32>(Files.size()));
@@ -117,7 +117,7 @@ void CSrcMap::BuildSlots() {
 CSrcLoc CSrcMap::LocOf(const CLineTable::CURSOR& Cursor) const {
     const ELF_LINE Line = Rows.Get(Cursor);
     const U32 Slot = Rows.SlotOf(Cursor, Line.File);
-    const bool IsLink = Line.Line != 0 && Slot < Slots.size() && _Holds(Slots[Slot].Range, Line.Addr);
+    const bool IsLink = Line.Line != 0 && Slot < Slots.size() && Holds(Slots[Slot].Range, Line.Addr);
     return IsLink ? CSrcLoc{Slots[Slot].FileId, Line.Line, Line.Col} : CSrcLoc();
 }
 
@@ -137,7 +137,7 @@ const std::vector<CSrcMap::LINE_ADDR>& CSrcMap::LinesOf(U32 FileId) const {
         for (U32 Path = 0; Path < FileOfPath.size(); ++Path) {
             if (FileOfPath[Path] == *It) {
                 Rows.ForEachRowOf(Path, [&File](const ELF_LINE& Row) {
-                    if (Row.Line != 0 && _Holds(File.Range, Row.Addr)) {
+                    if (Row.Line != 0 && Holds(File.Range, Row.Addr)) {
                         File.Lines.push_back({Row.Line, Row.Addr});
                     }
                 });
@@ -159,7 +159,7 @@ U32 CSrcMap::GetFileId(const QString& sPath) const {
     if (sPath.isEmpty()) {
         return INVALID_FILE_ID;
     }
-    const U32 Id = _Id(sPath);
+    const U32 Id = IdOf(sPath);
     if (FileAliasTable.contains(Id)) {
         return FileAliasTable.value(Id);
     }
@@ -188,8 +188,8 @@ QList<U32> CSrcMap::GetSrcFileIds() const {
 }
 
 void CSrcMap::OnSrcFileLocated(const QString& sOldPath, const QString& sNewPath) {
-    const U32 New = _Id(sNewPath);
-    const U32 Old = FileAliasTable.value(_Id(sOldPath), _Id(sOldPath)); // found elsewhere before: still the same file
+    const U32 New = IdOf(sNewPath);
+    const U32 Old = FileAliasTable.value(IdOf(sOldPath), IdOf(sOldPath)); // found elsewhere before: still the same file
     if (!FilePathTable.contains(Old)) {
         return; // no file of the program
     }

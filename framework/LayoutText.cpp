@@ -14,7 +14,7 @@ constexpr AREA_NAME aArea[] = {
 constexpr int MAX_COORDINATE = 1'000'000; ///< more is damage, and would overflow sums
 
 /// Position of the text outside double quotes; -1 if it isn't there.
-qsizetype _FindUnquoted(const QString& sText, const QString& sWhat, qsizetype From) {
+qsizetype FindUnquoted(const QString& sText, const QString& sWhat, qsizetype From) {
     bool IsInQuotes = false;
     for (qsizetype i = 0; i < sText.size(); ++i) {
         if (sText[i] == QLatin1Char('"')) {
@@ -26,21 +26,21 @@ qsizetype _FindUnquoted(const QString& sText, const QString& sWhat, qsizetype Fr
     return -1;
 }
 
-QString _WithoutComment(const QString& sLine) {
+QString WithoutComment(const QString& sLine) {
     qsizetype End = sLine.size();
     for (const char* sMark : {"//", "#"}) {
-        const qsizetype Found = _FindUnquoted(sLine, QLatin1String(sMark), 0);
+        const qsizetype Found = FindUnquoted(sLine, QLatin1String(sMark), 0);
         End = Found >= 0 ? qMin(End, Found) : End;
     }
     return sLine.left(End);
 }
 
 /// The items between commas outside quotes.
-QStringList _Items(const QString& sLine) {
-    const QString sText = _WithoutComment(sLine);
+QStringList ItemsOf(const QString& sLine) {
+    const QString sText = WithoutComment(sLine);
     QStringList Items;
     qsizetype Start = 0;
-    for (qsizetype Comma = 0; (Comma = _FindUnquoted(sText, QStringLiteral(","), Start)) >= 0; Start = Comma + 1) {
+    for (qsizetype Comma = 0; (Comma = FindUnquoted(sText, QStringLiteral(","), Start)) >= 0; Start = Comma + 1) {
         Items.append(sText.mid(Start, Comma - Start).trimmed());
     }
     Items.append(sText.mid(Start).trimmed());
@@ -48,7 +48,7 @@ QStringList _Items(const QString& sLine) {
 }
 
 /// Value of the first item that begins with the key, without its quotes.
-QString _Value(const QStringList& Items, const char* sKey) {
+QString ValueOf(const QStringList& Items, const char* sKey) {
     for (const QString& sItem : Items) {
         if (sItem.startsWith(QLatin1String(sKey))) {
             QString sValue = sItem.mid(sItem.indexOf(QLatin1Char('=')) + 1).trimmed();
@@ -61,12 +61,12 @@ QString _Value(const QStringList& Items, const char* sKey) {
     return {};
 }
 
-int _Number(const QStringList& Items, const char* sKey) {
-    return qBound(-MAX_COORDINATE, _Value(Items, sKey).toInt(), MAX_COORDINATE);
+int Number(const QStringList& Items, const char* sKey) {
+    return qBound(-MAX_COORDINATE, ValueOf(Items, sKey).toInt(), MAX_COORDINATE);
 }
 
 /// The elements of "[a;b]".
-QStringList _List(const QString& sValue) {
+QStringList GetList(const QString& sValue) {
     if (!sValue.startsWith(QLatin1Char('[')) || !sValue.endsWith(QLatin1Char(']')) || sValue.size() == 2) {
         return {};
     }
@@ -77,7 +77,7 @@ QStringList _List(const QString& sValue) {
     return List;
 }
 
-QString _Quoted(const QString& sText) {
+QString Quoted(const QString& sText) {
     return QLatin1Char('"') + QString(sText).remove(QLatin1Char('"')) + QLatin1Char('"');
 }
 
@@ -103,7 +103,7 @@ int ParseLayoutArea(const QString& sText) {
 
 QString FormatLayout(const DOCK_LAYOUT& Dock) {
     return QStringLiteral("OpenWindow=%1, DockArea=%2, x=%3, y=%4, w=%5, h=%6, FilterBarShown=%7, ExecCountersShown=%8")
-        .arg(_Quoted(Dock.sName), LayoutAreaName(Dock.Area))
+        .arg(Quoted(Dock.sName), LayoutAreaName(Dock.Area))
         .arg(Dock.x)
         .arg(Dock.y)
         .arg(Dock.w)
@@ -114,7 +114,7 @@ QString FormatLayout(const DOCK_LAYOUT& Dock) {
 
 QString FormatLayout(const TOOLBAR_LAYOUT& Toolbar) {
     return QStringLiteral("OpenToolbar=%1, Floating=%2, x=%3, y=%4")
-        .arg(_Quoted(Toolbar.sName))
+        .arg(Quoted(Toolbar.sName))
         .arg(Toolbar.Floating)
         .arg(Toolbar.x)
         .arg(Toolbar.y);
@@ -123,55 +123,55 @@ QString FormatLayout(const TOOLBAR_LAYOUT& Toolbar) {
 QString FormatLayout(const TABLE_LAYOUT& Table) {
     QStringList Columns;
     for (const QString& sColumn : Table.VisibleColumns) {
-        Columns.append(_Quoted(sColumn));
+        Columns.append(Quoted(sColumn));
     }
     QStringList Widths;
     for (const int Width : Table.ColumnWidths) {
         Widths.append(QString::number(Width));
     }
     const QString sSort = QStringLiteral("SortCol=%1, SortOrder=\"%2\"")
-                              .arg(_Quoted(Table.sSortColumn.isEmpty() ? QStringLiteral("None") : Table.sSortColumn),
+                              .arg(Quoted(Table.sSortColumn.isEmpty() ? QStringLiteral("None") : Table.sSortColumn),
                                    Table.IsAscending ? QLatin1String("ASCENDING") : QLatin1String("DESCENDING"));
     return QStringLiteral("TableHeader=%1, %2, VisibleCols=[%3], ColWidths=[%4]")
-        .arg(_Quoted(Table.sWindow), sSort, Columns.join(QLatin1Char(';')), Widths.join(QLatin1Char(';')));
+        .arg(Quoted(Table.sWindow), sSort, Columns.join(QLatin1Char(';')), Widths.join(QLatin1Char(';')));
 }
 
 std::optional<DOCK_LAYOUT> ParseDockLayout(const QString& sLine) {
-    const QStringList Items = _Items(sLine);
+    const QStringList Items = ItemsOf(sLine);
     if (!Items.first().startsWith(QLatin1String("OpenWindow"))) {
         return {};
     }
-    return DOCK_LAYOUT{_Value(Items, "OpenWindow"),
-                       ParseLayoutArea(_Value(Items, "DockArea")),
-                       _Number(Items, "x"),
-                       _Number(Items, "y"),
-                       _Number(Items, "w"),
-                       _Number(Items, "h"),
-                       _Number(Items, "FilterBarShown"),
-                       _Number(Items, "ExecCountersShown")};
+    return DOCK_LAYOUT{ValueOf(Items, "OpenWindow"),
+                       ParseLayoutArea(ValueOf(Items, "DockArea")),
+                       Number(Items, "x"),
+                       Number(Items, "y"),
+                       Number(Items, "w"),
+                       Number(Items, "h"),
+                       Number(Items, "FilterBarShown"),
+                       Number(Items, "ExecCountersShown")};
 }
 
 std::optional<TOOLBAR_LAYOUT> ParseToolbarLayout(const QString& sLine) {
-    const QStringList Items = _Items(sLine);
+    const QStringList Items = ItemsOf(sLine);
     if (!Items.first().startsWith(QLatin1String("OpenToolbar"))) {
         return {};
     }
-    return TOOLBAR_LAYOUT{_Value(Items, "OpenToolbar"), _Number(Items, "Floating"), _Number(Items, "x"),
-                          _Number(Items, "y")};
+    return TOOLBAR_LAYOUT{ValueOf(Items, "OpenToolbar"), Number(Items, "Floating"), Number(Items, "x"),
+                          Number(Items, "y")};
 }
 
 std::optional<TABLE_LAYOUT> ParseTableLayout(const QString& sLine) {
-    const QStringList Items = _Items(sLine);
+    const QStringList Items = ItemsOf(sLine);
     if (!Items.first().startsWith(QLatin1String("TableHeader"))) {
         return {};
     }
     TABLE_LAYOUT Table;
-    Table.sWindow = _Value(Items, "TableHeader");
-    const QString sSort = _Value(Items, "SortCol");
+    Table.sWindow = ValueOf(Items, "TableHeader");
+    const QString sSort = ValueOf(Items, "SortCol");
     Table.sSortColumn = sSort == QLatin1String("None") ? QString() : sSort;
-    Table.IsAscending = _Value(Items, "SortOrder") != QLatin1String("DESCENDING");
-    Table.VisibleColumns = _List(_Value(Items, "VisibleCols"));
-    for (const QString& sWidth : _List(_Value(Items, "ColWidths"))) {
+    Table.IsAscending = ValueOf(Items, "SortOrder") != QLatin1String("DESCENDING");
+    Table.VisibleColumns = GetList(ValueOf(Items, "VisibleCols"));
+    for (const QString& sWidth : GetList(ValueOf(Items, "ColWidths"))) {
         Table.ColumnWidths.append(qBound(0, sWidth.toInt(), MAX_COORDINATE));
     }
     return Table;

@@ -8,14 +8,14 @@
 namespace {
 
 /// Calls Ask(i) for at most Max numbers spread over [0, Num).
-template <typename ASK> void _Spread(size_t Num, U32 Max, ASK Ask) {
+template <typename ASK> void Spread(size_t Num, U32 Max, ASK Ask) {
     const size_t Count = Num < Max ? Num : Max;
     for (size_t i = 0; i < Count; ++i) {
         Ask(Num * i / Count);
     }
 }
 
-void _AskLines(U32 Addr) {
+void AskLines(U32 Addr) {
     for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Addr)) {
         ElfApi_GetAddrs(Loc);
         ElfApi_GetLineEntryAddrs(Loc);
@@ -31,11 +31,11 @@ void _AskLines(U32 Addr) {
     ElfApi_GetFuncsOfFile(ElfApi_GetFileAtAddr(Addr));
 }
 
-void _AskAddr(U32 Addr) {
+void AskAddr(U32 Addr) {
     constexpr U32 NUM_RULES = 30;
     ELF_SYM_LOC aRule[NUM_RULES];
     U8 aByte[8];
-    _AskLines(Addr);
+    AskLines(Addr);
     ElfApi_GetFuncsAtAddr(Addr);
     ElfApi_GetFuncsInRange({Addr, 64});
     ElfApi_GetMemRegionKind(Addr);
@@ -48,7 +48,7 @@ void _AskAddr(U32 Addr) {
     ElfApi_FindSym(QStringLiteral("this"), true, true, true, true);
 }
 
-void _AskMember(ELF_SYM_HANDLE h) {
+void AskMember(ELF_SYM_HANDLE h) {
     ElfApi_GetMemberOffset(h);
     ElfApi_GetSymBitWidth(h);
     ElfApi_GetSymBitOffset(h);
@@ -57,11 +57,11 @@ void _AskMember(ELF_SYM_HANDLE h) {
     ElfApi_GetSymSize(h);
 }
 
-void _AskType(ELF_SYM_HANDLE h) {
+void AskType(ELF_SYM_HANDLE h) {
     constexpr U32 MAX_MEMBERS = 50;
     const ELF_SYM_LIST Members = ElfApi_GetMembers(h);
-    _Spread(static_cast<size_t>(Members.size()), MAX_MEMBERS,
-            [&](size_t i) { _AskMember(Members[static_cast<qsizetype>(i)]); });
+    Spread(static_cast<size_t>(Members.size()), MAX_MEMBERS,
+           [&](size_t i) { AskMember(Members[static_cast<qsizetype>(i)]); });
     ElfApi_GetSymArrayDims(h);
     ElfApi_IsSymSigned(h);
     ElfApi_GetMemberIdx(h, QStringLiteral("Value"));
@@ -72,43 +72,43 @@ void _AskType(ELF_SYM_HANDLE h) {
     ElfApi_GetSymName(h, true);
 }
 
-int _ReadReg(void*, U32 Reg, U64* pValue) {
+int ReadReg(void*, U32 Reg, U64* pValue) {
     *pValue = 0x20000000 + Reg;
     return 0;
 }
 
-int _ReadImage(void*, U32 Addr, U32 NumBytes, U8* pBuf) { return ElfApi_ReadMem(Addr, NumBytes, pBuf); }
+int ReadImage(void*, U32 Addr, U32 NumBytes, U8* pBuf) { return ElfApi_ReadMem(Addr, NumBytes, pBuf); }
 
 /// A frame that seems to have called itself, over and over.
-ELF_FRAME _Frame(U32 PC) {
+ELF_FRAME MakeFrame(U32 PC) {
     ELF_FRAME Frame;
     Frame.PC = PC;
     Frame.ResumePC = PC;
-    Frame.pfReadReg = _ReadReg;
-    Frame.pfReadMem = _ReadImage;
+    Frame.pfReadReg = ReadReg;
+    Frame.pfReadMem = ReadImage;
     Frame.pContext = reinterpret_cast<void*>(static_cast<std::uintptr_t>(PC));
     Frame.pfGetCaller = [](void* p, ELF_FRAME* pCaller) {
-        *pCaller = _Frame(static_cast<U32>(reinterpret_cast<std::uintptr_t>(p)));
+        *pCaller = MakeFrame(static_cast<U32>(reinterpret_cast<std::uintptr_t>(p)));
         return 0;
     };
     return Frame;
 }
 
-void _AskPlace(ELF_SYM_HANDLE h, U32 PC) {
+void AskPlace(ELF_SYM_HANDLE h, U32 PC) {
     ElfApi_IsInScope(h, PC);
     ElfApi_LocToText(ElfApi_GetSymLoc(h, PC));
-    ElfApi_ReadSym(h, _Frame(PC));
+    ElfApi_ReadSym(h, MakeFrame(PC));
 }
 
-void _AskSym(ELF_SYM_HANDLE h) {
+void AskSym(ELF_SYM_HANDLE h) {
     const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
     for (const U32 PC : {0u, Range.Addr, Range.Addr + 4, 0x8000u}) {
-        _AskPlace(h, PC);
+        AskPlace(h, PC);
     }
-    _AskMember(h);
-    _AskType(h);
+    AskMember(h);
+    AskType(h);
     const ELF_SYM_HANDLE hType = ElfApi_GetSymDataType(h);
-    _AskType(hType);
+    AskType(hType);
     ElfApi_GetSymDataType(hType, true);
     ElfApi_GetSymAddr(h);
     ElfApi_GetSymConstValue(h);
@@ -126,19 +126,19 @@ void _AskSym(ELF_SYM_HANDLE h) {
     ElfApi_ParseLoc(sName, Range.Addr, &Size);
 }
 
-void _AskLocals(ELF_SYM_HANDLE hFunc, U32 NumAsked) {
+void AskLocals(ELF_SYM_HANDLE hFunc, U32 NumAsked) {
     const ELF_SYM_LIST Locals = ElfApi_LocalVars(hFunc);
     const U32 PC = ElfApi_GetSymAddrRange(hFunc).Addr;
-    _Spread(static_cast<size_t>(Locals.size()), NumAsked, [&](size_t i) {
+    Spread(static_cast<size_t>(Locals.size()), NumAsked, [&](size_t i) {
         const ELF_SYM_HANDLE h = Locals[static_cast<qsizetype>(i)];
-        _AskPlace(h, PC + 2);
-        _AskPlace(h, PC + 10);
-        _AskType(ElfApi_GetSymDataType(h));
+        AskPlace(h, PC + 2);
+        AskPlace(h, PC + 10);
+        AskType(ElfApi_GetSymDataType(h));
     });
 }
 
-void _AskSections(const ELF_FILE* pFile, U32 NumAsked) {
-    _Spread(ELF_GetNumSections(pFile), NumAsked, [&](size_t i) {
+void AskSections(const ELF_FILE* pFile, U32 NumAsked) {
+    Spread(ELF_GetNumSections(pFile), NumAsked, [&](size_t i) {
         ELF_RELOC Reloc;
         ELF_ReadReloc(pFile, static_cast<U32>(i), 0, &Reloc);
         ELF_ReadReloc(pFile, static_cast<U32>(i), 1, &Reloc);
@@ -153,19 +153,19 @@ void AskElf(U32 NumAsked) {
     const ELF_FILE* pFile = ELF_GetCurrentFile();
     I64 Line = ElfApi_GetNextAddr(0);
     for (U32 i = 0; i < NumAsked && Line >= 0; ++i) {
-        _AskAddr(static_cast<U32>(Line));
+        AskAddr(static_cast<U32>(Line));
         Line = ElfApi_GetNextAddr(static_cast<U32>(Line));
     }
-    _Spread(pFile->NumSyms, NumAsked, [&](size_t i) { _AskAddr(pFile->paSym[i].st_value); });
-    _Spread(ElfApi_GetFdeCnt(), NumAsked, [](size_t i) {
-        _AskAddr(ElfApi_GetFdeAddrLo(static_cast<U32>(i)));
-        _AskAddr(ElfApi_GetFdeAddrHi(static_cast<U32>(i)) - 2);
+    Spread(pFile->NumSyms, NumAsked, [&](size_t i) { AskAddr(pFile->paSym[i].st_value); });
+    Spread(ElfApi_GetFdeCnt(), NumAsked, [](size_t i) {
+        AskAddr(ElfApi_GetFdeAddrLo(static_cast<U32>(i)));
+        AskAddr(ElfApi_GetFdeAddrHi(static_cast<U32>(i)) - 2);
     });
-    _AskSections(pFile, NumAsked);
+    AskSections(pFile, NumAsked);
     for (const ELF_SYM_LIST& List : {ElfApi_Functions(), ElfApi_GlobalVars(), ElfApi_Types(), ElfApi_Namespaces()}) {
-        _Spread(static_cast<size_t>(List.size()), NumAsked, [&](size_t i) {
-            _AskSym(List[static_cast<qsizetype>(i)]);
-            _AskLocals(List[static_cast<qsizetype>(i)], NumAsked);
+        Spread(static_cast<size_t>(List.size()), NumAsked, [&](size_t i) {
+            AskSym(List[static_cast<qsizetype>(i)]);
+            AskLocals(List[static_cast<qsizetype>(i)], NumAsked);
         });
     }
     ElfApi_OnSrcFileLocated(ElfApi_GetSrcFiles().value(0), QStringLiteral("/elsewhere/x.c"));

@@ -9,7 +9,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size);
 
-static int _RunFile(const std::filesystem::path& Path) {
+static int RunFile(const std::filesystem::path& Path) {
     std::ifstream File(Path, std::ios::binary);
     if (!File) {
         std::fprintf(stderr, "%s can't be read\n", Path.c_str());
@@ -25,12 +25,12 @@ int main(int argc, char** argv) {
     int NumRun = 0;
     for (int i = 1; i < argc; ++i) {
         if (!std::filesystem::is_directory(argv[i])) {
-            NumFailed += _RunFile(argv[i]);
+            NumFailed += RunFile(argv[i]);
             ++NumRun;
             continue;
         }
         for (const auto& Entry : std::filesystem::directory_iterator(argv[i])) {
-            NumFailed += _RunFile(Entry.path());
+            NumFailed += RunFile(Entry.path());
             ++NumRun;
         }
     }

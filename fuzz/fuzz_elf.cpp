@@ -12,7 +12,7 @@ namespace {
 constexpr U32 NUM_ASKED = 60;
 constexpr U32 NUM_ASKED_AFTER = 10; ///< after the relocation
 
-int _Zero(void*, U32, U64* pValue) {
+int Zero(void*, U32, U64* pValue) {
     *pValue = 0;
     return 0;
 }
@@ -22,7 +22,7 @@ int _Zero(void*, U32, U64* pValue) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
     constexpr size_t MAX_EXPR = 256;
     ELF_EXPR_ENV Env;
-    Env.pfReadReg = _Zero;
+    Env.pfReadReg = Zero;
     ELF_EvalExpr(pData, static_cast<U32>(Size < MAX_EXPR ? Size : MAX_EXPR), Env);
     const int File = memfd_create("input", 0);
     if (File < 0 || write(File, pData, Size) != static_cast<ssize_t>(Size)) {

@@ -21,34 +21,34 @@ struct STORE {
     QHash<U32, QByteArray> Texts;
 };
 
-STORE& _Store() {
+STORE& GetStore() {
     static STORE Store;
     return Store;
 }
 
-std::shared_ptr<const ICACHE_HOOKS> _Hooks() {
-    std::lock_guard Lock(_Store().HookMutex);
-    return _Store().pHooks;
+std::shared_ptr<const ICACHE_HOOKS> GetHooks() {
+    std::lock_guard Lock(GetStore().HookMutex);
+    return GetStore().pHooks;
 }
 
-ICACHE_CONFIG _Config() {
-    const auto pHooks = _Hooks();
+ICACHE_CONFIG GetConfig() {
+    const auto pHooks = GetHooks();
     return pHooks->fConfig ? pHooks->fConfig() : ICACHE_CONFIG();
 }
 
-ICACHE_MODE_RANGE _ModeRange() {
-    const auto pHooks = _Hooks();
+ICACHE_MODE_RANGE ModeRange() {
+    const auto pHooks = GetHooks();
     return pHooks->fModeRange ? pHooks->fModeRange() : ICACHE_MODE_RANGE();
 }
 
-bool _IsInRange(U32 Addr, const ICACHE_MODE_RANGE& Range) { return Addr >= Range.Start && Addr < Range.End; }
+bool IsInRange(U32 Addr, const ICACHE_MODE_RANGE& Range) { return Addr >= Range.Start && Addr < Range.End; }
 
-U16 _HalfWord(const U8* pBytes, bool IsBig) {
+U16 ReadHalfWord(const U8* pBytes, bool IsBig) {
     return U16(IsBig ? (pBytes[0] << 8) | pBytes[1] : (pBytes[1] << 8) | pBytes[0]);
 }
 
 // Reads instruction bytes and tells their byte order.
-bool _ReadInst(U32 Addr, U32 Size, U8* pBytes, bool* pIsBig) {
+bool ReadInst(U32 Addr, U32 Size, U8* pBytes, bool* pIsBig) {
     if (ElfApi_ReadMem(Addr, Size, pBytes) == 0) {
         *pIsBig = ElfApi_GetDataEncoding() == ENCODING_BE32;
         if (*pIsBig) {
@@ -56,42 +56,42 @@ bool _ReadInst(U32 Addr, U32 Size, U8* pBytes, bool* pIsBig) {
         }
         return true;
     }
-    const auto pHooks = _Hooks();
-    *pIsBig = _Config().InstEndian != 0;
+    const auto pHooks = GetHooks();
+    *pIsBig = GetConfig().InstEndian != 0;
     return pHooks->fReadMem && pHooks->fReadMem(Addr, Size, pBytes) == 0;
 }
 
 // Opcode bits with the mode that decides how two halfwords are put together.
-I64 _ReadBits(U32 Addr, U32 Size, bool IsArm) {
+I64 ReadBits(U32 Addr, U32 Size, bool IsArm) {
     U8 aBytes[4] = {};
     bool IsBig = false;
-    if ((Size != 2 && Size != 4) || Addr > LAST_ADDR - Size || !_ReadInst(Addr, Size, aBytes, &IsBig)) {
+    if ((Size != 2 && Size != 4) || Addr > LAST_ADDR - Size || !ReadInst(Addr, Size, aBytes, &IsBig)) {
         return -1;
     }
-    const U32 First = _HalfWord(aBytes, IsBig);
+    const U32 First = ReadHalfWord(aBytes, IsBig);
     if (Size == 2) {
         return First;
     }
-    const U32 Second = _HalfWord(aBytes + 2, IsBig);
+    const U32 Second = ReadHalfWord(aBytes + 2, IsBig);
     return IsArm && IsBig ? I64((First << 16) | Second) : I64(First | (Second << 16));
 }
 
-U32 _DecodedThumbSize(U32 Addr) {
-    const I64 HalfWord = _ReadBits(Addr, 2, false);
+U32 DecodedThumbSize(U32 Addr) {
+    const I64 HalfWord = ReadBits(Addr, 2, false);
     return HalfWord < 0 ? 2 : ThumbInstSize(U32(HalfWord));
 }
 
-U32 _SizeInMode(U32 Addr, U32 Mode, U32 InstSet) {
+U32 SizeInMode(U32 Addr, U32 Mode, U32 InstSet) {
     if (Mode == ICACHE_MODE_ARM) {
         return 4;
     }
-    return InstSet == 1 ? 2 : _DecodedThumbSize(Addr);
+    return InstSet == 1 ? 2 : DecodedThumbSize(Addr);
 }
 
-template <class TEST> bool _Test(U32 Addr, TEST&& Test) {
+template <class TEST> bool GetTest(U32 Addr, TEST&& Test) {
     const bool IsArm = ICACHE_GetMode(Addr) == ICACHE_MODE_ARM;
     const U32 Size = ICACHE_GetInstSize(Addr);
-    const I64 Op = _ReadBits(Addr, Size, IsArm);
+    const I64 Op = ReadBits(Addr, Size, IsArm);
     return Op >= 0 && Test(U32(Op), IsArm, Size);
 }
 
@@ -99,8 +99,8 @@ template <class TEST> bool _Test(U32 Addr, TEST&& Test) {
 
 void ICACHE_Reset(const ICACHE_HOOKS& Hooks) {
     {
-        std::lock_guard Lock(_Store().HookMutex);
-        _Store().pHooks = std::make_shared<ICACHE_HOOKS>(Hooks);
+        std::lock_guard Lock(GetStore().HookMutex);
+        GetStore().pHooks = std::make_shared<ICACHE_HOOKS>(Hooks);
     }
     ICACHE_ClearInstTexts();
 }
@@ -110,7 +110,7 @@ U32 ICACHE_GetMode(U32 Addr) {
     if (Kind == ICACHE_REGION_ARM || Kind == ICACHE_REGION_THUMB) {
         return Kind;
     }
-    return _ModeRange().Mode == ICACHE_MODE_ARM ? ICACHE_MODE_ARM : ICACHE_MODE_THUMB;
+    return ModeRange().Mode == ICACHE_MODE_ARM ? ICACHE_MODE_ARM : ICACHE_MODE_THUMB;
 }
 
 U32 ICACHE_GetInstSize(I64 Addr) {
@@ -123,13 +123,13 @@ U32 ICACHE_GetInstSize(I64 Addr) {
     if (Kind == ICACHE_REGION_DATA && Hi > U32(Addr)) {
         return Hi - U32(Addr) < 4 ? 2 : 4;
     }
-    const ICACHE_CONFIG Config = _Config();
+    const ICACHE_CONFIG Config = GetConfig();
     if (Config.InstSet == 0) {
         return 4;
     }
-    const ICACHE_MODE_RANGE Range = _ModeRange();
-    const bool IsByMode = _IsInRange(U32(Addr), Range) || (Kind != ICACHE_REGION_ARM && Kind != ICACHE_REGION_THUMB);
-    const U32 Size = _SizeInMode(U32(Addr), IsByMode ? Range.Mode : Kind, Config.InstSet);
+    const ICACHE_MODE_RANGE Range = ModeRange();
+    const bool IsByMode = IsInRange(U32(Addr), Range) || (Kind != ICACHE_REGION_ARM && Kind != ICACHE_REGION_THUMB);
+    const U32 Size = SizeInMode(U32(Addr), IsByMode ? Range.Mode : Kind, Config.InstSet);
     return ICACHE_CorrectInstSize(U32(Addr), Size);
 }
 
@@ -142,39 +142,39 @@ U32 ICACHE_CorrectInstSize(U32 Addr, U32 Size) {
     return Kind && NextKind && Kind != NextKind ? 2 : Size;
 }
 
-I64 ICACHE_GetInstBits(U32 Addr, U32 Size) { return _ReadBits(Addr, Size, ICACHE_GetMode(Addr) == ICACHE_MODE_ARM); }
+I64 ICACHE_GetInstBits(U32 Addr, U32 Size) { return ReadBits(Addr, Size, ICACHE_GetMode(Addr) == ICACHE_MODE_ARM); }
 
 int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
     if (ElfApi_ReadMem(Addr, NumBytes, pBuf) == 0) {
         return 0;
     }
-    const auto pHooks = _Hooks();
+    const auto pHooks = GetHooks();
     return pHooks->fReadMem ? pHooks->fReadMem(Addr, NumBytes, pBuf) : -1;
 }
 
-bool ICACHE_IsSemihostingTrap(U32 Addr) { return _Test(Addr, InstIsSemihostingTrap); }
+bool ICACHE_IsSemihostingTrap(U32 Addr) { return GetTest(Addr, InstIsSemihostingTrap); }
 
 bool ICACHE_IsBreakpointInst(U32 Addr, U32* pSize) {
-    return _Test(Addr, [pSize](U32 Op, bool IsArm, U32 Size) {
+    return GetTest(Addr, [pSize](U32 Op, bool IsArm, U32 Size) {
         *pSize = Size;
         return InstIsBreakpoint(Op, IsArm, Size);
     });
 }
 
 bool ICACHE_IsBranch(U32 Addr) {
-    return _Test(Addr, [](U32 Op, bool IsArm, U32) { return InstIsBranch(Op, IsArm); });
+    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsBranch(Op, IsArm); });
 }
 
 bool ICACHE_IsIndirectBranch(U32 Addr) {
-    return _Test(Addr, [](U32 Op, bool IsArm, U32) { return InstIsIndirectBranch(Op, IsArm); });
+    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsIndirectBranch(Op, IsArm); });
 }
 
 bool ICACHE_IsCall(U32 Addr) {
-    return _Test(Addr, [](U32 Op, bool IsArm, U32) { return InstIsCall(Op, IsArm); });
+    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsCall(Op, IsArm); });
 }
 
 bool ICACHE_IsReturn(U32 Addr) {
-    return _Test(Addr, [](U32 Op, bool IsArm, U32) {
+    return GetTest(Addr, [](U32 Op, bool IsArm, U32) {
         return InstIsReturn(Op, IsArm) || InstIsPopPc(Op, IsArm) || InstIsLoadPcFromSp(Op, IsArm);
     });
 }
@@ -183,7 +183,7 @@ bool ICACHE_HasBranchInRange(U32 Start, U32 End) {
     for (U64 Addr = Start; Addr < End;) {
         const U32 Size = ICACHE_GetInstSize(I64(Addr));
         const bool IsData = ElfApi_GetMemRegionKind(U32(Addr)) == ICACHE_REGION_DATA;
-        const bool IsBreak = _Test(U32(Addr), [](U32 Op, bool IsArm, U32 OpSize) {
+        const bool IsBreak = GetTest(U32(Addr), [](U32 Op, bool IsArm, U32 OpSize) {
             return InstIsBranch(Op, IsArm) || InstIsIndirectBranch(Op, IsArm) || InstIsPopPc(Op, IsArm) ||
                    InstIsLoadPcFromSp(Op, IsArm) || InstIsSemihostingTrap(Op, IsArm, OpSize);
         });
@@ -196,8 +196,8 @@ bool ICACHE_HasBranchInRange(U32 Start, U32 End) {
 }
 
 QByteArray ICACHE_GetInstText(U32 Addr) {
-    std::lock_guard Lock(_Store().TextMutex);
-    return _Store().Texts.value(Addr);
+    std::lock_guard Lock(GetStore().TextMutex);
+    return GetStore().Texts.value(Addr);
 }
 
 void ICACHE_SetInstText(I64 Addr, const QByteArray& sText) {
@@ -211,13 +211,13 @@ void ICACHE_SetInstText(I64 Addr, const QByteArray& sText) {
     if (const qsizetype Comment = sPadded.indexOf(';'); Comment >= 0) {
         sPadded.truncate(Comment);
     }
-    std::lock_guard Lock(_Store().TextMutex);
-    if (!_Store().Texts.contains(U32(Addr))) {
-        _Store().Texts.insert(U32(Addr), sPadded);
+    std::lock_guard Lock(GetStore().TextMutex);
+    if (!GetStore().Texts.contains(U32(Addr))) {
+        GetStore().Texts.insert(U32(Addr), sPadded);
     }
 }
 
 void ICACHE_ClearInstTexts() {
-    std::lock_guard Lock(_Store().TextMutex);
-    _Store().Texts.clear();
+    std::lock_guard Lock(GetStore().TextMutex);
+    GetStore().Texts.clear();
 }

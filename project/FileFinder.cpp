@@ -26,7 +26,7 @@ constexpr CLASS_ROW aClass[] = {
     {FC_DOCUMENT, "*.txt *.pdf *.html"},
 };
 
-FILE_CLASS _ClassOf(const QString& sPath) {
+FILE_CLASS ClassOf(const QString& sPath) {
     const qsizetype Dot = sPath.lastIndexOf(QLatin1Char('.'));
     const QString sSuffix = Dot < 0 ? QString() : sPath.mid(Dot + 1).toLower();
     for (const CLASS_ROW& Row : aClass) {
@@ -39,7 +39,7 @@ FILE_CLASS _ClassOf(const QString& sPath) {
 }
 
 /// The candidate in a directory, cleaned, if it exists.
-QString _TryPath(const QString& sDir, const QString& sPath) {
+QString TryPath(const QString& sDir, const QString& sPath) {
     if (sDir.isEmpty()) {
         return {};
     }
@@ -49,7 +49,7 @@ QString _TryPath(const QString& sDir, const QString& sPath) {
     return QFileInfo::exists(sCandidate) ? CleanPath(sCandidate) : QString();
 }
 
-QString _WithSuffix(const QString& sPath, const char* sSuffix) {
+QString WithSuffix(const QString& sPath, const char* sSuffix) {
     const qsizetype Dot = sPath.lastIndexOf(QLatin1Char('.'));
     return (Dot < 0 ? sPath : sPath.left(Dot)) + QLatin1String(sSuffix);
 }
@@ -157,15 +157,15 @@ QString CFileFinder::ApplyPathSubstitutes(const QString& sPath) const {
 
 QString CFileFinder::FindRelative(const QString& sPath, bool NoCurrentDir) {
     for (const QString& sRoot : std::as_const(m_RootPaths)) {
-        const QString sFound = _TryPath(sRoot, sPath);
+        const QString sFound = TryPath(sRoot, sPath);
         if (!sFound.isEmpty()) {
             return sFound;
         }
     }
-    QString sFound = _TryPath(GetProjectDir(), sPath);
+    QString sFound = TryPath(GetProjectDir(), sPath);
     m_FoundInProjectDir = m_FoundInProjectDir || !sFound.isEmpty();
     for (const QString& sDir : {GetProgramDir(), GetAppDir(), NoCurrentDir ? QString() : QDir::currentPath()}) {
-        sFound = sFound.isEmpty() ? _TryPath(sDir, sPath) : sFound;
+        sFound = sFound.isEmpty() ? TryPath(sDir, sPath) : sFound;
     }
     return sFound;
 }
@@ -198,13 +198,13 @@ QString CFileFinder::FindByClass(const QString& sPath, const QStringList& Dirs) 
 QString CFileFinder::FindBySuffix(const QString& sPath) {
     const QString sConfig = ExpandMacros(QStringLiteral("$(ConfigDir)"));
     const QString sPlugins = ExpandMacros(QStringLiteral("$(PluginDir)"));
-    switch (_ClassOf(sPath)) {
+    switch (ClassOf(sPath)) {
     case FC_DESCRIPTION: {
         const QStringList Dirs =
             QStringList{sConfig, sConfig + QStringLiteral("/CPU/"), sConfig + QStringLiteral("/Peripherals/")} +
             m_SearchPaths;
-        const QString sFound = FindByClass(_WithSuffix(sPath, ".svd"), Dirs);
-        return sFound.isEmpty() ? FindByClass(_WithSuffix(sPath, ".xml"), Dirs) : sFound;
+        const QString sFound = FindByClass(WithSuffix(sPath, ".svd"), Dirs);
+        return sFound.isEmpty() ? FindByClass(WithSuffix(sPath, ".xml"), Dirs) : sFound;
     }
     case FC_PLUGIN:
         return FindByClass(
@@ -257,7 +257,7 @@ void CFileFinder::Report(const QString& sAsked, const QString& sFound) {
         return;
     }
     const bool IsFound = FileExists(sFound);
-    if (_ClassOf(sAsked) == FC_SOURCE) {
+    if (ClassOf(sAsked) == FC_SOURCE) {
         if (IsFound) {
             m_FoundFiles.insert(sFound);
             emit SrcFilePathResolved(sAsked, sFound);

@@ -19,7 +19,7 @@ const QStringList ProbeSettingNames = {"Project.SetDevice",   "Project.SetHostIF
 const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTraceTiming", "Project.SetTracePortWidth",
                                        "Project.ConfigSWO"};
 
-QString _ReadText(const QString& sPath) {
+QString ReadText(const QString& sPath) {
     QFile File(sPath);
     return FileExists(sPath) && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
 }
@@ -172,7 +172,7 @@ bool CProject::HasCpuSvdFile() const {
 
 int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker,
                       const QStringList& Commands) {
-    QString sText = sPath.isEmpty() ? ScriptGetText() : _ReadText(sPath);
+    QString sText = sPath.isEmpty() ? ScriptGetText() : ReadText(sPath);
     if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
         return -1;
     }
@@ -202,7 +202,7 @@ int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) 
 }
 
 bool CProject::HasCommand(const QString& sName) const {
-    const QString sText = _ReadText(GetPath());
+    const QString sText = ReadText(GetPath());
     qsizetype Start = 0;
     qsizetype End = 0;
     return FindProjectLoadBody(sText, &Start, &End) && sText.mid(Start, End - Start).contains(sName);

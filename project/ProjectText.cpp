@@ -5,7 +5,7 @@ namespace {
 constexpr const char* LOAD_FUNCTION = "OnProjectLoad";
 
 /// Position of the "}" that matches the "{" in front of Start; -1 if there is none.
-qsizetype _FindMatchingBrace(const QString& sText, qsizetype Start) {
+qsizetype FindMatchingBrace(const QString& sText, qsizetype Start) {
     int Depth = 1;
     for (qsizetype i = Start; i < sText.size(); ++i) {
         Depth += sText[i] == QLatin1Char('{') ? 1 : (sText[i] == QLatin1Char('}') ? -1 : 0);
@@ -16,7 +16,7 @@ qsizetype _FindMatchingBrace(const QString& sText, qsizetype Start) {
     return -1;
 }
 
-bool _RemoveLine(QString* pText, const QString& sName) {
+bool RemoveLine(QString* pText, const QString& sName) {
     qsizetype Start = 0;
     qsizetype End = 0;
     if (!FindProjectLoadBody(*pText, &Start, &End)) {
@@ -37,7 +37,7 @@ bool _RemoveLine(QString* pText, const QString& sName) {
     return true;
 }
 
-qsizetype _FindInsertPos(const QString& sText, qsizetype Start, const QString& sMarker) {
+qsizetype FindInsertPos(const QString& sText, qsizetype Start, const QString& sMarker) {
     const qsizetype Marker = sText.indexOf(sMarker, Start);
     if (Marker < 0) {
         return Start;
@@ -59,7 +59,7 @@ bool FindProjectLoadBody(const QString& sText, qsizetype* pStart, qsizetype* pEn
         qWarning("Could not determine text position of function body start");
         return false;
     }
-    const qsizetype Close = _FindMatchingBrace(sText, Open + 1);
+    const qsizetype Close = FindMatchingBrace(sText, Open + 1);
     if (Close < 0) {
         qWarning("Could not determine text position of function body end");
         return false;
@@ -73,7 +73,7 @@ bool RewriteProjectText(QString* pText, const QStringList& NamesToRemove, const 
                         const QStringList& Commands) {
     QString sText = *pText;
     for (const QString& sName : NamesToRemove) {
-        if (!_RemoveLine(&sText, sName)) {
+        if (!RemoveLine(&sText, sName)) {
             return false;
         }
     }
@@ -82,7 +82,7 @@ bool RewriteProjectText(QString* pText, const QStringList& NamesToRemove, const 
     if (!FindProjectLoadBody(sText, &Start, &End)) {
         return false;
     }
-    qsizetype Pos = _FindInsertPos(sText, Start, sMarker);
+    qsizetype Pos = FindInsertPos(sText, Start, sMarker);
     if (Pos == Start && !sText.mid(Start).startsWith(QLatin1Char('\n'))) {
         sText.insert(Pos++, QLatin1Char('\n'));
     } else if (Pos == Start) {

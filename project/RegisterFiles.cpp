@@ -13,13 +13,13 @@ namespace {
 
 constexpr qint64 HEAD_SIZE = 4096; ///< the root element stands within the first bytes
 
-QString _WithInstallDir(const QString& sPath) {
+QString WithInstallDir(const QString& sPath) {
     const QString sDir = GetProgramDir();
     return sPath.startsWith(sDir) ? QStringLiteral("$(InstallDir)") + sPath.mid(sDir.size()) : sPath;
 }
 
 /// "ARM926EJ-S" to "ARM9", "ARM1136" to "ARM11"; a name of another kind stands; empty if the number is none.
-QString _ShortCoreName(const QString& sCore) {
+QString ShortCoreName(const QString& sCore) {
     constexpr int FIRST = 4;
     constexpr int LAST = 11;
     if (!sCore.startsWith(QLatin1String("ARM"))) {
@@ -38,14 +38,14 @@ QString _ShortCoreName(const QString& sCore) {
 } // namespace
 
 QString GetSVDFileNameForCore(const QString& sCore) {
-    const QString sName = _ShortCoreName(sCore);
+    const QString sName = ShortCoreName(sCore);
     if (sName.isEmpty()) {
         return {};
     }
     for (const char* sEnding : {"F.svd", ".svd"}) {
         const QString sFound = CFileFinder::Get().FindFileSilently(sName + QLatin1String(sEnding));
         if (FileExists(sFound)) {
-            return _WithInstallDir(sFound);
+            return WithInstallDir(sFound);
         }
     }
     return {};
@@ -58,7 +58,7 @@ QString GetDefaultPeriphSVDFile(const QString& sDevice, U32 Core) {
     for (const QString& sText : {QString::fromLatin1(GetArchitectureText(Core)), sDevice}) {
         for (const QString& sFile : Files) {
             if (!sText.isEmpty() && sFile.contains(sText, Qt::CaseInsensitive)) {
-                return _WithInstallDir(Dir.filePath(sFile));
+                return WithInstallDir(Dir.filePath(sFile));
             }
         }
     }

@@ -44,13 +44,13 @@ struct SCRIPT_STATE {
     I32 CurrentFunction = -1;
 };
 
-SCRIPT_STATE& _State() {
+SCRIPT_STATE& GetState() {
     static SCRIPT_STATE State;
     return State;
 }
 
-void _SetError(const QString& sText, const QString& sSource, I32 Line) {
-    SCRIPT_STATE& State = _State();
+void SetError(const QString& sText, const QString& sSource, I32 Line) {
+    SCRIPT_STATE& State = GetState();
     State.ErrorText = sText;
     State.ErrorSource = sSource;
     State.ErrorLine = Line;
@@ -58,16 +58,16 @@ void _SetError(const QString& sText, const QString& sSource, I32 Line) {
 }
 
 /// Error sink of the interpreter.
-void _OnError(const CTrans* pTrans) {
+void OnError(const CTrans* pTrans) {
     const char* pEnd = std::strchr(pTrans->pLineStart, ';');
     qsizetype Length =
         pEnd != nullptr ? pEnd - pTrans->pLineStart + 1 : static_cast<qsizetype>(std::strlen(pTrans->pLineStart));
     Length = qMin<qsizetype>(Length, MAX_ERROR_SOURCE);
-    _SetError(QString::fromUtf8(pTrans->sError), QString::fromUtf8(pTrans->pLineStart, Length), pTrans->Line);
+    SetError(QString::fromUtf8(pTrans->sError), QString::fromUtf8(pTrans->pLineStart, Length), pTrans->Line);
 }
 
-void _WaitForRunningFunctions() {
-    SCRIPT_STATE& State = _State();
+void WaitForRunningFunctions() {
+    SCRIPT_STATE& State = GetState();
     qDebug("Script waiting to close.");
     State.CloseRequested = true;
     State.pTrans->DoStop = 1;
@@ -83,7 +83,7 @@ void _WaitForRunningFunctions() {
     State.FilePath = sPath;
 }
 
-void _AddConstants(CTrans* pTrans) {
+void AddConstants(CTrans* pTrans) {
     for (int i = 0; i < NUM_TEXT_ROWS; ++i) {
         const TEXT_ROW* pRow = GetTextRow(i);
         TransAddConstant(pTrans, pRow->sName, pRow->Value);
@@ -103,32 +103,32 @@ void _AddConstants(CTrans* pTrans) {
     }
 }
 
-void _AddApi(CTrans* pTrans, const QString& sPrototype, const COMMAND_ROW& Row) {
+void AddApi(CTrans* pTrans, const QString& sPrototype, const COMMAND_ROW& Row) {
     if (TransAddApiFunction(pTrans, sPrototype.toLatin1().constData(), Row.pfHandler) != 0) {
         qWarning("Error registering API function for %s", qPrintable(Row.ActionName));
         pTrans->HasError = 0;
     }
 }
 
-void _AddCommands(CTrans* pTrans) {
+void AddCommands(CTrans* pTrans) {
     for (U32 Id = 0; Id < CMD_COUNT; ++Id) {
         const COMMAND_ROW Row = CCommandTable::GetRow(Id);
         if (Row.pfHandler == nullptr) {
             continue;
         }
-        _AddApi(pTrans, Row.Prototype, Row);
+        AddApi(pTrans, Row.Prototype, Row);
         const QString sAlias = CCommandTable::GetAlias(Id);
         if (!sAlias.isEmpty()) {
             QString sPrototype = Row.Prototype;
-            _AddApi(pTrans,
-                    sPrototype.replace(CCommandTable::GetName(Id) + QLatin1String(" ("), sAlias + QLatin1String(" (")),
-                    Row);
+            AddApi(pTrans,
+                   sPrototype.replace(CCommandTable::GetName(Id) + QLatin1String(" ("), sAlias + QLatin1String(" (")),
+                   Row);
         }
     }
 }
 
-int _FailLoad(const char* sLog) {
-    SCRIPT_STATE& State = _State();
+int FailLoad(const char* sLog) {
+    SCRIPT_STATE& State = GetState();
     qDebug("%s", sLog);
     State.pTrans = nullptr;
     State.pHeap.reset();
@@ -138,7 +138,7 @@ int _FailLoad(const char* sLog) {
 }
 
 /// Null, or why the file can't be taken.
-const char* _ReadFile(const QString& sPath, QString* pText) {
+const char* ReadFile(const QString& sPath, QString* pText) {
     QFile File(sPath);
     if (!QFileInfo(sPath).isFile()) {
         return "file not found";
@@ -160,14 +160,14 @@ const char* _ReadFile(const QString& sPath, QString* pText) {
     return nullptr;
 }
 
-int _Run(int Id, const EVENT_FUNCTION& Function) {
-    SCRIPT_STATE& State = _State();
+int Run(int Id, const EVENT_FUNCTION& Function) {
+    SCRIPT_STATE& State = GetState();
     const QByteArray Name = ScriptGetFunctionName(Id).toLatin1();
     ++State.CallLevel;
     State.CurrentFunction = Id;
     const int Result = TransRunFunction(State.pTrans, Name.constData());
     if (Result == -1 && State.pTrans->IsDivisionByZero != 0) {
-        _SetError(QStringLiteral("Error in script function %1").arg(QLatin1String(Function.sPrototype)), QString(), -1);
+        SetError(QStringLiteral("Error in script function %1").arg(QLatin1String(Function.sPrototype)), QString(), -1);
     }
     State.CurrentFunction = -1;
     --State.CallLevel;
@@ -177,15 +177,15 @@ int _Run(int Id, const EVENT_FUNCTION& Function) {
 } // namespace
 
 int ScriptOpenText(const QString& sText) {
-    SCRIPT_STATE& State = _State();
+    SCRIPT_STATE& State = GetState();
     if (State.pTrans != nullptr) {
-        _WaitForRunningFunctions();
+        WaitForRunningFunctions();
     }
     State.ErrorText.clear();
     State.ErrorSource.clear();
     State.ErrorLine = -1;
     if (sText.isEmpty()) {
-        _SetError(QStringLiteral("empty file"), QString(), -1);
+        SetError(QStringLiteral("empty file"), QString(), -1);
         qDebug("Script file not parsed. Empty script text");
         return -1;
     }
@@ -194,16 +194,16 @@ int ScriptOpenText(const QString& sText) {
     State.TextHash = qHash(sText);
     State.pTrans = TransInit(State.pHeap.get(), State.Text.constData());
     if (State.pTrans == nullptr) {
-        return _FailLoad("Script file not parsed. could not allocate script heap");
+        return FailLoad("Script file not parsed. could not allocate script heap");
     }
-    _AddConstants(State.pTrans);
-    _AddCommands(State.pTrans);
-    State.pTrans->pfOnError = _OnError;
+    AddConstants(State.pTrans);
+    AddCommands(State.pTrans);
+    State.pTrans->pfOnError = OnError;
     if (TransParse(State.pTrans) != 0) {
         if (State.ErrorText.isEmpty()) {
-            _SetError(QStringLiteral("Syntax error."), QString(), State.pTrans->Line);
+            SetError(QStringLiteral("Syntax error."), QString(), State.pTrans->Line);
         }
-        return _FailLoad("Script file not parsed. could not create globals");
+        return FailLoad("Script file not parsed. could not create globals");
     }
     State.CloseRequested = false;
     State.HasError = false;
@@ -212,16 +212,16 @@ int ScriptOpenText(const QString& sText) {
 
 int ScriptOpenFile(const QString& sPath) {
     QString sText;
-    if (const char* sError = _ReadFile(sPath, &sText)) {
+    if (const char* sError = ReadFile(sPath, &sText)) {
         ScriptClose(); // the text that was loaded before is no part of this file
-        _SetError(QLatin1String(sError), QString(), -1);
+        SetError(QLatin1String(sError), QString(), -1);
         return -1;
     }
     return ScriptOpenText(sText);
 }
 
 int ScriptLoad(const QString& sPath) {
-    SCRIPT_STATE& State = _State();
+    SCRIPT_STATE& State = GetState();
     State.CloseRequested = false;
     State.FilePath = sPath;
     if (ScriptOpenFile(sPath) != 0) {
@@ -231,28 +231,28 @@ int ScriptLoad(const QString& sPath) {
     }
     State.FilePath = sPath;
     if (!ScriptIsDefined(SF_ON_PROJECT_LOAD)) {
-        _SetError(QStringLiteral("Required user function missing: ") + ScriptGetPrototype(SF_ON_PROJECT_LOAD),
-                  QString(), -1);
+        SetError(QStringLiteral("Required user function missing: ") + ScriptGetPrototype(SF_ON_PROJECT_LOAD), QString(),
+                 -1);
         return -1;
     }
     return 0;
 }
 
 bool ScriptFileChanged() {
-    const SCRIPT_STATE& State = _State();
+    const SCRIPT_STATE& State = GetState();
     QString sText;
-    return !State.FilePath.isEmpty() && _ReadFile(State.FilePath, &sText) == nullptr && qHash(sText) != State.TextHash;
+    return !State.FilePath.isEmpty() && ReadFile(State.FilePath, &sText) == nullptr && qHash(sText) != State.TextHash;
 }
 
 int ScriptReload() {
     if (!ScriptFileChanged()) {
         return 0;
     }
-    const QString sPath = _State().FilePath;
+    const QString sPath = GetState().FilePath;
     ScriptLoad(sPath);
     QString sText;
-    if (_ReadFile(sPath, &sText) == nullptr) {
-        _State().TextHash = qHash(sText); // a file that doesn't load is reported once
+    if (ReadFile(sPath, &sText) == nullptr) {
+        GetState().TextHash = qHash(sText); // a file that doesn't load is reported once
     }
     return 1;
 }
@@ -263,14 +263,14 @@ int ScriptSave(const QString& sPath, const QString& sText) {
         qCritical("Could not write file %s: %s", qPrintable(sPath), qPrintable(File.errorString()));
         return -1;
     }
-    _State().FilePath = sPath;
-    _State().TextHash = qHash(sText);
+    GetState().FilePath = sPath;
+    GetState().TextHash = qHash(sText);
     return 0;
 }
 
 void ScriptClose() {
     // The levels of functions that didn't end in time stay counted; their interpreter must not be freed.
-    SCRIPT_STATE& State = _State();
+    SCRIPT_STATE& State = GetState();
     const I32 CallLevel = State.CallLevel;
     if (CallLevel != 0) {
         static std::vector<std::pair<std::unique_ptr<ALIGNED_HEAP>, QByteArray>> Orphans;
@@ -281,7 +281,7 @@ void ScriptClose() {
 }
 
 int ScriptExecute(int Id) {
-    SCRIPT_STATE& State = _State();
+    SCRIPT_STATE& State = GetState();
     if (State.pTrans == nullptr) {
         qDebug("Cannot execute script function: pCTrans is NULL");
         return -1;
@@ -314,12 +314,12 @@ int ScriptExecute(int Id) {
         qDebug("Cannot execute script function: invalid function prototype");
         return -1;
     }
-    return _Run(Id, *pFunction);
+    return Run(Id, *pFunction);
 }
 
 bool ScriptIsDefined(int Id) {
     constexpr U32 MAX_NAME = 50;
-    const SCRIPT_STATE& State = _State();
+    const SCRIPT_STATE& State = GetState();
     if (State.pTrans == nullptr || Id >= SF_END || State.HasError || State.CloseRequested ||
         GetEventFunction(Id) == nullptr || State.pTrans->HasError != 0 || State.pTrans->DoStop != 0) {
         return false;
@@ -328,16 +328,16 @@ bool ScriptIsDefined(int Id) {
     return TransFindSymbol(State.pTrans, Name.constData(), static_cast<U32>(Name.size())) != nullptr;
 }
 
-bool ScriptIsLoaded() { return _State().pTrans != nullptr; }
-bool ScriptHasError() { return _State().HasError; }
-int ScriptGetCallLevel() { return _State().CallLevel; }
-QString ScriptGetPath() { return _State().FilePath; }
-void ScriptSetPath(const QString& sPath) { _State().FilePath = sPath; }
-QString ScriptGetText() { return QString::fromUtf8(_State().Text); }
-QString ScriptGetErrorSource() { return _State().ErrorSource; }
+bool ScriptIsLoaded() { return GetState().pTrans != nullptr; }
+bool ScriptHasError() { return GetState().HasError; }
+int ScriptGetCallLevel() { return GetState().CallLevel; }
+QString ScriptGetPath() { return GetState().FilePath; }
+void ScriptSetPath(const QString& sPath) { GetState().FilePath = sPath; }
+QString ScriptGetText() { return QString::fromUtf8(GetState().Text); }
+QString ScriptGetErrorSource() { return GetState().ErrorSource; }
 
 void ScriptRequestClose() {
-    SCRIPT_STATE& State = _State();
+    SCRIPT_STATE& State = GetState();
     State.CloseRequested = true;
     if (State.pTrans != nullptr) {
         State.pTrans->DoStop = 1;
@@ -345,7 +345,7 @@ void ScriptRequestClose() {
 }
 
 QString ScriptGetErrorText() {
-    const SCRIPT_STATE& State = _State();
+    const SCRIPT_STATE& State = GetState();
     QString sText = QString(State.ErrorText).remove(QLatin1Char('.')).simplified();
     if (State.ErrorLine >= 0) {
         sText += QStringLiteral(" at line %1").arg(State.ErrorLine);
@@ -365,7 +365,7 @@ QString ScriptGetFunctionName(int Id) {
 }
 
 bool ScriptValidatePointer(const void* p) {
-    const U8* pHeap = _State().pHeap != nullptr ? _State().pHeap->aByte : nullptr;
+    const U8* pHeap = GetState().pHeap != nullptr ? GetState().pHeap->aByte : nullptr;
     return pHeap != nullptr && p >= pHeap && p < pHeap + SCRIPT_HEAP_SIZE;
 }
 
@@ -374,6 +374,6 @@ const char* ScriptGetText(I64 Value) {
     if (!ScriptValidatePointer(sText)) {
         return nullptr;
     }
-    const auto* pEnd = reinterpret_cast<const char*>(_State().pHeap->aByte) + SCRIPT_HEAP_SIZE;
+    const auto* pEnd = reinterpret_cast<const char*>(GetState().pHeap->aByte) + SCRIPT_HEAP_SIZE;
     return std::memchr(sText, '\0', static_cast<size_t>(pEnd - sText)) != nullptr ? sText : nullptr;
 }

@@ -26,36 +26,36 @@ constexpr const char* SAMPLE_BODY = "  unsigned int SP;\n"
                                     "    Target.SetReg(\"PC\", PC);\n"
                                     "  }\n";
 
-QString _Padded(const QString& sText) { return sText.leftJustified(BANNER_WIDTH) + QLatin1Char('\n'); }
+QString Padded(const QString& sText) { return sText.leftJustified(BANNER_WIDTH) + QLatin1Char('\n'); }
 
-QString _Star(const QString& sText = QString()) { return _Padded(QLatin1Char('*') + sText); }
+QString Star(const QString& sText = QString()) { return Padded(QLatin1Char('*') + sText); }
 
-QString _Notes(int Id) {
+QString NotesOf(int Id) {
     if (Id == SF_TARGET_RESET) {
-        return _Padded(QStringLiteral("* Notes")) +
-               _Padded(QStringLiteral("*   This example demonstrates the usage when")) +
-               _Padded(QStringLiteral("*   debugging a RAM program on a Cortex-M target device")) + _Star();
+        return Padded(QStringLiteral("* Notes")) +
+               Padded(QStringLiteral("*   This example demonstrates the usage when")) +
+               Padded(QStringLiteral("*   debugging a RAM program on a Cortex-M target device")) + Star();
     }
     if (Id == SF_AFTER_TARGET_DOWNLOAD) {
-        return _Padded(QStringLiteral("* Notes")) +
-               _Padded(QStringLiteral("*   This sample implementation demonstrates the application")) +
-               _Padded(QStringLiteral("*   initialization on a Cortex-M target.")) +
-               _Padded(QStringLiteral("*   If no initialization can be done, Target.Reset() may be called.")) + _Star();
+        return Padded(QStringLiteral("* Notes")) +
+               Padded(QStringLiteral("*   This sample implementation demonstrates the application")) +
+               Padded(QStringLiteral("*   initialization on a Cortex-M target.")) +
+               Padded(QStringLiteral("*   If no initialization can be done, Target.Reset() may be called.")) + Star();
     }
     return {};
 }
 
-QString _Banner(const EVENT_FUNCTION& Function) {
+QString Banner(const EVENT_FUNCTION& Function) {
     const bool IsSample = Function.Id == SF_TARGET_RESET || Function.Id == SF_AFTER_TARGET_DOWNLOAD;
     const QString sIndent(IsSample ? 6 : 7, QLatin1Char(' '));
-    return QLatin1Char('/') + QString(BANNER_WIDTH - 1, QLatin1Char('*')) + QLatin1Char('\n') + _Star() +
-           _Star(sIndent + ScriptGetFunctionName(Function.Id)) + _Star() +
-           _Padded(QStringLiteral("* Function description")) +
-           _Star(QStringLiteral("   ") + QLatin1String(Function.sComment)) + _Star() + _Notes(Function.Id) +
-           QString(BANNER_WIDTH, QLatin1Char('*')) + QLatin1Char('\n') + _Padded(QStringLiteral("*/"));
+    return QLatin1Char('/') + QString(BANNER_WIDTH - 1, QLatin1Char('*')) + QLatin1Char('\n') + Star() +
+           Star(sIndent + ScriptGetFunctionName(Function.Id)) + Star() +
+           Padded(QStringLiteral("* Function description")) +
+           Star(QStringLiteral("   ") + QLatin1String(Function.sComment)) + Star() + NotesOf(Function.Id) +
+           QString(BANNER_WIDTH, QLatin1Char('*')) + QLatin1Char('\n') + Padded(QStringLiteral("*/"));
 }
 
-QString _ProjectLoadBody(const QStringList& Commands) {
+QString ProjectLoadBody(const QStringList& Commands) {
     QString sText = QStringLiteral("void OnProjectLoad (void) {\n"
                                    "  //\n  // Dialog-generated settings\n  //\n");
     QString sFileOpen;
@@ -69,7 +69,7 @@ QString _ProjectLoadBody(const QStringList& Commands) {
     return sText + QStringLiteral("  //\n  // User settings\n  //\n") + sFileOpen + QStringLiteral("}\n");
 }
 
-QString _OptionalBody(const EVENT_FUNCTION& Function) {
+QString OptionalBody(const EVENT_FUNCTION& Function) {
     QString sPrototype = QLatin1String(Function.sPrototype);
     sPrototype.chop(1);
     QString sText = sPrototype + QStringLiteral(" {\n");
@@ -79,7 +79,7 @@ QString _OptionalBody(const EVENT_FUNCTION& Function) {
     }
     QString sCommented;
     for (const QString& sLine : (sText + QStringLiteral("}")).split(QLatin1Char('\n'))) {
-        sCommented += _Padded(QStringLiteral("//") + sLine);
+        sCommented += Padded(QStringLiteral("//") + sLine);
     }
     return sCommented;
 }
@@ -91,8 +91,8 @@ QString ScriptBuildText(const QStringList& Commands) {
     for (int Id = SF_ON_PROJECT_LOAD; Id < SF_BEFORE_TARGET_RESUME; ++Id) {
         const EVENT_FUNCTION& Function = *GetEventFunction(Id);
         sText += Id > SF_ON_PROJECT_LOAD ? QStringLiteral("\n") : QString();
-        sText += _Banner(Function);
-        sText += Id == SF_ON_PROJECT_LOAD ? _ProjectLoadBody(Commands) : _OptionalBody(Function);
+        sText += Banner(Function);
+        sText += Id == SF_ON_PROJECT_LOAD ? ProjectLoadBody(Commands) : OptionalBody(Function);
     }
     return sText;
 }

@@ -19,7 +19,7 @@ constexpr PREDEFINED aPredefined[] = {
 };
 
 /// Bytes that a record of a kind needs.
-U32 _RecordSize(SCRIPT_SYMBOL_KIND Kind) {
+U32 RecordSize(SCRIPT_SYMBOL_KIND Kind) {
     switch (Kind) {
     case SK_FUNCTION:
         return sizeof(SCRIPT_SYMBOL);
@@ -31,7 +31,7 @@ U32 _RecordSize(SCRIPT_SYMBOL_KIND Kind) {
     }
 }
 
-bool _AddAttr(CTrans* pTrans, SCRIPT_SYMBOL* pOwner, SCRIPT_SYMBOL* pAttr) {
+bool AddAttr(CTrans* pTrans, SCRIPT_SYMBOL* pOwner, SCRIPT_SYMBOL* pAttr) {
     auto* pNode = static_cast<SCRIPT_ATTR*>(TransAllocLow(pTrans, sizeof(SCRIPT_ATTR)));
     if (pNode == nullptr) {
         return false;
@@ -41,7 +41,7 @@ bool _AddAttr(CTrans* pTrans, SCRIPT_SYMBOL* pOwner, SCRIPT_SYMBOL* pAttr) {
     return true;
 }
 
-SCRIPT_SYMBOL* _AddPredefined(CTrans* pTrans, const PREDEFINED& Row) {
+SCRIPT_SYMBOL* AddPredefined(CTrans* pTrans, const PREDEFINED& Row) {
     SCRIPT_SYMBOL* pSymbol = TransMakeSymbol(pTrans, Row.Kind, Row.sName, true);
     if (pSymbol != nullptr) {
         pSymbol->Size = Row.Number;
@@ -51,7 +51,7 @@ SCRIPT_SYMBOL* _AddPredefined(CTrans* pTrans, const PREDEFINED& Row) {
 }
 
 /// Name at the position, copied; null with the error if there is none.
-const char* _ReadNewName(CTrans* pTrans, bool IsLow) {
+const char* ReadNewName(CTrans* pTrans, bool IsLow) {
     const U32 Length = TransPeekIdentifier(pTrans);
     if (Length == 0) {
         TransError(pTrans, "Expected an identifier.");
@@ -63,7 +63,7 @@ const char* _ReadNewName(CTrans* pTrans, bool IsLow) {
 }
 
 /// Wraps a pointer type around the type where a "*" follows.
-SCRIPT_SYMBOL* _ReadPointer(CTrans* pTrans, SCRIPT_SYMBOL* pType, bool IsLow) {
+SCRIPT_SYMBOL* ReadPointer(CTrans* pTrans, SCRIPT_SYMBOL* pType, bool IsLow) {
     if (!TransAccept(pTrans, "*")) {
         return pType;
     }
@@ -74,7 +74,7 @@ SCRIPT_SYMBOL* _ReadPointer(CTrans* pTrans, SCRIPT_SYMBOL* pType, bool IsLow) {
     return pPointer;
 }
 
-SCRIPT_SYMBOL* _ReadParam(CTrans* pTrans) {
+SCRIPT_SYMBOL* ReadParam(CTrans* pTrans) {
     SCRIPT_SYMBOL* pType = TransReadSymbol(pTrans);
     while (pType != nullptr && pType->Kind == SK_QUALIFIER) {
         pType = TransReadSymbol(pTrans);
@@ -83,8 +83,8 @@ SCRIPT_SYMBOL* _ReadParam(CTrans* pTrans) {
         TransError(pTrans, "Syntax error.");
         return nullptr;
     }
-    pType = _ReadPointer(pTrans, pType, true);
-    const char* sName = pType != nullptr ? _ReadNewName(pTrans, true) : nullptr;
+    pType = ReadPointer(pTrans, pType, true);
+    const char* sName = pType != nullptr ? ReadNewName(pTrans, true) : nullptr;
     SCRIPT_SYMBOL* pParam = sName != nullptr ? TransMakeSymbol(pTrans, SK_VARIABLE, sName, true) : nullptr;
     if (pParam != nullptr) {
         pParam->pType = pType;
@@ -92,7 +92,7 @@ SCRIPT_SYMBOL* _ReadParam(CTrans* pTrans) {
     return pParam;
 }
 
-int _ReadParams(CTrans* pTrans, SCRIPT_SYMBOL* pFunction) {
+int ReadParams(CTrans* pTrans, SCRIPT_SYMBOL* pFunction) {
     if (TransExpect(pTrans, '(') != 0) {
         return -1;
     }
@@ -106,7 +106,7 @@ int _ReadParams(CTrans* pTrans, SCRIPT_SYMBOL* pFunction) {
     SCRIPT_SYMBOL* pTail = nullptr;
     U32 Count = 0;
     while (!TransAccept(pTrans, ")")) {
-        SCRIPT_SYMBOL* pParam = _ReadParam(pTrans);
+        SCRIPT_SYMBOL* pParam = ReadParam(pTrans);
         if (pParam == nullptr) {
             return -1;
         }
@@ -119,7 +119,7 @@ int _ReadParams(CTrans* pTrans, SCRIPT_SYMBOL* pFunction) {
     return pTrans->HasError != 0 ? -1 : 0;
 }
 
-int _SkipBody(CTrans* pTrans) {
+int SkipBody(CTrans* pTrans) {
     if (!TransAccept(pTrans, "{")) {
         return TransError(pTrans, "Expected '{'");
     }
@@ -153,13 +153,13 @@ CTrans* TransInit(void* pHeap, const char* sText) {
     pTrans->pLineStart = sText;
     pTrans->Line = 1;
     for (const PREDEFINED& Row : aPredefined) {
-        SCRIPT_SYMBOL* pSymbol = _AddPredefined(pTrans, Row);
+        SCRIPT_SYMBOL* pSymbol = AddPredefined(pTrans, Row);
         if (Row.Kind == SK_QUALIFIER && std::strcmp(Row.sName, "const") == 0) {
             pTrans->pConst = pSymbol;
         }
         pTrans->pConstChar = pSymbol; // the last row
     }
-    _AddAttr(pTrans, pTrans->pConstChar, pTrans->pConst);
+    AddAttr(pTrans, pTrans->pConstChar, pTrans->pConst);
     return pTrans;
 }
 
@@ -210,7 +210,7 @@ int TransParse(CTrans* pTrans) {
         pFunction->pBodyLineStart = pTrans->pLineStart;
         pFunction->BodyLine = pTrans->Line;
         TransAppendSymbol(&pTrans->pGlobals, &pTrans->pGlobalsEnd, pFunction);
-        if (_SkipBody(pTrans) != 0) {
+        if (SkipBody(pTrans) != 0) {
             return -1;
         }
     }
@@ -248,7 +248,7 @@ SCRIPT_SYMBOL* TransParseHeader(CTrans* pTrans) {
             TransError(pTrans, "Invalid function attribute.");
             return nullptr;
         }
-        if (!_AddAttr(pTrans, pFunction, pSymbol)) {
+        if (!AddAttr(pTrans, pFunction, pSymbol)) {
             return nullptr;
         }
     }
@@ -265,8 +265,8 @@ SCRIPT_SYMBOL* TransParseHeader(CTrans* pTrans) {
     }
     pType->pType = pSymbol;
     pFunction->pType = pType;
-    pFunction->sName = _ReadNewName(pTrans, true);
-    if (pFunction->sName == nullptr || _ReadParams(pTrans, pFunction) != 0) {
+    pFunction->sName = ReadNewName(pTrans, true);
+    if (pFunction->sName == nullptr || ReadParams(pTrans, pFunction) != 0) {
         return nullptr;
     }
     return pFunction;
@@ -282,7 +282,7 @@ void TransAppendSymbol(SCRIPT_SYMBOL** ppHead, SCRIPT_SYMBOL** ppTail, SCRIPT_SY
 }
 
 SCRIPT_SYMBOL* TransMakeSymbol(CTrans* pTrans, SCRIPT_SYMBOL_KIND Kind, const char* sName, bool IsLow) {
-    const U32 NumBytes = _RecordSize(Kind);
+    const U32 NumBytes = RecordSize(Kind);
     void* pMem = IsLow ? TransAllocLow(pTrans, NumBytes) : TransAllocHigh(pTrans, NumBytes);
     if (pMem == nullptr) {
         TransError(pTrans, "Out of memory.");
@@ -315,8 +315,8 @@ int TransExecDeclaration(CTrans* pTrans, SCRIPT_SYMBOL* pFirst) {
         return TransError(pTrans, "Currently only basic data types for local variables are allowed.");
     }
     const SCRIPT_SYMBOL* pBase = pType;
-    pType = _ReadPointer(pTrans, pType, false);
-    const char* sName = pType != nullptr ? _ReadNewName(pTrans, false) : nullptr;
+    pType = ReadPointer(pTrans, pType, false);
+    const char* sName = pType != nullptr ? ReadNewName(pTrans, false) : nullptr;
     if (sName == nullptr) {
         return -1;
     }

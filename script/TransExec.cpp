@@ -22,21 +22,21 @@ struct READER {
     I32 Line;
 };
 
-READER _Tell(const CTrans* pTrans) { return {pTrans->pPos, pTrans->pLineStart, pTrans->Line}; }
+READER Tell(const CTrans* pTrans) { return {pTrans->pPos, pTrans->pLineStart, pTrans->Line}; }
 
-void _Seek(CTrans* pTrans, const READER& Reader) {
+void Seek(CTrans* pTrans, const READER& Reader) {
     pTrans->pPos = Reader.pPos;
     pTrans->pLineStart = Reader.pLineStart;
     pTrans->Line = Reader.Line;
 }
 
-bool _IsStopped(const CTrans* pTrans) { return pTrans->HasError != 0 || pTrans->DoStop != 0; }
-TRANS_FLOW _Stopped(const CTrans* pTrans) { return pTrans->HasError != 0 ? TRANS_ERROR : TRANS_RETURN; }
+bool IsStopped(const CTrans* pTrans) { return pTrans->HasError != 0 || pTrans->DoStop != 0; }
+TRANS_FLOW Stopped(const CTrans* pTrans) { return pTrans->HasError != 0 ? TRANS_ERROR : TRANS_RETURN; }
 
-TRANS_FLOW _ExecBlock(CTrans* pTrans, bool DoExec, I64* pResult) {
+TRANS_FLOW ExecBlock(CTrans* pTrans, bool DoExec, I64* pResult) {
     while (!TransAccept(pTrans, "}")) {
-        if (_IsStopped(pTrans)) {
-            return _Stopped(pTrans);
+        if (IsStopped(pTrans)) {
+            return Stopped(pTrans);
         }
         const TRANS_FLOW Flow = TransExecStatement(pTrans, DoExec, pResult);
         if (Flow != TRANS_NEXT) {
@@ -46,7 +46,7 @@ TRANS_FLOW _ExecBlock(CTrans* pTrans, bool DoExec, I64* pResult) {
     return TRANS_NEXT;
 }
 
-TRANS_FLOW _ExecReturn(CTrans* pTrans, bool DoExec, I64* pResult) {
+TRANS_FLOW ExecReturn(CTrans* pTrans, bool DoExec, I64* pResult) {
     I64 Value = 0;
     if (TransEvalValue(pTrans, DoExec, &Value) != 0 || TransExpect(pTrans, ';') != 0) {
         return TRANS_ERROR;
@@ -59,7 +59,7 @@ TRANS_FLOW _ExecReturn(CTrans* pTrans, bool DoExec, I64* pResult) {
 }
 
 /// "(" expression ")".
-int _EvalCondition(CTrans* pTrans, bool DoExec, bool* pIsTrue) {
+int EvalCondition(CTrans* pTrans, bool DoExec, bool* pIsTrue) {
     I64 Value = 0;
     if (TransExpect(pTrans, '(') != 0 || TransEvalValue(pTrans, DoExec, &Value) != 0 || TransExpect(pTrans, ')') != 0) {
         return -1;
@@ -68,9 +68,9 @@ int _EvalCondition(CTrans* pTrans, bool DoExec, bool* pIsTrue) {
     return 0;
 }
 
-TRANS_FLOW _ExecIf(CTrans* pTrans, bool DoExec, I64* pResult) {
+TRANS_FLOW ExecIf(CTrans* pTrans, bool DoExec, I64* pResult) {
     bool IsTrue = false;
-    if (_EvalCondition(pTrans, DoExec, &IsTrue) != 0) {
+    if (EvalCondition(pTrans, DoExec, &IsTrue) != 0) {
         return TRANS_ERROR;
     }
     TRANS_FLOW Flow = TransExecStatement(pTrans, DoExec && IsTrue, pResult);
@@ -80,11 +80,11 @@ TRANS_FLOW _ExecIf(CTrans* pTrans, bool DoExec, I64* pResult) {
     return Flow;
 }
 
-TRANS_FLOW _ExecWhile(CTrans* pTrans, bool DoExec, I64* pResult) {
-    const READER Start = _Tell(pTrans);
+TRANS_FLOW ExecWhile(CTrans* pTrans, bool DoExec, I64* pResult) {
+    const READER Start = Tell(pTrans);
     for (;;) {
         bool IsTrue = false;
-        if (_EvalCondition(pTrans, DoExec, &IsTrue) != 0) {
+        if (EvalCondition(pTrans, DoExec, &IsTrue) != 0) {
             return TRANS_ERROR;
         }
         const bool DoBody = DoExec && IsTrue;
@@ -92,15 +92,15 @@ TRANS_FLOW _ExecWhile(CTrans* pTrans, bool DoExec, I64* pResult) {
         if (Flow != TRANS_NEXT || !DoBody) {
             return Flow;
         }
-        if (_IsStopped(pTrans)) {
-            return _Stopped(pTrans);
+        if (IsStopped(pTrans)) {
+            return Stopped(pTrans);
         }
-        _Seek(pTrans, Start);
+        Seek(pTrans, Start);
     }
 }
 
-TRANS_FLOW _ExecDo(CTrans* pTrans, bool DoExec, I64* pResult) {
-    const READER Start = _Tell(pTrans);
+TRANS_FLOW ExecDo(CTrans* pTrans, bool DoExec, I64* pResult) {
+    const READER Start = Tell(pTrans);
     for (;;) {
         const TRANS_FLOW Flow = TransExecStatement(pTrans, DoExec, pResult);
         if (Flow != TRANS_NEXT) {
@@ -116,21 +116,21 @@ TRANS_FLOW _ExecDo(CTrans* pTrans, bool DoExec, I64* pResult) {
             return TRANS_ERROR;
         }
         bool IsTrue = false;
-        if (_EvalCondition(pTrans, DoExec, &IsTrue) != 0 || TransExpect(pTrans, ';') != 0) {
+        if (EvalCondition(pTrans, DoExec, &IsTrue) != 0 || TransExpect(pTrans, ';') != 0) {
             return TRANS_ERROR;
         }
-        if (_IsStopped(pTrans)) {
-            return _Stopped(pTrans);
+        if (IsStopped(pTrans)) {
+            return Stopped(pTrans);
         }
         if (!DoExec || !IsTrue) {
             return TRANS_NEXT;
         }
-        _Seek(pTrans, Start);
+        Seek(pTrans, Start);
     }
 }
 
 /// "[" index "]" behind an array variable, if it is there.
-int _ReadIndex(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* pIndex) {
+int ReadIndex(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* pIndex) {
     if (pVar->pType->Kind != SK_ARRAY) {
         return 0;
     }
@@ -147,9 +147,9 @@ int _ReadIndex(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* pInd
     return 0;
 }
 
-TRANS_FLOW _ExecAssignment(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec) {
+TRANS_FLOW ExecAssignment(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec) {
     I64 Index = 0;
-    if (_ReadIndex(pTrans, pVar, DoExec, &Index) != 0) {
+    if (ReadIndex(pTrans, pVar, DoExec, &Index) != 0) {
         return TRANS_ERROR;
     }
     const ASSIGNMENT* pOp = nullptr;
@@ -186,7 +186,7 @@ TRANS_FLOW _ExecAssignment(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExe
     return TransExpect(pTrans, ';') == 0 ? TRANS_NEXT : TRANS_ERROR;
 }
 
-TRANS_FLOW _ExecNamed(CTrans* pTrans, bool DoExec) {
+TRANS_FLOW ExecNamed(CTrans* pTrans, bool DoExec) {
     SCRIPT_SYMBOL* pSymbol = TransReadSymbol(pTrans);
     if (pSymbol == nullptr) {
         TransError(pTrans, "Syntax error.");
@@ -194,7 +194,7 @@ TRANS_FLOW _ExecNamed(CTrans* pTrans, bool DoExec) {
     }
     switch (pSymbol->Kind) {
     case SK_VARIABLE:
-        return _ExecAssignment(pTrans, pSymbol, DoExec);
+        return ExecAssignment(pTrans, pSymbol, DoExec);
     case SK_FUNCTION: {
         I64 Result = 0;
         if (TransEvalCall(pTrans, pSymbol, DoExec, &Result) != 0 || TransExpect(pTrans, ';') != 0) {
@@ -210,7 +210,7 @@ TRANS_FLOW _ExecNamed(CTrans* pTrans, bool DoExec) {
     }
 }
 
-bool _IsApiFunction(const SCRIPT_SYMBOL* pFunction) {
+bool IsApiFunction(const SCRIPT_SYMBOL* pFunction) {
     for (const SCRIPT_ATTR* pAttr = pFunction->pAttrs; pAttr != nullptr; pAttr = pAttr->pNext) {
         if (std::strcmp(pAttr->pSymbol->sName, "__api__") == 0) {
             return true;
@@ -220,7 +220,7 @@ bool _IsApiFunction(const SCRIPT_SYMBOL* pFunction) {
 }
 
 /// Variable records for the parameters, each with the argument's slot as its storage.
-int _DeclareParams(CTrans* pTrans, const SCRIPT_SYMBOL* pFunction, I64* paArgs) {
+int DeclareParams(CTrans* pTrans, const SCRIPT_SYMBOL* pFunction, I64* paArgs) {
     for (const SCRIPT_SYMBOL* pParam = pFunction->pParams; pParam != nullptr; pParam = pParam->pNext) {
         SCRIPT_SYMBOL* pVar = TransMakeSymbol(pTrans, SK_VARIABLE, pParam->sName, false);
         if (pVar == nullptr) {
@@ -241,17 +241,17 @@ TRANS_FLOW TransExecStatement(CTrans* pTrans, bool DoExec, I64* pResult) {
         TransError(pTrans, "Out of memory.");
         return TRANS_ERROR;
     }
-    if (_IsStopped(pTrans)) {
-        return _Stopped(pTrans);
+    if (IsStopped(pTrans)) {
+        return Stopped(pTrans);
     }
     if (TransAccept(pTrans, "{")) {
-        return _ExecBlock(pTrans, DoExec, pResult);
+        return ExecBlock(pTrans, DoExec, pResult);
     }
     if (TransAcceptKeyword(pTrans, "return")) {
-        return _ExecReturn(pTrans, DoExec, pResult);
+        return ExecReturn(pTrans, DoExec, pResult);
     }
     if (TransAcceptKeyword(pTrans, "if")) {
-        return _ExecIf(pTrans, DoExec, pResult);
+        return ExecIf(pTrans, DoExec, pResult);
     }
     if (TransAcceptKeyword(pTrans, "else")) {
         TransError(pTrans, "Keyword \"else\" is not allowed without \"if\"");
@@ -262,12 +262,12 @@ TRANS_FLOW TransExecStatement(CTrans* pTrans, bool DoExec, I64* pResult) {
         return TRANS_ERROR;
     }
     if (TransAcceptKeyword(pTrans, "while")) {
-        return _ExecWhile(pTrans, DoExec, pResult);
+        return ExecWhile(pTrans, DoExec, pResult);
     }
     if (TransAcceptKeyword(pTrans, "do")) {
-        return _ExecDo(pTrans, DoExec, pResult);
+        return ExecDo(pTrans, DoExec, pResult);
     }
-    return _ExecNamed(pTrans, DoExec);
+    return ExecNamed(pTrans, DoExec);
 }
 
 int TransEvalCall(CTrans* pTrans, SCRIPT_SYMBOL* pFunction, bool DoExec, I64* pResult) {
@@ -292,7 +292,7 @@ int TransEvalCall(CTrans* pTrans, SCRIPT_SYMBOL* pFunction, bool DoExec, I64* pR
     if (!DoExec) {
         return 0;
     }
-    if (!_IsApiFunction(pFunction)) {
+    if (!IsApiFunction(pFunction)) {
         return TransRunBody(pTrans, pFunction, aArg, pResult);
     }
     if (NumArgs <= MAX_API_ARGS && pFunction->pfHandler != nullptr) {
@@ -302,22 +302,22 @@ int TransEvalCall(CTrans* pTrans, SCRIPT_SYMBOL* pFunction, bool DoExec, I64* pR
 }
 
 int TransRunBody(CTrans* pTrans, const SCRIPT_SYMBOL* pFunction, I64* paArgs, I64* pResult) {
-    const READER Reader = _Tell(pTrans);
+    const READER Reader = Tell(pTrans);
     U8* pHigh = pTrans->pHigh;
     SCRIPT_SYMBOL* pLocals = pTrans->pLocals;
     SCRIPT_SYMBOL* pLocalsEnd = pTrans->pLocalsEnd;
     pTrans->pLocals = nullptr;
     pTrans->pLocalsEnd = nullptr;
     *pResult = -1;
-    int Result = _DeclareParams(pTrans, pFunction, paArgs);
+    int Result = DeclareParams(pTrans, pFunction, paArgs);
     if (Result == 0) {
-        _Seek(pTrans, {pFunction->pBody, pFunction->pBodyLineStart, pFunction->BodyLine});
+        Seek(pTrans, {pFunction->pBody, pFunction->pBodyLineStart, pFunction->BodyLine});
         Result = TransExpect(pTrans, '{');
     }
     if (Result == 0) {
-        Result = _ExecBlock(pTrans, true, pResult) == TRANS_ERROR ? -1 : 0;
+        Result = ExecBlock(pTrans, true, pResult) == TRANS_ERROR ? -1 : 0;
     }
-    _Seek(pTrans, Reader);
+    Seek(pTrans, Reader);
     pTrans->pHigh = pHigh;
     pTrans->pLocals = pLocals;
     pTrans->pLocalsEnd = pLocalsEnd;
@@ -330,7 +330,7 @@ int TransRunFunction(CTrans* pTrans, const char* sName) {
     for (const SCRIPT_SYMBOL* p = pTrans->pGlobals; p != nullptr && pFunction == nullptr; p = p->pNext) {
         pFunction = p->Kind == SK_FUNCTION && std::strcmp(p->sName, sName) == 0 ? p : nullptr;
     }
-    if (pFunction == nullptr || _IsApiFunction(pFunction)) {
+    if (pFunction == nullptr || IsApiFunction(pFunction)) {
         return -2;
     }
     if (pTrans->HasError != 0) {

@@ -10,7 +10,7 @@ struct OPERATOR {
     I64 (*pfApply)(I64 Left, I64 Right); ///< null for the quotient, which can fail
 };
 
-U64 _U(I64 Value) { return static_cast<U64>(Value); }
+U64 AsUnsigned(I64 Value) { return static_cast<U64>(Value); }
 
 // Tried from the top, which gives the longest match. The precedences are the language's own: each operator has one of
 // its own and operators of equal precedence group from the right.
@@ -21,12 +21,12 @@ constexpr OPERATOR aOperator[] = {
     {"||", 4, [](I64 l, I64 r) -> I64 { return l != 0 || r != 0; }},
     {"==", 10, [](I64 l, I64 r) -> I64 { return l == r; }},
     {"!=", 9, [](I64 l, I64 r) -> I64 { return l != r; }},
-    {"<<", 16, [](I64 l, I64 r) -> I64 { return static_cast<I64>(_U(l) << (_U(r) % 64)); }},
-    {">>", 15, [](I64 l, I64 r) -> I64 { return l >> (_U(r) % 64); }},
-    {"*", 21, [](I64 l, I64 r) -> I64 { return static_cast<I64>(_U(l) * _U(r)); }},
+    {"<<", 16, [](I64 l, I64 r) -> I64 { return static_cast<I64>(AsUnsigned(l) << (AsUnsigned(r) % 64)); }},
+    {">>", 15, [](I64 l, I64 r) -> I64 { return l >> (AsUnsigned(r) % 64); }},
+    {"*", 21, [](I64 l, I64 r) -> I64 { return static_cast<I64>(AsUnsigned(l) * AsUnsigned(r)); }},
     {"/", 20, nullptr},
-    {"+", 18, [](I64 l, I64 r) -> I64 { return static_cast<I64>(_U(l) + _U(r)); }},
-    {"-", 17, [](I64 l, I64 r) -> I64 { return static_cast<I64>(_U(l) - _U(r)); }},
+    {"+", 18, [](I64 l, I64 r) -> I64 { return static_cast<I64>(AsUnsigned(l) + AsUnsigned(r)); }},
+    {"-", 17, [](I64 l, I64 r) -> I64 { return static_cast<I64>(AsUnsigned(l) - AsUnsigned(r)); }},
     {">", 12, [](I64 l, I64 r) -> I64 { return l > r; }},
     {"<", 14, [](I64 l, I64 r) -> I64 { return l < r; }},
     {"&", 8, [](I64 l, I64 r) -> I64 { return l & r; }},
@@ -34,7 +34,7 @@ constexpr OPERATOR aOperator[] = {
     {"^", 7, [](I64 l, I64 r) -> I64 { return l ^ r; }},
 };
 
-const OPERATOR* _AcceptOperator(CTrans* pTrans) {
+const OPERATOR* AcceptOperator(CTrans* pTrans) {
     for (const OPERATOR& Op : aOperator) {
         if (TransAccept(pTrans, Op.sText)) {
             return &Op;
@@ -43,7 +43,7 @@ const OPERATOR* _AcceptOperator(CTrans* pTrans) {
     return nullptr;
 }
 
-char _Escape(char c) {
+char Escape(char c) {
     switch (c) {
     case '\\':
         return '\\';
@@ -63,7 +63,7 @@ char _Escape(char c) {
 }
 
 /// Copies the literal's characters with escapes translated. Length of the result, or -1.
-int _TranslateString(CTrans* pTrans, const char* pFrom, U32 Length, char* pTo) {
+int TranslateString(CTrans* pTrans, const char* pFrom, U32 Length, char* pTo) {
     int Count = 0;
     for (U32 i = 0; i < Length; ++i) {
         if (pFrom[i] != '\\') {
@@ -74,13 +74,13 @@ int _TranslateString(CTrans* pTrans, const char* pFrom, U32 Length, char* pTo) {
         if (i >= Length || std::strchr("\\0bnrt", pFrom[i]) == nullptr) {
             return TransError(pTrans, "Unexpected escape character.");
         }
-        pTo[Count++] = _Escape(pFrom[i]);
+        pTo[Count++] = Escape(pFrom[i]);
     }
     pTo[Count] = '\0';
     return Count;
 }
 
-int _EvalString(CTrans* pTrans, SCRIPT_SYMBOL** ppSymbol) {
+int EvalString(CTrans* pTrans, SCRIPT_SYMBOL** ppSymbol) {
     const char* pStart = ++pTrans->pPos;
     while (*pTrans->pPos != '"') {
         if (*pTrans->pPos == '\n' || *pTrans->pPos == '\0') {
@@ -91,7 +91,7 @@ int _EvalString(CTrans* pTrans, SCRIPT_SYMBOL** ppSymbol) {
     const U32 Length = static_cast<U32>(pTrans->pPos - pStart);
     ++pTrans->pPos;
     auto* sText = static_cast<char*>(TransAllocLow(pTrans, Length + 1));
-    const int Count = sText != nullptr ? _TranslateString(pTrans, pStart, Length, sText) : -1;
+    const int Count = sText != nullptr ? TranslateString(pTrans, pStart, Length, sText) : -1;
     SCRIPT_SYMBOL* pArray = Count >= 0 ? TransMakeSymbol(pTrans, SK_ARRAY, "", true) : nullptr;
     SCRIPT_SYMBOL* pVar = pArray != nullptr ? TransMakeSymbol(pTrans, SK_VARIABLE, "", true) : nullptr;
     if (pVar == nullptr) {
@@ -105,7 +105,7 @@ int _EvalString(CTrans* pTrans, SCRIPT_SYMBOL** ppSymbol) {
     return 0;
 }
 
-int _EvalVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* pValue) {
+int EvalVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* pValue) {
     const bool IsArray = pVar->pType->Kind == SK_ARRAY;
     I64 Index = 0;
     if (IsArray) {
@@ -113,7 +113,7 @@ int _EvalVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* p
             TransExpect(pTrans, ']') != 0) {
             return -1;
         }
-        if (DoExec && _U(Index) >= _U(pVar->pType->Count)) {
+        if (DoExec && AsUnsigned(Index) >= AsUnsigned(pVar->pType->Count)) {
             return TransError(pTrans, "Array index out of range.");
         }
         if (!DoExec) {
@@ -123,13 +123,13 @@ int _EvalVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool DoExec, I64* p
     return TransReadVariable(pTrans, pVar, IsArray, Index, DoExec ? pValue : nullptr);
 }
 
-int _EvalNamed(CTrans* pTrans, SCRIPT_SYMBOL* pSymbol, bool DoExec, I64* pValue) {
+int EvalNamed(CTrans* pTrans, SCRIPT_SYMBOL* pSymbol, bool DoExec, I64* pValue) {
     switch (pSymbol->Kind) {
     case SK_CONSTANT:
         *pValue = static_cast<I32>(pSymbol->Size);
         return 0;
     case SK_VARIABLE:
-        return _EvalVariable(pTrans, pSymbol, DoExec, pValue);
+        return EvalVariable(pTrans, pSymbol, DoExec, pValue);
     case SK_FUNCTION:
         return TransEvalCall(pTrans, pSymbol, DoExec, pValue);
     default:
@@ -138,12 +138,12 @@ int _EvalNamed(CTrans* pTrans, SCRIPT_SYMBOL* pSymbol, bool DoExec, I64* pValue)
 }
 
 /// A primary; *ppSymbol is set for a string literal.
-int _EvalPrimary(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I64* pValue) {
+int EvalPrimary(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I64* pValue) {
     if (TransSkipSpace(pTrans) != 0) {
         return -1;
     }
     if (*pTrans->pPos == '"') {
-        return _EvalString(pTrans, ppSymbol);
+        return EvalString(pTrans, ppSymbol);
     }
     if (TransAccept(pTrans, "(")) {
         if (TransEvalExpression(pTrans, DoExec, ppSymbol, pValue, 0) != 0) {
@@ -162,10 +162,10 @@ int _EvalPrimary(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I64* pVa
     if (pSymbol == nullptr) {
         return TransError(pTrans, "Unknown identifier.");
     }
-    return _EvalNamed(pTrans, pSymbol, DoExec, pValue);
+    return EvalNamed(pTrans, pSymbol, DoExec, pValue);
 }
 
-int _Apply(CTrans* pTrans, const OPERATOR& Op, I64 Left, I64 Right, I64* pResult) {
+int Apply(CTrans* pTrans, const OPERATOR& Op, I64 Left, I64 Right, I64* pResult) {
     if (Op.pfApply != nullptr) {
         *pResult = Op.pfApply(Left, Right);
         return 0;
@@ -174,7 +174,7 @@ int _Apply(CTrans* pTrans, const OPERATOR& Op, I64 Left, I64 Right, I64* pResult
         pTrans->IsDivisionByZero = 1;
         return TransError(pTrans, "Division by zero");
     }
-    *pResult = Right == -1 ? static_cast<I64>(0 - _U(Left)) : Left / Right;
+    *pResult = Right == -1 ? static_cast<I64>(0 - AsUnsigned(Left)) : Left / Right;
     return 0;
 }
 
@@ -187,7 +187,7 @@ int TransEvalExpression(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I
     }
     *ppSymbol = nullptr;
     *pValue = 0;
-    if (_EvalPrimary(pTrans, DoExec, ppSymbol, pValue) != 0) {
+    if (EvalPrimary(pTrans, DoExec, ppSymbol, pValue) != 0) {
         return -1;
     }
     while (*ppSymbol == nullptr) {
@@ -195,7 +195,7 @@ int TransEvalExpression(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I
             return -1;
         }
         const char* pOperator = pTrans->pPos;
-        const OPERATOR* pOp = _AcceptOperator(pTrans);
+        const OPERATOR* pOp = AcceptOperator(pTrans);
         if (pOp == nullptr || pOp->Precedence < MinPrecedence) {
             pTrans->pPos = pOperator;
             return pTrans->HasError != 0 ? -1 : 0;
@@ -208,7 +208,7 @@ int TransEvalExpression(CTrans* pTrans, bool DoExec, SCRIPT_SYMBOL** ppSymbol, I
         if (pRightSymbol != nullptr) {
             return TransError(pTrans, "Expected a base type.");
         }
-        if (DoExec && _Apply(pTrans, *pOp, *pValue, Right, pValue) != 0) {
+        if (DoExec && Apply(pTrans, *pOp, *pValue, Right, pValue) != 0) {
             return -1;
         }
     }
@@ -226,7 +226,7 @@ int TransEvalValue(CTrans* pTrans, bool DoExec, I64* pValue) {
 int TransCombine(CTrans* pTrans, const char* sOperator, I64 Left, I64 Right, I64* pResult) {
     for (const OPERATOR& Op : aOperator) {
         if (std::strcmp(Op.sText, sOperator) == 0) {
-            return _Apply(pTrans, Op, Left, Right, pResult);
+            return Apply(pTrans, Op, Left, Right, pResult);
         }
     }
     return TransError(pTrans, "Syntax error.");
@@ -248,7 +248,7 @@ int TransReadVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, bool HasIndex, 
         return TransError(pTrans, "Out of memory.");
     }
     U64 Value = 0;
-    std::memcpy(&Value, pVar->pData + _U(Index) * pType->Size, pType->Size);
+    std::memcpy(&Value, pVar->pData + AsUnsigned(Index) * pType->Size, pType->Size);
     *pValue = static_cast<I64>(Value);
     return 0;
 }
@@ -267,6 +267,6 @@ int TransStoreVariable(CTrans* pTrans, const SCRIPT_SYMBOL* pVar, I64 Index, I64
     if (pVar->pData == nullptr) {
         return TransError(pTrans, "Out of memory.");
     }
-    std::memcpy(pVar->pData + _U(Index) * pType->Size, &Value, pType->Size);
+    std::memcpy(pVar->pData + AsUnsigned(Index) * pType->Size, &Value, pType->Size);
     return 0;
 }

@@ -7,12 +7,12 @@ namespace {
 
 constexpr U32 HEAP_ALIGNMENT = 8;
 
-bool _IsIdentStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-bool _IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool _IsIdentChar(char c) { return _IsIdentStart(c) || _IsDigit(c) || c == '.'; }
+bool IsIdentStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsIdentChar(char c) { return IsIdentStart(c) || IsDigit(c) || c == '.'; }
 
-int _HexDigit(char c) {
-    if (_IsDigit(c)) {
+int HexDigit(char c) {
+    if (IsDigit(c)) {
         return c - '0';
     }
     if (c >= 'a' && c <= 'f') {
@@ -21,7 +21,7 @@ int _HexDigit(char c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-void _Advance(CTrans* pTrans) {
+void Advance(CTrans* pTrans) {
     if (*pTrans->pPos == '\n') {
         ++pTrans->Line;
         pTrans->pLineStart = pTrans->pPos + 1;
@@ -29,10 +29,10 @@ void _Advance(CTrans* pTrans) {
     ++pTrans->pPos;
 }
 
-int _SkipBlockComment(CTrans* pTrans) {
+int SkipBlockComment(CTrans* pTrans) {
     pTrans->pPos += 2;
     while (*pTrans->pPos != '\0' && std::strncmp(pTrans->pPos, "*/", 2) != 0) {
-        _Advance(pTrans);
+        Advance(pTrans);
     }
     if (*pTrans->pPos == '\0') {
         return TransError(pTrans, "C-comment has not been closed properly");
@@ -91,13 +91,13 @@ int TransSkipSpace(CTrans* pTrans) {
     for (;;) {
         const char* p = pTrans->pPos;
         if (*p == ' ' || *p == '\t' || *p == '\r' || *p == '\n') {
-            _Advance(pTrans);
+            Advance(pTrans);
         } else if (p[0] == '/' && p[1] == '/') {
             while (*pTrans->pPos != '\0' && *pTrans->pPos != '\n') {
                 ++pTrans->pPos;
             }
         } else if (p[0] == '/' && p[1] == '*') {
-            if (_SkipBlockComment(pTrans) != 0) {
+            if (SkipBlockComment(pTrans) != 0) {
                 return -1;
             }
         } else {
@@ -126,7 +126,7 @@ int TransExpect(CTrans* pTrans, char Expected) {
 bool TransAcceptKeyword(CTrans* pTrans, const char* sKeyword) {
     const size_t Length = std::strlen(sKeyword);
     if (TransSkipSpace(pTrans) != 0 || std::strncmp(pTrans->pPos, sKeyword, Length) != 0 ||
-        _IsIdentChar(pTrans->pPos[Length])) {
+        IsIdentChar(pTrans->pPos[Length])) {
         return false;
     }
     pTrans->pPos += Length;
@@ -134,11 +134,11 @@ bool TransAcceptKeyword(CTrans* pTrans, const char* sKeyword) {
 }
 
 U32 TransPeekIdentifier(CTrans* pTrans) {
-    if (TransSkipSpace(pTrans) != 0 || !_IsIdentStart(*pTrans->pPos)) {
+    if (TransSkipSpace(pTrans) != 0 || !IsIdentStart(*pTrans->pPos)) {
         return 0;
     }
     U32 Length = 1;
-    while (_IsIdentChar(pTrans->pPos[Length])) {
+    while (IsIdentChar(pTrans->pPos[Length])) {
         ++Length;
     }
     return Length;
@@ -149,7 +149,7 @@ bool TransIsNumberNext(CTrans* pTrans) {
         return false;
     }
     const char* p = pTrans->pPos + (*pTrans->pPos == '-' ? 1 : 0);
-    return _IsDigit(*p);
+    return IsDigit(*p);
 }
 
 bool TransReadNumber(CTrans* pTrans, I64* pValue) {
@@ -159,12 +159,12 @@ bool TransReadNumber(CTrans* pTrans, I64* pValue) {
     const bool IsNegative = *pTrans->pPos == '-';
     const char* p = pTrans->pPos + (IsNegative ? 1 : 0);
     U64 Value = 0;
-    if (p[0] == '0' && p[1] == 'x' && _HexDigit(p[2]) >= 0) {
-        for (p += 2; _HexDigit(*p) >= 0; ++p) {
-            Value = Value * 16 + static_cast<U64>(_HexDigit(*p));
+    if (p[0] == '0' && p[1] == 'x' && HexDigit(p[2]) >= 0) {
+        for (p += 2; HexDigit(*p) >= 0; ++p) {
+            Value = Value * 16 + static_cast<U64>(HexDigit(*p));
         }
     } else {
-        for (; _IsDigit(*p); ++p) {
+        for (; IsDigit(*p); ++p) {
             Value = Value * 10 + static_cast<U64>(*p - '0');
         }
     }

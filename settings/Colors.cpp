@@ -6,7 +6,7 @@
 
 namespace {
 
-std::array<U32, NUM_COLORS> _Defaults() {
+std::array<U32, NUM_COLORS> Defaults() {
     std::array<U32, NUM_COLORS> aValue{};
     for (const COLOR_ROW& Row : aColorRow) {
         aValue[Row.Id] = Row.Default;
@@ -14,22 +14,22 @@ std::array<U32, NUM_COLORS> _Defaults() {
     return aValue;
 }
 
-std::array<U32, NUM_COLORS>& _Values() {
-    static std::array<U32, NUM_COLORS> aValue = _Defaults();
+std::array<U32, NUM_COLORS>& Values() {
+    static std::array<U32, NUM_COLORS> aValue = Defaults();
     return aValue;
 }
 
-bool _IsId(int Id) { return Id >= 0 && Id < NUM_COLORS; }
+bool IsId(int Id) { return Id >= 0 && Id < NUM_COLORS; }
 
 } // namespace
 
-void InitColors() { _Values() = _Defaults(); }
+void InitColors() { Values() = Defaults(); }
 
 int FindColor(const QString& sText) {
     bool IsNumber = false;
     const int Id = sText.trimmed().toInt(&IsNumber, 0);
     if (IsNumber) {
-        return _IsId(Id) ? Id : -1;
+        return IsId(Id) ? Id : -1;
     }
     for (const COLOR_ROW& Row : aColorRow) {
         if (sText.trimmed().compare(QLatin1String(Row.sName), Qt::CaseInsensitive) == 0) {
@@ -39,15 +39,15 @@ int FindColor(const QString& sText) {
     return -1;
 }
 
-U32 GetColorValue(int Id) { return _IsId(Id) ? _Values()[static_cast<size_t>(Id)] : 0; }
+U32 GetColorValue(int Id) { return IsId(Id) ? Values()[static_cast<size_t>(Id)] : 0; }
 
 void SetColorValue(int Id, U32 Argb) {
-    if (_IsId(Id)) {
-        _Values()[static_cast<size_t>(Id)] = Argb;
+    if (IsId(Id)) {
+        Values()[static_cast<size_t>(Id)] = Argb;
     }
 }
 
-QColor GetColor(int Id) { return _IsId(Id) ? ResolveColor(Id, GetColorValue(Id)) : QColor(); }
+QColor GetColor(int Id) { return IsId(Id) ? ResolveColor(Id, GetColorValue(Id)) : QColor(); }
 
 QColor ResolveColor(int Id, U32 Value) {
     const COLOR_ROW& Row = aColorRow[Id];

@@ -39,19 +39,19 @@ struct FONT_STATE {
     QMap<int, QFont> Persistent; ///< entries to be stored
 };
 
-FONT_STATE& _State() {
+FONT_STATE& GetState() {
     static FONT_STATE State;
     return State;
 }
 
-QFont _BaseFont() {
+QFont BaseFont() {
     QFont Font;
     Font.setPointSize(DEFAULT_POINT_SIZE);
     Font.setStyleName(QStringLiteral("Normal"));
     return Font;
 }
 
-bool _IsFixedPitch(const QFont& Font) {
+bool IsFixedPitch(const QFont& Font) {
     for (const char* sFamily : aFixedFamily) {
         if (Font.family().compare(QLatin1String(sFamily), Qt::CaseInsensitive) == 0) {
             return true;
@@ -60,8 +60,8 @@ bool _IsFixedPitch(const QFont& Font) {
     return false;
 }
 
-QString _FontKey(int Id) { return QStringLiteral("AppData/Preferences/Fonts/") + QLatin1String(aFontRow[Id].sName); }
-QString _ColorKey(int Id) { return QStringLiteral("AppData/Preferences/Colors/") + QLatin1String(aColorRow[Id].sName); }
+QString FontKey(int Id) { return QStringLiteral("AppData/Preferences/Fonts/") + QLatin1String(aFontRow[Id].sName); }
+QString ColorKey(int Id) { return QStringLiteral("AppData/Preferences/Colors/") + QLatin1String(aColorRow[Id].sName); }
 
 } // namespace
 
@@ -81,10 +81,10 @@ int FindFont(const QString& sText) {
 
 QFont GetFont(int Id) {
     if (Id < 0 || Id >= NUM_FONTS) {
-        return _BaseFont();
+        return BaseFont();
     }
-    const auto It = _State().Set.constFind(Id);
-    return It != _State().Set.constEnd() ? It.value() : GetDefaultFont(Id);
+    const auto It = GetState().Set.constFind(Id);
+    return It != GetState().Set.constEnd() ? It.value() : GetDefaultFont(Id);
 }
 
 QFont GetDefaultFont(int Id) {
@@ -92,16 +92,16 @@ QFont GetDefaultFont(int Id) {
         return GetFixedPitchFont(GetFont(FONT_APP));
     }
     const int DefaultId = Id >= 0 && Id < NUM_FONTS ? aFontRow[Id].DefaultId : -1;
-    return DefaultId >= 0 ? GetFont(DefaultId) : _BaseFont();
+    return DefaultId >= 0 ? GetFont(DefaultId) : BaseFont();
 }
 
-bool IsFontSet(int Id) { return _State().Set.contains(Id); }
+bool IsFontSet(int Id) { return GetState().Set.contains(Id); }
 
 void ForgetFont(int Id) {
     if (Id >= 0 && Id < NUM_FONTS) {
-        _State().Set.remove(Id);
-        _State().Persistent.remove(Id);
-        RemoveSetting(_FontKey(Id));
+        GetState().Set.remove(Id);
+        GetState().Persistent.remove(Id);
+        RemoveSetting(FontKey(Id));
     }
 }
 
@@ -109,13 +109,13 @@ void SetFont(int Id, const QFont& Font, bool IsPersistent) {
     if (Id < 0 || Id >= NUM_FONTS) {
         return;
     }
-    _State().Set.insert(Id, Font);
+    GetState().Set.insert(Id, Font);
     if (IsPersistent) {
-        _State().Persistent.insert(Id, Font);
+        GetState().Persistent.insert(Id, Font);
     }
 }
 
-void InitFonts() { _State() = {}; }
+void InitFonts() { GetState() = {}; }
 
 QString FontText(const QFont& Font) {
     QString sStyle = QStringLiteral("Normal");
@@ -145,7 +145,7 @@ bool ParseFont(const QString& sText, QFont* pFont) {
 }
 
 QFont GetFixedPitchFont(const QFont& Font) {
-    if (_IsFixedPitch(Font)) {
+    if (IsFixedPitch(Font)) {
         return Font;
     }
     QFont Probe = Font;
@@ -163,20 +163,20 @@ void SaveColorsAndFonts() {
     for (const COLOR_ROW& Row : aColorRow) {
         const int Id = static_cast<int>(Row.Id);
         if (GetColorValue(Id) == Row.Default) {
-            RemoveSetting(_ColorKey(Id));
+            RemoveSetting(ColorKey(Id));
         } else {
-            WriteSetting(_ColorKey(Id), QColor::fromRgba(GetColorValue(Id)).name());
+            WriteSetting(ColorKey(Id), QColor::fromRgba(GetColorValue(Id)).name());
         }
     }
-    for (auto It = _State().Persistent.constBegin(); It != _State().Persistent.constEnd(); ++It) {
-        WriteSetting(_FontKey(It.key()), FontText(It.value()));
+    for (auto It = GetState().Persistent.constBegin(); It != GetState().Persistent.constEnd(); ++It) {
+        WriteSetting(FontKey(It.key()), FontText(It.value()));
     }
 }
 
 void LoadColorsAndFonts() {
     for (const COLOR_ROW& Row : aColorRow) {
         U32 Argb = 0;
-        const QString sColor = ReadSetting(_ColorKey(static_cast<int>(Row.Id))).toString();
+        const QString sColor = ReadSetting(ColorKey(static_cast<int>(Row.Id))).toString();
         if (!sColor.isEmpty() && ParseColor(sColor, &Argb)) {
             SetColorValue(static_cast<int>(Row.Id), Argb);
         }
@@ -184,7 +184,7 @@ void LoadColorsAndFonts() {
     for (const FONT_ROW& Row : aFontRow) {
         QFont Font;
         if (Row.Id != FONT_ITEM_VALUE && Row.Id != FONT_CONSOLE &&
-            ParseFont(ReadSetting(_FontKey(Row.Id)).toString(), &Font)) {
+            ParseFont(ReadSetting(FontKey(Row.Id)).toString(), &Font)) {
             SetFont(Row.Id, Font, true);
         }
     }

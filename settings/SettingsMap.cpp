@@ -10,28 +10,28 @@
 
 namespace {
 
-QMap<QString, QVariant>& _Map() {
+QMap<QString, QVariant>& GetMap() {
     static QMap<QString, QVariant> Map;
     return Map;
 }
 
 /// The store couldn't be read as a whole: it must not be overwritten.
-bool& _IsStoreDamaged() {
+bool& IsStoreDamaged() {
     static bool IsDamaged = false;
     return IsDamaged;
 }
 
 constexpr qint64 MAX_STORE_SIZE = 16 * 1024 * 1024;
 
-QString _PrefKey(const SYS_VAR* pVar) {
+QString PrefKey(const SYS_VAR* pVar) {
     return QStringLiteral("AppData/Preferences/Preferences/") + QLatin1String(pVar->sName);
 }
 
 } // namespace
 
 void LoadSettingsMap() {
-    _Map().clear();
-    _IsStoreDamaged() = false;
+    GetMap().clear();
+    IsStoreDamaged() = false;
     QString sFile;
     {
         // The size is looked at before the store is: it reads the whole file at the first question.
@@ -41,13 +41,13 @@ void LoadSettingsMap() {
     if (QFileInfo(sFile).size() <= MAX_STORE_SIZE) {
         QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
         for (const QString& sKey : Store.allKeys()) {
-            _Map().insert(sKey, Store.value(sKey));
+            GetMap().insert(sKey, Store.value(sKey));
         }
-        _IsStoreDamaged() = Store.status() != QSettings::NoError;
+        IsStoreDamaged() = Store.status() != QSettings::NoError;
     } else {
-        _IsStoreDamaged() = true;
+        IsStoreDamaged() = true;
     }
-    if (_IsStoreDamaged()) {
+    if (IsStoreDamaged()) {
         qCritical("The settings in %s can't be read. Defaults are used for what is missing; the file will be kept as "
                   "%s.damaged.",
                   qPrintable(sFile), qPrintable(sFile));
@@ -56,14 +56,14 @@ void LoadSettingsMap() {
 
 void SaveSettingsMap() {
     QSettings Store{QLatin1String(ORGANISATION_NAME), QLatin1String(APPLICATION_NAME)};
-    if (_IsStoreDamaged()) {
+    if (IsStoreDamaged()) {
         const QString sKept = Store.fileName() + QStringLiteral(".damaged");
         QFile::remove(sKept);
         QFile::rename(Store.fileName(), sKept);
-        _IsStoreDamaged() = false;
+        IsStoreDamaged() = false;
     }
     Store.clear();
-    for (auto It = _Map().constBegin(); It != _Map().constEnd(); ++It) {
+    for (auto It = GetMap().constBegin(); It != GetMap().constEnd(); ++It) {
         Store.setValue(It.key(), It.value());
     }
     Store.sync();
@@ -72,13 +72,13 @@ void SaveSettingsMap() {
     }
 }
 
-QVariant ReadSetting(const QString& sKey, const QVariant& Default) { return _Map().value(sKey, Default); }
-void WriteSetting(const QString& sKey, const QVariant& Value) { _Map().insert(sKey, Value); }
-void RemoveSetting(const QString& sKey) { _Map().remove(sKey); }
+QVariant ReadSetting(const QString& sKey, const QVariant& Default) { return GetMap().value(sKey, Default); }
+void WriteSetting(const QString& sKey, const QVariant& Value) { GetMap().insert(sKey, Value); }
+void RemoveSetting(const QString& sKey) { GetMap().remove(sKey); }
 
 void SaveUserPrefs() {
     for (int i = PREF_SHOW_LINE_NUMBERS; i < SYS_VAR_COUNT; ++i) {
-        WriteSetting(_PrefKey(GetSysVar(i)), SysVarValue(i));
+        WriteSetting(PrefKey(GetSysVar(i)), SysVarValue(i));
     }
 }
 
@@ -86,7 +86,7 @@ void LoadUserPrefs() {
     for (int i = PREF_SHOW_LINE_NUMBERS; i < SYS_VAR_COUNT; ++i) {
         const SYS_VAR* pVar = GetSysVar(i);
         bool IsAllowed = false;
-        const I32 Value = ParseSysVarText(pVar, ReadSetting(_PrefKey(pVar)).toString(), &IsAllowed);
+        const I32 Value = ParseSysVarText(pVar, ReadSetting(PrefKey(pVar)).toString(), &IsAllowed);
         if (IsAllowed) { // the store may have been edited, and is older than the table
             SetSysVar(pVar, Value, true);
         }

@@ -8,16 +8,16 @@ namespace {
 
 constexpr U32 SPEED_ADAPTIVE = 65535;
 
-bool _IsRange(const SYS_VAR* pVar) { return std::strstr(pVar->sSelection, "SysVarMin") != nullptr; }
+bool IsRange(const SYS_VAR* pVar) { return std::strstr(pVar->sSelection, "SysVarMin") != nullptr; }
 
 struct SELECTION_ITEM {
     QString sName;
     I32 Value;
 };
 
-QList<SELECTION_ITEM> _Items(const SYS_VAR* pVar) {
+QList<SELECTION_ITEM> ItemsOf(const SYS_VAR* pVar) {
     QList<SELECTION_ITEM> Items;
-    if (_IsRange(pVar)) {
+    if (IsRange(pVar)) {
         return Items;
     }
     for (const QString& sPair : QString::fromLatin1(pVar->sSelection).split(QLatin1Char(','))) {
@@ -27,8 +27,8 @@ QList<SELECTION_ITEM> _Items(const SYS_VAR* pVar) {
     return Items;
 }
 
-QString _SelectionToText(const SYS_VAR* pVar, I32 Value) {
-    for (const SELECTION_ITEM& Item : _Items(pVar)) {
+QString SelectionToText(const SYS_VAR* pVar, I32 Value) {
+    for (const SELECTION_ITEM& Item : ItemsOf(pVar)) {
         if (Item.Value == Value) {
             return Item.sName;
         }
@@ -36,12 +36,12 @@ QString _SelectionToText(const SYS_VAR* pVar, I32 Value) {
     return {};
 }
 
-QString _UnsignedToText(const SYS_VAR*, I32 Value) { return QString::number(static_cast<U32>(Value)); }
-QString _SignedToText(const SYS_VAR*, I32 Value) { return QString::number(Value); }
-QString _FrequencyToText(const SYS_VAR*, I32 Value) { return SpeedText(static_cast<U32>(Value)); }
-QString _TextToText(const SYS_VAR* pVar, I32) { return QString::fromUtf8(reinterpret_cast<const char*>(pVar->pValue)); }
+QString UnsignedToText(const SYS_VAR*, I32 Value) { return QString::number(static_cast<U32>(Value)); }
+QString SignedToText(const SYS_VAR*, I32 Value) { return QString::number(Value); }
+QString FrequencyToText(const SYS_VAR*, I32 Value) { return SpeedText(static_cast<U32>(Value)); }
+QString TextToText(const SYS_VAR* pVar, I32) { return QString::fromUtf8(reinterpret_cast<const char*>(pVar->pValue)); }
 
-void _ReportError(QString* pError, const QString& sText) {
+void ReportError(QString* pError, const QString& sText) {
     if (pError != nullptr) {
         *pError = QStringLiteral("  ***ERROR: %1\n\n").arg(sText);
     }
@@ -49,7 +49,7 @@ void _ReportError(QString* pError, const QString& sText) {
 
 /// Direct input of a number, character by character: blanks skipped, "0x" introduces hexadecimal digits, a leading
 /// "-" only where the kind is signed. The result must lie in the range.
-int _NumberFromText(const SYS_VAR* pVar, const QString& sText, QString* pError, bool IsSigned) {
+int NumberFromText(const SYS_VAR* pVar, const QString& sText, QString* pError, bool IsSigned) {
     const QByteArray Text = sText.toLatin1();
     const char* s = Text.constData();
     s += std::strspn(s, " \t\r\n");
@@ -59,7 +59,7 @@ int _NumberFromText(const SYS_VAR* pVar, const QString& sText, QString* pError, 
     s += IsHex ? 2 : 0;
     const size_t NumDigits = std::strspn(s, IsHex ? "0123456789abcdefABCDEF" : "0123456789");
     if (NumDigits == 0 || NumDigits > 12) {
-        _ReportError(pError, IsHex ? QStringLiteral("Expected a hex value") : QStringLiteral("Expected a dec value"));
+        ReportError(pError, IsHex ? QStringLiteral("Expected a hex value") : QStringLiteral("Expected a dec value"));
         return -1;
     }
     I64 Value = QByteArray(s, static_cast<qsizetype>(NumDigits)).toLongLong(nullptr, IsHex ? 16 : 10);
@@ -67,49 +67,49 @@ int _NumberFromText(const SYS_VAR* pVar, const QString& sText, QString* pError, 
     I64 Min = 0;
     I64 Max = 0;
     if (GetSysVarLimits(pVar, &Min, &Max) && (Value < Min || Value > Max)) {
-        _ReportError(pError, QStringLiteral("The value is out of range (Min: %1, Max: %2)").arg(Min).arg(Max));
+        ReportError(pError, QStringLiteral("The value is out of range (Min: %1, Max: %2)").arg(Min).arg(Max));
         return -1;
     }
     return SetSysVar(pVar, static_cast<I32>(Value), false);
 }
 
-int _UnsignedFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
-    return _NumberFromText(pVar, sText, pError, false);
+int UnsignedFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
+    return NumberFromText(pVar, sText, pError, false);
 }
 
-int _SignedFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
-    return _NumberFromText(pVar, sText, pError, true);
+int SignedFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
+    return NumberFromText(pVar, sText, pError, true);
 }
 
-int _FrequencyFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
+int FrequencyFromText(const SYS_VAR* pVar, const QString& sText, QString* pError) {
     const I32 Speed = ParseSpeed(sText);
-    return Speed >= 0 ? SetSysVar(pVar, Speed, false) : _NumberFromText(pVar, sText, pError, false);
+    return Speed >= 0 ? SetSysVar(pVar, Speed, false) : NumberFromText(pVar, sText, pError, false);
 }
 
-int _SelectionFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
+int SelectionFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
     bool Ok = false;
     const I32 Value = ParseSysVarText(pVar, sText, &Ok);
     return Ok ? SetSysVar(pVar, Value, false) : -1;
 }
 
-int _TextFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
+int TextFromText(const SYS_VAR* pVar, const QString& sText, QString*) {
     QByteArray Text = sText.toUtf8();
     Text.truncate(FittingUtf8Length(Text, SYS_VAR_TEXT_SIZE - 1));
     qstrncpy(reinterpret_cast<char*>(pVar->pValue), Text.constData(), SYS_VAR_TEXT_SIZE);
     return 0;
 }
 
-int _Zero(const SYS_VAR*) { return 0; }
+int Zero(const SYS_VAR*) { return 0; }
 
 const SYS_VAR_TYPE aType[] = {
-    {_SelectionToText, _SelectionFromText, _Zero, "string selection"},
-    {_UnsignedToText, _UnsignedFromText, _Zero, "unsigned int"},
-    {_SignedToText, _SignedFromText, _Zero, "signed int"},
-    {_FrequencyToText, _FrequencyFromText, _Zero, "unsigned int"},
-    {_TextToText, _TextFromText, _Zero, "string"},
+    {SelectionToText, SelectionFromText, Zero, "string selection"},
+    {UnsignedToText, UnsignedFromText, Zero, "unsigned int"},
+    {SignedToText, SignedFromText, Zero, "signed int"},
+    {FrequencyToText, FrequencyFromText, Zero, "unsigned int"},
+    {TextToText, TextFromText, Zero, "string"},
 };
 
-I64 _LimitAfter(const char* sSelection, const char* sKey) {
+I64 LimitAfter(const char* sSelection, const char* sKey) {
     const char* sFound = std::strstr(sSelection, sKey);
     return sFound != nullptr ? std::strtoll(sFound + std::strlen(sKey), nullptr, 0) : 0;
 }
@@ -119,17 +119,17 @@ I64 _LimitAfter(const char* sSelection, const char* sKey) {
 const SYS_VAR_TYPE* GetSysVarType(SYS_VAR_KIND Kind) { return &aType[Kind]; }
 
 bool GetSysVarLimits(const SYS_VAR* pVar, I64* pMin, I64* pMax) {
-    if (!_IsRange(pVar)) {
+    if (!IsRange(pVar)) {
         return false;
     }
-    *pMin = _LimitAfter(pVar->sSelection, "SysVarMin=");
-    *pMax = _LimitAfter(pVar->sSelection, "SysVarMax=");
+    *pMin = LimitAfter(pVar->sSelection, "SysVarMin=");
+    *pMax = LimitAfter(pVar->sSelection, "SysVarMax=");
     return true;
 }
 
 I32 ParseSysVarText(const SYS_VAR* pVar, const QString& sText, bool* pOk) {
     const QString sTrimmed = sText.trimmed();
-    const QList<SELECTION_ITEM> Items = _Items(pVar);
+    const QList<SELECTION_ITEM> Items = ItemsOf(pVar);
     for (const SELECTION_ITEM& Item : Items) {
         if (sTrimmed.compare(Item.sName, Qt::CaseInsensitive) == 0) {
             *pOk = true;
@@ -159,7 +159,7 @@ I32 ParseSysVarText(const SYS_VAR* pVar, const QString& sText, bool* pOk) {
 
 QStringList SysVarNames(const SYS_VAR* pVar) {
     QStringList Names;
-    for (const SELECTION_ITEM& Item : pVar != nullptr ? _Items(pVar) : QList<SELECTION_ITEM>()) {
+    for (const SELECTION_ITEM& Item : pVar != nullptr ? ItemsOf(pVar) : QList<SELECTION_ITEM>()) {
         Names.append(Item.sName);
     }
     return Names;
@@ -167,7 +167,7 @@ QStringList SysVarNames(const SYS_VAR* pVar) {
 
 QList<I32> SysVarValues(const SYS_VAR* pVar) {
     QList<I32> Values;
-    for (const SELECTION_ITEM& Item : pVar != nullptr ? _Items(pVar) : QList<SELECTION_ITEM>()) {
+    for (const SELECTION_ITEM& Item : pVar != nullptr ? ItemsOf(pVar) : QList<SELECTION_ITEM>()) {
         Values.append(Item.Value);
     }
     return Values;

@@ -23,12 +23,12 @@ struct SYS_VAR_STORE {
     bool IsBuilt = false;
 };
 
-SYS_VAR_STORE& _Store() {
+SYS_VAR_STORE& GetStore() {
     static SYS_VAR_STORE Store;
     return Store;
 }
 
-I32* _ValuePointer(SYS_VAR_STORE& Store, int Index) {
+I32* ValuePointer(SYS_VAR_STORE& Store, int Index) {
     if (Index >= VAR_TIF_SPEED && Index <= VAR_TIF_SCAN_CHAIN_LEN) {
         I32* pDevice = Store.apDevice[static_cast<size_t>(Index - VAR_TIF_SPEED)];
         return pDevice != nullptr ? pDevice : &Store.aValue[static_cast<size_t>(Index)];
@@ -39,29 +39,29 @@ I32* _ValuePointer(SYS_VAR_STORE& Store, int Index) {
     return &Store.aValue[static_cast<size_t>(Index)];
 }
 
-void _Build(SYS_VAR_STORE& Store) {
+void Build(SYS_VAR_STORE& Store) {
     for (int i = 0; i < SYS_VAR_COUNT; ++i) {
         const SYS_VAR_ROW& Row = aSysVarRow[i];
         const auto n = static_cast<size_t>(i);
         Store.aDefault[n] = Row.Default;
         Store.aVar[n] = {
-            Row.sName,         Row.sDescription, GetSysVarType(Row.Kind), _ValuePointer(Store, i), &Store.aDefault[n],
+            Row.sName,         Row.sDescription, GetSysVarType(Row.Kind), ValuePointer(Store, i), &Store.aDefault[n],
             &Store.aStored[n], Row.sKey,         Row.sSelection};
     }
     Store.IsBuilt = true;
 }
 
-SYS_VAR_STORE& _BuiltStore() {
-    SYS_VAR_STORE& Store = _Store();
+SYS_VAR_STORE& BuiltStore() {
+    SYS_VAR_STORE& Store = GetStore();
     if (!Store.IsBuilt) {
-        _Build(Store);
+        Build(Store);
         Store.aValue = Store.aDefault;
         Store.aStored = Store.aDefault;
     }
     return Store;
 }
 
-void _CopyDefaults(SYS_VAR_STORE& Store, int First, int End) {
+void CopyDefaults(SYS_VAR_STORE& Store, int First, int End) {
     for (int i = First; i < End; ++i) {
         if (i != VAR_BREAK_AT_THIS_SYMBOL) {
             *Store.aVar[static_cast<size_t>(i)].pValue = Store.aDefault[static_cast<size_t>(i)];
@@ -75,20 +75,20 @@ void _CopyDefaults(SYS_VAR_STORE& Store, int First, int End) {
 } // namespace
 
 void BindDeviceSysVars(I32* pSpeedHz, I32* pDrPre, I32* pIrPre) {
-    _Store().apDevice = {pSpeedHz, pDrPre, pIrPre};
-    _Build(_Store());
+    GetStore().apDevice = {pSpeedHz, pDrPre, pIrPre};
+    Build(GetStore());
 }
 
 void InitSysVars() {
-    SYS_VAR_STORE& Store = _BuiltStore();
-    _CopyDefaults(Store, 0, SYS_VAR_COUNT);
+    SYS_VAR_STORE& Store = BuiltStore();
+    CopyDefaults(Store, 0, SYS_VAR_COUNT);
     Store.ExplicitRows.clear();
 }
 
-void ResetProjectSysVars() { _CopyDefaults(_BuiltStore(), 0, PREF_SHOW_LINE_NUMBERS); }
+void ResetProjectSysVars() { CopyDefaults(BuiltStore(), 0, PREF_SHOW_LINE_NUMBERS); }
 
 const SYS_VAR* GetSysVar(int Index) {
-    return Index >= 0 && Index < SYS_VAR_COUNT ? &_BuiltStore().aVar[static_cast<size_t>(Index)] : nullptr;
+    return Index >= 0 && Index < SYS_VAR_COUNT ? &BuiltStore().aVar[static_cast<size_t>(Index)] : nullptr;
 }
 
 const SYS_VAR* FindSysVar(const QString& sText) {
@@ -97,7 +97,7 @@ const SYS_VAR* FindSysVar(const QString& sText) {
     if (IsNumber) {
         return GetSysVar(Index);
     }
-    for (const SYS_VAR& Var : _BuiltStore().aVar) {
+    for (const SYS_VAR& Var : BuiltStore().aVar) {
         if (sText.trimmed().compare(QLatin1String(Var.sName), Qt::CaseInsensitive) == 0) {
             return &Var;
         }
@@ -106,7 +106,7 @@ const SYS_VAR* FindSysVar(const QString& sText) {
 }
 
 int SysVarIndex(const SYS_VAR* pVar) {
-    const SYS_VAR* pFirst = _BuiltStore().aVar.data();
+    const SYS_VAR* pFirst = BuiltStore().aVar.data();
     return pVar >= pFirst && pVar < pFirst + SYS_VAR_COUNT ? static_cast<int>(pVar - pFirst) : -1;
 }
 
@@ -119,7 +119,7 @@ I32 SysVarValue(int Index) {
 }
 
 QString SysVarTextValue(int Index) {
-    return IsTextSysVar(GetSysVar(Index)) ? QString::fromUtf8(_Store().sBreakSymbol) : QString();
+    return IsTextSysVar(GetSysVar(Index)) ? QString::fromUtf8(GetStore().sBreakSymbol) : QString();
 }
 
 int SetSysVar(const SYS_VAR* pVar, I32 Value, bool AlsoStored) {
@@ -130,7 +130,7 @@ int SetSysVar(const SYS_VAR* pVar, I32 Value, bool AlsoStored) {
     if (AlsoStored) {
         *pVar->pStored = Value;
     }
-    _Store().ExplicitRows.insert(SysVarIndex(pVar));
+    GetStore().ExplicitRows.insert(SysVarIndex(pVar));
     return 0;
 }
 
@@ -140,7 +140,7 @@ I32 ParseSysVar(const SYS_VAR* pVar, const QString& sText, bool* pOk) {
     if (pVar != nullptr && !IsTextSysVar(pVar)) {
         Value = ParseSysVarText(pVar, sText, &Ok);
         if (Ok) {
-            _Store().ExplicitRows.insert(SysVarIndex(pVar));
+            GetStore().ExplicitRows.insert(SysVarIndex(pVar));
         }
     }
     if (pOk != nullptr) {
@@ -153,7 +153,7 @@ int SetSysVarText(const SYS_VAR* pVar, const QString& sText) {
     if (!IsTextSysVar(pVar)) {
         return -1;
     }
-    _Store().ExplicitRows.insert(SysVarIndex(pVar));
+    GetStore().ExplicitRows.insert(SysVarIndex(pVar));
     return pVar->pType->pfFromText(pVar, sText, nullptr);
 }
 
@@ -166,4 +166,4 @@ QString SysVarText(const SYS_VAR* pVar, I64 Value) {
     return sText.isEmpty() && !IsTextSysVar(pVar) ? SpeedText(static_cast<U32>(Shown)) : sText;
 }
 
-bool IsSysVarSet(const SYS_VAR* pVar) { return _Store().ExplicitRows.contains(SysVarIndex(pVar)); }
+bool IsSysVarSet(const SYS_VAR* pVar) { return GetStore().ExplicitRows.contains(SysVarIndex(pVar)); }

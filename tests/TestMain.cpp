@@ -12,7 +12,7 @@
 
 namespace {
 
-void _FilterMessages(QtMsgType Type, const QMessageLogContext&, const QString& sText) {
+void FilterMessages(QtMsgType Type, const QMessageLogContext&, const QString& sText) {
     if (Type != QtDebugMsg && !sText.contains(QLatin1String("propagateSizeHints"))) {
         std::fprintf(stderr, "%s\n", qPrintable(sText));
     }
@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
     QStandardPaths::setTestModeEnabled(true);
-    qInstallMessageHandler(_FilterMessages);
+    qInstallMessageHandler(FilterMessages);
     const QTemporaryDir Settings; // the test mode of QStandardPaths doesn't reach QSettings
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, Settings.path());
     QApplication App(argc, argv);

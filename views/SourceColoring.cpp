@@ -6,7 +6,7 @@
 
 namespace {
 
-const QSet<QString>& _Keywords() {
+const QSet<QString>& GetKeywords() {
     static const QSet<QString> Keywords = {
         "alignas",  "asm",       "auto",      "bool",    "break",   "case",     "catch",   "char",      "class",
         "const",    "constexpr", "continue",  "default", "delete",  "do",       "double",  "else",      "enum",
@@ -19,10 +19,10 @@ const QSet<QString>& _Keywords() {
     return Keywords;
 }
 
-bool _IsWordChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
+bool IsWordChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
 
 /// Position behind a quoted text that begins at Start.
-int _EndOfQuote(const QString& sLine, int Start) {
+int EndOfQuote(const QString& sLine, int Start) {
     const QChar Quote = sLine[Start];
     int i = Start + 1;
     while (i < sLine.size() && sLine[i] != Quote) {
@@ -31,15 +31,15 @@ int _EndOfQuote(const QString& sLine, int Start) {
     return qMin(i + 1, static_cast<int>(sLine.size()));
 }
 
-int _EndOfComment(const QString& sLine, int Start, bool* pIsInComment) {
+int EndOfComment(const QString& sLine, int Start, bool* pIsInComment) {
     const qsizetype End = sLine.indexOf(QLatin1String("*/"), Start);
     *pIsInComment = End < 0;
     return static_cast<int>(End < 0 ? sLine.size() : End + 2);
 }
 
-int _EndOfWord(const QString& sLine, int Start) {
+int EndOfWord(const QString& sLine, int Start) {
     int i = Start;
-    while (i < sLine.size() && _IsWordChar(sLine[i])) {
+    while (i < sLine.size() && IsWordChar(sLine[i])) {
         ++i;
     }
     return i;
@@ -50,28 +50,28 @@ struct TOKEN {
     int ColorId;
 };
 
-TOKEN _NextToken(const QString& sLine, int Pos, bool* pIsInComment) {
+TOKEN NextToken(const QString& sLine, int Pos, bool* pIsInComment) {
     const QChar c = sLine[Pos];
     if (sLine.mid(Pos, 2) == QLatin1String("//")) {
         return {static_cast<int>(sLine.size()), COLOR_SYNTAX_COMMENT};
     }
     if (sLine.mid(Pos, 2) == QLatin1String("/*")) {
-        return {_EndOfComment(sLine, Pos + 2, pIsInComment), COLOR_SYNTAX_COMMENT};
+        return {EndOfComment(sLine, Pos + 2, pIsInComment), COLOR_SYNTAX_COMMENT};
     }
     if (c == QLatin1Char('"') || c == QLatin1Char('\'')) {
-        return {_EndOfQuote(sLine, Pos), COLOR_SYNTAX_STRING};
+        return {EndOfQuote(sLine, Pos), COLOR_SYNTAX_STRING};
     }
     if (c == QLatin1Char('#') && sLine.left(Pos).trimmed().isEmpty()) {
-        return {_EndOfWord(sLine, Pos + 1), COLOR_SYNTAX_DIRECTIVE};
+        return {EndOfWord(sLine, Pos + 1), COLOR_SYNTAX_DIRECTIVE};
     }
-    if (!_IsWordChar(c)) {
+    if (!IsWordChar(c)) {
         return {Pos + 1, COLOR_SYNTAX_TEXT};
     }
-    const int End = _EndOfWord(sLine, Pos);
+    const int End = EndOfWord(sLine, Pos);
     if (c.isDigit()) {
         return {End, COLOR_SYNTAX_INTEGER};
     }
-    return {End, _Keywords().contains(sLine.mid(Pos, End - Pos)) ? COLOR_SYNTAX_KEYWORD : COLOR_SYNTAX_TEXT};
+    return {End, GetKeywords().contains(sLine.mid(Pos, End - Pos)) ? COLOR_SYNTAX_KEYWORD : COLOR_SYNTAX_TEXT};
 }
 
 } // namespace
@@ -80,11 +80,11 @@ QList<TEXT_RUN> ColorSourceLine(const QString& sLine, bool* pIsInComment) {
     QList<TEXT_RUN> Runs;
     int Pos = 0;
     if (*pIsInComment && !sLine.isEmpty()) {
-        Pos = _EndOfComment(sLine, 0, pIsInComment);
+        Pos = EndOfComment(sLine, 0, pIsInComment);
         Runs.append({0, Pos, COLOR_SYNTAX_COMMENT});
     }
     while (Pos < sLine.size()) {
-        const TOKEN Token = _NextToken(sLine, Pos, pIsInComment);
+        const TOKEN Token = NextToken(sLine, Pos, pIsInComment);
         if (!Runs.isEmpty() && Runs.last().ColorId == Token.ColorId) {
             Runs.last().Length += Token.End - Pos;
         } else {

@@ -21,10 +21,10 @@ constexpr QRgb COLOR_BREAKPOINT = 0xFFD02020;
 constexpr QRgb COLOR_CODE_DOT = 0xFF9A9A9A;
 constexpr QRgb COLOR_PC_ARROW = 0xFF2E9E2E;
 
-bool _IsOn(int Preference) { return SysVarValue(Preference) != 0; }
+bool IsOn(int Preference) { return SysVarValue(Preference) != 0; }
 
 /// Text that stays readable on a marked line, whatever the palette is.
-QColor _TextColorOn(const QColor& Background, const QColor& Text) {
+QColor TextColorOn(const QColor& Background, const QColor& Text) {
     return qAbs(Background.lightness() - Text.lightness()) < 60 ? (Background.lightness() > 128 ? Qt::black : Qt::white)
                                                                 : Text;
 }
@@ -81,8 +81,8 @@ SOURCE_GEOMETRY CSourceView::GetGeometry() const {
     SOURCE_GEOMETRY Geometry;
     Geometry.RowHeight = Metrics.height() + ROW_PADDING;
     Geometry.CharWidth = Metrics.horizontalAdvance(QLatin1Char('0'));
-    Geometry.SideBarWidth = _IsOn(PREF_SHOW_SIDEBAR_SRC) ? SIDE_BAR_WIDTH : 0;
-    if (_IsOn(PREF_SHOW_LINE_NUMBERS)) {
+    Geometry.SideBarWidth = IsOn(PREF_SHOW_SIDEBAR_SRC) ? SIDE_BAR_WIDTH : 0;
+    if (IsOn(PREF_SHOW_LINE_NUMBERS)) {
         const QString sWidest(qMax(3, QString::number(m_Document.GetNumLines()).size()), QLatin1Char('8'));
         Geometry.LineNumberWidth = NumberMetrics.horizontalAdvance(sWidest) + 14;
     }
@@ -201,7 +201,7 @@ void CSourceView::PaintText(QPainter& Painter, const SOURCE_GEOMETRY& Geometry, 
         if (x > viewport()->width()) {
             break;
         }
-        Painter.setPen(_TextColorOn(Background, GetColor(Run.ColorId)));
+        Painter.setPen(TextColorOn(Background, GetColor(Run.ColorId)));
         Painter.drawText(QRect(x, y, 100'000, Geometry.RowHeight),
                          Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, sShown.mid(Start, End - Start));
     }

@@ -15,7 +15,7 @@
 namespace {
 
 /// FileId of the program's source file that a path on this machine stands for; INVALID_FILE_ID if it is none of them.
-U32 _ProgramFileOf(const QString& sPath) {
+U32 ProgramFileOf(const QString& sPath) {
     const QString sWanted = QFileInfo(sPath).canonicalFilePath();
     for (const U32 FileId : ElfApi_GetSrcFileIds()) {
         const QString sFile = ElfApi_GetFilePath(FileId);
@@ -168,7 +168,7 @@ void CSourceWindow::ClearPC() {
 }
 
 void CSourceWindow::UpdateMarksOf(CSourceView* pView) const {
-    const U32 FileId = _ProgramFileOf(pView->GetPath());
+    const U32 FileId = ProgramFileOf(pView->GetPath());
     QMap<int, BP_STATES> Breakpoints;
     for (const BPEntry& Entry : CDevice::Get().GetBreakpoints()) {
         for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Entry.Addr)) {
@@ -194,7 +194,7 @@ void CSourceWindow::UpdateMarks() {
 }
 
 void CSourceWindow::ToggleBreakpoint(CSourceView* pView, int Line) {
-    const CSrcLoc Loc{_ProgramFileOf(pView->GetPath()), static_cast<U32>(Line), 0};
+    const CSrcLoc Loc{ProgramFileOf(pView->GetPath()), static_cast<U32>(Line), 0};
     I64 Addr = Loc.IsValid() ? ElfApi_GetAddr(Loc) : -1;
     Addr = Loc.IsValid() && Addr < 0 ? ElfApi_GetAddr(ElfApi_GetNextCodeLine(Loc)) : Addr;
     if (Addr >= 0) {

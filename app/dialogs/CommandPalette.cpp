@@ -26,7 +26,7 @@ constexpr int ARGS_WIDTH = 150;
 constexpr int HOT_KEY_WIDTH = 100;
 
 /// Types and names of a prototype's parameters: "unsigned int Addr".
-QStringList _Parameters(const COMMAND_ROW& Row) {
+QStringList Parameters(const COMMAND_ROW& Row) {
     const qsizetype Open = Row.Prototype.indexOf(QLatin1Char('('));
     const QString sList = Row.Prototype.mid(Open + 1, Row.Prototype.lastIndexOf(QLatin1Char(')')) - Open - 1).trimmed();
     return Open < 0 || sList.isEmpty() || sList == QLatin1String("void")
@@ -181,7 +181,7 @@ void CCommandPalette::OnChosen() {
         return;
     }
     const U32 Id = m_pModel->GetCommand(Index.row());
-    if (_Parameters(CCommandTable::GetRow(Id)).isEmpty()) {
+    if (Parameters(CCommandTable::GetRow(Id)).isEmpty()) {
         RunCommand(Id, {});
     } else {
         AskForArguments(Id);
@@ -193,7 +193,7 @@ void CCommandPalette::AskForArguments(U32 Id) {
     m_Command = Id;
     m_pPrompt->setText(
         QStringLiteral("<b>%1</b><br>%2").arg(GetPaletteName(Row).toHtmlEscaped(), Row.LongHelp.toHtmlEscaped()));
-    for (const QString& sParameter : _Parameters(Row)) {
+    for (const QString& sParameter : Parameters(Row)) {
         auto* pEdit = new QLineEdit(this);
         pEdit->setPlaceholderText(sParameter.contains(QLatin1Char('*'))
                                       ? QStringLiteral("text")

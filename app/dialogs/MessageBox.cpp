@@ -19,12 +19,12 @@ constexpr qint64 MS_PER_HOUR = 3'600'000;
 constexpr int ICON_SIZE = 32;
 constexpr int MAX_TEXT_WIDTH = 560;
 
-QSet<size_t>& _Silent() {
+QSet<size_t>& Silent() {
     static QSet<size_t> Hashes;
     return Hashes;
 }
 
-bool _Accepts(QDialogButtonBox::ButtonRole Role) {
+bool Accepts(QDialogButtonBox::ButtonRole Role) {
     return Role == QDialogButtonBox::AcceptRole || Role == QDialogButtonBox::YesRole;
 }
 
@@ -57,7 +57,7 @@ CMessageBox::CMessageBox(const QString& sTitle, const QString& sText, const QIco
     pLayout->addWidget(m_pButtons, 2, 0, 1, 2);
     connect(m_pButtons, &QDialogButtonBox::clicked, this, [this](QAbstractButton* pButton) {
         m_Answer = m_pButtons->standardButton(pButton);
-        done(_Accepts(m_pButtons->buttonRole(pButton)) ? Accepted : Rejected);
+        done(Accepts(m_pButtons->buttonRole(pButton)) ? Accepted : Rejected);
     });
 }
 
@@ -69,7 +69,7 @@ QString CMessageBox::GetSuppressText(int Hours) {
                                    : QString::asprintf("Do not show again for %d hours", Hours);
 }
 
-void CMessageBox::ForgetSuppressed() { _Silent().clear(); }
+void CMessageBox::ForgetSuppressed() { Silent().clear(); }
 
 void CMessageBox::SetDefaultButton(QDialogButtonBox::StandardButton Button) {
     if (QPushButton* pButton = m_pButtons->button(Button)) {
@@ -81,7 +81,7 @@ void CMessageBox::SetDefaultButton(QDialogButtonBox::StandardButton Button) {
 QString CMessageBox::HoursKey() const { return QStringLiteral("AppData/%1/%2").arg(objectName()).arg(qHash(m_sText)); }
 
 CMessageBox::SUPPRESSION CMessageBox::GetSuppression() const {
-    if (_Silent().contains(qHash(m_sText))) {
+    if (Silent().contains(qHash(m_sText))) {
         return ACCEPTED;
     }
     return ReadSetting(HoursKey()).toLongLong() > QDateTime::currentMSecsSinceEpoch() ? REJECTED : SHOWN;
@@ -89,7 +89,7 @@ CMessageBox::SUPPRESSION CMessageBox::GetSuppression() const {
 
 void CMessageBox::Suppress() const {
     if (m_SuppressHours == UNTIL_PROGRAM_END) {
-        _Silent().insert(qHash(m_sText));
+        Silent().insert(qHash(m_sText));
     } else if (m_SuppressHours > 0) {
         WriteSetting(HoursKey(), QDateTime::currentMSecsSinceEpoch() + m_SuppressHours * MS_PER_HOUR);
     }
@@ -97,7 +97,7 @@ void CMessageBox::Suppress() const {
 
 QDialogButtonBox::StandardButton CMessageBox::FirstButton(bool DoesAccept) const {
     for (QAbstractButton* pButton : m_pButtons->buttons()) {
-        if (_Accepts(m_pButtons->buttonRole(pButton)) == DoesAccept) {
+        if (Accepts(m_pButtons->buttonRole(pButton)) == DoesAccept) {
             return m_pButtons->standardButton(pButton);
         }
     }

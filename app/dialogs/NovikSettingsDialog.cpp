@@ -21,13 +21,13 @@ constexpr int HOST_IF_IP = 2;
 constexpr int TARGET_IF_SWD = 1;
 
 /// The selection's own name of a speed, else the speed as text.
-QString _SpeedName(I32 Speed) {
+QString SpeedName(I32 Speed) {
     const SYS_VAR* pVar = GetSysVar(VAR_TIF_SPEED);
     const qsizetype Index = SysVarValues(pVar).indexOf(Speed);
     return Index >= 0 ? SysVarNames(pVar)[Index] : SpeedText(static_cast<U32>(Speed));
 }
 
-QLineEdit* _MakeNumber(int Value, QWidget* pParent) {
+QLineEdit* MakeNumber(int Value, QWidget* pParent) {
     auto* pEdit = new QLineEdit(QString::number(Value), pParent);
     pEdit->setValidator(new QIntValidator(0, MAX_CHAIN_BITS, pEdit));
     return pEdit;
@@ -39,8 +39,8 @@ CNovikSettingsDialog::CNovikSettingsDialog(QWidget* pParent)
     : CDialog(QStringLiteral("CNovikSettingsDialog"), QStringLiteral("Novik Settings"), QSize(480, 320), pParent),
       m_pConnection(new CConnectionFields(this)), m_pDevice(new QLineEdit(this)), m_pEndian(new QComboBox(this)) {
     const CDevice& Device = CDevice::Get();
-    m_pDRPre = _MakeNumber(Device.GetConfigParam(DEV_CFG_DR_PRE), this);
-    m_pIRLen = _MakeNumber(Device.GetConfigParam(DEV_CFG_IR_PRE), this);
+    m_pDRPre = MakeNumber(Device.GetConfigParam(DEV_CFG_DR_PRE), this);
+    m_pIRLen = MakeNumber(Device.GetConfigParam(DEV_CFG_IR_PRE), this);
     m_pDevice->setText(QString::fromUtf8(Device.GetConfigText(DEV_CFG_DEVICE_NAME)));
     const bool IsIp = Device.GetConfigParam(DEV_CFG_HOST_IF) == HOST_IF_IP;
     const QString sSerialNo = Device.GetConfigParam(DEV_CFG_USE_SN) != 0
@@ -50,7 +50,7 @@ CNovikSettingsDialog::CNovikSettingsDialog(QWidget* pParent)
                              IsIp ? QString::fromUtf8(Device.GetConfigText(DEV_CFG_HOST_NAME)) : sSerialNo);
     m_pConnection->SetTargetIF(Device.GetConfigParam(DEV_CFG_TARGET_IF) == TARGET_IF_SWD ? QStringLiteral("SWD")
                                                                                          : QStringLiteral("JTAG"));
-    m_pConnection->SetSpeed(_SpeedName(Device.GetConfigParam(DEV_CFG_SPEED)));
+    m_pConnection->SetSpeed(SpeedName(Device.GetConfigParam(DEV_CFG_SPEED)));
     m_pEndian->addItems({QStringLiteral("Little endian"), QStringLiteral("Big endian")});
     m_pEndian->setCurrentIndex((Device.GetConfigParam(DEV_CFG_ENDIAN) & 1) != 0 ? 1 : 0);
     auto* pDeviceRow = new QHBoxLayout;

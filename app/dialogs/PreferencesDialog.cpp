@@ -18,7 +18,7 @@ namespace {
 constexpr int TREE_WIDTH = 220;
 constexpr const char* RECENT_PAGE = "RecentPageID";
 
-QString _Label(const PREFERENCE_ITEM& Item) {
+QString Label(const PREFERENCE_ITEM& Item) {
     switch (Item.Kind) {
     case PK_VARIABLE:
         return QString::fromLatin1(GetSysVar(Item.Id)->sDescription);
@@ -30,7 +30,7 @@ QString _Label(const PREFERENCE_ITEM& Item) {
 }
 
 /// Labels of fonts are only told apart by what the font is for.
-QString _ToolTip(const PREFERENCE_ITEM& Item) {
+QString ToolTip(const PREFERENCE_ITEM& Item) {
     switch (Item.Kind) {
     case PK_VARIABLE:
         return QString::fromLatin1(GetSysVar(Item.Id)->sName);
@@ -41,7 +41,7 @@ QString _ToolTip(const PREFERENCE_ITEM& Item) {
     }
 }
 
-const char* _SectionTitle(PREFERENCE_KIND Kind) {
+const char* SectionTitle(PREFERENCE_KIND Kind) {
     return Kind == PK_COLOR ? "Colors" : (Kind == PK_FONT ? "Fonts" : "Settings");
 }
 
@@ -112,13 +112,13 @@ QWidget* CPreferencesDialog::MakePage(const PREFERENCE_PAGE& Page) {
     int Section = -1;
     for (const PREFERENCE_ITEM& Item : Page.Items) {
         if (Section != Item.Kind) {
-            auto* pHead = new QLabel(QString::fromLatin1(_SectionTitle(Item.Kind)), pContent);
+            auto* pHead = new QLabel(QString::fromLatin1(SectionTitle(Item.Kind)), pContent);
             pHead->setFont(HeadFont);
             pForm->addRow(pHead);
             Section = Item.Kind;
         }
-        auto* pLabel = new QLabel(_Label(Item), pContent);
-        pLabel->setToolTip(_ToolTip(Item));
+        auto* pLabel = new QLabel(Label(Item), pContent);
+        pLabel->setToolTip(ToolTip(Item));
         CSettingBox* pBox = MakeBox(Item.Kind, Item.Id, pContent);
         m_Boxes.append(pBox);
         pForm->addRow(pLabel, pBox);

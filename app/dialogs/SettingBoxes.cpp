@@ -20,7 +20,7 @@ constexpr int EDITOR_WIDTH = 240;
 constexpr QSize SWATCH_SIZE(32, 14);
 
 /// A field of the colour, so that a user sees the choice before it is in force.
-QIcon _Swatch(const QColor& Color, const QPalette& Palette) {
+QIcon Swatch(const QColor& Color, const QPalette& Palette) {
     QPixmap Pixmap(SWATCH_SIZE);
     Pixmap.fill(Color);
     QPainter Painter(&Pixmap);
@@ -131,7 +131,7 @@ CColorBox::CColorBox(int ColorId, QWidget* pParent)
 void CColorBox::SetValue(U32 Value) {
     m_Value = Value;
     const QColor Color = ResolveColor(m_ColorId, Value);
-    m_pSelect->setIcon(_Swatch(Color, palette()));
+    m_pSelect->setIcon(Swatch(Color, palette()));
     m_pSelect->setText(Value == aColorRow[m_ColorId].Default ? QStringLiteral("default") : Color.name());
 }
 

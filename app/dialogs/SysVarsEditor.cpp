@@ -15,9 +15,9 @@ namespace {
 constexpr int NUM_SYS_VARS = PREF_SHOW_LINE_NUMBERS; ///< preferences follow behind the variables
 constexpr int NAME_WIDTH = 330;
 
-bool _IsValueCell(const QModelIndex& Index) { return Index.isValid() && Index.column() == CSysVarsModel::COL_VALUE; }
+bool IsValueCell(const QModelIndex& Index) { return Index.isValid() && Index.column() == CSysVarsModel::COL_VALUE; }
 
-QString _Hint(const SYS_VAR* pVar) {
+QString Hint(const SYS_VAR* pVar) {
     const QString sRange = SysVarRange(pVar);
     return sRange.isEmpty() || IsTextSysVar(pVar) ? QString::fromLatin1(pVar->sName)
                                                   : QStringLiteral("%1 (%2)").arg(QLatin1String(pVar->sName), sRange);
@@ -34,9 +34,9 @@ QVariant CSysVarsModel::data(const QModelIndex& Index, int Role) const {
         return {};
     }
     if (Role == Qt::ToolTipRole) {
-        return _Hint(pVar);
+        return Hint(pVar);
     }
-    if (Role == Qt::DecorationRole && _IsValueCell(Index) && IsSelectionSysVar(pVar)) {
+    if (Role == Qt::DecorationRole && IsValueCell(Index) && IsSelectionSysVar(pVar)) {
         return QIcon(QStringLiteral(":/icons/menu-indicator-small.svg"));
     }
     if (Role != Qt::DisplayRole && Role != Qt::EditRole) {
@@ -54,11 +54,11 @@ QVariant CSysVarsModel::headerData(int Section, Qt::Orientation Orientation, int
 
 Qt::ItemFlags CSysVarsModel::flags(const QModelIndex& Index) const {
     const Qt::ItemFlags Flags = QAbstractTableModel::flags(Index);
-    return _IsValueCell(Index) && !IsSelectionSysVar(GetSysVar(Index.row())) ? Flags | Qt::ItemIsEditable : Flags;
+    return IsValueCell(Index) && !IsSelectionSysVar(GetSysVar(Index.row())) ? Flags | Qt::ItemIsEditable : Flags;
 }
 
 bool CSysVarsModel::setData(const QModelIndex& Index, const QVariant& Value, int Role) {
-    if (!_IsValueCell(Index) || Role != Qt::EditRole) {
+    if (!IsValueCell(Index) || Role != Qt::EditRole) {
         return false;
     }
     const SYS_VAR* pVar = GetSysVar(Index.row());
@@ -103,7 +103,7 @@ CSysVarsEditor::CSysVarsEditor(QWidget* pParent)
 
 void CSysVarsEditor::OnDoubleClicked(const QModelIndex& Index) {
     const SYS_VAR* pVar = GetSysVar(Index.row());
-    if (!_IsValueCell(Index) || !IsSelectionSysVar(pVar)) {
+    if (!IsValueCell(Index) || !IsSelectionSysVar(pVar)) {
         return;
     }
     QMenu Menu(this);

@@ -16,20 +16,20 @@ constexpr int MAX_DELAY_PS = 100'000;
 constexpr int SOURCE_PINS = 1;
 constexpr int SOURCE_SWO = 3;
 
-QComboBox* _MakeList(int VarId, QWidget* pParent) {
+QComboBox* MakeList(int VarId, QWidget* pParent) {
     auto* pList = new QComboBox(pParent);
     pList->addItems(SysVarNames(GetSysVar(VarId)));
     pList->setCurrentText(SysVarText(GetSysVar(VarId)));
     return pList;
 }
 
-I32 _Value(int VarId, const QComboBox* pList) { return SysVarValues(GetSysVar(VarId)).value(pList->currentIndex()); }
+I32 Value(int VarId, const QComboBox* pList) { return SysVarValues(GetSysVar(VarId)).value(pList->currentIndex()); }
 
 } // namespace
 
 CTraceSettingsDialog::CTraceSettingsDialog(QWidget* pParent)
     : CDialog(QStringLiteral("CTraceSettingsDialog"), QStringLiteral("Trace Settings"), QSize(420, 340), pParent),
-      m_pSource(_MakeList(VAR_TRACE_SOURCE, this)), m_pWidth(_MakeList(VAR_TRACE_PORT_WIDTH, this)),
+      m_pSource(MakeList(VAR_TRACE_SOURCE, this)), m_pWidth(MakeList(VAR_TRACE_PORT_WIDTH, this)),
       m_pSwoSpeed(new QLineEdit(SysVarText(GetSysVar(VAR_SWO_SPEED)), this)),
       m_pCpuSpeed(new QLineEdit(SysVarText(GetSysVar(VAR_SWO_CPU_SPEED)), this)) {
     m_pSource->setObjectName(QStringLiteral("comboBoxTraceSource"));
@@ -56,7 +56,7 @@ CTraceSettingsDialog::CTraceSettingsDialog(QWidget* pParent)
 }
 
 void CTraceSettingsDialog::UpdateFields() {
-    const I32 Source = _Value(VAR_TRACE_SOURCE, m_pSource);
+    const I32 Source = Value(VAR_TRACE_SOURCE, m_pSource);
     m_pWidth->setEnabled(Source == SOURCE_PINS);
     for (QLineEdit* pDelay : m_apDelay) {
         pDelay->setEnabled(Source == SOURCE_PINS);
@@ -72,7 +72,7 @@ QVariantList CTraceSettingsDialog::GetDelays() const {
 QStringList CTraceSettingsDialog::GetLines() const {
     return {
         CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_SOURCE, {m_pSource->currentText()}),
-        CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_PORT_WIDTH, {_Value(VAR_TRACE_PORT_WIDTH, m_pWidth)}),
+        CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_PORT_WIDTH, {Value(VAR_TRACE_PORT_WIDTH, m_pWidth)}),
         CCommandTable::RenderWith(CMD_PROJECT_SET_TRACE_TIMING, GetDelays()),
         CCommandTable::RenderWith(CMD_PROJECT_CONFIG_SWO,
                                   {m_pSwoSpeed->text().trimmed(), m_pCpuSpeed->text().trimmed()}),
@@ -90,7 +90,7 @@ QStringList CTraceSettingsDialog::Apply() {
         }
     };
     Run(0, CMD_PROJECT_SET_TRACE_SOURCE, {m_pSource->currentText()});
-    Run(1, CMD_PROJECT_SET_TRACE_PORT_WIDTH, {_Value(VAR_TRACE_PORT_WIDTH, m_pWidth)});
+    Run(1, CMD_PROJECT_SET_TRACE_PORT_WIDTH, {Value(VAR_TRACE_PORT_WIDTH, m_pWidth)});
     Run(2, CMD_PROJECT_SET_TRACE_TIMING, GetDelays());
     Run(3, CMD_PROJECT_CONFIG_SWO, {m_pSwoSpeed->text().trimmed(), m_pCpuSpeed->text().trimmed()});
     return Lines;

@@ -16,7 +16,7 @@ namespace {
 constexpr int ICON_SIZE = 48;
 constexpr int TITLE_POINTS_MORE = 8;
 
-QWidget* _MakeHeader(QWidget* pParent) {
+QWidget* MakeHeader(QWidget* pParent) {
     auto* pHeader = new QWidget(pParent);
     auto* pLayout = new QHBoxLayout(pHeader);
     pLayout->setContentsMargins(0, 0, 0, 0);
@@ -36,7 +36,7 @@ QWidget* _MakeHeader(QWidget* pParent) {
 CWelcomeScreen::CWelcomeScreen(const QStringList& RecentProjects, QWidget* pParent)
     : CDialog(QStringLiteral("CWelcomeScreen"), QStringLiteral("Welcome"), QSize(620, 470), pParent) {
     auto* pLayout = new QVBoxLayout(this);
-    pLayout->addWidget(_MakeHeader(this));
+    pLayout->addWidget(MakeHeader(this));
     pLayout->addWidget(new QLabel(QStringLiteral("Recent projects"), this));
     auto* pList = new QListWidget(this);
     pList->setObjectName(QStringLiteral("listRecentProjects"));

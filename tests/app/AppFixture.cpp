@@ -43,9 +43,9 @@ private:
 
 const ::testing::Environment* const pEnvironment = ::testing::AddGlobalTestEnvironment(new CAppEnvironment);
 
-QStringList _ConsoleLines() { return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n')); }
+QStringList ConsoleLines() { return CMainWindow::Get().GetConsole().GetText().split(QLatin1Char('\n')); }
 
-void _Drain() {
+void Drain() {
     while (CMainWindow::Get().GetConsole().DrainRing()) {
     }
 }
@@ -94,13 +94,13 @@ bool CAppTest::OpenProject(const QString& sName, const QString& sText) {
 }
 
 void CAppTest::MarkConsole() {
-    _Drain();
-    m_NumOldLines = _ConsoleLines().size();
+    Drain();
+    m_NumOldLines = ConsoleLines().size();
 }
 
 QStringList CAppTest::NewLines() const {
-    _Drain();
-    return _ConsoleLines().mid(m_NumOldLines);
+    Drain();
+    return ConsoleLines().mid(m_NumOldLines);
 }
 
 I64 CAppTest::AddressOf(const char* sSymbol) {

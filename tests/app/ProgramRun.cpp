@@ -9,7 +9,7 @@ namespace {
 
 constexpr int MAX_RUN_MS = 60'000;
 
-QStringList _ReadLines(const QString& sPath) {
+QStringList ReadLines(const QString& sPath) {
     static const QRegularExpression Duration(QStringLiteral("completed in \\d+ ms"));
     QFile File(sPath);
     if (!File.open(QIODevice::ReadOnly)) {
@@ -48,7 +48,7 @@ PROGRAM_RESULT CProgramRun::Run(const QString& sProject, const QStringList& More
         Program.kill();
         Program.waitForFinished();
     }
-    Result.Lines = _ReadLines(LogPath());
+    Result.Lines = ReadLines(LogPath());
     return Result;
 }
 

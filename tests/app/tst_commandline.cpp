@@ -5,7 +5,7 @@
 
 namespace {
 
-QString _Describe(const CMD_LINE_PARAMS& Params) {
+QString Describe(const CMD_LINE_PARAMS& Params) {
     const std::pair<const char*, QString> aField[] = {
         {"device", Params.Device},       {"host", Params.HostIF},     {"ident", Params.HostIdent},
         {"if", Params.TargetIF},         {"speed", Params.Speed},     {"data", Params.DataFile},
@@ -64,7 +64,7 @@ TEST(CommandLine, OptionsFillTheirFieldsAndNothingElse) {
         {{"p.dbgprj", "-debug", "ignored", "-if", "SWD"}, "if=SWD | debug=on"},
     };
     for (const PARSE_CASE& Case : aCase) {
-        EXPECT_EQ(_Describe(ParseCommandLine(Case.Args)).toStdString(), Case.sFields)
+        EXPECT_EQ(Describe(ParseCommandLine(Case.Args)).toStdString(), Case.sFields)
             << Case.Args.join(QLatin1Char(' ')).toStdString();
     }
 }

@@ -28,7 +28,7 @@
 namespace {
 
 /// Keeps a picture of a dialog in the folder of the environment variable BRASK_SHOTS, for looking at it.
-void _Keep(QWidget& Widget, const QString& sName) {
+void Keep(QWidget& Widget, const QString& sName) {
     const QString sFolder = qEnvironmentVariable("BRASK_SHOTS");
     if (!sFolder.isEmpty()) {
         Widget.show();
@@ -66,13 +66,13 @@ TEST_F(CDialogTest, MessageBoxOffersItsPeriod) {
         if (Case.sText != nullptr) {
             EXPECT_EQ(pCheck->text().toStdString(), Case.sText);
         }
-        _Keep(Box, QStringLiteral("message%1").arg(Case.Hours));
+        Keep(Box, QStringLiteral("message%1").arg(Case.Hours));
     }
     SetSysVar(GetSysVar(PREF_DIALOG_SHOW_DNSA), 1, false);
 }
 
 /// Shows a box with this period and answers it: silenced or not.
-QDialogButtonBox::StandardButton _Answer(int Hours, bool DoSilence, const QString& sText = "Again?") {
+QDialogButtonBox::StandardButton Answer(int Hours, bool DoSilence, const QString& sText = "Again?") {
     CMessageBox Box("Title", sText, QIcon(), QDialogButtonBox::Yes | QDialogButtonBox::No, Hours, nullptr);
     QTimer::singleShot(0, &Box, [&] {
         Box.findChild<QCheckBox*>("checkBoxDoNotShowAgain")->setChecked(DoSilence);
@@ -82,19 +82,19 @@ QDialogButtonBox::StandardButton _Answer(int Hours, bool DoSilence, const QStrin
 }
 
 TEST_F(CDialogTest, MessageBoxStaysSilentAsAsked) {
-    EXPECT_EQ(_Answer(-1, false), QDialogButtonBox::No);
-    EXPECT_EQ(_Answer(-1, true), QDialogButtonBox::No);
-    EXPECT_EQ(_Answer(-1, false), QDialogButtonBox::Yes) << "silent until the end counts as accepted";
-    EXPECT_EQ(_Answer(-1, false, "Another?"), QDialogButtonBox::No) << "a box is known by its text";
+    EXPECT_EQ(Answer(-1, false), QDialogButtonBox::No);
+    EXPECT_EQ(Answer(-1, true), QDialogButtonBox::No);
+    EXPECT_EQ(Answer(-1, false), QDialogButtonBox::Yes) << "silent until the end counts as accepted";
+    EXPECT_EQ(Answer(-1, false, "Another?"), QDialogButtonBox::No) << "a box is known by its text";
 
-    EXPECT_EQ(_Answer(2, true, "Hours?"), QDialogButtonBox::No);
+    EXPECT_EQ(Answer(2, true, "Hours?"), QDialogButtonBox::No);
     const QString sKey = QStringLiteral("AppData/CMessageBox/%1").arg(qHash(QString("Hours?")));
     const qint64 End = ReadSetting(sKey).toLongLong();
     EXPECT_NEAR(static_cast<double>(End - QDateTime::currentMSecsSinceEpoch()), 2 * 3600e3, 60e3);
     CMessageBox Silent("Title", "Hours?", QIcon(), QDialogButtonBox::Yes | QDialogButtonBox::Cancel, 2, nullptr);
     EXPECT_EQ(Silent.Ask(), QDialogButtonBox::Cancel) << "silent for hours counts as rejected";
     WriteSetting(sKey, QDateTime::currentMSecsSinceEpoch() - 1);
-    EXPECT_EQ(_Answer(2, false, "Hours?"), QDialogButtonBox::No) << "the hours are over: it asks";
+    EXPECT_EQ(Answer(2, false, "Hours?"), QDialogButtonBox::No) << "the hours are over: it asks";
     RemoveSetting(sKey);
 }
 
@@ -117,7 +117,7 @@ TEST_F(CDialogTest, EachPreferenceStandsOnOnePage) {
     EXPECT_EQ(Count.size(), SYS_VAR_COUNT - PREF_SHOW_LINE_NUMBERS + NUM_COLORS + NUM_FONTS);
 }
 
-template <class BOX> BOX* _FindBox(const QDialog& Dialog, int Id, int (BOX::*pfId)() const) {
+template <class BOX> BOX* FindBox(const QDialog& Dialog, int Id, int (BOX::*pfId)() const) {
     for (BOX* pBox : Dialog.findChildren<BOX*>()) {
         if ((pBox->*pfId)() == Id) {
             return pBox;
@@ -130,12 +130,12 @@ TEST_F(CDialogTest, PreferencesApplyOnlyWhatChanged) {
     for (const bool DoAccept : {false, true}) {
         MarkConsole();
         CPreferencesDialog Dialog(&Window());
-        _FindBox(Dialog, PREF_TAB_SPACING, &CVariableBox::GetVarId)->SetValue(7);
-        _FindBox(Dialog, COLOR_PC_ACTIVE, &CColorBox::GetColorId)->SetValue(0xFF112233);
-        _FindBox(Dialog, FONT_CONSOLE, &CFontBox::GetFontId)->SetValue(QFont("DejaVu Sans", 11, QFont::Bold));
-        _FindBox(Dialog, PREF_MAX_SYMBOL_MEMBERS, &CVariableBox::GetVarId)->findChild<QLineEdit*>()->setText("1000000");
+        FindBox(Dialog, PREF_TAB_SPACING, &CVariableBox::GetVarId)->SetValue(7);
+        FindBox(Dialog, COLOR_PC_ACTIVE, &CColorBox::GetColorId)->SetValue(0xFF112233);
+        FindBox(Dialog, FONT_CONSOLE, &CFontBox::GetFontId)->SetValue(QFont("DejaVu Sans", 11, QFont::Bold));
+        FindBox(Dialog, PREF_MAX_SYMBOL_MEMBERS, &CVariableBox::GetVarId)->findChild<QLineEdit*>()->setText("1000000");
         if (!DoAccept) {
-            _Keep(Dialog, "preferences");
+            Keep(Dialog, "preferences");
             Dialog.reject();
             EXPECT_EQ(NewText(), "");
             EXPECT_EQ(SysVarValue(PREF_TAB_SPACING), 2);
@@ -165,7 +165,7 @@ TEST_F(CDialogTest, PreferencePagesAreKeptAndShown) {
     for (int Page = 0; Page < 9; ++Page) {
         WriteSetting("AppData/CPreferencesDialog/RecentPageID", Page);
         CPreferencesDialog Dialog(&Window());
-        _Keep(Dialog, QStringLiteral("preferences%1").arg(Page));
+        Keep(Dialog, QStringLiteral("preferences%1").arg(Page));
         Dialog.reject();
         EXPECT_EQ(ReadSetting("AppData/CPreferencesDialog/RecentPageID").toInt(), Page);
     }
@@ -190,7 +190,7 @@ TEST_F(CDialogTest, SystemVariablesAreEditedThroughTheCommand) {
                          "Edit.SysVar (VAR_TRACE_PORT_DELAY_0, -100000);\n"
                          "Edit.SysVar (VAR_BREAK_AT_THIS_SYMBOL, " +
                              std::to_string(AddressOf("SysTick_Handler")) + ");");
-    _Keep(Editor, "sysvars");
+    Keep(Editor, "sysvars");
 }
 
 TEST_F(CDialogTest, WizardHandsOnTheLinesOfAProject) {
@@ -207,19 +207,19 @@ TEST_F(CDialogTest, WizardHandsOnTheLinesOfAProject) {
     auto* pHost = Wizard.findChild<QComboBox*>("comboBoxHostInterface");
     EXPECT_FALSE(pNext->isEnabled());
     EXPECT_FALSE(pBack->isEnabled());
-    _Keep(Wizard, "wizard0");
+    Keep(Wizard, "wizard0");
     pDevice->setText("Cortex-M4");
     pNext->click();
     EXPECT_TRUE(pBack->isEnabled());
     pHost->setCurrentText("IP");
     EXPECT_EQ(pOption->text().toStdString(), "192.168.0.1");
-    _Keep(Wizard, "wizard1");
+    Keep(Wizard, "wizard1");
     pHost->setCurrentText("USB");
     EXPECT_EQ(pOption->text().toStdString(), "");
     Wizard.findChild<QComboBox*>("comboBoxTargetInterface")->setCurrentText("SWD");
     pNext->click();
     EXPECT_EQ(pNext->text().toStdString(), "&Finish");
-    _Keep(Wizard, "wizard2");
+    Keep(Wizard, "wizard2");
     pNext->click();
     ASSERT_TRUE(WaitUntil([&] { return !Lines.isEmpty(); }));
     EXPECT_EQ(Lines.join('\n').toStdString(), "Project.SetDevice (\"Cortex-M4\");\n"
@@ -247,7 +247,7 @@ TEST_F(CDialogTest, DevicesAreListedWithTheirSizes) {
     EXPECT_EQ(Model.index(Row, CDeviceDataModel::COL_FLASH_SIZE).data().toString().toStdString(), "1 MB");
     CDeviceSelectionDialog Dialog("STM32F407IG", &Window());
     EXPECT_EQ(Dialog.GetDevice().toStdString(), "STM32F407IG");
-    _Keep(Dialog, "devices");
+    Keep(Dialog, "devices");
 }
 
 TEST_F(CDialogTest, WelcomeScreenGivesWhatWasChosen) {
@@ -261,7 +261,7 @@ TEST_F(CDialogTest, WelcomeScreenGivesWhatWasChosen) {
         EXPECT_EQ(Screen.Choose(), Result);
     }
     CWelcomeScreen Screen(Recent, &Window());
-    _Keep(Screen, "welcome");
+    Keep(Screen, "welcome");
     QTimer::singleShot(0, &Screen, [&] {
         auto* pList = Screen.findChild<QListWidget*>("listRecentProjects");
         emit pList->itemActivated(pList->item(1));
@@ -278,7 +278,7 @@ TEST_F(CDialogTest, ProbeSettingsGoIntoTheProject) {
     EXPECT_TRUE(Unchanged.Apply().isEmpty());
     MarkConsole();
     CNovikSettingsDialog Dialog(&Window());
-    _Keep(Dialog, "noviksettings");
+    Keep(Dialog, "noviksettings");
     Dialog.findChild<QComboBox*>("comboBoxTifSpeed")->setCurrentText("2 MHz");
     const QStringList Lines = Dialog.Apply();
     EXPECT_EQ(NewText(), "Project.SetTIFSpeed (\"2 MHz\");") << "only what has changed is run";
@@ -296,7 +296,7 @@ TEST_F(CDialogTest, ProbeSettingsGoIntoTheProject) {
 TEST_F(CDialogTest, TraceSettingsGoBehindTheSpeed) {
     CTraceSettingsDialog Dialog(&Window());
     Dialog.findChild<QComboBox*>("comboBoxTraceSource")->setCurrentText("Trace Pins");
-    _Keep(Dialog, "tracesettings");
+    Keep(Dialog, "tracesettings");
     Window().SaveSettingsToProject("Trace Settings Modified", Dialog.Apply(), true);
     QFile File(Path("demo.dbgprj"));
     ASSERT_TRUE(File.open(QIODevice::ReadOnly));
@@ -314,7 +314,7 @@ TEST_F(CDialogTest, PaletteRunsWhatItFinds) {
     auto* pModel = pPalette->findChild<CCommandPaletteModel*>();
     EXPECT_EQ(pModel->rowCount(), 168) << "the public commands";
     auto* pPattern = pPalette->findChildren<QLineEdit*>().first();
-    _Keep(*pPalette, "palette");
+    Keep(*pPalette, "palette");
     pPattern->setText("hcomm");
     EXPECT_EQ(pModel->index(0, 0).data().toString().toStdString(), "Help.Commands");
     pPattern->setText("util log");
@@ -323,7 +323,7 @@ TEST_F(CDialogTest, PaletteRunsWhatItFinds) {
     const QList<QLineEdit*> Edits = pPalette->findChildren<QLineEdit*>();
     ASSERT_EQ(Edits.size(), 2) << "the argument is asked for";
     Edits[1]->setText("from the palette, with a comma");
-    _Keep(*pPalette, "palette-arguments");
+    Keep(*pPalette, "palette-arguments");
     pPalette->findChild<QPushButton*>()->click();
     EXPECT_TRUE(WaitUntil([&] { return NewText() == "from the palette, with a comma"; })) << NewText();
 }

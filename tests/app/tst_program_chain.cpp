@@ -48,7 +48,7 @@ constexpr const char* AFTER_DOWNLOAD = "void AfterTargetDownload (void) {\n"
                                        "  Target.SetReg (\"PC\", Target.ReadU32 (Base + 4));\n"
                                        "}\n";
 
-QString _TargetDownload() {
+QString TargetDownloadProject() {
     return QStringLiteral("void TargetDownload (void) {\n"
                           "  Util.Log (\"[TargetDownload]\");\n"
                           "  Exec.Download (\"%1\");\n"
@@ -62,7 +62,7 @@ struct CHAIN_CASE {
     QStringList Replaced; ///< where the chain differs: "name=names that stand in its place"
 };
 
-QStringList _ExpectedChain(const QStringList& Replaced) {
+QStringList ExpectedChain(const QStringList& Replaced) {
     QStringList Chain = {"connect start",
                          "[BeforeTargetConnect]",
                          "connect",
@@ -91,7 +91,7 @@ QStringList _ExpectedChain(const QStringList& Replaced) {
     return Chain;
 }
 
-std::vector<std::string> _Std(const QStringList& Lines) {
+std::vector<std::string> Std(const QStringList& Lines) {
     std::vector<std::string> Result;
     for (const QString& sLine : Lines) {
         Result.push_back(sLine.toStdString());
@@ -103,12 +103,12 @@ std::vector<std::string> _Std(const QStringList& Lines) {
 
 TEST(ProgramChain, EachStepRunsOnceAndInOrder) {
     const QString sAll =
-        QLatin1String(TARGET_CONNECT) + TARGET_RESET + DEBUG_START + AFTER_DOWNLOAD + _TargetDownload();
+        QLatin1String(TARGET_CONNECT) + TARGET_RESET + DEBUG_START + AFTER_DOWNLOAD + TargetDownloadProject();
     const CHAIN_CASE aCase[] = {
         {"built-in", {}, {}},
         {"TargetConnect", TARGET_CONNECT, {"connect=[TargetConnect]"}},
         {"TargetReset", TARGET_RESET, {"reset=[TargetReset]"}},
-        {"TargetDownload", _TargetDownload(), {"download=[TargetDownload]"}},
+        {"TargetDownload", TargetDownloadProject(), {"download=[TargetDownload]"}},
         {"AfterTargetDownload", AFTER_DOWNLOAD, {"prepared=[AfterTargetDownload]"}},
         {"DebugStart", DEBUG_START, {"connect start=[DebugStart]"}},
         {"all",
@@ -124,7 +124,7 @@ TEST(ProgramChain, EachStepRunsOnceAndInOrder) {
                     LoggingFunctions(Notifications) + Case.sFunctions + HALT_FUNCTION);
         EXPECT_TRUE(Result.HasEnded);
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_EQ(_Std(Matching(Result.Lines, "^\\[|target device$")), _Std(_ExpectedChain(Case.Replaced)))
+        EXPECT_EQ(Std(Matching(Result.Lines, "^\\[|target device$")), Std(ExpectedChain(Case.Replaced)))
             << Result.Lines.join('\n').toStdString();
     }
 }
@@ -164,7 +164,7 @@ TEST(ProgramChain, ConsoleLogIsTheWholeSession) {
     };
     // What the console showed before its log was opened may or may not be in it.
     const qsizetype Start = Result.Lines.indexOf(Expected.first());
-    EXPECT_EQ(_Std(Result.Lines.mid(qMax(0, Start))), _Std(Expected));
+    EXPECT_EQ(Std(Result.Lines.mid(qMax(0, Start))), Std(Expected));
     EXPECT_EQ(Result.ExitCode, 0);
 }
 
@@ -205,7 +205,7 @@ TEST(ProgramChain, ResetModesStopWhereTheySay) {
             "  File.Exit();\n"
             "}\n");
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_EQ(_Std(Matching(Result.Lines, "^\\[")), _Std(Case.Expected)) << Result.Lines.join('\n').toStdString();
+        EXPECT_EQ(Std(Matching(Result.Lines, "^\\[")), Std(Case.Expected)) << Result.Lines.join('\n').toStdString();
     }
 }
 
@@ -233,9 +233,9 @@ TEST(ProgramChain, AttachingLeavesTheTargetAlone) {
                     "  }\n"
                     "}\n");
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_EQ(_Std(Matching(Result.Lines, "^\\[")),
-                  _Std({"[AfterTargetConnect]", "[BeforeTargetReset]", "[BeforeTargetDownload]", "[at main]",
-                        "[AfterTargetConnect]", "[halted]"}))
+        EXPECT_EQ(Std(Matching(Result.Lines, "^\\[")),
+                  Std({"[AfterTargetConnect]", "[BeforeTargetReset]", "[BeforeTargetDownload]", "[at main]",
+                       "[AfterTargetConnect]", "[halted]"}))
             << Result.Lines.join('\n').toStdString();
     }
 }

@@ -11,7 +11,7 @@
 namespace {
 
 /// Lines between two marks of the log.
-QStringList _Between(const QStringList& Lines, const QString& sFirst, const QString& sLast) {
+QStringList Between(const QStringList& Lines, const QString& sFirst, const QString& sLast) {
     const qsizetype First = Lines.indexOf(sFirst);
     const qsizetype Last = Lines.indexOf(sLast);
     return First >= 0 && Last > First ? Lines.mid(First + 1, Last - First - 1) : QStringList("mark is missing");
@@ -37,7 +37,7 @@ TEST(ProgramCommands, EachSaysWhatItDoes) {
             Expected.append(QString(Case.sEcho).remove(';') + ": " + Case.sError);
         }
         QStringList Found =
-            _Between(Result.Lines, QStringLiteral("mark %1").arg(Number), QStringLiteral("mark %1").arg(Number + 1));
+            Between(Result.Lines, QStringLiteral("mark %1").arg(Number), QStringLiteral("mark %1").arg(Number + 1));
         Found.removeIf([](const QString& sLine) { return sLine.startsWith("File not found: "); });
         EXPECT_EQ(Found.join('\n').toStdString(), Expected.join('\n').toStdString()) << Case.sCall;
         ++Number;

@@ -7,18 +7,18 @@
 
 namespace {
 
-QByteArray _DemoBytes() {
+QByteArray DemoBytes() {
     QFile File(DemoElf());
     return File.open(QIODevice::ReadOnly) ? File.readAll() : QByteArray();
 }
 
-QByteArray _Patched(qsizetype Offset, char Value) {
-    QByteArray Data = _DemoBytes();
+QByteArray Patched(qsizetype Offset, char Value) {
+    QByteArray Data = DemoBytes();
     Data[Offset] = Value;
     return Data;
 }
 
-QString _Project(const QString& sBody, const QString& sFunctions = {}) {
+QString MakeProject(const QString& sBody, const QString& sFunctions = {}) {
     return "void OnProjectLoad (void) {\n" + ProjectHead() + sBody + "}\n" + sFunctions;
 }
 
@@ -27,7 +27,7 @@ constexpr const char* STILL_USABLE = "  Debug.Continue();\n  Util.Log (\"still h
 const QStringList StillUsable = {"Debug.Continue();", "Debug.Continue(): not connected", "still here", "File.Exit();"};
 
 /// True if the log has these lines in this order, other lines between them allowed.
-::testing::AssertionResult _HasInOrder(const QStringList& Log, const QStringList& Expected) {
+::testing::AssertionResult HasInOrder(const QStringList& Log, const QStringList& Expected) {
     qsizetype Pos = 0;
     for (const QString& sLine : Expected) {
         Pos = Log.indexOf(sLine, Pos) + 1;
@@ -51,10 +51,10 @@ TEST(ProgramFailures, FilesThatAreNoProgramAreRefusedByName) {
         const char* sError;
     } const aCase[] = {
         {"missing.elf", QByteArray(), "file not found"},
-        {"header_cut.elf", _DemoBytes().left(30), "Not a valid elf object file."},
-        {"sections_cut.elf", _DemoBytes().left(3000), "could not section headers."},
-        {"class64.elf", _Patched(EI_CLASS, 2), "Invalid ELF file. Invalid file class"},
-        {"x86.elf", _Patched(E_MACHINE, EM_386), "Not a valid elf object file."},
+        {"header_cut.elf", DemoBytes().left(30), "Not a valid elf object file."},
+        {"sections_cut.elf", DemoBytes().left(3000), "could not section headers."},
+        {"class64.elf", Patched(EI_CLASS, 2), "Invalid ELF file. Invalid file class"},
+        {"x86.elf", Patched(E_MACHINE, EM_386), "Not a valid elf object file."},
         {"text.elf", QByteArray("int main(void) { return 0; }\n"), "not an elf file."},
     };
     for (const auto& Case : aCase) {
@@ -64,10 +64,9 @@ TEST(ProgramFailures, FilesThatAreNoProgramAreRefusedByName) {
             Run.WriteFile(Case.sFile, Case.Data);
         }
         const QString sCommand = QStringLiteral("File.Open (\"$(ProjectDir)/%1\")").arg(Case.sFile);
-        const PROGRAM_RESULT Result = Run.Run(_Project("  " + sCommand + ";\n" + STILL_USABLE));
+        const PROGRAM_RESULT Result = Run.Run(MakeProject("  " + sCommand + ";\n" + STILL_USABLE));
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_TRUE(
-            _HasInOrder(Result.Lines, QStringList{sCommand + ";", sCommand + ": " + Case.sError} + StillUsable));
+        EXPECT_TRUE(HasInOrder(Result.Lines, QStringList{sCommand + ";", sCommand + ": " + Case.sError} + StillUsable));
     }
 }
 
@@ -86,11 +85,11 @@ TEST(ProgramFailures, ATargetThatDoesNotConnectEndsTheStart) {
         SCOPED_TRACE(Case.sName);
         const CProgramRun Run;
         const PROGRAM_RESULT Result =
-            Run.Run(_Project(QLatin1String(Case.sBefore) + OpenDemo() + "  Debug.Connect();\n" + STILL_USABLE,
-                             LoggingFunctions({"BeforeTargetConnect", "AfterTargetConnect", "AfterTargetHalt"})));
+            Run.Run(MakeProject(QLatin1String(Case.sBefore) + OpenDemo() + "  Debug.Connect();\n" + STILL_USABLE,
+                                LoggingFunctions({"BeforeTargetConnect", "AfterTargetConnect", "AfterTargetHalt"})));
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_TRUE(_HasInOrder(Result.Lines, {"Debug.Connect();", "[BeforeTargetConnect]", "Connection failed"}));
-        EXPECT_TRUE(_HasInOrder(Result.Lines, QStringList{"Debug.Connect();"} + StillUsable));
+        EXPECT_TRUE(HasInOrder(Result.Lines, {"Debug.Connect();", "[BeforeTargetConnect]", "Connection failed"}));
+        EXPECT_TRUE(HasInOrder(Result.Lines, QStringList{"Debug.Connect();"} + StillUsable));
         EXPECT_FALSE(Result.Lines.contains("[AfterTargetConnect]"));
     }
 }
@@ -109,7 +108,7 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
         for (const bool IsVerified : {false, true}) {
             SCOPED_TRACE(QStringLiteral("%1 %2").arg(Case.sPhase).arg(IsVerified).toStdString());
             const CProgramRun Run;
-            const PROGRAM_RESULT Result = Run.Run(_Project(
+            const PROGRAM_RESULT Result = Run.Run(MakeProject(
                 OpenDemo() +
                     QStringLiteral("  Edit.SysVar (VAR_VERIFY_DOWNLOAD, %1);\n  Debug.Start();\n").arg(IsVerified),
                 QStringLiteral("void AfterTargetConnect (void) { Exec.Command (\"SimFailDownload %1\"); }\n"
@@ -119,8 +118,8 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
             const QStringList Report = {Case.sText,
                                         "Unsuccessfull Data Download: The data file was not downloaded correctly.",
                                         QLatin1String("  ") + Case.sText};
-            EXPECT_TRUE(_HasInOrder(Result.Lines,
-                                    (IsVerified ? Report : QStringList()) + QStringList{"[halted]"} + StillUsable));
+            EXPECT_TRUE(HasInOrder(Result.Lines,
+                                   (IsVerified ? Report : QStringList()) + QStringList{"[halted]"} + StillUsable));
             EXPECT_EQ(Result.Lines.contains(Case.sText), IsVerified);
         }
     }
@@ -129,18 +128,18 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
 TEST(ProgramFailures, ALostConnectionEndsTheSession) {
     const CProgramRun Run;
     const PROGRAM_RESULT Result = Run.Run(
-        _Project(OpenDemo() + "  Debug.Start();\n", QLatin1String("void AfterTargetHalt (void) {\n"
-                                                                  "  Exec.Command (\"SimLoseAfterMs 50\");\n"
-                                                                  "  Debug.Continue();\n"
-                                                                  "}\n"
-                                                                  "void AfterTargetDisconnect (void) {\n"
-                                                                  "  Util.Log (\"[AfterTargetDisconnect]\");\n") +
-                                                        STILL_USABLE + "}\n"));
+        MakeProject(OpenDemo() + "  Debug.Start();\n", QLatin1String("void AfterTargetHalt (void) {\n"
+                                                                     "  Exec.Command (\"SimLoseAfterMs 50\");\n"
+                                                                     "  Debug.Continue();\n"
+                                                                     "}\n"
+                                                                     "void AfterTargetDisconnect (void) {\n"
+                                                                     "  Util.Log (\"[AfterTargetDisconnect]\");\n") +
+                                                           STILL_USABLE + "}\n"));
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_TRUE(
-        _HasInOrder(Result.Lines, QStringList{"Novik: connection to target device lost.",
-                                              "Novik: disconnected from target device", "[AfterTargetDisconnect]"} +
-                                      StillUsable));
+        HasInOrder(Result.Lines, QStringList{"Novik: connection to target device lost.",
+                                             "Novik: disconnected from target device", "[AfterTargetDisconnect]"} +
+                                     StillUsable));
 }
 
 TEST(ProgramFailures, CommandErrorsFollowTheirEcho) {
@@ -181,9 +180,9 @@ TEST(ProgramFailures, CommandErrorsFollowTheirEcho) {
             Expected.append(QLatin1String(Case.sEcho) + ": " + Case.sError);
         }
     }
-    const PROGRAM_RESULT Result = Run.Run(_Project(sCalls + STILL_USABLE));
+    const PROGRAM_RESULT Result = Run.Run(MakeProject(sCalls + STILL_USABLE));
     EXPECT_EQ(Result.ExitCode, 0);
-    EXPECT_TRUE(_HasInOrder(Result.Lines, Expected + StillUsable));
+    EXPECT_TRUE(HasInOrder(Result.Lines, Expected + StillUsable));
     EXPECT_EQ(Matching(Result.Lines, "\\): "), Matching(Expected + StillUsable, "\\): "))
         << Result.Lines.join('\n').toStdString();
 }
@@ -191,12 +190,12 @@ TEST(ProgramFailures, CommandErrorsFollowTheirEcho) {
 TEST(ProgramFailures, ClosingWhileTheTargetRunsWritesTheSettings) {
     const CProgramRun Run;
     const PROGRAM_RESULT Result =
-        Run.Run(_Project(OpenDemo() + "  Debug.Start();\n", "void AfterTargetHalt (void) {\n"
-                                                            "  Edit.Preference (PREF_TAB_SPACING, 7);\n"
-                                                            "  Toolbar.Close (\"File\");\n"
-                                                            "  Debug.Continue();\n"
-                                                            "  File.Exit();\n"
-                                                            "}\n"));
+        Run.Run(MakeProject(OpenDemo() + "  Debug.Start();\n", "void AfterTargetHalt (void) {\n"
+                                                               "  Edit.Preference (PREF_TAB_SPACING, 7);\n"
+                                                               "  Toolbar.Close (\"File\");\n"
+                                                               "  Debug.Continue();\n"
+                                                               "  File.Exit();\n"
+                                                               "}\n"));
     EXPECT_TRUE(Result.HasEnded);
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_EQ(Run.Setting("AppData/MainWindow/RecentProjects").toStringList(), QStringList{Run.Path("test.dbgprj")});
@@ -212,7 +211,7 @@ TEST(ProgramFailures, ClosingWhileTheTargetRunsWritesTheSettings) {
 TEST(ProgramFailures, TheProgramLogHoldsWhatTheConsoleDoesNot) {
     const CProgramRun Run;
     const PROGRAM_RESULT Result =
-        Run.Run(_Project("  File.Exit();\n"), {"-logfile", Run.Path("program.log"), "-loginterval", "1"});
+        Run.Run(MakeProject("  File.Exit();\n"), {"-logfile", Run.Path("program.log"), "-loginterval", "1"});
     EXPECT_EQ(Result.ExitCode, 0);
     QFile Log(Run.Path("program.log"));
     ASSERT_TRUE(Log.open(QIODevice::ReadOnly));

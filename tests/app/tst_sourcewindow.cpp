@@ -18,7 +18,7 @@ struct BAND {
     int GetHeight() const { return First < 0 ? 0 : Last - First + 1; }
 };
 
-BAND _FindBand(const CSourceView* pView, const QColor& Color) {
+BAND FindBand(const CSourceView* pView, const QColor& Color) {
     const QImage Image = pView->viewport()->grab().toImage();
     BAND Band;
     for (int y = 0; y < Image.height(); ++y) {
@@ -50,21 +50,21 @@ TEST_F(CSourceTest, ThePcLineIsMarkedWhileHalted) {
     ASSERT_TRUE(WaitForPcIn("main.c"));
     EXPECT_EQ(View()->GetPath(), DemoSource("main.c"));
     EXPECT_EQ(View()->GetPcLine(), DemoLineWith("main.c", "int main(void)"));
-    const BAND Band = _FindBand(View(), GetColor(COLOR_PC_ACTIVE));
+    const BAND Band = FindBand(View(), GetColor(COLOR_PC_ACTIVE));
     ASSERT_GT(Band.GetHeight(), 8);
     EXPECT_EQ(Band.First / Band.GetHeight() + View()->verticalScrollBar()->value() + 1, View()->GetPcLine());
 
     ASSERT_TRUE(Run("Debug.Continue()"));
     ASSERT_TRUE(WaitUntil([] { return Window().GetStatusBar().GetStatusMessage() == "CPU running..."; }));
-    EXPECT_EQ(_FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight(), 0);
+    EXPECT_EQ(FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight(), 0);
     ASSERT_TRUE(StopSession());
-    EXPECT_EQ(_FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight(), 0);
+    EXPECT_EQ(FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight(), 0);
 }
 
 TEST_F(CSourceTest, AClickOnTheSideBarTogglesTheBreakpoint) {
     ASSERT_TRUE(StartSession());
     ASSERT_TRUE(WaitForPcIn("main.c"));
-    const int RowHeight = _FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight();
+    const int RowHeight = FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight();
     const int Line = DemoLineWith("main.c", "RunOnce(LoopCounter);");
     ASSERT_GT(Line, 0);
     View()->EnsureLineVisible(Line);
@@ -90,7 +90,7 @@ TEST_F(CSourceTest, AClickOnTheSideBarTogglesTheBreakpoint) {
 TEST_F(CSourceTest, ALineWithoutCodeGivesItsBreakpointToTheCodeBelow) {
     ASSERT_TRUE(StartSession());
     ASSERT_TRUE(WaitForPcIn("main.c"));
-    const int RowHeight = _FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight();
+    const int RowHeight = FindBand(View(), GetColor(COLOR_PC_ACTIVE)).GetHeight();
     const int Line = DemoLineWith("main.c", "int32_t Values[NUM_VALUES];");
     ASSERT_GT(Line, 0);
     View()->EnsureLineVisible(Line);

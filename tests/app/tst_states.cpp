@@ -25,7 +25,7 @@ constexpr ACTION_STATE aState[] = {
     {CMD_DEBUG_SET_NEXT_PC, "-v", "-v", "-v"}, {CMD_DEBUG_SET_NEXT_STATEMENT, "-v", "-v", "-v"},
 };
 
-std::string _StateOf(COMMAND_ID Id) {
+std::string StateOf(COMMAND_ID Id) {
     // For Qt an action that is hidden is disabled, whatever it was set to.
     const QAction* pAction = CCommandTable::GetAction(Id);
     return std::string(pAction->isEnabled() ? "e" : "-") + (pAction->isVisible() ? "v" : "-");
@@ -37,7 +37,7 @@ class CStateTest : public CAppTest {
 protected:
     static void CheckActions(const char* ACTION_STATE::*pExpected) {
         for (const ACTION_STATE& State : aState) {
-            EXPECT_EQ(_StateOf(State.Id), State.*pExpected) << CCommandTable::GetName(State.Id).toStdString();
+            EXPECT_EQ(StateOf(State.Id), State.*pExpected) << CCommandTable::GetName(State.Id).toStdString();
             EXPECT_TRUE(CCommandTable::IsAvailable(State.Id, false)) << CCommandTable::GetName(State.Id).toStdString();
         }
     }

@@ -7,19 +7,19 @@
 
 namespace {
 
-double _Linear(int Channel) {
+double Linear(int Channel) {
     const double Value = Channel / 255.0;
     return Value <= 0.03928 ? Value / 12.92 : std::pow((Value + 0.055) / 1.055, 2.4);
 }
 
-double _Luminance(const QColor& Color) {
-    return 0.2126 * _Linear(Color.red()) + 0.7152 * _Linear(Color.green()) + 0.0722 * _Linear(Color.blue());
+double Luminance(const QColor& Color) {
+    return 0.2126 * Linear(Color.red()) + 0.7152 * Linear(Color.green()) + 0.0722 * Linear(Color.blue());
 }
 
 /// Contrast ratio of the Web Content Accessibility Guidelines 2: 1 to 21.
-double _Contrast(const QColor& a, const QColor& b) {
-    const double High = std::max(_Luminance(a), _Luminance(b));
-    const double Low = std::min(_Luminance(a), _Luminance(b));
+double ContrastOf(const QColor& a, const QColor& b) {
+    const double High = std::max(Luminance(a), Luminance(b));
+    const double Low = std::min(Luminance(a), Luminance(b));
     return (High + 0.05) / (Low + 0.05);
 }
 
@@ -46,20 +46,20 @@ TEST_P(Theme, TextsCanBeRead) {
           COLOR_LINE_NUMBERS,      COLOR_LOGGING_USER,        COLOR_LOGGING_ERROR,     COLOR_LOGGING_NOVIK,
           COLOR_SYMBOL_GLOBAL_VAR, COLOR_SYMBOL_LOCAL_VAR,    COLOR_SYMBOL_CONSTANT,   COLOR_SYMBOL_MEMBER,
           COLOR_SYMBOL_FUNCTION,   COLOR_TABLE_ITEM_INACTIVE, COLOR_TABLE_FILTER_MATCH}) {
-        EXPECT_GE(_Contrast(GetColor(Id), Palette.color(QPalette::Base)), MIN_CONTRAST) << aColorRow[Id].sName;
+        EXPECT_GE(ContrastOf(GetColor(Id), Palette.color(QPalette::Base)), MIN_CONTRAST) << aColorRow[Id].sName;
     }
     for (const int Id : {COLOR_PC_ACTIVE, COLOR_PC_INACTIVE, COLOR_PC_BACKTRACE, COLOR_CALL_SITE_ACTIVE,
                          COLOR_CALL_SITE_INACTIVE, COLOR_ASM_LABEL_BACKG, COLOR_CALL_GRAPH_NODE_ACTIVE,
                          COLOR_CALL_GRAPH_NODE_INACTIVE, COLOR_EXEC_PROFILE_GOOD_INSTR, COLOR_EXEC_PROFILE_BAD_INSTR,
                          COLOR_INLINE_ASM_BACKG, COLOR_INLINE_ASM_BACKG_ALTERNATE, COLOR_PROGRESS_BAR_PROGRESS}) {
-        EXPECT_GE(_Contrast(GetColor(Id), GetColor(COLOR_SYNTAX_TEXT)), MIN_CONTRAST) << aColorRow[Id].sName;
+        EXPECT_GE(ContrastOf(GetColor(Id), GetColor(COLOR_SYNTAX_TEXT)), MIN_CONTRAST) << aColorRow[Id].sName;
     }
     for (const auto& [Text, Ground] : {std::pair{QPalette::WindowText, QPalette::Window},
                                        {QPalette::ButtonText, QPalette::Button},
                                        {QPalette::Text, QPalette::AlternateBase},
                                        {QPalette::ToolTipText, QPalette::ToolTipBase},
                                        {QPalette::Link, QPalette::Base}}) {
-        EXPECT_GE(_Contrast(Palette.color(Text), Palette.color(Ground)), MIN_CONTRAST) << Text;
+        EXPECT_GE(ContrastOf(Palette.color(Text), Palette.color(Ground)), MIN_CONTRAST) << Text;
     }
 }
 

@@ -8,7 +8,7 @@ namespace {
 
 QStringList DisabledReports;
 
-void _ReportDisabled(const QString& sName) { DisabledReports.append(sName); }
+void ReportDisabled(const QString& sName) { DisabledReports.append(sName); }
 
 } // namespace
 
@@ -17,7 +17,7 @@ protected:
     void SetUp() override {
         DisabledReports.clear();
         COMMAND_HOST Host;
-        Host.pfReportDisabled = _ReportDisabled;
+        Host.pfReportDisabled = ReportDisabled;
         CCommandTable::SetHost(Host);
     }
 };

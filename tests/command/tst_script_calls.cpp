@@ -9,7 +9,7 @@ const char sScriptText[] = "main.c:10";
 QList<U32> Waited;
 bool MayCall = true;
 
-I64 _TextArg() { return reinterpret_cast<I64>(sScriptText); }
+I64 TextArg() { return reinterpret_cast<I64>(sScriptText); }
 
 } // namespace
 
@@ -19,7 +19,7 @@ protected:
         Waited.clear();
         MayCall = true;
         COMMAND_HOST Host;
-        Host.pfScriptText = [](I64 Value) { return Value == _TextArg() ? sScriptText : nullptr; };
+        Host.pfScriptText = [](I64 Value) { return Value == TextArg() ? sScriptText : nullptr; };
         Host.pfMayCall = [](U32) { return MayCall; };
         Host.pfWaitForDevice = [](U32 Id) { Waited.append(Id); };
         CCommandTable::SetHost(Host);
@@ -45,16 +45,16 @@ TEST_F(ScriptCalls, ArgumentsBecomeTextByTheirKind) {
         QStringList Text;
     };
     const ROW aRow[] = {
-        {3, {_TextArg(), 0x20}, {"main.c:10", "0x00000020"}},
+        {3, {TextArg(), 0x20}, {"main.c:10", "0x00000020"}},
         {35, {-1}, {"0xFFFFFFFF"}},
         {35, {0x123456789A}, {"0x3456789A"}},
         {151, {0x20000000, 0xAB}, {"0x20000000", "0xAB"}},
-        {149, {_TextArg(), -1}, {"main.c:10", "0xFFFFFFFF"}},
+        {149, {TextArg(), -1}, {"main.c:10", "0xFFFFFFFF"}},
         {38, {1}, {"RM_BREAK_AT_SYMBOL"}},
         {38, {9}, {"0x9"}},
         {39, {2}, {"CM_ATTACH_HALT"}},
         {139, {0x100, 2}, {"0x00000100", "BP_TYPE_SOFT"}},
-        {23, {_TextArg(), 16}, {"main.c:10", "DISPLAY_FORMAT_HEX"}},
+        {23, {TextArg(), 16}, {"main.c:10", "DISPLAY_FORMAT_HEX"}},
         {160, {4}, {"AW_WORD"}},
         {130, {0x20000000, 0, 2, 4, 0, 0}, {"0x20000000", "0x0", "AT_READ_WRITE", "0x4", "0x0", "0x0"}},
         {109, {-1, 0xFFFFFF9C, 0, 2000}, {"-1", "-100", "0x0", "0x7D0"}},
@@ -71,7 +71,7 @@ TEST_F(ScriptCalls, EveryHandlerTakesZerosAndRunsItsOwnRow) {
     for (const COMMAND_PARAM_ROW& Params : CommandParamRows) {
         QList<I64> Args;
         for (int i = 0; i < CCommandTable::GetParamCount(Params.Id); ++i) {
-            Args.append(Params.aKind[i] == PK_TEXT ? _TextArg() : 0);
+            Args.append(Params.aKind[i] == PK_TEXT ? TextArg() : 0);
         }
         QStringList Seen;
         EXPECT_EQ(Call(Params.Id, Args, &Seen, static_cast<I32>(Params.Id)), static_cast<I32>(Params.Id));

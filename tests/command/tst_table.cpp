@@ -13,13 +13,13 @@
 
 namespace {
 
-I32 _NoHandler(const I64*, U32) { return 0; }
+I32 NoHandler(const I64*, U32) { return 0; }
 
 /// Registers prototypes with a fresh interpreter.
 class CPrototypes {
 public:
     CPrototypes() : m_pTrans(TransInit(m_Heap.get(), "")) {}
-    int Add(const QString& sPrototype) { return TransAddApiFunction(m_pTrans, qPrintable(sPrototype), _NoHandler); }
+    int Add(const QString& sPrototype) { return TransAddApiFunction(m_pTrans, qPrintable(sPrototype), NoHandler); }
 
 private:
     struct HEAP {
@@ -29,7 +29,7 @@ private:
     CTrans* m_pTrans;
 };
 
-const TEXT_ROW* _FindRow(const char* sName) {
+const TEXT_ROW* FindRow(const char* sName) {
     for (int i = 0; i < NUM_TEXT_ROWS; ++i) {
         if (qstrcmp(GetTextRow(i)->sName, sName) == 0) {
             return GetTextRow(i);
@@ -289,15 +289,15 @@ TEST(TextRows, ValuesOfTheGroups) {
                                                 {"DF_CORTEX_R4", 12},
                                                 {"DF_POWER_PC", 16}};
     for (const auto& [sName, Value] : aRow) {
-        const TEXT_ROW* pRow = _FindRow(sName);
+        const TEXT_ROW* pRow = FindRow(sName);
         ASSERT_NE(pRow, nullptr) << sName;
         EXPECT_EQ(pRow->Value, Value) << sName;
     }
-    EXPECT_STREQ(_FindRow("RM_BREAK_AT_SYMBOL")->sDisplayText, "Reset & Break at Symbol");
-    EXPECT_STREQ(_FindRow("TRACE_SOURCE_ETM")->sDisplayText, "Trace Pins");
+    EXPECT_STREQ(FindRow("RM_BREAK_AT_SYMBOL")->sDisplayText, "Reset & Break at Symbol");
+    EXPECT_STREQ(FindRow("TRACE_SOURCE_ETM")->sDisplayText, "Trace Pins");
     EXPECT_STREQ(FindTextRow("rm_break_at_main")->sName, "RM_BREAK_AT_SYMBOL");
-    EXPECT_EQ(GetTextRowAlias(_FindRow("RM_BREAK_AT_SYMBOL")), "RM_BREAK_AT_MAIN");
-    EXPECT_TRUE(GetTextRowAlias(_FindRow("RM_RESET_HALT")).isEmpty());
+    EXPECT_EQ(GetTextRowAlias(FindRow("RM_BREAK_AT_SYMBOL")), "RM_BREAK_AT_MAIN");
+    EXPECT_TRUE(GetTextRowAlias(FindRow("RM_RESET_HALT")).isEmpty());
 }
 
 TEST(TextRows, ParsingTakesNamesAndNumbersOfTheGroupOnly) {

@@ -28,7 +28,7 @@ protected:
 };
 
 /// "addr:bytes" of each block, in hex.
-QString _Text(const QList<CMemBlock>& Blocks) {
+QString TextOf(const QList<CMemBlock>& Blocks) {
     QStringList Texts;
     for (const CMemBlock& Block : Blocks) {
         EXPECT_EQ(Block.Size, static_cast<U32>(Block.Data.size()));
@@ -37,7 +37,7 @@ QString _Text(const QList<CMemBlock>& Blocks) {
     return Texts.join(' ');
 }
 
-QString _NextError() {
+QString NextError() {
     CONSOLE_MSG Msg;
     QString sText;
     while (ConsoleTake(&Msg)) {
@@ -81,7 +81,7 @@ TEST_F(DataFile, RecordsBecomeBlocks) {
     };
     for (const FILE_CASE& Case : aCase) {
         const QByteArray Text = Case.sText;
-        EXPECT_EQ(_Text(JFile::ReadFile(Write(Case.sName, Text), -1)).toStdString(), Case.sBlocks) << Case.sText;
+        EXPECT_EQ(TextOf(JFile::ReadFile(Write(Case.sName, Text), -1)).toStdString(), Case.sBlocks) << Case.sText;
     }
     EXPECT_TRUE(JFile::ReadFile(m_Dir.filePath("none.hex"), -1).isEmpty());
     EXPECT_TRUE(JFile::ReadFile(m_Dir.path(), -1).isEmpty());
@@ -93,9 +93,9 @@ TEST_F(DataFile, CorruptRecordIsReportedByItsLineFromZero) {
         Lines += ":0100000011EE\n";
     }
     const QString sPath = Write("bad.hex", Lines + ":0100000011EF\n:01\n");
-    _NextError();
+    NextError();
     EXPECT_TRUE(JFile::ReadFile(sPath, -1).isEmpty());
-    EXPECT_EQ(_NextError(), "could not open file \"" + sPath + "\": file contains corrupt data record at line 4.");
+    EXPECT_EQ(NextError(), "could not open file \"" + sPath + "\": file contains corrupt data record at line 4.");
 }
 
 TEST_F(DataFile, LinesAcrossTheReadBufferStayWhole) {
@@ -181,9 +181,9 @@ TEST_F(DataFile, WorkerTellsWhenTheFileIsSaved) {
 
 TEST_F(DataFile, TheGivenAddressIsForAnEmptyBlockOnly) {
     const QString sBin = Write("x.bin", "\x01\x02");
-    EXPECT_EQ(_Text(JFile::ReadFile(sBin, 0x4000)), "0:0102");
-    EXPECT_EQ(_Text(JFile::ReadFile(Write("empty.bin", ""), 0x4000)), "4000:");
-    EXPECT_EQ(_Text(JFile::ReadFile(Write("empty.bin", ""), -1)), "0:");
+    EXPECT_EQ(TextOf(JFile::ReadFile(sBin, 0x4000)), "0:0102");
+    EXPECT_EQ(TextOf(JFile::ReadFile(Write("empty.bin", ""), 0x4000)), "4000:");
+    EXPECT_EQ(TextOf(JFile::ReadFile(Write("empty.bin", ""), -1)), "0:");
     EXPECT_TRUE(JFile::ReadFile(Write("empty.hex", ""), 0x4000).isEmpty());
 }
 

@@ -12,19 +12,19 @@ CFakeProbe* _pFake = nullptr;
 using LOCK = std::lock_guard<std::mutex>;
 
 // The scripted answer, else the given one.
-int _Answer(const char* sName, int Normal, const QString& sArgs = QString()) {
+int Answer(const char* sName, int Normal, const QString& sArgs = QString()) {
     int Result = Normal;
     _pFake->Call(sName, sArgs, &Result);
     return Result;
 }
 
-QString _Hex(U32 Value) { return QString::number(Value, 16); }
-QString _Hex(U32 A, U32 B) { return _Hex(A) + ' ' + _Hex(B); }
+QString Hex(U32 Value) { return QString::number(Value, 16); }
+QString Hex(U32 A, U32 B) { return Hex(A) + ' ' + Hex(B); }
 
-template <class T> int _ReadItems(const char* sName, U32 Addr, U32 Count, T* pData, U8* pStatus) {
+template <class T> int ReadItems(const char* sName, U32 Addr, U32 Count, T* pData, U8* pStatus) {
     LOCK Lock(_pFake->Mutex);
     int Result = 0;
-    if (_pFake->Call(sName, _Hex(Addr), &Result)) {
+    if (_pFake->Call(sName, Hex(Addr), &Result)) {
         return Result;
     }
     for (U32 i = 0; i < Count; i++) {
@@ -44,25 +44,25 @@ template <class T> int _ReadItems(const char* sName, U32 Addr, U32 Count, T* pDa
     return _pFake->IsConnected ? Result : -1;
 }
 
-template <class T> int _WriteItem(const char* sName, U32 Addr, T Value) {
+template <class T> int WriteItem(const char* sName, U32 Addr, T Value) {
     LOCK Lock(_pFake->Mutex);
     int Result = 0;
-    if (_pFake->Call(sName, _Hex(Addr), &Result)) {
+    if (_pFake->Call(sName, Hex(Addr), &Result)) {
         return Result;
     }
     const QByteArray Bytes(reinterpret_cast<const char*>(&Value), sizeof(Value));
     return _pFake->Write(Addr, Bytes) == sizeof(Value) ? 0 : -1;
 }
 
-bool _IsWidth(I32 Width) { return Width == 0 || Width == 1 || Width == 2 || Width == 4; }
+bool IsWidth(I32 Width) { return Width == 0 || Width == 1 || Width == 2 || Width == 4; }
 
-int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
+int32_t OnReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
     LOCK Lock(_pFake->Mutex);
     int Result = 0;
-    if (_pFake->Call("ReadMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
+    if (_pFake->Call("ReadMemEx", Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
         return Result;
     }
-    if (!_pFake->IsConnected || !_IsWidth(Width)) {
+    if (!_pFake->IsConnected || !IsWidth(Width)) {
         return -1;
     }
     U32 Count = 0;
@@ -72,18 +72,18 @@ int32_t _ReadMemEx(U32 Addr, U32 NumBytes, void* pData, I32 Width) {
     return int(Count);
 }
 
-int32_t _WriteMemEx(U32 Addr, U32 NumBytes, const void* pData, I32 Width) {
+int32_t OnWriteMemEx(U32 Addr, U32 NumBytes, const void* pData, I32 Width) {
     LOCK Lock(_pFake->Mutex);
     int Result = int(NumBytes);
-    if (!_pFake->Call("WriteMemEx", _Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
-        const bool Ok = _pFake->IsConnected && _IsWidth(Width);
+    if (!_pFake->Call("WriteMemEx", Hex(Addr, NumBytes) + " w" + QString::number(Width), &Result)) {
+        const bool Ok = _pFake->IsConnected && IsWidth(Width);
         const QByteArray Bytes(static_cast<const char*>(pData), qsizetype(NumBytes));
         Result = Ok ? int(_pFake->Write(Addr, Bytes)) : -1;
     }
     return Result;
 }
 
-int32_t _DeviceInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
+int32_t DeviceInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
     if (Index == -1) {
         return 3;
     }
@@ -96,17 +96,17 @@ int32_t _DeviceInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
     return 0;
 }
 
-int32_t _DeviceIndex(const char* sName) {
+int32_t DeviceIndex(const char* sName) {
     return std::strcmp(sName, "Fake1") == 0 ? 1 : std::strcmp(sName, "Fake Device 2") == 0 ? 2 : -1;
 }
 
-int32_t _ExecCommand(const char* sCommand, char* sError, int32_t Size) {
+int32_t OnExecCommand(const char* sCommand, char* sError, int32_t Size) {
     LOCK Lock(_pFake->Mutex);
     qstrncpy(sError, _pFake->sExecError.constData(), size_t(Size));
-    return _Answer("ExecCommand", 0, QString::fromUtf8(sCommand));
+    return Answer("ExecCommand", 0, QString::fromUtf8(sCommand));
 }
 
-int _Step() {
+int OnStep() {
     LOCK Lock(_pFake->Mutex);
     U32& PC = _pFake->Regs[NOVIK_REG_PC];
     if (_pFake->Recording.isEmpty()) {
@@ -119,38 +119,38 @@ int _Step() {
     return Result;
 }
 
-template <class LIST> bool _Has(const LIST& List, U32 Handle) {
+template <class LIST> bool Has(const LIST& List, U32 Handle) {
     return std::any_of(List.begin(), List.end(), [Handle](const auto& Item) { return Item.Handle == Handle; });
 }
 
-uint32_t _SetBP(uint32_t Addr, uint32_t Flags) {
+uint32_t SetBP(uint32_t Addr, uint32_t Flags) {
     LOCK Lock(_pFake->Mutex);
     static U32 NextHandle = 100;
     const bool HasRoom = _pFake->NumUnits == 0 || _pFake->BPs.size() < _pFake->NumUnits;
     const bool Works = HasRoom && _pFake->IsConnected;
-    const U32 Handle = U32(_Answer("SetBPEx", Works ? int(NextHandle++) : 0, _Hex(Addr, Flags)));
+    const U32 Handle = U32(Answer("SetBPEx", Works ? int(NextHandle++) : 0, Hex(Addr, Flags)));
     if (Handle) {
         _pFake->BPs.append({Handle, Addr, Flags});
     }
     return Handle;
 }
 
-int32_t _ClrBP(uint32_t Handle) {
+int32_t ClrBP(uint32_t Handle) {
     LOCK Lock(_pFake->Mutex);
-    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || _Has(_pFake->BPs, Handle);
+    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || Has(_pFake->BPs, Handle);
     const int Result =
-        _Answer("ClrBPEx", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+        Answer("ClrBPEx", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
     if (Result == 0) {
         _pFake->BPs.removeIf([Handle](const FAKE_BP& BP) { return Handle == NOVIK_HANDLE_ALL || BP.Handle == Handle; });
     }
     return Result;
 }
 
-int32_t _GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
+int32_t GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
     LOCK Lock(_pFake->Mutex);
     const auto& BPs = _pFake->BPs;
     const bool WantsCount = Index == -1 && (!pInfo || pInfo->Handle == 0);
-    const bool IsThere = Index == -1 && pInfo ? _Has(BPs, pInfo->Handle) : Index >= 0 && Index < BPs.size();
+    const bool IsThere = Index == -1 && pInfo ? Has(BPs, pInfo->Handle) : Index >= 0 && Index < BPs.size();
     if (!_pFake->IsConnected || !(WantsCount || IsThere)) {
         return -1;
     }
@@ -164,9 +164,9 @@ int32_t _GetBPInfo(int32_t Index, NOVIKARM_BP_INFO* pInfo) {
     return int32_t(BPs.size());
 }
 
-int32_t _SetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
+int32_t OnSetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
     LOCK Lock(_pFake->Mutex);
-    const int Result = _Answer("SetDataEvent", 0, _Hex(pEvent->Addr));
+    const int Result = Answer("SetDataEvent", 0, Hex(pEvent->Addr));
     if (!_pFake->IsConnected) {
         return I32(NOVIK_EVENT_ERR_UNKNOWN);
     }
@@ -177,18 +177,18 @@ int32_t _SetDataEvent(const NOVIKARM_DATA_EVENT* pEvent, uint32_t* pHandle) {
     return Result;
 }
 
-int32_t _ClrDataEvent(uint32_t Handle) {
+int32_t OnClrDataEvent(uint32_t Handle) {
     LOCK Lock(_pFake->Mutex);
-    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || _Has(_pFake->WPs, Handle);
+    const bool IsKnown = Handle == NOVIK_HANDLE_ALL || Has(_pFake->WPs, Handle);
     const int Result =
-        _Answer("ClrDataEvent", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
+        Answer("ClrDataEvent", IsKnown && _pFake->IsConnected ? 0 : -1, Handle == NOVIK_HANDLE_ALL ? "all" : "");
     if (Result == 0) {
         _pFake->WPs.removeIf([Handle](const FAKE_WP& WP) { return Handle == NOVIK_HANDLE_ALL || WP.Handle == Handle; });
     }
     return Result;
 }
 
-int32_t _GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
+int32_t GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
     LOCK Lock(_pFake->Mutex);
     if (!_pFake->IsConnected || Index >= _pFake->WPs.size()) {
         return -1;
@@ -206,18 +206,17 @@ int32_t _GetWPInfo(int32_t Index, NOVIKARM_WP_INFO* pInfo) {
     return int32_t(_pFake->WPs.size());
 }
 
-int32_t _ReadRegs(const uint32_t* pIdxs, uint32_t* pValues, uint8_t* pStatus, uint32_t Count) {
+int32_t OnReadRegs(const uint32_t* pIdxs, uint32_t* pValues, uint8_t* pStatus, uint32_t Count) {
     LOCK Lock(_pFake->Mutex);
     for (U32 i = 0; i < Count; i++) {
         const bool Ok = pIdxs[i] < NOVIK_NUM_REGS;
         pValues[i] = Ok ? _pFake->Regs[pIdxs[i]] : 0;
         pStatus[i] = !Ok;
     }
-    return _Answer("ReadRegs",
-                   _pFake->IsConnected && (_pFake->Recording.isEmpty() || _pFake->HaltStatus == 1) ? 0 : -1);
+    return Answer("ReadRegs", _pFake->IsConnected && (_pFake->Recording.isEmpty() || _pFake->HaltStatus == 1) ? 0 : -1);
 }
 
-int _BackgroundAccess() { return 0; }
+int BackgroundAccess() { return 0; }
 
 // Functions whose work is their result.
 #define FAKE_CALL(Member, Short, Normal, ...)                                                                          \
@@ -225,7 +224,7 @@ int _BackgroundAccess() { return 0; }
         LOCK Lock(_pFake->Mutex);                                                                                      \
         QString sArgs;                                                                                                 \
         ((sArgs += QString::number(qint64(Args), 16) + ' '), ...);                                                     \
-        return decltype(std::declval<NOVIK_FUNCS>().Member(Args...))(_Answer(Short, Normal, sArgs.trimmed()));         \
+        return decltype(std::declval<NOVIK_FUNCS>().Member(Args...))(Answer(Short, Normal, sArgs.trimmed()));          \
     }
 
 } // namespace
@@ -282,98 +281,98 @@ CFakeProbe::CFakeProbe() : Funcs(LoadNovikFuncs(QStringLiteral("/nonexistent/lib
 
 void CFakeProbe::FillTable() {
     Funcs.NOVIKARM_GetDLLVersion = [] { return _pFake->LibVersion; };
-    Funcs.NOVIKARM_DEVICE_GetInfo = _DeviceInfo;
-    Funcs.NOVIKARM_DEVICE_GetIndex = _DeviceIndex;
+    Funcs.NOVIKARM_DEVICE_GetInfo = DeviceInfo;
+    Funcs.NOVIKARM_DEVICE_GetIndex = DeviceIndex;
     Funcs.NOVIKARM_Core2CoreName = [](uint32_t, char* s, uint32_t Size) { qstrncpy(s, "FakeCore", Size); };
     Funcs.NOVIK_GetpFunc = [](uint32_t Id) -> void* {
         return _pFake->HasEntryPoints && Id == NOVIK_FUNC_BACKGROUND_MEM_ACCESS
-                   ? reinterpret_cast<void*>(_BackgroundAccess)
+                   ? reinterpret_cast<void*>(BackgroundAccess)
                    : nullptr;
     };
     Funcs.NOVIKARM_GetFirmwareString = [](char* s, uint32_t Size) { qstrncpy(s, "Fake V1  compiled today", Size); };
     Funcs.NOVIKARM_Open = []() -> const char* {
         LOCK Lock(_pFake->Mutex);
-        const bool Fails = _Answer("Open", 0) != 0;
+        const bool Fails = Answer("Open", 0) != 0;
         _pFake->IsOpen = _pFake->IsOpen || !Fails;
         return Fails ? "no probe" : nullptr;
     };
     Funcs.NOVIKARM_SelectIP = [](const char* sHost, int32_t) {
         LOCK Lock(_pFake->Mutex);
-        return U8(_Answer("SelectIP", 0, QString::fromLatin1(sHost)));
+        return U8(Answer("SelectIP", 0, QString::fromLatin1(sHost)));
     };
-    Funcs.NOVIKARM_ExecCommand = _ExecCommand;
+    Funcs.NOVIKARM_ExecCommand = OnExecCommand;
     Funcs.NOVIKARM_GetSpeed = [] { return _pFake->SpeedKHz; };
     Funcs.NOVIKARM_IsHalted = [] {
         LOCK Lock(_pFake->Mutex);
-        return int8_t(_Answer("IsHalted", _pFake->IsConnected ? _pFake->HaltStatus : -1));
+        return int8_t(Answer("IsHalted", _pFake->IsConnected ? _pFake->HaltStatus : -1));
     };
     Funcs.NOVIKARM_Halt = [] {
         LOCK Lock(_pFake->Mutex);
-        const int Result = _Answer("Halt", _pFake->IsConnected ? 0 : -1);
+        const int Result = Answer("Halt", _pFake->IsConnected ? 0 : -1);
         _pFake->HaltStatus = Result == 0 ? 1 : _pFake->HaltStatus;
         return Result;
     };
     Funcs.NOVIKARM_GoEx = [](uint32_t, uint32_t) {
         LOCK Lock(_pFake->Mutex);
-        _Answer("GoEx", 0);
+        Answer("GoEx", 0);
         _pFake->HaltStatus = 0;
         if (!_pFake->Recording.isEmpty()) {
             _pFake->ReplayRun();
         }
     };
-    Funcs.NOVIKARM_Step = _Step;
-    Funcs.NOVIKARM_ReadMemU8 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU8", a, n, p, s); };
-    Funcs.NOVIKARM_ReadMemU16 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU16", a, n, p, s); };
-    Funcs.NOVIKARM_ReadMemU32 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU32", a, n, p, s); };
-    Funcs.NOVIKARM_ReadMemU64 = [](auto a, auto n, auto p, auto s) { return _ReadItems("ReadMemU64", a, n, p, s); };
+    Funcs.NOVIKARM_Step = OnStep;
+    Funcs.NOVIKARM_ReadMemU8 = [](auto a, auto n, auto p, auto s) { return ReadItems("ReadMemU8", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU16 = [](auto a, auto n, auto p, auto s) { return ReadItems("ReadMemU16", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU32 = [](auto a, auto n, auto p, auto s) { return ReadItems("ReadMemU32", a, n, p, s); };
+    Funcs.NOVIKARM_ReadMemU64 = [](auto a, auto n, auto p, auto s) { return ReadItems("ReadMemU64", a, n, p, s); };
     Funcs.NOVIKARM_ReadMemHW = [](uint32_t Addr, uint32_t NumBytes, void*) {
         LOCK Lock(_pFake->Mutex);
-        return _Answer("ReadMemHW", 0, _Hex(Addr, NumBytes));
+        return Answer("ReadMemHW", 0, Hex(Addr, NumBytes));
     };
-    Funcs.NOVIKARM_ReadMemEx = _ReadMemEx;
-    Funcs.NOVIKARM_WriteU8 = [](auto a, auto v) { return _WriteItem("WriteU8", a, v); };
-    Funcs.NOVIKARM_WriteU16 = [](auto a, auto v) { return _WriteItem("WriteU16", a, v); };
-    Funcs.NOVIKARM_WriteU32 = [](auto a, auto v) { return _WriteItem("WriteU32", a, v); };
-    Funcs.NOVIKARM_WriteU64 = [](auto a, auto v) { return _WriteItem("WriteU64", a, v); };
-    Funcs.NOVIKARM_WriteMemEx = _WriteMemEx;
+    Funcs.NOVIKARM_ReadMemEx = OnReadMemEx;
+    Funcs.NOVIKARM_WriteU8 = [](auto a, auto v) { return WriteItem("WriteU8", a, v); };
+    Funcs.NOVIKARM_WriteU16 = [](auto a, auto v) { return WriteItem("WriteU16", a, v); };
+    Funcs.NOVIKARM_WriteU32 = [](auto a, auto v) { return WriteItem("WriteU32", a, v); };
+    Funcs.NOVIKARM_WriteU64 = [](auto a, auto v) { return WriteItem("WriteU64", a, v); };
+    Funcs.NOVIKARM_WriteMemEx = OnWriteMemEx;
     Funcs.NOVIKARM_ReadReg = [](uint32_t Idx) {
         LOCK Lock(_pFake->Mutex);
         return Idx < NOVIK_NUM_REGS ? _pFake->Regs[Idx] : 0;
     };
-    Funcs.NOVIKARM_ReadRegs = _ReadRegs;
+    Funcs.NOVIKARM_ReadRegs = OnReadRegs;
     Funcs.NOVIKARM_WriteReg = [](uint32_t Idx, uint32_t Value) {
         LOCK Lock(_pFake->Mutex);
         const bool Ok = Idx < NOVIK_NUM_REGS && _pFake->IsConnected;
         if (Ok) {
             _pFake->Regs[Idx] = Value;
         }
-        return U8(_Answer("WriteReg", !Ok, _Hex(Idx, Value)));
+        return U8(Answer("WriteReg", !Ok, Hex(Idx, Value)));
     };
-    Funcs.NOVIKARM_SetBPEx = _SetBP;
-    Funcs.NOVIKARM_ClrBPEx = _ClrBP;
-    Funcs.NOVIKARM_GetBPInfoEx = _GetBPInfo;
-    Funcs.NOVIKARM_SetDataEvent = _SetDataEvent;
-    Funcs.NOVIKARM_ClrDataEvent = _ClrDataEvent;
-    Funcs.NOVIKARM_GetWPInfoEx = _GetWPInfo;
+    Funcs.NOVIKARM_SetBPEx = SetBP;
+    Funcs.NOVIKARM_ClrBPEx = ClrBP;
+    Funcs.NOVIKARM_GetBPInfoEx = GetBPInfo;
+    Funcs.NOVIKARM_SetDataEvent = OnSetDataEvent;
+    Funcs.NOVIKARM_ClrDataEvent = OnClrDataEvent;
+    Funcs.NOVIKARM_GetWPInfoEx = GetWPInfo;
     FAKE_CALL(NOVIKARM_SelectUSB, "SelectUSB", 0);
     FAKE_CALL(NOVIKARM_EMU_SelectByUSBSN, "SelectByUSBSN", 0);
     FAKE_CALL(NOVIKARM_IsOpen, "IsOpen", _pFake->IsOpen);
     FAKE_CALL(NOVIKARM_IsConnected, "IsConnected", _pFake->IsConnected);
     Funcs.NOVIKARM_Connect = [] {
         LOCK Lock(_pFake->Mutex);
-        const int Result = _Answer("Connect", 0);
+        const int Result = Answer("Connect", 0);
         _pFake->IsConnected = _pFake->IsConnected || Result == 0;
         return Result;
     };
     Funcs.NOVIKARM_Close = [] {
         LOCK Lock(_pFake->Mutex);
-        _Answer("Close", 0);
+        Answer("Close", 0);
         // A target that is declared loses its connection; a script says so itself.
         _pFake->IsOpen = _pFake->IsConnected = _pFake->Recording.isEmpty();
     };
     Funcs.NOVIKARM_Reset = [] {
         LOCK Lock(_pFake->Mutex);
-        const int Result = _Answer("Reset", _pFake->IsConnected ? 0 : -1);
+        const int Result = Answer("Reset", _pFake->IsConnected ? 0 : -1);
         if (Result == 0 && !_pFake->Recording.isEmpty()) {
             _pFake->HaltStatus = 1;
             _pFake->ReplayFrom(0);
@@ -387,12 +386,12 @@ void CFakeProbe::FillTable() {
     FAKE_CALL(NOVIKARM_EMU_HasCapEx, "HasCapEx", 1);
     Funcs.NOVIKARM_BeginDownload = [](uint32_t) {
         LOCK Lock(_pFake->Mutex);
-        _Answer("BeginDownload", 0, QStringLiteral("0"));
+        Answer("BeginDownload", 0, QStringLiteral("0"));
         _pFake->IsDownloading = true;
     };
     Funcs.NOVIKARM_EndDownload = [] {
         LOCK Lock(_pFake->Mutex);
-        const int Result = _Answer("EndDownload", _pFake->IsConnected ? NOVIK_DL_OK : NOVIK_DL_ERR_UNSPECIFIED);
+        const int Result = Answer("EndDownload", _pFake->IsConnected ? NOVIK_DL_OK : NOVIK_DL_ERR_UNSPECIFIED);
         if (Result >= 0) {
             _pFake->Mem.insert(_pFake->HeldBack);
         }

@@ -6,7 +6,7 @@
 namespace {
 
 // Recordings hold words; a watchpoint of no value on the written address stops.
-bool _IsHit(const FAKE_WP& WP, const FAKE_STATE& State) {
+bool IsHit(const FAKE_WP& WP, const FAKE_STATE& State) {
     const NOVIKARM_DATA_EVENT& Event = WP.Event;
     const bool Writes = (Event.Access & NOVIK_ACCESS_WRITE) || (Event.AccessMask & NOVIK_ACCESS_MASK_DIR);
     const bool SameAddr = ((Event.Addr ^ State.WriteAddr) & ~Event.AddrMask) == 0;
@@ -62,7 +62,7 @@ void CFakeProbe::ReplayRun() {
         }
         const U32 PC = Regs[NOVIK_REG_PC];
         const bool AtBP = std::any_of(BPs.begin(), BPs.end(), [PC](const FAKE_BP& BP) { return BP.Addr == PC; });
-        const bool AtWP = std::any_of(WPs.begin(), WPs.end(), [&](const FAKE_WP& WP) { return _IsHit(WP, State); });
+        const bool AtWP = std::any_of(WPs.begin(), WPs.end(), [&](const FAKE_WP& WP) { return IsHit(WP, State); });
         if (AtBP || AtWP) {
             HaltStatus = 1;
             return;

@@ -9,7 +9,7 @@ protected:
     CBreakpointTest() { ConnectHalted(0x8000); }
 };
 
-WP _WP(U32 Addr, U32 AccessType = 2, U32 AccessSize = 4) {
+WP MakeWP(U32 Addr, U32 AccessType = 2, U32 AccessSize = 4) {
     WP Wp;
     Wp.Addr = Addr;
     Wp.State = BP_STATE_ON;
@@ -114,18 +114,18 @@ TEST(Watchpoints, AccessBitsFollowTypeAndSize) {
     } const aCases[] = {{0, 0, 0, 0x16}, {0, 1, 0, 0x10}, {1, 2, 3, 0x10},
                         {1, 4, 5, 0x10}, {2, 4, 4, 0x11}, {2, 0, 0, 0x17}};
     for (const auto& Case : aCases) {
-        const NOVIKARM_DATA_EVENT Event = CTargetWatchpoints::MakeDataEvent(_WP(0x100, Case.Type, Case.Size));
+        const NOVIKARM_DATA_EVENT Event = CTargetWatchpoints::MakeDataEvent(MakeWP(0x100, Case.Type, Case.Size));
         EXPECT_EQ(Event.Access, Case.Access) << Case.Type << ' ' << Case.Size;
         EXPECT_EQ(Event.AccessMask, Case.Mask) << Case.Type << ' ' << Case.Size;
     }
 }
 
 TEST_F(CBreakpointTest, WatchpointsAreSetOnceAndFoundAgain) {
-    EXPECT_EQ(T().WPs.SetWatchpoint(_WP(0x100)), 0);
-    EXPECT_EQ(T().WPs.SetWatchpoint(_WP(0x100)), 0);
-    EXPECT_EQ(T().WPs.SetWatchpoint(_WP(0x100, 1)), 0); // another access type is another watchpoint
+    EXPECT_EQ(T().WPs.SetWatchpoint(MakeWP(0x100)), 0);
+    EXPECT_EQ(T().WPs.SetWatchpoint(MakeWP(0x100)), 0);
+    EXPECT_EQ(T().WPs.SetWatchpoint(MakeWP(0x100, 1)), 0); // another access type is another watchpoint
     EXPECT_EQ(Fake.WPs.size(), 2);
-    WP Off = _WP(0x100);
+    WP Off = MakeWP(0x100);
     Off.State = BP_STATE_DISABLED;
     EXPECT_EQ(T().WPs.SetWatchpoint(Off), 0);
     EXPECT_EQ(Fake.WPs.size(), 1);
@@ -154,7 +154,7 @@ TEST_F(CBreakpointTest, AWatchpointThatCannotBeSetStaysListedWithItsReason) {
     for (const auto& Case : aCases) {
         Addr += 4;
         Fake.Answers["SetDataEvent"] = {Case.Code};
-        EXPECT_EQ(T().WPs.SetWatchpoint(_WP(Addr)), Case.Code);
+        EXPECT_EQ(T().WPs.SetWatchpoint(MakeWP(Addr)), Case.Code);
         const WP Listed = pDevice->GetWatchpoints().last();
         EXPECT_EQ(Listed.State, Case.Code ? BP_STATE_DISABLED : BP_STATE_ON);
         EXPECT_STREQ(GetDataEventErrorText(Listed.ErrCode), Case.sText);

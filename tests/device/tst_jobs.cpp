@@ -9,15 +9,15 @@
 
 namespace {
 
-Job _Job(U32 Type, U64 Param0 = 0) {
+Job MakeJob(U32 Type, U64 Param0 = 0) {
     Job J;
     J.Type = Type;
     J.Param[0] = Param0;
     return J;
 }
 
-Job _JobWithBuf(U32 Type) {
-    Job J = _Job(Type);
+Job JobWithBuf(U32 Type) {
+    Job J = MakeJob(Type);
     U8 aBytes[64] = {}; // as large as the largest record in a buffer
     for (int i = 0; i < 3; i++) {
         JobAttachBuf(&J, i, aBytes, sizeof(aBytes));
@@ -27,7 +27,7 @@ Job _JobWithBuf(U32 Type) {
 
 // Calls reach slot n of the listener: its place in the table of virtual functions (the destructor fills two entries
 // of it in the C++ ABI used on Linux).
-template <class FUNC> size_t _Slot(FUNC pFunc) {
+template <class FUNC> size_t Slot(FUNC pFunc) {
     size_t Offset = 0;
     std::memcpy(&Offset, &pFunc, sizeof(Offset));
     return (Offset - 1) / sizeof(void*) - 1;
@@ -71,22 +71,22 @@ TEST(JobTable, RowsMatchTheirTypes) {
 
 TEST(Listener, OperationsKeepTheirSlots) {
     using L = CDeviceEventListener;
-    EXPECT_EQ(_Slot(&L::OnDeviceJobDone), 1u);
-    EXPECT_EQ(_Slot(&L::OnDeviceConnectDone), 2u);
-    EXPECT_EQ(_Slot(&L::OnDeviceStepped), 23u);
-    EXPECT_EQ(_Slot(&L::OnDeviceReadRegDone), 32u);
-    EXPECT_EQ(_Slot(&L::OnDeviceFlushInstTraceDone), 56u);
-    EXPECT_EQ(_Slot(&L::OnDeviceSetBPDone), 86u);
-    EXPECT_EQ(_Slot(&L::OnDeviceConfigureDone), 104u);
-    EXPECT_EQ(_Slot(&L::OnDeviceSetConfigParamTextFailed), 108u);
-    EXPECT_EQ(_Slot(&L::OnDeviceMeasureCoreSpeedFailed), 125u);
-    EXPECT_EQ(_Slot(&L::OnDeviceEvalBPCondition), 126u);
-    EXPECT_EQ(_Slot(&L::OnDeviceLogMsg), 137u);
-    EXPECT_EQ(_Slot(&L::OnDeviceWriteAccess), 145u);
+    EXPECT_EQ(Slot(&L::OnDeviceJobDone), 1u);
+    EXPECT_EQ(Slot(&L::OnDeviceConnectDone), 2u);
+    EXPECT_EQ(Slot(&L::OnDeviceStepped), 23u);
+    EXPECT_EQ(Slot(&L::OnDeviceReadRegDone), 32u);
+    EXPECT_EQ(Slot(&L::OnDeviceFlushInstTraceDone), 56u);
+    EXPECT_EQ(Slot(&L::OnDeviceSetBPDone), 86u);
+    EXPECT_EQ(Slot(&L::OnDeviceConfigureDone), 104u);
+    EXPECT_EQ(Slot(&L::OnDeviceSetConfigParamTextFailed), 108u);
+    EXPECT_EQ(Slot(&L::OnDeviceMeasureCoreSpeedFailed), 125u);
+    EXPECT_EQ(Slot(&L::OnDeviceEvalBPCondition), 126u);
+    EXPECT_EQ(Slot(&L::OnDeviceLogMsg), 137u);
+    EXPECT_EQ(Slot(&L::OnDeviceWriteAccess), 145u);
 }
 
 TEST(JobBuffer, FillsASlotOnceAndWithinLimits) {
-    Job J = _Job(JT_READ_MEM);
+    Job J = MakeJob(JT_READ_MEM);
     EXPECT_FALSE(JobAttachBuf(&J, 3, nullptr, 4));
     EXPECT_FALSE(JobAttachBuf(&J, 0, nullptr, JOB_MAX_BUF_SIZE + 1));
     ASSERT_TRUE(JobAttachBuf(&J, 0, "abc", 3));
@@ -100,20 +100,20 @@ TEST(JobBuffer, FillsASlotOnceAndWithinLimits) {
 
 TEST_F(CJobQueueTest, RefusesWhatIsNoJob) {
     for (U32 Type : {U32(JT_NONE), U32(JT_STEP_ANY), U32(JT_ANY), U32(JT_LAST), 1000u, U32(JT_READ_REGS)}) {
-        Job J = _Job(Type); // the last of them lacks its buffer
+        Job J = MakeJob(Type); // the last of them lacks its buffer
         EXPECT_EQ(pQueue->Schedule(J), JOB_INVALID) << Type;
     }
     EXPECT_EQ(pQueue->Pick(), nullptr);
 }
 
 TEST_F(CJobQueueTest, AFullRingRefusesUntilASlotIsReleased) {
-    Job J = _Job(JT_READ_REG);
+    Job J = MakeJob(JT_READ_REG);
     for (U32 i = 0; i < JOB_RING_SIZE; i++) {
-        J = _Job(JT_READ_REG, i);
+        J = MakeJob(JT_READ_REG, i);
         ASSERT_EQ(pQueue->Schedule(J), JOB_SCHEDULED);
     }
     EXPECT_EQ(pQueue->Schedule(J), JOB_RING_FULL);
-    Job Other = _Job(JT_HALT);
+    Job Other = MakeJob(JT_HALT);
     EXPECT_EQ(pQueue->Schedule(Other), JOB_SCHEDULED); // the other rings don't care
     pQueue->Pick();
     // All of the ring has run but nothing is delivered: still full, and nothing runs twice.
@@ -131,7 +131,7 @@ TEST_F(CJobQueueTest, AFullRingRefusesUntilASlotIsReleased) {
 
 TEST_F(CJobQueueTest, PicksByRingThenByAge) {
     for (U32 Type : {JT_MEASURE_CORE_SPEED, JT_READ_REG, JT_READ_MEM, JT_HALT, JT_CONTINUE}) {
-        Job J = _Job(Type);
+        Job J = MakeJob(Type);
         ASSERT_EQ(pQueue->Schedule(J), JOB_SCHEDULED);
     }
     for (U32 Type : {JT_HALT, JT_CONTINUE, JT_READ_REG, JT_READ_MEM, JT_MEASURE_CORE_SPEED}) {
@@ -140,10 +140,10 @@ TEST_F(CJobQueueTest, PicksByRingThenByAge) {
 }
 
 TEST_F(CJobQueueTest, FindsAndCancelsByTypeRingAndProtection) {
-    Job Free = _Job(JT_READ_MEM);
-    Job Kept = _Job(JT_READ_MEM);
+    Job Free = MakeJob(JT_READ_MEM);
+    Job Kept = MakeJob(JT_READ_MEM);
     Kept.Flags = JOB_FLAG_PROTECTED;
-    Job Step = _Job(JT_STEP_OUT);
+    Job Step = MakeJob(JT_STEP_OUT);
     pQueue->Schedule(Free);
     pQueue->Schedule(Kept);
     pQueue->Schedule(Step);
@@ -188,7 +188,7 @@ TEST_F(CDispatchTest, EveryJobReachesAListenerOfItsOwn) {
         void OnDeviceConnectionLost() override {
             for (U32 Type = JT_CONNECT; Type < JT_ANY; Type++) {
                 for (U32 Status : {JOB_STATUS_DONE, JOB_STATUS_FAILED}) {
-                    Job J = _JobWithBuf(Type);
+                    Job J = JobWithBuf(Type);
                     J.Status = Status;
                     pTarget->OnDeviceJobDone(&J);
                     JobFreeBufs(&J);
@@ -287,7 +287,7 @@ TEST_F(CJobsTest, OfTwoStepsOnlyTheLastIsHeard) {
 }
 
 TEST_F(CJobsTest, AnUnknownBodyFails) {
-    Job J = _Job(JT_FLUSH_RTT);
+    Job J = MakeJob(JT_FLUSH_RTT);
     EXPECT_EQ(pDevice->PostJob(J), 0);
     Pass();
     EXPECT_TRUE(Listener.Log.contains("Scheduler encountered unknown job type 56"));

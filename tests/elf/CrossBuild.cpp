@@ -18,7 +18,7 @@ struct COMPILER {
     QString sSource;
 };
 
-QList<COMPILER> _Compilers() {
+QList<COMPILER> Compilers() {
     const QStringList Common = {"-ffreestanding", "-nostdlib", "-mcpu=cortex-m4", "-mthumb"};
     QList<COMPILER> List = {{FindCrossTool("gcc"), Common, "mixed.c"},
                             {FindCrossTool("gcc"), Common + QStringList{"-Wa,-gdwarf-5"}, "mixed.c"},
@@ -33,9 +33,9 @@ QList<COMPILER> _Compilers() {
     return List;
 }
 
-QList<CROSS_PROGRAM> _Build(const QString& sDir) {
+QList<CROSS_PROGRAM> Build(const QString& sDir) {
     QList<CROSS_PROGRAM> Programs;
-    for (const COMPILER& Compiler : _Compilers()) {
+    for (const COMPILER& Compiler : Compilers()) {
         for (const char* sLevel : {"-O0", "-Og", "-O2", "-Os"}) {
             for (const char* sVersion : {"-gdwarf-2", "-gdwarf-3", "-gdwarf-4", "-gdwarf-5"}) {
                 const QString sPath = QStringLiteral("%1/p%2.elf").arg(sDir).arg(Programs.size());
@@ -52,7 +52,7 @@ QList<CROSS_PROGRAM> _Build(const QString& sDir) {
 }
 
 /// Options that choose the variant of the compiler's library.
-QStringList _TargetFlags(const QStringList& Args) { return Args.filter(QRegularExpression(QStringLiteral("^-m"))); }
+QStringList TargetFlags(const QStringList& Args) { return Args.filter(QRegularExpression(QStringLiteral("^-m"))); }
 
 } // namespace
 
@@ -70,7 +70,7 @@ QString FindCrossTool(const QString& sName) { return QStandardPaths::findExecuta
 const QList<CROSS_PROGRAM>& CrossPrograms() {
     static const QTemporaryDir Dir;
     static const QList<CROSS_PROGRAM> Programs =
-        FindCrossTool("gcc").isEmpty() ? QList<CROSS_PROGRAM>() : _Build(Dir.path());
+        FindCrossTool("gcc").isEmpty() ? QList<CROSS_PROGRAM>() : Build(Dir.path());
     return Programs;
 }
 
@@ -111,7 +111,7 @@ bool BuildCross(const QString& sCompiler, const QStringList& Args, const QString
     const bool IsClang = sCompiler.startsWith(QLatin1String("clang"));
     const QString sProgram = IsClang ? QStandardPaths::findExecutable(sCompiler) : FindCrossTool(sCompiler);
     const QString sLibGcc =
-        RunTool(FindCrossTool("gcc"), QStringList{"-print-libgcc-file-name"} + _TargetFlags(Args)).trimmed();
+        RunTool(FindCrossTool("gcc"), QStringList{"-print-libgcc-file-name"} + TargetFlags(Args)).trimmed();
     if (sProgram.isEmpty() || (IsClang && QStandardPaths::findExecutable("ld.lld").isEmpty())) {
         return false;
     }

@@ -10,12 +10,12 @@
 
 namespace {
 
-int _ReadReg(void*, U32 Reg, U64* pValue) {
+int ReadReg(void*, U32 Reg, U64* pValue) {
     *pValue = 0x1000ULL * Reg;
     return Reg < 32 ? 0 : -1;
 }
 
-int _ReadMem(void*, U32 Addr, U32 NumBytes, U8* pBuf) {
+int ReadMem(void*, U32 Addr, U32 NumBytes, U8* pBuf) {
     for (U32 i = 0; i < NumBytes; ++i) {
         const U32 Word = (Addr + i) & ~3u;
         pBuf[i] = static_cast<U8>(Word >> (8 * ((Addr + i) & 3)));
@@ -23,17 +23,17 @@ int _ReadMem(void*, U32 Addr, U32 NumBytes, U8* pBuf) {
     return Addr >= 0x1000 ? 0 : -1;
 }
 
-template <U32 Value> int _Give(void*, U32* pAddr) {
+template <U32 Value> int Give(void*, U32* pAddr) {
     *pAddr = Value;
     return 0;
 }
 
-int _Indexed(void*, U64 Idx, U32* pAddr) {
+int Indexed(void*, U64 Idx, U32* pAddr) {
     *pAddr = 0x08000000 + static_cast<U32>(Idx) * 16;
     return Idx < 4 ? 0 : -1;
 }
 
-int _Entry(void*, const U8* pExpr, U32 NumBytes, U64* pValue) {
+int Entry(void*, const U8* pExpr, U32 NumBytes, U64* pValue) {
     *pValue = 0x77;
     return NumBytes == 1 && *pExpr == DW_OP_reg0 ? ELF_EXPR_OK : ELF_EXPR_OPTIMIZED_OUT;
 }
@@ -41,13 +41,13 @@ int _Entry(void*, const U8* pExpr, U32 NumBytes, U64* pValue) {
 const U8 aCalled[] = {DW_OP_lit7};
 const U8 aEndless[] = {DW_OP_call2, 2, 0};
 
-int _Expr(void*, U64 Off, bool, const U8** ppExpr, U32* pNumBytes) {
+int MakeExpr(void*, U64 Off, bool, const U8** ppExpr, U32* pNumBytes) {
     *ppExpr = Off == 1 ? aCalled : aEndless;
     *pNumBytes = Off == 1 ? sizeof(aCalled) : sizeof(aEndless);
     return 0;
 }
 
-int _Type(void*, U64 Off, ELF_EXPR_TYPE* pType) {
+int Type(void*, U64 Off, ELF_EXPR_TYPE* pType) {
     static constexpr ELF_EXPR_TYPE aType[] = {
         {4, DW_ATE_signed}, {8, DW_ATE_unsigned}, {4, DW_ATE_float}, {1, DW_ATE_signed_char}};
     if (Off < 1 || Off > 4) {
@@ -57,21 +57,21 @@ int _Type(void*, U64 Off, ELF_EXPR_TYPE* pType) {
     return 0;
 }
 
-ELF_EXPR_ENV _Env() {
+ELF_EXPR_ENV GetEnv() {
     ELF_EXPR_ENV Env;
-    Env.pfReadReg = _ReadReg;
-    Env.pfReadMem = _ReadMem;
-    Env.pfGetFrameBase = _Give<0x20001000>;
-    Env.pfGetCfa = _Give<0x20001020>;
-    Env.pfGetObjectAddr = _Give<0x20005000>;
-    Env.pfGetAddr = _Indexed;
-    Env.pfGetEntryValue = _Entry;
-    Env.pfGetExpr = _Expr;
-    Env.pfGetType = _Type;
+    Env.pfReadReg = ReadReg;
+    Env.pfReadMem = ReadMem;
+    Env.pfGetFrameBase = Give<0x20001000>;
+    Env.pfGetCfa = Give<0x20001020>;
+    Env.pfGetObjectAddr = Give<0x20005000>;
+    Env.pfGetAddr = Indexed;
+    Env.pfGetEntryValue = Entry;
+    Env.pfGetExpr = MakeExpr;
+    Env.pfGetType = Type;
     return Env;
 }
 
-std::string _Text(const ELF_EXPR_RESULT& Result) {
+std::string Text(const ELF_EXPR_RESULT& Result) {
     std::ostringstream Out;
     Out << std::hex << ELF_ExprStatusText(Result.Status);
     for (const ELF_EXPR_PIECE& Piece : Result.Pieces) {
@@ -115,11 +115,11 @@ constexpr const char* GONE = "optimized out";
 constexpr const char* UNKNOWN = "not available";
 constexpr const char* BAD = "invalid location expression";
 
-void _Check(const std::vector<EXPR_CASE>& Cases) {
-    const ELF_EXPR_ENV Env = _Env();
+void Check(const std::vector<EXPR_CASE>& Cases) {
+    const ELF_EXPR_ENV Env = GetEnv();
     for (size_t i = 0; i < Cases.size(); ++i) {
         const std::vector<U8>& Expr = Cases[i].Expr;
-        EXPECT_EQ(_Text(ELF_EvalExpr(Expr.data(), static_cast<U32>(Expr.size()), Env)), Cases[i].sResult)
+        EXPECT_EQ(Text(ELF_EvalExpr(Expr.data(), static_cast<U32>(Expr.size()), Env)), Cases[i].sResult)
             << "case " << i;
     }
 }
@@ -127,7 +127,7 @@ void _Check(const std::vector<EXPR_CASE>& Cases) {
 } // namespace
 
 TEST(DwarfExpr, PlacesOfObjects) {
-    _Check({
+    Check({
         {{}, GONE},
         {{DW_OP_nop}, GONE},
         {{DW_OP_addr, 0x78, 0x56, 0x34, 0x12}, "mem 12345678"},
@@ -151,7 +151,7 @@ TEST(DwarfExpr, PlacesOfObjects) {
 }
 
 TEST(DwarfExpr, Pieces) {
-    _Check({
+    Check({
         {{DW_OP_reg0, DW_OP_piece, 4, DW_OP_reg1, DW_OP_piece, 4}, "reg 0 bits 20@0 | reg 1 bits 20@0"},
         {{DW_OP_piece, 4, DW_OP_fbreg, 0x04, DW_OP_piece, 2}, "none bits 20@0 | mem 20001004 bits 10@0"},
         {{DW_OP_piece, 4, DW_OP_piece, 4}, GONE},
@@ -163,7 +163,7 @@ TEST(DwarfExpr, Pieces) {
 }
 
 TEST(DwarfExpr, Arithmetic) {
-    _Check({
+    Check({
         {{DW_OP_lit9, DW_OP_neg, DW_OP_lit4, DW_OP_div, DW_OP_stack_value}, "value fffffffe"},
         {{DW_OP_lit9, DW_OP_neg, DW_OP_lit4, DW_OP_mod, DW_OP_stack_value}, "value 3"},
         {{DW_OP_const4u, 0, 0, 0, 0x80, DW_OP_const1s, 0xFF, DW_OP_div, DW_OP_stack_value}, "value 80000000"},
@@ -183,7 +183,7 @@ TEST(DwarfExpr, Arithmetic) {
 }
 
 TEST(DwarfExpr, TypedValues) {
-    _Check({
+    Check({
         // (int64 that isn't generic) 2^32 + 1 survives, converted to int8 keeps its low byte
         {{DW_OP_const_type, 2, 8, 1, 0, 0, 0, 1, 0, 0, 0, DW_OP_stack_value}, "value 100000001"},
         {{DW_OP_const_type, 2, 8, 0xFE, 0, 0, 0, 1, 0, 0, 0, DW_OP_convert, 4, DW_OP_convert, 1, DW_OP_stack_value},
@@ -200,7 +200,7 @@ TEST(DwarfExpr, TypedValues) {
 }
 
 TEST(DwarfExpr, RefusesWhatIsDamagedOrUnknown) {
-    _Check({
+    Check({
         {{0xE0}, BAD},
         {{DW_OP_addr, 1, 2}, BAD},
         {{DW_OP_plus}, BAD},
@@ -221,7 +221,7 @@ TEST(DwarfExpr, RefusesWhatIsDamagedOrUnknown) {
 }
 
 TEST(DwarfExpr, ValueOfARule) {
-    const ELF_EXPR_ENV Env = _Env();
+    const ELF_EXPR_ENV Env = GetEnv();
     const U64 Initial = 0x100;
     U64 Value = 0;
     const U8 aRule[] = {DW_OP_breg13, 4, DW_OP_plus};

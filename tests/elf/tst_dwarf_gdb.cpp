@@ -27,13 +27,13 @@ struct BUILD {
 
 const QString sSourceDir = QStringLiteral(BRASK_SOURCE_DIR "/tests/elf/dwarf/");
 
-QString _Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
+QString Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
 
 constexpr qsizetype MAX_NAME = 511; ///< longer ones are cut
 
 /// Name for comparison, without template arguments, which gdb makes itself: with its own spelling of numbers and types,
 /// and with the defaults. gdb demangles the one name that the compiler gives in mangled form.
-QString _Squeeze(QString sName) {
+QString Squeeze(QString sName) {
     static const QRegularExpression Args(QStringLiteral("<[^<>]*>"));
     static const QRegularExpression Clone(
         QStringLiteral("\\[abi:\\w+\\]|(\\.(constprop|isra|part|lto_priv|cold)(\\.\\d+)?)+$"));
@@ -57,22 +57,22 @@ QString _Squeeze(QString sName) {
     return sName.contains(Closure) ? QStringLiteral("operator()") : sName.remove(QLatin1Char(' '));
 }
 
-QStringList _AskGdb(const QString& sElf) {
-    return RunTool(_Tool("gdb-multiarch"),
-                   {"-nx", "-batch", "-ex", "python NM='" + _Tool("nm") + "'", "-x", sSourceDir + "dump.py", sElf})
+QStringList AskGdb(const QString& sElf) {
+    return RunTool(Tool("gdb-multiarch"),
+                   {"-nx", "-batch", "-ex", "python NM='" + Tool("nm") + "'", "-x", sSourceDir + "dump.py", sElf})
         .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
 /// Type text for comparison, without modules and scopes: gdb doesn't tell classes from structures.
-QString _TypeText(QString sText) {
+QString TypeText(QString sText) {
     static const QRegularExpression Module(QStringLiteral("\\w+(\\.|__(?=\\w)|::(?!\\*))"));
     static const QRegularExpression Class(QStringLiteral("\\bclass\\b|\\bstruct dyn\\b"));
-    sText = _Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module))
+    sText = Squeeze(sText.replace(Class, QStringLiteral("struct")).remove(Module))
                 .replace(QLatin1String("struct::"), QLatin1String("struct"));
     return sText.contains(QLatin1String("::*")) ? QStringLiteral("memberptr") : sText;
 }
 
-QString _DescribeMember(ELF_SYM_HANDLE h) {
+QString DescribeMember(ELF_SYM_HANDLE h) {
     const U32 Width = ElfApi_GetSymBitWidth(h);
     I64 Bit = ElfApi_GetMemberOffset(h) * 8 + ElfApi_GetSymBitOffset(h);
     if (Width != 0 && ElfApi_IsBigEndian()) { // gdb counts from the most significant bit there
@@ -83,14 +83,14 @@ QString _DescribeMember(ELF_SYM_HANDLE h) {
         .arg(Bit)
         .arg(Width)
         .arg(ElfApi_GetSymSize(ElfApi_GetSymDataType(h)))
-        .arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
+        .arg(TypeText(ElfApi_GetSymDataTypeName(h)));
 }
 
 /// gdb takes the name that the linker knows where the compiler gives one, which for an inherited constructor is that of
 /// the base class, and the package or module of languages other than C++.
-bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
-    const QString sOurs = _Squeeze(ElfApi_GetSymName(h, true));
-    const QString sTheirs = _Squeeze(sName);
+bool IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
+    const QString sOurs = Squeeze(ElfApi_GetSymName(h, true));
+    const QString sTheirs = Squeeze(sName);
     const bool IsCut =
         ElfApi_GetSymName(h, true).size() >= MAX_NAME && sTheirs.contains(sOurs.section(QStringLiteral("::"), -1));
     const QString sScope = sOurs.section(QStringLiteral("::"), 0, -2);
@@ -103,29 +103,29 @@ bool _IsNamed(ELF_SYM_HANDLE h, const QString& sName) {
     const DWARF_STORE* pStore = ELF_IsElfSymbol(h) ? nullptr : ELF_GetStore();
     DWARF_ATTR Attr;
     return (pStore == nullptr && sName.contains(QLatin1String("thunk to "))) ||
-           (pStore != nullptr && _CreateDieAttrEx(*pStore, _GetDie(h), DW_AT_linkage_name, &Attr) &&
+           (pStore != nullptr && CreateDieAttrEx(*pStore, GetDie(h), DW_AT_linkage_name, &Attr) &&
             sName == QLatin1String(Attr.sText));
 }
 
 /// Types of the current file by the name for comparison, without the scope in front.
 QMultiHash<QString, ELF_SYM_HANDLE> TypesByName;
 
-ELF_SYM_LIST _TypesNamed(const QString& sName) {
-    const QString sLast = _Squeeze(sName).section(QStringLiteral("::"), -1);
+ELF_SYM_LIST TypesNamed(const QString& sName) {
+    const QString sLast = Squeeze(sName).section(QStringLiteral("::"), -1);
     ELF_SYM_LIST Found = TypesByName.values(sLast);
     Found += sLast.contains('.') ? TypesByName.values(sLast.section('.', -1)) : ELF_SYM_LIST();
-    Found += TypesByName.values(_Squeeze(sName)); // such as a tuple of Rust
-    Found.removeIf([&](ELF_SYM_HANDLE h) { return !_IsNamed(h, sName); });
+    Found += TypesByName.values(Squeeze(sName)); // such as a tuple of Rust
+    Found.removeIf([&](ELF_SYM_HANDLE h) { return !IsNamed(h, sName); });
     return Found;
 }
 
 /// Empty if one of the functions at its start is the one that gdb knows. Ours begin at even addresses; gdb's begin at
 /// odd ones where an assembler gave the address of Thumb code.
-QString _CheckFunc(const QString& sName, U32 Lo, U32 Hi) {
+QString CheckFunc(const QString& sName, U32 Lo, U32 Hi) {
     QString sFound;
     for (const ELF_SYM_HANDLE h : ElfApi_GetFuncsAtAddr(Lo)) {
         const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
-        if (_IsNamed(h, sName) && Range.Addr == (Lo & ~1u) && Range.Addr + Range.Size == (Hi & ~1u)) {
+        if (IsNamed(h, sName) && Range.Addr == (Lo & ~1u) && Range.Addr + Range.Size == (Hi & ~1u)) {
             return {};
         }
         sFound += QStringLiteral(" %1 at %2, %3 bytes").arg(ElfApi_GetSymName(h, true)).arg(Range.Addr).arg(Range.Size);
@@ -134,12 +134,12 @@ QString _CheckFunc(const QString& sName, U32 Lo, U32 Hi) {
 }
 
 /// Empty if one of the variables of that name (static ones may share it) is at the place.
-QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sType) {
+QString CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sType) {
     QString sFound;
     for (const ELF_SYM_HANDLE h : ElfApi_FindSyms(sName, true, false, false, false) +
                                       ElfApi_FindSymsAtAddr(static_cast<U32>(Addr), true, false)) {
-        if (_IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && ElfApi_GetSymSize(h) == Size &&
-            _TypeText(ElfApi_GetSymDataTypeName(h)) == _TypeText(sType)) {
+        if (IsNamed(h, sName) && ElfApi_GetSymAddr(h) == Addr && ElfApi_GetSymSize(h) == Size &&
+            TypeText(ElfApi_GetSymDataTypeName(h)) == TypeText(sType)) {
             return {};
         }
         if (Addr == 0 && ElfApi_GetSymAddr(h) == -1) {
@@ -148,17 +148,17 @@ QString _CheckGlobal(const QString& sName, I64 Addr, U32 Size, const QString& sT
         sFound += QStringLiteral(" %1, %2 bytes, %3")
                       .arg(ElfApi_GetSymAddr(h))
                       .arg(ElfApi_GetSymSize(h))
-                      .arg(_TypeText(ElfApi_GetSymDataTypeName(h)));
+                      .arg(TypeText(ElfApi_GetSymDataTypeName(h)));
     }
     return QStringLiteral("found") + sFound;
 }
 
-QString _CheckBase(const QString& sType, const QString& sBase, I64 Off) {
+QString CheckBase(const QString& sType, const QString& sBase, I64 Off) {
     QString sFound;
-    for (const ELF_SYM_HANDLE hType : _TypesNamed(sType)) {
+    for (const ELF_SYM_HANDLE hType : TypesNamed(sType)) {
         for (const ELF_SYM_HANDLE h : ElfApi_GetBases(hType)) {
-            const QString sName = _Squeeze(ElfApi_GetSymName(ElfApi_GetSymDataType(h)));
-            if (sName == _Squeeze(sBase) && ElfApi_GetMemberOffset(h) == Off) {
+            const QString sName = Squeeze(ElfApi_GetSymName(ElfApi_GetSymDataType(h)));
+            if (sName == Squeeze(sBase) && ElfApi_GetMemberOffset(h) == Off) {
                 return {};
             }
             sFound += QStringLiteral(" %1 at %2").arg(sName).arg(ElfApi_GetMemberOffset(h));
@@ -168,7 +168,7 @@ QString _CheckBase(const QString& sType, const QString& sBase, I64 Off) {
 }
 
 /// Empty if one of our enumerations of the name has the enumerators, of whose values the lower 32 bits are kept.
-QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) {
+QString CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) {
     QStringList Theirs = sEnumerators.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     for (QString& sTheirs : Theirs) {
         const I64 Value = sTheirs.section(QLatin1Char('='), 1).toLongLong();
@@ -176,7 +176,7 @@ QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) 
                   QString::number(static_cast<U32>(Value));
     }
     QString sFound;
-    for (const ELF_SYM_HANDLE hType : _TypesNamed(sName)) {
+    for (const ELF_SYM_HANDLE hType : TypesNamed(sName)) {
         QStringList Ours;
         for (const ELF_SYM_HANDLE h : ElfApi_GetMembers(ElfApi_GetSymDataType(hType, true))) {
             const QByteArray Value = ElfApi_GetSymConstValue(h);
@@ -195,24 +195,24 @@ QString _CheckEnum(const QString& sName, U32 Size, const QString& sEnumerators) 
 }
 
 /// What is wrong with one fact of gdb's; empty if nothing is.
-QString _Check(const QStringList& Fact) {
+QString Check(const QStringList& Fact) {
     const QString& sName = Fact[1];
     if (Fact[0] == "F") {
-        return _CheckFunc(sName, Fact[2].toUInt(), Fact[3].toUInt());
+        return CheckFunc(sName, Fact[2].toUInt(), Fact[3].toUInt());
     }
     if (Fact[0] == "G") {
-        return _CheckGlobal(sName, Fact[2].toLongLong(), Fact[3].toUInt(), Fact[4]);
+        return CheckGlobal(sName, Fact[2].toLongLong(), Fact[3].toUInt(), Fact[4]);
     }
     if (Fact[0] == "E") {
-        return _CheckEnum(sName, Fact[2].toUInt(), Fact[3]);
+        return CheckEnum(sName, Fact[2].toUInt(), Fact[3]);
     }
     if (Fact[0] == "B") {
-        return _CheckBase(sName, Fact[2], Fact[3].toLongLong() / 8);
+        return CheckBase(sName, Fact[2], Fact[3].toLongLong() / 8);
     }
     return {};
 }
 
-/// A structure of gdb's and its members as _DescribeMember() has them.
+/// A structure of gdb's and its members as DescribeMember() has them.
 struct GDB_STRUCT {
     QString sName;
     U32 Size = 0;
@@ -221,7 +221,7 @@ struct GDB_STRUCT {
 
 /// True if ours is what gdb says. A structure that its unit only declares has no size, and a text of more than 498
 /// characters isn't shown.
-bool _IsSameMember(const QString& sOurs, const QString& sTheirs) {
+bool IsSameMember(const QString& sOurs, const QString& sTheirs) {
     QStringList Ours = sOurs.split(QLatin1Char('|'));
     const QStringList Theirs = sTheirs.split(QLatin1Char('|'));
     Ours[3] = Ours[3] == QLatin1String("0") ? Theirs[3] : Ours[3];
@@ -230,14 +230,14 @@ bool _IsSameMember(const QString& sOurs, const QString& sTheirs) {
 }
 
 /// Empty if one of our types of the name, of which different units may have different ones, has all members.
-QString _CheckStruct(const GDB_STRUCT& Struct) {
+QString CheckStruct(const GDB_STRUCT& Struct) {
     QString sFound = QStringLiteral("no such type");
-    for (const ELF_SYM_HANDLE h : _TypesNamed(Struct.sName)) {
+    for (const ELF_SYM_HANDLE h : TypesNamed(Struct.sName)) {
         QStringList Found;
         for (const ELF_SYM_HANDLE hMember : ElfApi_GetMembers(ElfApi_GetSymDataType(h, true))) {
             if (!ElfApi_IsFunc(hMember) && !ElfApi_GetSymName(hMember).isEmpty() &&
                 ElfApi_GetMemberOffset(hMember) >= 0) {
-                Found.append(_DescribeMember(hMember));
+                Found.append(DescribeMember(hMember));
             }
         }
         QString sMissing;
@@ -246,7 +246,7 @@ QString _CheckStruct(const GDB_STRUCT& Struct) {
             const bool IsMadeUp =
                 sMember.startsWith(QLatin1String("_vptr")) || sMember.startsWith(QLatin1String("__ap|"));
             const bool IsFound = std::any_of(Found.cbegin(), Found.cend(),
-                                             [&](const QString& sOurs) { return _IsSameMember(sOurs, sMember); });
+                                             [&](const QString& sOurs) { return IsSameMember(sOurs, sMember); });
             sMissing += IsFound || IsMadeUp ? QString() : sMember + ' ';
         }
         if (ElfApi_GetSymSize(h) == Struct.Size && sMissing.isEmpty()) {
@@ -258,27 +258,27 @@ QString _CheckStruct(const GDB_STRUCT& Struct) {
 }
 
 /// Compares all facts; returns how many there were.
-int _CompareWithGdb(const QString& sElf, const QString& sWhere) {
+int CompareWithGdb(const QString& sElf, const QString& sWhere) {
     EXPECT_EQ(ElfApi_Init(sElf), 0) << qPrintable(sWhere);
     TypesByName.clear();
     for (const ELF_SYM_HANDLE h : ElfApi_Types()) {
-        TypesByName.insert(_Squeeze(ElfApi_GetSymName(h)), h);
+        TypesByName.insert(Squeeze(ElfApi_GetSymName(h)), h);
     }
-    QStringList Facts = _AskGdb(sElf);
+    QStringList Facts = AskGdb(sElf);
     EXPECT_EQ(Facts.isEmpty() ? "" : Facts.takeLast().toStdString(), "END") << qPrintable(sWhere);
     QList<GDB_STRUCT> Structs;
     for (const QString& sFact : Facts) {
         const QStringList Fact = sFact.split(QLatin1Char('|'));
-        const QString sError = _Check(Fact);
+        const QString sError = Check(Fact);
         EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": " + sFact + " but " + sError);
         if (Fact[0] == "S") {
             Structs.append({Fact[1], Fact[2].toUInt(), {}});
         } else if (Fact[0] == "M") {
-            Structs.last().Members.append((Fact.mid(2, 4) + QStringList{_TypeText(Fact[6])}).join(QLatin1Char('|')));
+            Structs.last().Members.append((Fact.mid(2, 4) + QStringList{TypeText(Fact[6])}).join(QLatin1Char('|')));
         }
     }
     for (const GDB_STRUCT& Struct : Structs) {
-        const QString sError = _CheckStruct(Struct);
+        const QString sError = CheckStruct(Struct);
         EXPECT_TRUE(sError.isEmpty()) << qPrintable(sWhere + ": " + Struct.sName + ", " + QString::number(Struct.Size) +
                                                     " bytes: " + sError);
     }
@@ -292,7 +292,7 @@ class DwarfGdb : public CElfTest {
 protected:
     void SetUp() override {
         CElfTest::SetUp();
-        if (_Tool("gdb-multiarch").isEmpty() || _Tool("nm").isEmpty()) {
+        if (Tool("gdb-multiarch").isEmpty() || Tool("nm").isEmpty()) {
             GTEST_SKIP() << "gdb-multiarch or nm is not installed";
         }
     }
@@ -326,11 +326,11 @@ TEST_F(DwarfGdb, EveryCompilerVersionAndOptimizationAgrees) {
             const bool IsGcc = QLatin1String(Build.sCompiler) == QLatin1String("gcc");
             const QString sWhere = QStringLiteral("%1 %2 %3").arg(Build.sCompiler, Build.sFlags, sLevel);
             if (BuildCross(Build.sCompiler, Flags + QStringList{sSourceDir + "types.c"}, sElf)) {
-                EXPECT_GT(_CompareWithGdb(sElf, "types.c " + sWhere), 15);
+                EXPECT_GT(CompareWithGdb(sElf, "types.c " + sWhere), 15);
                 ++NumBuilds;
             }
             if (BuildCross(IsGcc ? "g++" : "clang++", Flags + Cpp + QStringList{sSourceDir + "classes.cpp"}, sElf)) {
-                EXPECT_GT(_CompareWithGdb(sElf, "classes.cpp " + sWhere), 15);
+                EXPECT_GT(CompareWithGdb(sElf, "classes.cpp " + sWhere), 15);
                 ++NumBuilds;
             }
         }
@@ -347,7 +347,7 @@ TEST_F(DwarfGdb, FirmwareAgrees) {
         Programs.append({"demo", QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/demo.elf")});
     }
     for (const CROSS_PROGRAM& Program : Programs) {
-        const int NumFacts = _CompareWithGdb(Program.sPath, Program.sName);
+        const int NumFacts = CompareWithGdb(Program.sPath, Program.sName);
         EXPECT_TRUE(NumFacts > 10 || Program.sName.endsWith("secure.elf")) << qPrintable(Program.sName); // without C
         NoteCompared(Program, "functions, globals, structures, members, base classes", NumFacts);
     }
@@ -370,7 +370,7 @@ TEST_F(DwarfGdb, UnitsOfSeveralProducersInOneFileAgree) {
         GTEST_SKIP() << "gcc or clang for ARM is not installed";
     }
     ASSERT_TRUE(BuildCross("gcc", Common + QStringList{"-Wl,-e,main", "-Wl,-Ttext=0x8000", sC, sCpp, sAsm}, sElf));
-    EXPECT_GT(_CompareWithGdb(sElf, "C, C++ and assembler"), 100);
+    EXPECT_GT(CompareWithGdb(sElf, "C, C++ and assembler"), 100);
     ASSERT_EQ(ElfApi_Init(sElf), 0);
     for (const char* sLabel : {"AsmEntry", "AsmHelper", "AsmLoop"}) {
         EXPECT_NE(ElfApi_FindSym(sLabel, true, false, false, true), 0u) << sLabel;
@@ -381,7 +381,7 @@ TEST_F(DwarfGdb, UnitsOfSeveralProducersInOneFileAgree) {
 
 TEST_F(DwarfGdb, RustAgrees) {
     const QString sElf = sSourceDir + "shapes.elf";
-    EXPECT_GT(_CompareWithGdb(sElf, sElf), 25);
+    EXPECT_GT(CompareWithGdb(sElf, sElf), 25);
     ASSERT_EQ(ElfApi_Init(sElf), 0);
     QSet<QString> Names;
     for (const ELF_SYM_LIST& List : {ElfApi_Functions(), ElfApi_GlobalVars(), ElfApi_Types()}) {

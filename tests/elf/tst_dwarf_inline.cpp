@@ -23,7 +23,7 @@ struct ENTRY {
 };
 
 /// Entries by offset. Lines are " <2><814>: Abbrev Number: 42 (DW_TAG_...)" and "    <815>   DW_AT_... : value".
-QMap<U32, ENTRY> _Entries(QString sText) {
+QMap<U32, ENTRY> EntriesOf(QString sText) {
     static const QSet<QString> Used = {"DW_AT_name",   "DW_AT_abstract_origin", "DW_AT_specification",
                                        "DW_AT_low_pc", "DW_AT_high_pc",         "DW_AT_call_line"};
     QMap<U32, ENTRY> Entries;
@@ -50,7 +50,7 @@ QMap<U32, ENTRY> _Entries(QString sText) {
 constexpr qsizetype MAX_NAME = 511; ///< longer ones are cut
 
 /// Name of the entry, or of the one that it is an instance or the definition of.
-QString _NameOf(const QMap<U32, ENTRY>& Entries, U32 Off) {
+QString NameOf(const QMap<U32, ENTRY>& Entries, U32 Off) {
     for (int i = 0; i < 5 && Entries.contains(Off); ++i) {
         const ENTRY Entry = Entries[Off];
         if (Entry.Attrs.contains("DW_AT_name")) {
@@ -65,7 +65,7 @@ QString _NameOf(const QMap<U32, ENTRY>& Entries, U32 Off) {
 
 /// True if the expansion is over the address, or is in a function at 0, which the linker dropped. Of the copies of a
 /// function that several units describe the first has its expansions found.
-bool _IsFound(ELF_SYM_HANDLE h, U32 Addr) {
+bool IsFound(ELF_SYM_HANDLE h, U32 Addr) {
     const ELF_SYM_LIST Funcs = ElfApi_GetFuncsAtAddr(Addr);
     ELF_SYM_HANDLE hFunc = h;
     for (ELF_SYM_HANDLE hOuter = h; hOuter != 0; hOuter = ElfApi_GetParentFunc(hOuter)) {
@@ -75,8 +75,8 @@ bool _IsFound(ELF_SYM_HANDLE h, U32 Addr) {
            (Funcs.value(0) != hFunc && Funcs.contains(hFunc));
 }
 
-int _Compare(const QString& sElf) {
-    const QMap<U32, ENTRY> Entries = _Entries(RunTool(FindCrossTool("readelf"), {"-wi", sElf}));
+int Compare(const QString& sElf) {
+    const QMap<U32, ENTRY> Entries = EntriesOf(RunTool(FindCrossTool("readelf"), {"-wi", sElf}));
     U32 NumFound = 0;
     for (auto It = Entries.cbegin(); It != Entries.cend(); ++It) {
         if (It->sTag != QLatin1String("DW_TAG_inlined_subroutine")) {
@@ -84,7 +84,7 @@ int _Compare(const QString& sElf) {
         }
         const ELF_SYM_HANDLE h = ELF_MakeDwarfHandle(It.key() + 1);
         EXPECT_EQ(ElfApi_GetSymType(h), static_cast<U32>(DW_TAG_inlined_subroutine));
-        EXPECT_EQ(ElfApi_GetSymName(h).toStdString(), _NameOf(Entries, It.key()).left(MAX_NAME).toStdString())
+        EXPECT_EQ(ElfApi_GetSymName(h).toStdString(), NameOf(Entries, It.key()).left(MAX_NAME).toStdString())
             << std::hex << It.key();
         EXPECT_EQ(ElfApi_GetSymCallLine(h), It->Number("DW_AT_call_line")) << std::hex << It.key();
         const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(h);
@@ -97,7 +97,7 @@ int _Compare(const QString& sElf) {
         EXPECT_TRUE(Range.Addr <= 1 || (Range.Addr >= Outer.Addr && Range.Addr + Range.Size <= Outer.Addr + Outer.Size))
             << std::hex << It.key(); // at 0 stands what the linker dropped
         for (const ELF_RANGE& Part : ELF_GetSymAddrRanges(h)) {
-            EXPECT_TRUE(Part.Hi == Part.Lo || _IsFound(h, Part.Lo)) << std::hex << It.key();
+            EXPECT_TRUE(Part.Hi == Part.Lo || IsFound(h, Part.Lo)) << std::hex << It.key();
         }
         ++NumFound;
     }
@@ -108,17 +108,17 @@ int _Compare(const QString& sElf) {
 constexpr int MAX_ADDRS = 2000;    ///< compared per program
 constexpr U32 MAX_INFO = 32 << 20; ///< bytes of debug information whose text of 50 times that is read
 
-QString _FileName(const QString& sPath) { return sPath.section(QLatin1Char('/'), -1); }
+QString FileName(const QString& sPath) { return sPath.section(QLatin1Char('/'), -1); }
 
 /// The functions over an address from the innermost on, each with the place in it: "inner a.c:3 outer b.c:7 ".
 /// Functions that the compiler made up, GCC's closures among them, aren't listed: there it ends with a star.
-QString _Chain(U32 Addr, const QString& sPlace) {
+QString Chain(U32 Addr, const QString& sPlace) {
     QString sText;
     QString sAt = sPlace;
     const ELF_SYM_LIST Funcs = ElfApi_GetFuncsAtAddr(Addr);
     for (auto It = Funcs.crbegin(); It != Funcs.crend() && !ELF_IsElfSymbol(*It); ++It) {
         sText += ElfApi_GetSymName(*It) + ' ' + sAt + ' ';
-        sAt = _FileName(ElfApi_GetSymCallFileName(*It)) + ':' + QString::number(ElfApi_GetSymCallLine(*It));
+        sAt = FileName(ElfApi_GetSymCallFileName(*It)) + ':' + QString::number(ElfApi_GetSymCallLine(*It));
         if (ElfApi_GetSymType(*It) == DW_TAG_subprogram) {
             return sText;
         }
@@ -127,15 +127,15 @@ QString _Chain(U32 Addr, const QString& sPlace) {
 }
 
 /// True if a line of the place, "a.c:3", begins at the address.
-bool _IsPlaceAt(U32 Addr, const QString& sPlace) {
+bool IsPlaceAt(U32 Addr, const QString& sPlace) {
     const QList<CSrcLoc> Locs = ElfApi_GetSrcLocs(Addr);
     return std::any_of(Locs.begin(), Locs.end(), [&](const CSrcLoc& Loc) {
-        return _FileName(ElfApi_GetFilePath(Loc.FileId)) + ':' + QString::number(Loc.Line) == sPlace;
+        return FileName(ElfApi_GetFilePath(Loc.FileId)) + ':' + QString::number(Loc.Line) == sPlace;
     });
 }
 
 /// Ours at a sample of the addresses of lines against those of llvm-symbolizer; returns how many.
-int _CompareChains(const QString& sElf) {
+int CompareChains(const QString& sElf) {
     QStringList Args = {"--obj=" + sElf, "--functions=short", "--inlines", "--no-demangle", "-s"};
     QList<U32> Addrs;
     for (I64 Next = ElfApi_GetNextAddr(0); Next >= 0; Next = ElfApi_GetNextAddr(static_cast<U32>(Next))) {
@@ -162,11 +162,11 @@ int _CompareChains(const QString& sElf) {
         if (sPlace.contains(QLatin1String(".S:"))) {
             continue; // of functions in assembler that share code each tool chooses another
         }
-        if (!_IsPlaceAt(Addr, sPlace)) {
+        if (!IsPlaceAt(Addr, sPlace)) {
             ++NumElsewhere; // it takes what is left of dropped code at address 0 for the program
             continue;
         }
-        const QString sOurs = _Chain(Addr, sPlace);
+        const QString sOurs = Chain(Addr, sPlace);
         EXPECT_TRUE(sOurs == sTheirs || sOurs == sTheirs + '*' || sOurs == sInner + '*')
             << qPrintable(sElf) << std::hex << " at " << Addr << ": theirs " << qPrintable(sTheirs) << ", ours "
             << qPrintable(sOurs);
@@ -195,7 +195,7 @@ TEST_F(DwarfInline, ExpansionsAgreeWithReadelf) {
                 }
                 ++NumBuilds;
                 ASSERT_EQ(ElfApi_Init(sElf), 0);
-                NumFound += _Compare(sElf);
+                NumFound += Compare(sElf);
                 ElfApi_Deinit();
             }
         }
@@ -212,10 +212,10 @@ TEST_F(DwarfInline, ExpansionsOverAddressesAgreeWithSymbolizer) {
     }
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
-        NoteCompared(Program, "function chains at addresses of lines", _CompareChains(Program.sPath));
+        NoteCompared(Program, "function chains at addresses of lines", CompareChains(Program.sPath));
         if (!ForeignPrograms().isEmpty() && ELF_GetStore() != nullptr &&
             ELF_GetStore()->aSection[DSEC_INFO].Size < MAX_INFO) {
-            NoteCompared(Program, "inline expansions", _Compare(Program.sPath));
+            NoteCompared(Program, "inline expansions", Compare(Program.sPath));
         }
         ElfApi_Deinit();
     }

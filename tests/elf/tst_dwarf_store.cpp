@@ -58,7 +58,7 @@ enum ABBREV : U32 {
 
 constexpr U32 HEADER_SIZE = 11;
 
-CBytes _Abbrevs() {
+CBytes Abbrevs() {
     CBytes b;
     b.List({UNIT, DW_TAG_compile_unit, 1, DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, 0, 0});
     b.List({BASE, DW_TAG_base_type, 0, DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1, DW_AT_encoding,
@@ -100,7 +100,7 @@ protected:
         Info.U4(static_cast<U32>(Dies.size()) + 7 + ExtraLength).U2(4).U4(0).U1(4).append(Dies);
         CElfImageBuilder Image;
         Image.AddSection(".text", 1, 6, 0x1000, QByteArray(0x100, '\0'));
-        Image.AddSection(".debug_abbrev", 1, 0, 0, _Abbrevs());
+        Image.AddSection(".debug_abbrev", 1, 0, 0, Abbrevs());
         Image.AddSection(".debug_info", 1, 0, 0, Info);
         ASSERT_EQ(ElfApi_Init(Write(Image.Build())), 0);
     }
@@ -219,7 +219,7 @@ TEST_F(DwarfStore, LocationsOfOneOperationAreRecordsOthersExpressions) {
 namespace {
 
 /// Register n holds 0x100 * n + n, memory its own address in each word.
-ELF_FRAME _FrameAt(U32 PC) {
+ELF_FRAME FrameAt(U32 PC) {
     ELF_FRAME Frame;
     Frame.PC = PC;
     Frame.pfReadReg = [](void*, U32 Reg, U64* pValue) {
@@ -280,7 +280,7 @@ TEST_F(DwarfStore, ValuesInAFrame) {
     });
     const auto ValueOf = [](const QString& sName, U32 PC) {
         ElfApi_SetCurrentPC(0x1010);
-        const ELF_SYM_VALUE Value = ElfApi_ReadSym(ElfApi_FindSym(sName, true, true, false, false), _FrameAt(PC));
+        const ELF_SYM_VALUE Value = ElfApi_ReadSym(ElfApi_FindSym(sName, true, true, false, false), FrameAt(PC));
         return Value.Status == ELF_EXPR_OK ? QString::fromLatin1(Value.Bytes.toHex()) : ElfApi_StatusText(Value.Status);
     };
     for (size_t i = 0; i < std::size(aCase); ++i) {
@@ -291,9 +291,9 @@ TEST_F(DwarfStore, ValuesInAFrame) {
     EXPECT_EQ(ValueOf("Dropped", 0x1010), "optimized out");
     EXPECT_EQ(ValueOf("v2", 0x1030), "not available"); // behind the function
     U32 Base = 0;
-    EXPECT_EQ(ElfApi_GetFrameBase(_FrameAt(0x1012), &Base), 0);
+    EXPECT_EQ(ElfApi_GetFrameBase(FrameAt(0x1012), &Base), 0);
     EXPECT_EQ(Base, 0x20010000u);
-    EXPECT_EQ(ElfApi_GetFrameBase(_FrameAt(0x1030), &Base), -1);
+    EXPECT_EQ(ElfApi_GetFrameBase(FrameAt(0x1030), &Base), -1);
 }
 
 TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
@@ -310,7 +310,7 @@ TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
         return p;
     };
     const auto Read = [](const QList<ELF_SYM_PIECE>& Pieces, U32 NumBytes) {
-        return ElfApi_ReadPlace({ELF_EXPR_OK, Pieces}, NumBytes, _FrameAt(0)).Bytes.toHex();
+        return ElfApi_ReadPlace({ELF_EXPR_OK, Pieces}, NumBytes, FrameAt(0)).Bytes.toHex();
     };
     EXPECT_EQ(Read({Piece(3, 0, 0)}, 4), "00000303");
     EXPECT_EQ(Read({Piece(3, 0, 0)}, 1), "03"); // a register holds a short object in its low bits

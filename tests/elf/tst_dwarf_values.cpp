@@ -36,11 +36,11 @@ struct CONTEXT {
 MACHINE Machine;
 CONTEXT aContext[8];
 
-ELF_FRAME _Frame(size_t Number);
+ELF_FRAME MakeFrame(size_t Number);
 
 /// Calls keep R4 to R11, SP and D8 and up (Procedure Call Standard for the Arm Architecture); the rest of an outer
 /// frame isn't known.
-int _ReadReg(void* p, U32 Reg, U64* pValue) {
+int ReadReg(void* p, U32 Reg, U64* pValue) {
     const CONTEXT& Context = *static_cast<CONTEXT*>(p);
     const FRAME& Frame = Context.pMachine->Frames[Context.Number];
     const bool IsOuter = Context.Number != 0;
@@ -60,7 +60,7 @@ int _ReadReg(void* p, U32 Reg, U64* pValue) {
     return 0;
 }
 
-int _ReadMem(void* p, U32 Addr, U32 NumBytes, U8* pBuf) {
+int ReadMem(void* p, U32 Addr, U32 NumBytes, U8* pBuf) {
     const QMap<U32, QByteArray>& Memory = static_cast<CONTEXT*>(p)->pMachine->Memory;
     auto It = Memory.upperBound(Addr);
     if (It != Memory.begin()) {
@@ -74,28 +74,28 @@ int _ReadMem(void* p, U32 Addr, U32 NumBytes, U8* pBuf) {
     return ElfApi_ReadMem(Addr, NumBytes, pBuf);
 }
 
-int _GetCaller(void* p, ELF_FRAME* pCaller) {
+int GetCaller(void* p, ELF_FRAME* pCaller) {
     const size_t Number = static_cast<CONTEXT*>(p)->Number + 1;
     if (Number >= Machine.Frames.size()) {
         return -1;
     }
-    *pCaller = _Frame(Number);
+    *pCaller = MakeFrame(Number);
     return 0;
 }
 
-ELF_FRAME _Frame(size_t Number) {
+ELF_FRAME MakeFrame(size_t Number) {
     aContext[Number] = {&Machine, Number};
     ELF_FRAME Frame;
     Frame.pContext = &aContext[Number];
     Frame.PC = Machine.Frames[Number].PC;
     Frame.ResumePC = Machine.Frames[Number].ResumePC;
-    Frame.pfReadReg = _ReadReg;
-    Frame.pfReadMem = _ReadMem;
-    Frame.pfGetCaller = _GetCaller;
+    Frame.pfReadReg = ReadReg;
+    Frame.pfReadMem = ReadMem;
+    Frame.pfGetCaller = GetCaller;
     return Frame;
 }
 
-void _AddFrame(const QStringList& Fact) {
+void AddFrame(const QStringList& Fact) {
     FRAME Frame;
     Frame.PC = Fact[1].toUInt();
     Frame.ResumePC = Fact[2].toUInt();
@@ -108,7 +108,7 @@ void _AddFrame(const QStringList& Fact) {
 constexpr const char* GONE = "gone";
 
 /// Bits of the value, little-endian; GONE or the reason where they aren't known.
-QString _Bits(const ELF_SYM_VALUE& Value, U32 First, U32 Count, bool IsTailZero) {
+QString BitsOf(const ELF_SYM_VALUE& Value, U32 First, U32 Count, bool IsTailZero) {
     U64 Bits = 0;
     for (U32 i = 0; i < Count; ++i) {
         const qsizetype Byte = static_cast<qsizetype>((First + i) / 8);
@@ -122,7 +122,7 @@ QString _Bits(const ELF_SYM_VALUE& Value, U32 First, U32 Count, bool IsTailZero)
 }
 
 /// True if the pieces end before the object does.
-bool _IsShort(const ELF_SYM_PLACE& Place, U32 NumBytes) {
+bool IsShortValue(const ELF_SYM_PLACE& Place, U32 NumBytes) {
     U64 NumBits = 0;
     for (const ELF_SYM_PIECE& Piece : Place.Pieces) {
         NumBits += Piece.BitSize != 0 ? Piece.BitSize : 8ull * NumBytes;
@@ -131,14 +131,14 @@ bool _IsShort(const ELF_SYM_PLACE& Place, U32 NumBytes) {
 }
 
 /// True if a piece is a constant wider than an address.
-bool _IsWide(const ELF_SYM_PLACE& Place) {
+bool IsWide(const ELF_SYM_PLACE& Place) {
     return std::any_of(Place.Pieces.cbegin(), Place.Pieces.cend(), [](const ELF_SYM_PIECE& Piece) {
         return Piece.Kind == ELF_EXPR_PIECE_VALUE && Piece.BitSize > 32;
     });
 }
 
 /// Our variables of the name and line around the PC: the one that gdb means is among them.
-ELF_SYM_LIST _Candidates(const QStringList& Fact, U32 PC) {
+ELF_SYM_LIST CandidatesOf(const QStringList& Fact, U32 PC) {
     ELF_SYM_LIST Found;
     for (const ELF_SYM_HANDLE hFunc : ElfApi_GetFuncsAtAddr(PC)) {
         for (const ELF_SYM_HANDLE h : ElfApi_LocalVars(hFunc)) {
@@ -156,24 +156,24 @@ ELF_SYM_LIST _Candidates(const QStringList& Fact, U32 PC) {
 /// - an expansion has no entry for a parameter that it doesn't use, or a block isn't entered: gdb says optimized out;
 /// - a pointer isn't there, only what it points to: gdb reads 0;
 /// - an array's size is a variable: its symbol has one element.
-QString _Check(const QStringList& Fact) {
+QString Check(const QStringList& Fact) {
     const U32 Number = Fact[1].toUInt();
     const U32 First = Fact[4].toUInt();
     const U32 Count = Fact[5].toUInt();
-    const ELF_FRAME Frame = _Frame(Number);
-    const ELF_SYM_LIST Candidates = _Candidates(Fact, Frame.PC);
+    const ELF_FRAME Frame = MakeFrame(Number);
+    const ELF_SYM_LIST Candidates = CandidatesOf(Fact, Frame.PC);
     QStringList Ours;
     for (const ELF_SYM_HANDLE h : Candidates) {
         const ELF_SYM_VALUE Value = ElfApi_ReadSym(h, Frame);
         const ELF_SYM_PLACE Place = ElfApi_GetSymPlace(h, Frame);
-        const bool IsShort = _IsShort(Place, ElfApi_GetSymSize(h));
-        const QString sBits = _Bits(Value, First, Count, false);
+        const bool IsShort = IsShortValue(Place, ElfApi_GetSymSize(h));
+        const QString sBits = BitsOf(Value, First, Count, false);
         const bool IsLost = (Number != 0 || Fact[6] == GONE) && Value.Status == ELF_EXPR_UNAVAILABLE;
         const bool IsBehind =
             First >= 8 * ElfApi_GetSymSize(h) && ElfApi_GetSymDataTypeName(h).contains(QLatin1Char('['));
         const bool IsPointer = Place.Pieces.size() == 1 && Place.Pieces[0].Kind == ELF_EXPR_PIECE_IMPLICIT_PTR;
         if (sBits == Fact[6] || (IsPointer && Fact[6] == "0") || IsLost || IsBehind ||
-            (IsShort && _Bits(Value, First, Count, true) == Fact[6]) || (_IsWide(Place) && Fact[6] == "0")) {
+            (IsShort && BitsOf(Value, First, Count, true) == Fact[6]) || (IsWide(Place) && Fact[6] == "0")) {
             return {};
         }
         Ours.append(sBits);
@@ -188,7 +188,7 @@ struct TALLY {
     int NumGone = 0;
 };
 
-void _Compare(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
+void CompareValues(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
     for (const QString& sFact : sFacts.split(QLatin1Char('\n'))) {
         const QStringList Fact = sFact.split(QLatin1Char('|'));
         if (Fact[0] == "P") {
@@ -197,10 +197,10 @@ void _Compare(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
         } else if (Fact[0] == "M") {
             Machine.Memory[Fact[1].toUInt()] = QByteArray::fromHex(Fact[2].toLatin1());
         } else if (Fact[0] == "F") {
-            _AddFrame(Fact);
+            AddFrame(Fact);
         } else if (Fact[0] == "V") {
             ++(Fact[6] == GONE ? pTally->NumGone : pTally->NumValues);
-            const QString sError = _Check(Fact);
+            const QString sError = Check(Fact);
             EXPECT_TRUE(sError.isEmpty())
                 << qPrintable(sWhere + ": at ") << std::hex << Machine.Frames[Fact[1].toUInt()].PC
                 << qPrintable(": " + sFact + " but " + sError);
@@ -208,7 +208,7 @@ void _Compare(const QString& sFacts, const QString& sWhere, TALLY* pTally) {
     }
 }
 
-QString _Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
+QString Tool(const char* sName) { return QStandardPaths::findExecutable(QLatin1String(sName)); }
 
 struct PROGRAM {
     QString sElf;
@@ -220,10 +220,10 @@ struct PROGRAM {
 };
 
 /// The facts that gdb prints of a program that runs under QEMU.
-QString _AskGdb(const PROGRAM& Program) {
+QString AskGdb(const PROGRAM& Program) {
     const QString sQemu =
         QStringLiteral("exec %1 -M mps2-an386 -kernel %2 -S -gdb stdio -display none -serial none -monitor none")
-            .arg(_Tool("qemu-system-arm"), Program.sElf);
+            .arg(Tool("qemu-system-arm"), Program.sElf);
     const QString sSetup =
         QStringLiteral("python QEMU='%1'; START='%2'; STACK=%3; DATA=0x20000000; DATA_SIZE=%4; STEPS=%5; "
                        "MAX_VISITS=1; LAST='%6'; FUNCTIONS='%7'")
@@ -232,7 +232,7 @@ QString _AskGdb(const PROGRAM& Program) {
             .arg(Program.DataSize)
             .arg(Program.NumSteps)
             .arg(Program.sFunctions.section(QLatin1Char(' '), -1), Program.sFunctions);
-    return RunTool(_Tool("gdb-multiarch"),
+    return RunTool(Tool("gdb-multiarch"),
                    {"-nx", "-batch", "-ex", sSetup, "-x", BRASK_SOURCE_DIR "/tests/elf/dwarf/values.py", Program.sElf});
 }
 
@@ -240,15 +240,15 @@ class DwarfValues : public CElfTest {
 protected:
     void SetUp() override {
         CElfTest::SetUp();
-        if (_Tool("gdb-multiarch").isEmpty() || _Tool("qemu-system-arm").isEmpty()) {
+        if (Tool("gdb-multiarch").isEmpty() || Tool("qemu-system-arm").isEmpty()) {
             GTEST_SKIP() << "gdb-multiarch or qemu-system-arm is not installed";
         }
     }
     static void Compare(const PROGRAM& Program, const QString& sWhere, TALLY* pTally) {
         ASSERT_EQ(ElfApi_Init(Program.sElf), 0);
-        const QString sFacts = _AskGdb(Program);
+        const QString sFacts = AskGdb(Program);
         EXPECT_FALSE(sFacts.isEmpty()) << qPrintable(sWhere);
-        _Compare(sFacts, sWhere, pTally);
+        CompareValues(sFacts, sWhere, pTally);
         ElfApi_Deinit();
     }
 };

@@ -10,7 +10,7 @@ namespace {
 
 constexpr qsizetype SIZE = 3 * static_cast<qsizetype>(CElfBuffer::MIN_MAPPED) + 1000;
 
-QByteArray _Pattern() {
+QByteArray Pattern() {
     QByteArray Bytes(SIZE, '\0');
     for (qsizetype i = 0; i < SIZE; ++i) {
         Bytes[i] = static_cast<char>(i * 7 + i / 4096);
@@ -31,7 +31,7 @@ protected:
     QTemporaryDir m_Dir;
     QString m_sPath = m_Dir.filePath("large.bin");
     QByteArray m_Path = QFile::encodeName(m_sPath);
-    QByteArray m_Bytes = _Pattern();
+    QByteArray m_Bytes = Pattern();
 };
 
 } // namespace

@@ -15,14 +15,14 @@ namespace {
 
 const QString sDemoDir = QStringLiteral(BRASK_SOURCE_DIR "/examples/demo/");
 
-QByteArray _ReadDemo(const QString& sName) {
+QByteArray ReadDemo(const QString& sName) {
     QFile File(sDemoDir + sName);
     return File.open(QIODevice::ReadOnly) ? File.readAll() : QByteArray();
 }
 
 /// Number of the first line that contains the text; 0 if none does.
-U32 _LineOf(const QString& sFile, const char* sMarker) {
-    const QList<QByteArray> Lines = _ReadDemo("src/" + sFile).split('\n');
+U32 LineOf(const QString& sFile, const char* sMarker) {
+    const QList<QByteArray> Lines = ReadDemo("src/" + sFile).split('\n');
     for (qsizetype i = 0; i < Lines.size(); ++i) {
         if (Lines[i].contains(sMarker)) {
             return static_cast<U32>(i + 1);
@@ -31,7 +31,7 @@ U32 _LineOf(const QString& sFile, const char* sMarker) {
     return 0;
 }
 
-QString _Run(const QString& sProgram, const QStringList& Args) {
+QString RunOracle(const QString& sProgram, const QStringList& Args) {
     QProcess Process;
     Process.start(sProgram, Args);
     return Process.waitForFinished(60'000) && Process.exitCode() == 0
@@ -39,10 +39,10 @@ QString _Run(const QString& sProgram, const QStringList& Args) {
                : QString();
 }
 
-QString _Hex(I64 Value) { return QString::number(Value, 16).rightJustified(8, '0'); }
+QString Hex(I64 Value) { return QString::number(Value, 16).rightJustified(8, '0'); }
 
 /// FileId of the program's file of that name.
-U32 _FileOf(const QString& sName) {
+U32 FileOf(const QString& sName) {
     for (const U32 FileId : ElfApi_GetSrcFileIds()) {
         if (QFileInfo(ElfApi_GetFilePath(FileId)).fileName() == sName) {
             return FileId;
@@ -51,7 +51,7 @@ U32 _FileOf(const QString& sName) {
     return INVALID_FILE_ID;
 }
 
-U32 _AddrOf(const QString& sName) {
+U32 AddrOf(const QString& sName) {
     return static_cast<U32>(ElfApi_GetSymAddr(ElfApi_FindSym(sName, true, false, false, true)));
 }
 
@@ -70,11 +70,11 @@ protected:
 };
 
 TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
-    const U32 Main = _AddrOf("main");
+    const U32 Main = AddrOf("main");
     EXPECT_EQ(ElfApi_GetMemRegionKind(Main), static_cast<U32>(ELF_REGION_THUMB));
     const CSrcLoc AtMain = ElfApi_GetSrcLoc(Main);
-    const U32 MainFile = _FileOf("main.c");
-    EXPECT_TRUE(AtMain == (CSrcLoc{MainFile, _LineOf("main.c", "int main(void)"), 0}));
+    const U32 MainFile = FileOf("main.c");
+    EXPECT_TRUE(AtMain == (CSrcLoc{MainFile, LineOf("main.c", "int main(void)"), 0}));
     EXPECT_TRUE(ElfApi_IsLineStart(Main));
     EXPECT_FALSE(ElfApi_IsLineStart(Main + 1));
     EXPECT_TRUE(ElfApi_GetSrcFiles().contains(ElfApi_GetFilePath(MainFile)));
@@ -83,7 +83,7 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
                                                            {"main.c", "Checksum = "}, {"calc.c", "MARK: recursion end"},
                                                            {"calc.c", "return ~Crc"}, {"shapes.c", "Square / 2u"}};
     for (const auto& [sFile, sMarker] : aMarker) {
-        const CSrcLoc Loc{_FileOf(sFile), _LineOf(sFile, sMarker), 0};
+        const CSrcLoc Loc{FileOf(sFile), LineOf(sFile, sMarker), 0};
         ASSERT_GT(Loc.Line, 0u) << sMarker;
         const I64 Addr = ElfApi_GetAddr(Loc);
         ASSERT_GE(Addr, 0) << sMarker;
@@ -91,11 +91,11 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
         EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr))))
             << sMarker;
     }
-    for (const CSrcLoc& Loc : {CSrcLoc{_FileOf("tick.c"), _LineOf("tick.c", "MARK: tick"), 0}, AtMain}) {
+    for (const CSrcLoc& Loc : {CSrcLoc{FileOf("tick.c"), LineOf("tick.c", "MARK: tick"), 0}, AtMain}) {
         EXPECT_GE(ElfApi_GetAddr(Loc), 0) << "the last line program is read as well as the first";
     }
     // The include line has no code: the next line that has is as near as it gets.
-    const CSrcLoc Include{MainFile, _LineOf("main.c", "#include"), 0};
+    const CSrcLoc Include{MainFile, LineOf("main.c", "#include"), 0};
     EXPECT_EQ(ElfApi_GetAddr(Include), -1);
     EXPECT_GE(ElfApi_GetAddr(ElfApi_GetNextCodeLine(Include)), 0);
     EXPECT_FALSE(ElfApi_GetNextCodeLine({MainFile, 100'000, 0}).IsValid());
@@ -106,7 +106,7 @@ TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
 }
 
 TEST_F(ElfDemo, FunctionsOfARangeOverlapIt) {
-    const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(_AddrOf("main")));
+    const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(AddrOf("main")));
     ASSERT_GT(Main.Size, 8u);
     for (const ELF_ADDR_RANGE& Range :
          {Main, ELF_ADDR_RANGE{Main.Addr + 4, 1}, ELF_ADDR_RANGE{Main.Addr + Main.Size - 2, 2}}) {
@@ -125,16 +125,16 @@ TEST_F(ElfDemo, SymbolsAndHeadersAgreeWithReadelf) {
     static const QRegularExpression Func("^\\s*\\d+: ([0-9a-f]{8})\\s+(\\d+) FUNC\\s+\\S+\\s+\\S+\\s+\\d+ (\\S+)$",
                                          QRegularExpression::MultilineOption);
     int NumFuncs = 0;
-    for (auto It = Func.globalMatch(_Run(sTool, {"-sW", sDemoDir + "demo.elf"})); It.hasNext(); ++NumFuncs) {
+    for (auto It = Func.globalMatch(RunOracle(sTool, {"-sW", sDemoDir + "demo.elf"})); It.hasNext(); ++NumFuncs) {
         const QRegularExpressionMatch Match = It.next();
         const U32 Value = Match.captured(1).toUInt(nullptr, 16) & ~1u;
-        EXPECT_EQ(_AddrOf(Match.captured(3)), Value) << qPrintable(Match.captured(3));
+        EXPECT_EQ(AddrOf(Match.captured(3)), Value) << qPrintable(Match.captured(3));
         const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(Value));
         EXPECT_EQ(Range.Addr, Value);
         EXPECT_GE(Range.Size, Match.captured(2).toUInt());
     }
     EXPECT_GE(NumFuncs, 10);
-    const QString sHeader = _Run(sTool, {"-h", sDemoDir + "demo.elf"});
+    const QString sHeader = RunOracle(sTool, {"-h", sDemoDir + "demo.elf"});
     const QRegularExpressionMatch Entry = QRegularExpression("Entry point address:\\s+0x([0-9a-f]+)").match(sHeader);
     ASSERT_TRUE(Entry.hasMatch());
     EXPECT_EQ(ElfApi_GetEntryPointPC(), Entry.captured(1).toLongLong(nullptr, 16) & ~1ll);
@@ -148,19 +148,19 @@ TEST_F(ElfDemo, AddressesOfLinesAgreeWithGdb) {
     QStringList Args = {"-batch", "-nx"};
     QList<QPair<QString, U32>> Asked;
     for (const QString& sFile : {QString("main.c"), QString("calc.c"), QString("shapes.c"), QString("tick.c")}) {
-        for (CSrcLoc Loc{_FileOf(sFile), 0, 0}; (Loc = ElfApi_GetNextCodeLine(Loc)).IsValid();) {
+        for (CSrcLoc Loc{FileOf(sFile), 0, 0}; (Loc = ElfApi_GetNextCodeLine(Loc)).IsValid();) {
             Asked.append({sFile, Loc.Line});
             Args << "-ex" << QString("info line %1:%2").arg(sFile).arg(Loc.Line);
         }
     }
-    const QStringList Answers = _Run(sTool, Args << sDemoDir + "demo.elf").split('\n', Qt::SkipEmptyParts);
+    const QStringList Answers = RunOracle(sTool, Args << sDemoDir + "demo.elf").split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(Answers.size(), Asked.size());
     static const QRegularExpression Start("(?:starts at address|is at address) 0x([0-9a-f]+)");
     for (qsizetype i = 0; i < Asked.size(); ++i) {
         const QRegularExpressionMatch Match = Start.match(Answers[i]);
         ASSERT_TRUE(Match.hasMatch()) << qPrintable(Answers[i]);
-        const I64 Addr = ElfApi_GetAddr({_FileOf(Asked[i].first), Asked[i].second, 0});
-        EXPECT_EQ(_Hex(Addr), _Hex(Match.captured(1).toLongLong(nullptr, 16))) << qPrintable(Answers[i]);
+        const I64 Addr = ElfApi_GetAddr({FileOf(Asked[i].first), Asked[i].second, 0});
+        EXPECT_EQ(Hex(Addr), Hex(Match.captured(1).toLongLong(nullptr, 16))) << qPrintable(Answers[i]);
     }
     EXPECT_GT(Asked.size(), 30);
 }
@@ -168,8 +168,8 @@ TEST_F(ElfDemo, AddressesOfLinesAgreeWithGdb) {
 namespace {
 
 /// Addresses that all move with the program, and what is found at them.
-QList<I64> _MovingAddrs() {
-    const U32 Main = _AddrOf("main");
+QList<I64> MovingAddrs() {
+    const U32 Main = AddrOf("main");
     U32 RegionLo = 0;
     ElfApi_GetMemRegionKind(Main, &RegionLo);
     const CSrcLoc Line = ElfApi_GetLastSrcLoc(Main);
@@ -179,7 +179,7 @@ QList<I64> _MovingAddrs() {
     ELF_GetSymAddrRange(&SymLo, &SymHi, &NumSyms);
     return {Main,
             SymHi,
-            _AddrOf("TickCounter"),
+            AddrOf("TickCounter"),
             ElfApi_GetSymLoc(ElfApi_FindSym("TickCounter", true, false, false, false), 0).Addr,
             ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(Main + 2)).Addr,
             RegionLo,
@@ -192,7 +192,7 @@ QList<I64> _MovingAddrs() {
             ElfApi_FindSymsAtAddr(Main, true, false).isEmpty() ? -1 : I64(Main)};
 }
 
-U32 _CodeAt(U32 Addr) {
+U32 CodeAt(U32 Addr) {
     U32 Value = 0;
     EXPECT_EQ(ElfApi_ReadMem(Addr, 4, &Value), 0);
     return Value;
@@ -202,19 +202,19 @@ U32 _CodeAt(U32 Addr) {
 
 TEST_F(ElfDemo, RelocatedProgramsMoveWhenEverTheyAreToldTo) {
     const QString sElf = sDemoDir + "demo.elf";
-    const QList<I64> Addrs = _MovingAddrs();
-    const U32 Main = _AddrOf("main");
-    const U32 Code = _CodeAt(Main);
+    const QList<I64> Addrs = MovingAddrs();
+    const U32 Main = AddrOf("main");
+    const U32 Code = CodeAt(Main);
     const auto ExpectMoved = [&](I64 Offset) {
-        const QList<I64> Moved = _MovingAddrs();
+        const QList<I64> Moved = MovingAddrs();
         for (qsizetype i = 0; i < Addrs.size(); ++i) {
             EXPECT_EQ(Moved[i], Addrs[i] + Offset) << i;
         }
-        EXPECT_EQ(_CodeAt(static_cast<U32>(Main + Offset)), Code);
+        EXPECT_EQ(CodeAt(static_cast<U32>(Main + Offset)), Code);
         EXPECT_EQ(ElfApi_GetStackSize(static_cast<U32>(Main + Offset)) >= 0, ElfApi_GetFdeCnt() != 0);
     };
     // With the file open, after everything has been asked; a file that was found elsewhere stays found.
-    const QString sFile = ElfApi_GetFilePath(_FileOf("calc.c"));
+    const QString sFile = ElfApi_GetFilePath(FileOf("calc.c"));
     ElfApi_OnSrcFileLocated(sFile, "/elsewhere/calc.c");
     EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x4000), 0);
     ExpectMoved(0x4000);
@@ -228,19 +228,19 @@ TEST_F(ElfDemo, RelocatedProgramsMoveWhenEverTheyAreToldTo) {
     ASSERT_EQ(ElfApi_Init(sElf), 0);
     ExpectMoved(0);
     // One function, then the rest: the first entry that holds an address counts.
-    const U32 Other = _AddrOf("Calc_Sort");
+    const U32 Other = AddrOf("Calc_Sort");
     EXPECT_EQ(ElfApi_RelocateSymbols("main", -0x40), 0);
     EXPECT_EQ(ElfApi_RelocateSymbols("no such symbol", 8), -1);
-    EXPECT_EQ(_AddrOf("Calc_Sort"), Other);
+    EXPECT_EQ(AddrOf("Calc_Sort"), Other);
     EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x10000), 0);
-    EXPECT_EQ(_AddrOf("main"), Main - 0x40);
-    EXPECT_EQ(_AddrOf("Calc_Sort"), Other + 0x10000);
+    EXPECT_EQ(AddrOf("main"), Main - 0x40);
+    EXPECT_EQ(AddrOf("Calc_Sort"), Other + 0x10000);
     EXPECT_EQ(ElfApi_GetAddr(ElfApi_GetSrcLoc(Other + 0x10000)), Other + 0x10000);
 }
 
 // Damaged headers, tables and debug information: refused, or open with what can still be read.
 TEST_F(ElfDemo, DamagedFilesDoNoHarm) {
-    const QByteArray Demo = _ReadDemo("demo.elf");
+    const QByteArray Demo = ReadDemo("demo.elf");
     ASSERT_GT(Demo.size(), 1000);
     const QString sPath = m_Dir.filePath("damaged.elf");
     std::mt19937 Random(20240612);

@@ -8,7 +8,7 @@
 namespace {
 
 /// A little-endian file with code, data, a segment and two symbols.
-CElfImageBuilder _Small() {
+CElfImageBuilder Small() {
     CElfImageBuilder Builder;
     const U32 Text = Builder.AddSection(".text", 1, SHF_ALLOC | SHF_EXECINSTR, 0x1000, QByteArray(64, '\xAA'));
     Builder.AddSection(".data", 1, SHF_ALLOC, 0x20000000, QByteArray(16, '\x55'));
@@ -18,14 +18,14 @@ CElfImageBuilder _Small() {
     return Builder;
 }
 
-void _Poke32(QByteArray* pBytes, qsizetype Off, U32 Value) {
+void Poke32(QByteArray* pBytes, qsizetype Off, U32 Value) {
     for (int i = 0; i < 4; ++i) {
         (*pBytes)[Off + i] = static_cast<char>(Value >> (8 * i));
     }
 }
 
 /// Offset of a field of a section header.
-qsizetype _SectionField(const QByteArray& Bytes, U32 Idx, U32 Field) {
+qsizetype SectionField(const QByteArray& Bytes, U32 Idx, U32 Field) {
     U32 TableOff = 0;
     std::memcpy(&TableOff, Bytes.constData() + 32, 4);
     return static_cast<qsizetype>(TableOff + Idx * 40 + Field * 4);
@@ -66,34 +66,34 @@ TEST_F(ElfFile, RefusedFilesSayWhy) {
          [](QByteArray* p) { (*p)[6] = 2; },
          {"Invalid ELF file. Invalid ELF header version number.", sHeader}},
         {"file version",
-         [](QByteArray* p) { _Poke32(p, 20, 0); },
+         [](QByteArray* p) { Poke32(p, 20, 0); },
          {"Invalid ELF file. Invalid file version number.", sHeader}},
         {"x86", [](QByteArray* p) { (*p)[18] = 3; }, {"Not a valid elf object file.", sHeader}},
         {"segments cut", [](QByteArray* p) { p->truncate(60); }, {"could not parse segment headers."}},
-        {"segments outside", [](QByteArray* p) { _Poke32(p, 28, 0xFFFFFFF0); }, {"could not parse segment headers."}},
+        {"segments outside", [](QByteArray* p) { Poke32(p, 28, 0xFFFFFFF0); }, {"could not parse segment headers."}},
         {"segment size 0", [](QByteArray* p) { (*p)[42] = 0; }, {"could not parse segment headers."}},
         {"65535 segments", [](QByteArray* p) { (*p)[44] = (*p)[45] = '\xFF'; }, {"could not parse segment headers."}},
         {"sections cut", [](QByteArray* p) { p->chop(1); }, {"could not section headers."}},
-        {"sections outside", [](QByteArray* p) { _Poke32(p, 32, 0x7FFFFFFF); }, {"could not section headers."}},
+        {"sections outside", [](QByteArray* p) { Poke32(p, 32, 0x7FFFFFFF); }, {"could not section headers."}},
         {"65535 sections", [](QByteArray* p) { (*p)[48] = (*p)[49] = '\xFF'; }, {"could not section headers."}},
         {"symbols outside",
-         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_OFFSET), 0xFFFFFFF0); },
+         [](QByteArray* p) { Poke32(p, SectionField(*p, SYMTAB, FIELD_OFFSET), 0xFFFFFFF0); },
          {"could not parse symbols."}},
         {"4 GB of symbols",
-         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_SIZE), 0xFFFFFFFF); },
+         [](QByteArray* p) { Poke32(p, SectionField(*p, SYMTAB, FIELD_SIZE), 0xFFFFFFFF); },
          {"could not parse symbols."}},
         {"symbols of 1 byte",
-         [](QByteArray* p) { _Poke32(p, _SectionField(*p, SYMTAB, FIELD_ENTSIZE), 1); },
+         [](QByteArray* p) { Poke32(p, SectionField(*p, SYMTAB, FIELD_ENTSIZE), 1); },
          {"could not parse symbols."}},
     };
     for (const ROW& Row : aRow) {
-        QByteArray Bytes = _Small().Build();
+        QByteArray Bytes = Small().Build();
         Row.Damage(&Bytes);
         EXPECT_EQ(Open(Bytes), nullptr) << Row.sName;
         EXPECT_EQ(Messages, Row.Messages) << Row.sName << ": " << qPrintable(Messages.join(" | "));
         EXPECT_EQ(ELF_GetCurrentFile(), nullptr) << Row.sName;
     }
-    EXPECT_NE(Open(_Small().Build()), nullptr) << "failures leave nothing behind";
+    EXPECT_NE(Open(Small().Build()), nullptr) << "failures leave nothing behind";
 }
 
 TEST_F(ElfFile, PathsThatAreNoFile) {
@@ -113,10 +113,10 @@ TEST_F(ElfFile, SymbolSectionsThatShareTheirBytesAreRefused) {
     }
     QByteArray Bytes = Builder.Build();
     U32 BigOffset = 0;
-    std::memcpy(&BigOffset, Bytes.constData() + _SectionField(Bytes, 1, FIELD_OFFSET), 4);
+    std::memcpy(&BigOffset, Bytes.constData() + SectionField(Bytes, 1, FIELD_OFFSET), 4);
     for (U32 i = 2; i <= 3001; ++i) {
-        _Poke32(&Bytes, _SectionField(Bytes, i, FIELD_OFFSET), BigOffset);
-        _Poke32(&Bytes, _SectionField(Bytes, i, FIELD_SIZE), 160'000);
+        Poke32(&Bytes, SectionField(Bytes, i, FIELD_OFFSET), BigOffset);
+        Poke32(&Bytes, SectionField(Bytes, i, FIELD_SIZE), 160'000);
     }
     EXPECT_EQ(Open(Bytes), nullptr);
     EXPECT_EQ(Messages, QStringList{"could not parse symbols."});
@@ -134,7 +134,7 @@ TEST_F(ElfFile, HeadersInBothByteOrders) {
                         {true, 0x05800000, ELF_ENC_BE8, "ARM BE8 (Big Endian byte invariant)"},
                         {true, 0x05000000, ELF_ENC_BE32, "ARM BE32 (Big Endian word invariant)"}};
     for (const ROW& Row : aRow) {
-        CElfImageBuilder Builder = _Small();
+        CElfImageBuilder Builder = Small();
         Builder.IsBigEndian = Row.IsBigEndian;
         Builder.Flags = Row.Flags;
         const ELF_FILE* pFile = Open(Builder.Build());
@@ -163,7 +163,7 @@ TEST_F(ElfFile, HeadersInBothByteOrders) {
 }
 
 TEST_F(ElfFile, IndicesOutOfRangeAnswerNothing) {
-    const ELF_FILE* pFile = Open(_Small().Build());
+    const ELF_FILE* pFile = Open(Small().Build());
     ASSERT_NE(pFile, nullptr);
     for (const U32 Idx : {6u, 100u, 0xFFFFFFFFu}) {
         EXPECT_EQ(ELF_GetSegmentType(pFile, Idx), 0u);
@@ -186,10 +186,10 @@ TEST_F(ElfFile, IndicesOutOfRangeAnswerNothing) {
 }
 
 TEST_F(ElfFile, DamagedNamesAndContentsAreLeftOut) {
-    QByteArray Bytes = _Small().Build();
-    _Poke32(&Bytes, _SectionField(Bytes, 1, FIELD_NAME), 0xFFFFFF);
-    _Poke32(&Bytes, _SectionField(Bytes, 2, FIELD_OFFSET), 0xFFFFFFF0);
-    _Poke32(&Bytes, _SectionField(Bytes, STRTAB, FIELD_SIZE), 3); // cuts the first name off from its end
+    QByteArray Bytes = Small().Build();
+    Poke32(&Bytes, SectionField(Bytes, 1, FIELD_NAME), 0xFFFFFF);
+    Poke32(&Bytes, SectionField(Bytes, 2, FIELD_OFFSET), 0xFFFFFFF0);
+    Poke32(&Bytes, SectionField(Bytes, STRTAB, FIELD_SIZE), 3); // cuts the first name off from its end
     const ELF_FILE* pFile = Open(Bytes);
     ASSERT_NE(pFile, nullptr);
     EXPECT_EQ(ELF_GetSectionName(pFile, 1), nullptr);
@@ -210,7 +210,7 @@ TEST_F(ElfFile, AStringEndsInItsSectionWithin64KiB) {
 }
 
 TEST_F(ElfFile, OneFileAtATime) {
-    const ELF_FILE* pFirst = Open(_Small().Build());
+    const ELF_FILE* pFirst = Open(Small().Build());
     ASSERT_NE(pFirst, nullptr);
     Messages.clear();
     EXPECT_EQ(ELF_Open(qPrintable(m_Dir.filePath("image.elf"))), nullptr);
@@ -224,7 +224,7 @@ TEST_F(ElfFile, OneFileAtATime) {
 }
 
 TEST_F(ElfFile, AStrippedFileOpensWithoutSymbols) {
-    CElfImageBuilder Builder = _Small();
+    CElfImageBuilder Builder = Small();
     Builder.IsStripped = true;
     const ELF_FILE* pFile = Open(Builder.Build());
     ASSERT_NE(pFile, nullptr);
@@ -287,7 +287,7 @@ TEST_F(ElfFile, TheApiKeepsTheReasonOfAFailure) {
     EXPECT_EQ(ElfApi_GetBaseAddr(), -1);
     EXPECT_EQ(ElfApi_FindSym("main", true, true, true, true), 0u);
     EXPECT_TRUE(ElfApi_GetLoadSegments().isEmpty());
-    EXPECT_EQ(ElfApi_Init(Write(_Small().Build())), 0);
+    EXPECT_EQ(ElfApi_Init(Write(Small().Build())), 0);
     EXPECT_TRUE(ElfApi_GetErrorText().isEmpty());
     EXPECT_EQ(ElfApi_GetSymAddr(ElfApi_FindSym("main", false, false, false, true)), 0x1000);
     EXPECT_EQ(ElfApi_Init(m_Dir.filePath("missing")), -1);

@@ -9,9 +9,9 @@ class ElfUnpack : public CElfTest {};
 
 namespace {
 
-QByteArray _Zlib(const QByteArray& Data) { return qCompress(Data).mid(4); }
+QByteArray Zlib(const QByteArray& Data) { return qCompress(Data).mid(4); }
 
-QByteArray _Number(U32 Value, bool IsBig) {
+QByteArray Number(U32 Value, bool IsBig) {
     QByteArray Bytes;
     for (int i = 0; i < 4; ++i) {
         Bytes.append(static_cast<char>(Value >> (IsBig ? 24 - 8 * i : 8 * i)));
@@ -24,10 +24,10 @@ QByteArray _Number(U32 Value, bool IsBig) {
 TEST_F(ElfUnpack, SectionsOfAllFormsAndDamagedOnes) {
     const QByteArray Plain = QByteArray("int main char unsigned ").repeated(30);
     const U32 Size = static_cast<U32>(Plain.size());
-    const QByteArray Old = "ZLIB" + QByteArray(4, '\0') + _Number(Size, true) + _Zlib(Plain);
+    const QByteArray Old = "ZLIB" + QByteArray(4, '\0') + Number(Size, true) + Zlib(Plain);
     for (const bool IsBig : {false, true}) {
         const auto Header = [IsBig](U32 Type, U32 Unpacked) {
-            return _Number(Type, IsBig) + _Number(Unpacked, IsBig) + _Number(1, IsBig);
+            return Number(Type, IsBig) + Number(Unpacked, IsBig) + Number(1, IsBig);
         };
         struct ROW {
             const char* sName;
@@ -37,27 +37,23 @@ TEST_F(ElfUnpack, SectionsOfAllFormsAndDamagedOnes) {
             const char* sMessage;
         };
         const ROW aRow[] = {
-            {".debug_info", SHF_COMPRESSED, Header(1, Size) + _Zlib(Plain), Plain, nullptr},
-            {".debug_str", SHF_COMPRESSED, Header(1, 2 * Size) + _Zlib(Plain) + _Zlib(Plain), Plain + Plain, nullptr},
+            {".debug_info", SHF_COMPRESSED, Header(1, Size) + Zlib(Plain), Plain, nullptr},
+            {".debug_str", SHF_COMPRESSED, Header(1, 2 * Size) + Zlib(Plain) + Zlib(Plain), Plain + Plain, nullptr},
             {".zdebug_line", 0, Old, Plain, nullptr},
             {".zdebug_loc", 0, "no header that says so", "no header that says so", nullptr},
-            {".text", SHF_COMPRESSED, Header(1, Size) + _Zlib(Plain), Header(1, Size) + _Zlib(Plain), nullptr},
-            {".debug_a",
-             SHF_COMPRESSED,
-             Header(2, Size) + _Zlib(Plain),
-             {},
-             "unknown compression of section .debug_a."},
+            {".text", SHF_COMPRESSED, Header(1, Size) + Zlib(Plain), Header(1, Size) + Zlib(Plain), nullptr},
+            {".debug_a", SHF_COMPRESSED, Header(2, Size) + Zlib(Plain), {}, "unknown compression of section .debug_a."},
             {".debug_b", SHF_COMPRESSED, "short", {}, "unknown compression of section .debug_b."},
             {".debug_c",
              SHF_COMPRESSED,
-             Header(1, Size) + _Zlib(Plain).chopped(9),
+             Header(1, Size) + Zlib(Plain).chopped(9),
              {},
              "could not unpack section .debug_c."},
-            {".debug_d", SHF_COMPRESSED, Header(1, Size - 1) + _Zlib(Plain), {}, "could not unpack section .debug_d."},
-            {".debug_e", SHF_COMPRESSED, Header(1, Size + 1) + _Zlib(Plain), {}, "could not unpack section .debug_e."},
+            {".debug_d", SHF_COMPRESSED, Header(1, Size - 1) + Zlib(Plain), {}, "could not unpack section .debug_d."},
+            {".debug_e", SHF_COMPRESSED, Header(1, Size + 1) + Zlib(Plain), {}, "could not unpack section .debug_e."},
             {".debug_f",
              SHF_COMPRESSED,
-             Header(1, 0x7FFFFFFF) + _Zlib(Plain),
+             Header(1, 0x7FFFFFFF) + Zlib(Plain),
              {},
              "compressed section is too large: .debug_f."},
         };
@@ -86,7 +82,7 @@ TEST_F(ElfUnpack, SectionsOfAllFormsAndDamagedOnes) {
 
 TEST_F(ElfUnpack, SectionsThatShareTheirBytesAreLeftOut) {
     const QByteArray Zeros =
-        _Number(1, false) + _Number(100'000, false) + _Number(1, false) + _Zlib(QByteArray(100'000, '\0'));
+        Number(1, false) + Number(100'000, false) + Number(1, false) + Zlib(QByteArray(100'000, '\0'));
     CElfImageBuilder Builder;
     for (int i = 0; i < 100; ++i) {
         Builder.AddSection(".debug_info", 1, SHF_COMPRESSED, 0, Zeros);

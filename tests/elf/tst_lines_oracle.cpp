@@ -32,7 +32,7 @@ protected:
 /// "file:line@address" with the number of its rows.
 using ROW_COUNTS = QMap<QString, int>;
 
-ROW_COUNTS _ObjdumpRows(const QString& sPath) {
+ROW_COUNTS ObjdumpRows(const QString& sPath) {
     static const QRegularExpression Form(QStringLiteral("^(\\S+)\\s+(\\d+)\\s+(?:0x)?([0-9a-f]+)"));
     ROW_COUNTS Rows;
     for (const QString& sLine : RunTool(FindCrossTool("objdump"), {"-w", "--dwarf=decodedline", sPath}).split('\n')) {
@@ -59,7 +59,7 @@ struct COUNTING_SINK {
     ROW_COUNTS* pRows;
 };
 
-ROW_COUNTS _OwnRows() {
+ROW_COUNTS OwnRows() {
     ROW_COUNTS Rows;
     QSet<U64> Known;
     const DWARF_STORE& S = *ELF_GetStore();
@@ -76,7 +76,7 @@ ROW_COUNTS _OwnRows() {
     return Rows;
 }
 
-QString _Difference(const ROW_COUNTS& Theirs, const ROW_COUNTS& Ours) {
+QString Difference(const ROW_COUNTS& Theirs, const ROW_COUNTS& Ours) {
     QStringList Texts;
     for (auto It = Theirs.cbegin(); It != Theirs.cend() && Texts.size() < MAX_SHOWN; ++It) {
         if (Ours.value(It.key()) != It.value()) {
@@ -93,7 +93,7 @@ QString _Difference(const ROW_COUNTS& Theirs, const ROW_COUNTS& Ours) {
 }
 
 /// One rule of readelf's table in our form. An unmentioned register is "u" there, though it keeps its value.
-QString _RuleText(const ELF_SYM_LOC& Loc, U32 Reg) {
+QString RuleText(const ELF_SYM_LOC& Loc, U32 Reg) {
     const auto Signed = [](I32 Off) { return (Off < 0 ? "-" : "+") + QString::number(std::abs(Off)); };
     switch (Loc.Kind) {
     case ELF_LOC_MEM_CFA:
@@ -130,9 +130,9 @@ struct FRAME_TABLE {
                     const U32 Reg = Columns[k] == "CFA" ? 13 : Columns[k] == "ra" ? 14 : Columns[k].mid(1).toUInt();
                     const QString sTheirs = Rows[i].second[k] == "s" ? QStringLiteral("u") : Rows[i].second[k];
                     ++*pNumChecked;
-                    if (Reg < NUM_UNWIND_REGS && _RuleText(aRule[Reg], Reg) != sTheirs) {
+                    if (Reg < NUM_UNWIND_REGS && RuleText(aRule[Reg], Reg) != sTheirs) {
                         return QStringLiteral("%1 at %2: theirs %3, ours %4")
-                            .arg(Columns[k], QString::number(PC, 16), sTheirs, _RuleText(aRule[Reg], Reg));
+                            .arg(Columns[k], QString::number(PC, 16), sTheirs, RuleText(aRule[Reg], Reg));
                     }
                 }
             }
@@ -141,7 +141,7 @@ struct FRAME_TABLE {
     }
 };
 
-QList<FRAME_TABLE> _ReadelfFrames(const QString& sPath) {
+QList<FRAME_TABLE> ReadelfFrames(const QString& sPath) {
     static const QRegularExpression Head(QStringLiteral(" FDE .*pc=([0-9a-f]+)\\.\\.([0-9a-f]+)"));
     static const QRegularExpression Row(QStringLiteral("^([0-9a-f]{8}) +(r\\d+.*|exp.*)$"));
     QList<FRAME_TABLE> Tables;
@@ -170,10 +170,10 @@ QList<FRAME_TABLE> _ReadelfFrames(const QString& sPath) {
 TEST_F(LinesOracle, EveryLineRowIsObjdumps) {
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
-        const ROW_COUNTS Theirs = _ObjdumpRows(Program.sPath);
+        const ROW_COUNTS Theirs = ObjdumpRows(Program.sPath);
         EXPECT_EQ(Theirs.isEmpty(), ELF_FindSection(ELF_GetCurrentFile(), ".debug_line") < 0)
             << qPrintable(Program.sName);
-        EXPECT_EQ(_Difference(Theirs, _OwnRows()).toStdString(), "") << qPrintable(Program.sName);
+        EXPECT_EQ(Difference(Theirs, OwnRows()).toStdString(), "") << qPrintable(Program.sName);
         NoteCompared(Program, "line rows", Theirs.size());
     }
 }
@@ -183,7 +183,7 @@ TEST_F(LinesOracle, EveryFrameRuleIsReadelfs) {
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         int NumChecked = 0;
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
-        const QList<FRAME_TABLE> Tables = _ReadelfFrames(Program.sPath);
+        const QList<FRAME_TABLE> Tables = ReadelfFrames(Program.sPath);
         EXPECT_EQ(ElfApi_GetFdeCnt(), static_cast<U32>(Tables.size())) << qPrintable(Program.sName);
         // Descriptions of functions that the linker dropped stand at address 0, or where another copy is that it kept.
         const ELF_FILE* pFile = ELF_GetCurrentFile();

@@ -22,7 +22,7 @@ struct ROW {
     U32 Col;
 };
 
-ELF_LINE_TABLE _Table(const std::vector<ROW>& Rows, const std::vector<ELF_RANGE>& Ranges) {
+ELF_LINE_TABLE MakeTable(const std::vector<ROW>& Rows, const std::vector<ELF_RANGE>& Ranges) {
     ELF_LINE_TABLE Table;
     CLineTableWriter Writer(&Table);
     for (const ROW& Row : Rows) {
@@ -35,27 +35,27 @@ ELF_LINE_TABLE _Table(const std::vector<ROW>& Rows, const std::vector<ELF_RANGE>
 }
 
 /// Two files of code from 0x1000 and 0x2000, a third that has lines of a dropped section only.
-ELF_LINES _Lines() {
+ELF_LINES LinesOf() {
     ELF_LINES Lines;
     Lines.SrcFiles = {"/src/Main.c", "/src/util.c", "/src/dropped.c", "/src/types.h"};
-    Lines.Tables = {_Table({{0x2000, 1, 7, 9}, {0x2000, 1, 7, 2}, {0x9000, 1, 8, 0}},
-                           {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}),
-                    _Table({{0x0, 0, 90, 0},
-                            {0x1000, 0, 10, 1},
-                            {0x1004, 0, 12, 3},
-                            {0x1004, 0, 11, 1},
-                            {0x1006, 0, 10, 5},
-                            {0x1200, 0, 2011, 0}},
-                           {{0x1000, 0x1300}}),
-                    _Table({{0x1500, 2, 5, 0}}, {})};
+    Lines.Tables = {MakeTable({{0x2000, 1, 7, 9}, {0x2000, 1, 7, 2}, {0x9000, 1, 8, 0}},
+                              {{0x2000, 0x2010}, {0x2010, 0x2020}, {0x4000, 0x4000 + 1'000'002}}),
+                    MakeTable({{0x0, 0, 90, 0},
+                               {0x1000, 0, 10, 1},
+                               {0x1004, 0, 12, 3},
+                               {0x1004, 0, 11, 1},
+                               {0x1006, 0, 10, 5},
+                               {0x1200, 0, 2011, 0}},
+                              {{0x1000, 0x1300}}),
+                    MakeTable({{0x1500, 2, 5, 0}}, {})};
     return Lines;
 }
 
-U32 _MoveUp(U32 Addr, bool) { return Addr + 0x1000; }
+U32 MoveUp(U32 Addr, bool) { return Addr + 0x1000; }
 
 class SrcMap : public testing::Test {
 protected:
-    void SetUp() override { m_Map.Build(_Lines(), 0x1000, nullptr); }
+    void SetUp() override { m_Map.Build(LinesOf(), 0x1000, nullptr); }
     CSrcMap m_Map;
 };
 
@@ -123,7 +123,7 @@ TEST_F(SrcMap, LocatedFilesKeepTheirPositions) {
 }
 
 TEST_F(SrcMap, RelocatedProgramsMoveAsAWhole) {
-    m_Map.Build(_Lines(), 0x2000, _MoveUp);
+    m_Map.Build(LinesOf(), 0x2000, MoveUp);
     EXPECT_TRUE(m_Map.HasAddr(0x2004));
     EXPECT_FALSE(m_Map.HasAddr(0x1004));
     EXPECT_EQ(m_Map.GetFileAtAddr(0x3008), m_Map.GetFileId("/src/util.c"));
@@ -149,7 +149,7 @@ TEST(LineTable, AnswersAsOneSortedListWould) {
                     AddrsOfFile[Rows.back().File].insert(Addr);
                 }
             }
-            Table = _Table(Rows, {});
+            Table = MakeTable(Rows, {});
         }
         // Runs of the same table are met by address, too: only rows of one address and one run have an order.
         std::stable_sort(All.begin(), All.end(), [](const ROW& a, const ROW& b) { return a.Addr < b.Addr; });
@@ -260,7 +260,7 @@ TEST(IntervalTree, FindsWhatALinearSearchFinds) {
 namespace {
 
 /// A frame table of one description for 0x100 to 0x200, whose instructions stand alone.
-CFI_TABLE _Frames(const std::vector<U8>& Instructions) {
+CFI_TABLE Frames(const std::vector<U8>& Instructions) {
     static const U8 aInitial[] = {DW_CFA_def_cfa, 13, 0};
     static std::vector<U8> Section;
     Section.assign(aInitial, aInitial + sizeof(aInitial));
@@ -307,7 +307,7 @@ TEST(Cfi, RulesByKind) {
                                   DW_CFA_restore | 1,
                                   ADVANCE_1,
                                   DW_CFA_restore_state};
-    CFI_TABLE Table = _Frames(Code);
+    CFI_TABLE Table = Frames(Code);
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
     const auto Expect = [&](U32 Reg, U32 Kind, U32 LocReg, I32 Off) {
         EXPECT_EQ(aRule[Reg].Kind, Kind) << Reg;
@@ -336,7 +336,7 @@ TEST(Cfi, RulesByKind) {
 }
 
 TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
-    CFI_TABLE Table = _Frames({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
+    CFI_TABLE Table = Frames({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
     Table.CfaFactor = 4;
     ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
     ASSERT_EQ(ELF_GetRegRules(&Table, 0x102, aRule), 30);
@@ -393,7 +393,7 @@ TEST(Cfi, StackUseIsTheLargestOffset) {
         {{0x3C, DW_CFA_def_cfa_offset, 8}, 0},                              // unknown: what follows can't be told
     };
     for (size_t i = 0; i < std::size(aCase); ++i) {
-        const CFI_TABLE Table = _Frames(aCase[i].Code);
+        const CFI_TABLE Table = Frames(aCase[i].Code);
         EXPECT_EQ(ELF_GetStackSize(&Table, 0x180), aCase[i].Size) << i;
         EXPECT_EQ(ELF_GetStackSize(&Table, 0x80), -1) << i;
     }
@@ -408,7 +408,7 @@ TEST(Cfi, DamagedInstructionsGiveNoRules) {
                                      {DW_CFA_def_cfa_expression, 0x7F},
                                      std::vector<U8>(1000, DW_CFA_remember_state)};
     for (const std::vector<U8>& Code : aCode) {
-        CFI_TABLE Table = _Frames(Code);
+        CFI_TABLE Table = Frames(Code);
         EXPECT_EQ(ELF_GetRegRules(&Table, 0x180, aRule), 0);
     }
 }

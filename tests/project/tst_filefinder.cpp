@@ -12,7 +12,7 @@
 
 namespace {
 
-QStringList _TakeConsole() {
+QStringList TakeConsole() {
     QStringList Lines;
     CONSOLE_MSG Msg;
     while (ConsoleTake(&Msg)) {
@@ -37,13 +37,13 @@ protected:
               "real/x/m.c"}) {
             Touch(sFile);
         }
-        _TakeConsole();
+        TakeConsole();
     }
     void TearDown() override {
         m_Finder.Reset();
         m_Finder.SetProjectPath({});
         m_Finder.SetAppPath({});
-        _TakeConsole();
+        TakeConsole();
     }
 
     QString P(const QString& sName) const { return m_Dir.path() + '/' + sName; }
@@ -185,7 +185,7 @@ TEST_F(FileFinder, SourcesAreCountedAndAnnounced) {
     EXPECT_EQ(Resolved[0], QVariantList({"inproj.c", P("proj/inproj.c")}));
     EXPECT_EQ(m_Finder.GetNumFound(), 1);
     EXPECT_EQ(m_Finder.GetNumMissing(), 1);
-    EXPECT_TRUE(_TakeConsole().isEmpty()) << "sources are counted, not printed";
+    EXPECT_TRUE(TakeConsole().isEmpty()) << "sources are counted, not printed";
     EXPECT_EQ(Stats.count(), 0);
     EXPECT_TRUE(Stats.wait());
     EXPECT_EQ(Stats.count(), 1) << "once for a burst";
@@ -210,9 +210,9 @@ TEST_F(FileFinder, OtherFilesAreReportedOnceOnTheConsole) {
     };
     for (const ROW& Row : aRow) {
         m_Finder.FindFile(Row.sAsked);
-        EXPECT_EQ(_TakeConsole(), Row.Lines) << qPrintable(Row.sAsked);
+        EXPECT_EQ(TakeConsole(), Row.Lines) << qPrintable(Row.sAsked);
     }
     m_Finder.Reset();
     m_Finder.FindFile("missing.elf");
-    EXPECT_EQ(_TakeConsole(), QStringList{"File not found: missing.elf"}) << "a reset forgets what was reported";
+    EXPECT_EQ(TakeConsole(), QStringList{"File not found: missing.elf"}) << "a reset forgets what was reported";
 }

@@ -8,7 +8,7 @@ namespace {
 
 const QString sMarker = "  //\n  // Dialog-generated settings\n  //\n";
 
-QString _Rewrite(QString sText, const QStringList& Names, const QString& sBehind, const QStringList& Commands) {
+QString Rewrite(QString sText, const QStringList& Names, const QString& sBehind, const QStringList& Commands) {
     return RewriteProjectText(&sText, Names, sBehind, Commands) ? sText : "refused: " + sText;
 }
 
@@ -42,14 +42,14 @@ TEST(ProjectText, BodyOfOnProjectLoad) {
 TEST(ProjectText, LinesGoBehindTheMarkerAndOldOnesGo) {
     const QString sText = "void OnProjectLoad (void) {\n" + sMarker +
                           "  A.Set (1);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n";
-    EXPECT_EQ(_Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (3);", "C.Set (4);"}),
+    EXPECT_EQ(Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (3);", "C.Set (4);"}),
               "void OnProjectLoad (void) {\n" + sMarker +
                   "  A.Set (3);\n  C.Set (4);\n  B.Set (2);\n  //\n}\nvoid X (void) {\n  A.Set (9);\n}\n");
-    EXPECT_EQ(_Rewrite(sText, {"Nothing.There", "C.Set"}, sMarker, {}), sText) << "names outside the body stay";
+    EXPECT_EQ(Rewrite(sText, {"Nothing.There", "C.Set"}, sMarker, {}), sText) << "names outside the body stay";
 }
 
 TEST(ProjectText, AMarkerInsideALineMeansBehindThatLine) {
-    EXPECT_EQ(_Rewrite("void OnProjectLoad (void) {\n  A.Speed (1); // fast\n  B();\n}\n", {}, "A.Speed", {"T (1);"}),
+    EXPECT_EQ(Rewrite("void OnProjectLoad (void) {\n  A.Speed (1); // fast\n  B();\n}\n", {}, "A.Speed", {"T (1);"}),
               "void OnProjectLoad (void) {\n  A.Speed (1); // fast\n  T (1);\n  B();\n}\n");
 }
 
@@ -60,27 +60,27 @@ TEST(ProjectText, WithoutTheMarkerLinesComeFirst) {
         {"void OnProjectLoad (void) { B(); }", "void OnProjectLoad (void) {\n  A (1);\n B(); }"},
     };
     for (const auto& [sText, sResult] : aRow) {
-        EXPECT_EQ(_Rewrite(sText, {}, sMarker, {"A (1);"}), QString(sResult)) << sText;
+        EXPECT_EQ(Rewrite(sText, {}, sMarker, {"A (1);"}), QString(sResult)) << sText;
     }
 }
 
 TEST(ProjectText, TheFirstOccurrenceIsTheOneThatGoesEvenInAComment) {
     const QString sText = "void OnProjectLoad (void) {\n  // was A.Set (0);\n  A.Set (1);\n}\n";
-    EXPECT_EQ(_Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}),
+    EXPECT_EQ(Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}),
               "void OnProjectLoad (void) {\n  A.Set (2);\n  A.Set (1);\n}\n");
 }
 
 TEST(ProjectText, ALineThatSharesItsLineWithTheBracesLeavesThem) {
-    EXPECT_EQ(_Rewrite("void OnProjectLoad (void) { A.Set (1); }", {"A.Set"}, sMarker, {}),
+    EXPECT_EQ(Rewrite("void OnProjectLoad (void) { A.Set (1); }", {"A.Set"}, sMarker, {}),
               "void OnProjectLoad (void) {\n}");
-    EXPECT_EQ(_Rewrite("void OnProjectLoad (void) {\n  B();\n  A.Set (1); }\n", {"A.Set"}, sMarker, {"C();"}),
+    EXPECT_EQ(Rewrite("void OnProjectLoad (void) {\n  B();\n  A.Set (1); }\n", {"A.Set"}, sMarker, {"C();"}),
               "void OnProjectLoad (void) {\n  C();\n  B();}\n");
 }
 
 TEST(ProjectText, ATextWithoutTheFunctionStaysAsItIs) {
     for (const char* sText :
          {"", "void Other (void) {\n  A.Set (1);\n}\n", "void OnProjectLoad (void) {\n  A.Set (1);\n"}) {
-        EXPECT_EQ(_Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}), QString("refused: ") + sText);
+        EXPECT_EQ(Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}), QString("refused: ") + sText);
     }
 }
 

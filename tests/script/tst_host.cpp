@@ -17,12 +17,12 @@ namespace {
 
 const QString sLoad = "void OnProjectLoad (void) {\n";
 
-QString _Read(const QString& sPath) {
+QString Read(const QString& sPath) {
     QFile File(sPath);
     return File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString("(unreadable)");
 }
 
-void _Write(const QString& sPath, const QByteArray& Text) {
+void Write(const QString& sPath, const QByteArray& Text) {
     QFile File(sPath);
     ASSERT_TRUE(File.open(QIODevice::WriteOnly));
     ASSERT_EQ(File.write(Text), Text.size());
@@ -115,7 +115,7 @@ TEST_F(ScriptHost, ProjectFilesThatDoNotLoad) {
         {"\xEF\xBB\xBFvoid OnProjectLoad (void) { } // with a byte order mark", "", true},
     };
     for (const ROW& Row : aRow) {
-        _Write(sPath, Row.sText);
+        Write(sPath, Row.sText);
         EXPECT_EQ(ScriptLoad(sPath), QByteArray(Row.sError).isEmpty() ? 0 : -1) << Row.sText;
         EXPECT_EQ(ScriptGetErrorText(), QString(Row.sError)) << Row.sText;
         EXPECT_EQ(ScriptIsLoaded(), Row.IsLoaded) << Row.sText;
@@ -272,7 +272,7 @@ TEST_F(ScriptHost, SavingTakesOverPathAndHash) {
     ASSERT_EQ(ScriptOpenText(sText), 0);
     EXPECT_EQ(ScriptSave(sPath, sText), 0);
     EXPECT_EQ(ScriptGetPath(), sPath);
-    EXPECT_EQ(_Read(sPath), sText);
+    EXPECT_EQ(Read(sPath), sText);
     EXPECT_FALSE(ScriptFileChanged());
     EXPECT_EQ(ScriptLoad(sPath), 0);
     EXPECT_EQ(ScriptGetText(), sText);
@@ -282,23 +282,23 @@ TEST_F(ScriptHost, SavingTakesOverPathAndHash) {
 
 TEST_F(ScriptHost, AFileThatChangesOnDiskIsLoadedAgain) {
     const QString sPath = m_Dir.filePath("a.dbgprj");
-    _Write(sPath, "void OnProjectLoad (void) { }");
+    Write(sPath, "void OnProjectLoad (void) { }");
     ASSERT_EQ(ScriptLoad(sPath), 0);
     EXPECT_EQ(ScriptReload(), 0);
-    _Write(sPath, "void OnProjectLoad (void) { } void DebugStart (void) { }");
+    Write(sPath, "void OnProjectLoad (void) { } void DebugStart (void) { }");
     EXPECT_TRUE(ScriptFileChanged());
     EXPECT_EQ(ScriptReload(), 1);
     EXPECT_TRUE(ScriptIsDefined(SF_DEBUG_START));
     EXPECT_EQ(ScriptReload(), 0);
-    _Write(sPath, "void OnProjectLoad (void) { ");
+    Write(sPath, "void OnProjectLoad (void) { ");
     EXPECT_EQ(ScriptReload(), 1);
     EXPECT_TRUE(ScriptHasError());
     EXPECT_EQ(ScriptGetPath(), sPath);
     EXPECT_EQ(ScriptReload(), 0) << "a file that doesn't load is reported once";
-    _Write(sPath, "void DebugStart (void) { }");
+    Write(sPath, "void DebugStart (void) { }");
     EXPECT_EQ(ScriptReload(), 1);
     EXPECT_EQ(ScriptGetErrorText(), "Required user function missing: void OnProjectLoad (void);");
-    _Write(sPath, "void OnProjectLoad (void) { }");
+    Write(sPath, "void OnProjectLoad (void) { }");
     EXPECT_EQ(ScriptReload(), 1);
     EXPECT_FALSE(ScriptHasError());
     ASSERT_TRUE(QFile::remove(sPath));

@@ -7,20 +7,20 @@
 
 namespace {
 
-QByteArray _Repeat(const char* sText, int Count) { return QByteArray(sText).repeated(Count); }
+QByteArray Repeat(const char* sText, int Count) { return QByteArray(sText).repeated(Count); }
 
 } // namespace
 
 TEST(ScriptLimits, DeepNestingEndsWithAnError) {
     constexpr int DEPTH = 100'000;
     const std::pair<const char*, QByteArray> aRow[] = {
-        {"parentheses", "void f (void) { Out(" + _Repeat("(", DEPTH) + "1" + _Repeat(")", DEPTH) + "); }"},
-        {"operators", "void f (void) { Out(1" + _Repeat(" - 1", DEPTH) + "); }"},
-        {"blocks", "void f (void) " + _Repeat("{", DEPTH) + _Repeat("}", DEPTH)},
-        {"branches", "void f (void) { " + _Repeat("if (1) ", DEPTH) + "Out(1); }"},
-        {"branches passed over", "void f (void) { " + _Repeat("if (0) ", DEPTH) + "Out(1); }"},
-        {"loops", "void f (void) { " + _Repeat("do ", DEPTH) + "Out(1); }"},
-        {"calls in arguments", "void f (void) { Out(" + _Repeat("Out(", DEPTH) + "1" + _Repeat(")", DEPTH) + "); }"},
+        {"parentheses", "void f (void) { Out(" + Repeat("(", DEPTH) + "1" + Repeat(")", DEPTH) + "); }"},
+        {"operators", "void f (void) { Out(1" + Repeat(" - 1", DEPTH) + "); }"},
+        {"blocks", "void f (void) " + Repeat("{", DEPTH) + Repeat("}", DEPTH)},
+        {"branches", "void f (void) { " + Repeat("if (1) ", DEPTH) + "Out(1); }"},
+        {"branches passed over", "void f (void) { " + Repeat("if (0) ", DEPTH) + "Out(1); }"},
+        {"loops", "void f (void) { " + Repeat("do ", DEPTH) + "Out(1); }"},
+        {"calls in arguments", "void f (void) { Out(" + Repeat("Out(", DEPTH) + "1" + Repeat(")", DEPTH) + "); }"},
         {"recursion", "void f (void) { f(); }"},
         {"recursion in arguments", "int g (int n) { return g(n + 1) + 1; } void f (void) { Out(1 + g(0)); }"},
         {"recursion with locals", "int f (void) { int a[100]; { if (1) { while (1) { a[0] = (1 + f()); } } } }"},
@@ -36,7 +36,7 @@ TEST(ScriptLimits, DeepNestingEndsWithAnError) {
 }
 
 TEST(ScriptLimits, ReasonableNestingRuns) {
-    EXPECT_EQ(ValuesOf("Out(" + _Repeat("(", 500) + "7" + _Repeat(")", 500) + ");"), QList<I64>{7});
+    EXPECT_EQ(ValuesOf("Out(" + Repeat("(", 500) + "7" + Repeat(")", 500) + ");"), QList<I64>{7});
     CScriptRunner Runner(
         "int g (int n) { if (n == 0) { return 0; } return 1 + g(n - 1); } void f (void) { Out(g(150)); }");
     EXPECT_EQ(Runner.Run(), 0) << qPrintable(Runner.sError);
@@ -93,7 +93,7 @@ TEST(ScriptLimits, ManyParametersAndManyFunctions) {
     EXPECT_EQ(Fifteen.Run(), 0) << qPrintable(Fifteen.sError);
     EXPECT_EQ(Fifteen.Values, QList<I64>{16});
     EXPECT_EQ(CScriptRunner("int g (" + Params + ", int p15) { }").ParseResult, -1);
-    CScriptRunner Many(_Repeat("void f (void) { }\n", 50'000));
+    CScriptRunner Many(Repeat("void f (void) { }\n", 50'000));
     EXPECT_EQ(Many.ParseResult, -1);
     EXPECT_EQ(Many.sError, "Out of memory.");
 }

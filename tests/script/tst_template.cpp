@@ -11,7 +11,7 @@ const QStringList Commands = {"Project.SetDevice (\"Cortex-M4\");", "File.Open (
                               "Project.SetTIFSpeed (\"4 MHz\");", "File.Open (\"b.elf\");"};
 
 /// Text of a function's banner and body.
-QString _Entry(const QString& sText, int Id) {
+QString Entry(const QString& sText, int Id) {
     const auto Start = [&](int n) {
         const QString sTitle = QString(n == SF_TARGET_RESET || n == SF_AFTER_TARGET_DOWNLOAD ? 6 : 7, ' ') +
                                ScriptGetFunctionName(n) + ' ';
@@ -37,7 +37,7 @@ TEST(ScriptTemplate, EveryFunctionButTheLastHasABannerOf70Columns) {
         }
     }
     for (int Id = SF_ON_PROJECT_LOAD; Id < SF_BEFORE_TARGET_RESUME; ++Id) {
-        const QStringList Lines = _Entry(sText, Id).split('\n');
+        const QStringList Lines = Entry(sText, Id).split('\n');
         const bool IsSample = Id == SF_TARGET_RESET || Id == SF_AFTER_TARGET_DOWNLOAD;
         EXPECT_EQ(Lines[1].trimmed(), "*");
         EXPECT_EQ(Lines[2].trimmed(), "*" + QString(IsSample ? 6 : 7, ' ') + ScriptGetFunctionName(Id));
@@ -61,7 +61,7 @@ TEST(ScriptTemplate, SentencesOfTheBanners) {
         {SF_AFTER_TARGET_DOWNLOAD, "If no initialization can be done, Target.Reset() may be called."},
         {SF_TARGET_RESET, "debugging a RAM program on a Cortex-M target device"}};
     for (const auto& [Id, sSentence] : aRow) {
-        EXPECT_TRUE(_Entry(sText, Id).contains("*   " + QString(sSentence) + " ")) << sSentence;
+        EXPECT_TRUE(Entry(sText, Id).contains("*   " + QString(sSentence) + " ")) << sSentence;
     }
 }
 
@@ -95,7 +95,7 @@ TEST(ScriptTemplate, TheTextLoadsAndItsSamplesDoWhenTheCommentsGo) {
         EXPECT_TRUE(ScriptIsDefined(Id)) << Id;
         EXPECT_EQ(ScriptExecute(Id), 0) << Id << " " << qPrintable(ScriptGetErrorText());
     }
-    EXPECT_TRUE(_Entry(sText, SF_TARGET_RESET).contains("//  Exec.Reset();"));
-    EXPECT_FALSE(_Entry(sText, SF_AFTER_TARGET_DOWNLOAD).contains("Exec.Reset"));
+    EXPECT_TRUE(Entry(sText, SF_TARGET_RESET).contains("//  Exec.Reset();"));
+    EXPECT_FALSE(Entry(sText, SF_AFTER_TARGET_DOWNLOAD).contains("Exec.Reset"));
     ScriptClose();
 }

@@ -10,7 +10,7 @@
 namespace {
 
 /// k keyword, s string, i integer, c comment, d directive, t text.
-QString _Colors(const QString& sLine, bool* pIsInComment) {
+QString ColorsOf(const QString& sLine, bool* pIsInComment) {
     static const QMap<int, QChar> Letter = {{COLOR_SYNTAX_KEYWORD, 'k'},   {COLOR_SYNTAX_STRING, 's'},
                                             {COLOR_SYNTAX_INTEGER, 'i'},   {COLOR_SYNTAX_COMMENT, 'c'},
                                             {COLOR_SYNTAX_DIRECTIVE, 'd'}, {COLOR_SYNTAX_TEXT, 't'}};
@@ -47,7 +47,7 @@ TEST(SourceColoring, SingleLines) {
     };
     for (const auto& [sLine, sColors] : aRow) {
         bool IsInComment = false;
-        EXPECT_EQ(_Colors(sLine, &IsInComment), QString(sColors)) << sLine;
+        EXPECT_EQ(ColorsOf(sLine, &IsInComment), QString(sColors)) << sLine;
         EXPECT_FALSE(IsInComment) << sLine;
     }
 }
@@ -67,7 +67,7 @@ TEST(SourceColoring, BlockCommentsGoOnOverLines) {
                         {"*/", "cc", false}};
     bool IsInComment = false;
     for (const ROW& Row : aRow) {
-        EXPECT_EQ(_Colors(Row.sLine, &IsInComment), QString(Row.sColors)) << Row.sLine;
+        EXPECT_EQ(ColorsOf(Row.sLine, &IsInComment), QString(Row.sColors)) << Row.sLine;
         EXPECT_EQ(IsInComment, Row.IsOpen) << Row.sLine;
     }
 }
@@ -81,6 +81,6 @@ TEST(SourceColoring, AnyTextIsCoveredWithoutGaps) {
         for (U32 n = Random() % 40; n > 0; --n) {
             sLine += sPieces[static_cast<qsizetype>(Random() % static_cast<U32>(sPieces.size()))];
         }
-        _Colors(sLine, &IsInComment);
+        ColorsOf(sLine, &IsInComment);
     }
 }
