@@ -58,14 +58,14 @@ bool ReadType(COMMAND_ID Id, BP_TYPES* pType) {
 void OnAddress(COMMAND_ID Id, BREAK_OP Op) {
     unsigned Addr = 0;
     BP_TYPES Type = BP_TYPE_ANY;
-    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &Addr) && ReadType(Id, &Type)) {
+    if (ReadNumberArg(Id, 0, &Addr) && ReadType(Id, &Type)) {
         Apply(Id, Op, Addr & ~1u, Type);
     }
 }
 
 void OnSource(COMMAND_ID Id, BREAK_OP Op) {
     BP_TYPES Type = BP_TYPE_ANY;
-    if (!CCommandTable::CheckArgs(Id) || !ReadType(Id, &Type)) {
+    if (!ReadType(Id, &Type)) {
         return;
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));
@@ -88,23 +88,19 @@ void BreakEnableOnSrc(CMainWindow&) { OnSource(CMD_BREAK_ENABLE_ON_SRC, BO_ENABL
 void BreakDisableOnSrc(CMainWindow&) { OnSource(CMD_BREAK_DISABLE_ON_SRC, BO_DISABLE); }
 
 void BreakClearAll(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_BREAK_CLEAR_ALL)) {
-        CDevice::Get().PostClearAllBreakpoints();
-        MainWindow.UpdateActions();
-    }
+    CDevice::Get().PostClearAllBreakpoints();
+    MainWindow.UpdateActions();
 }
 
 void BreakClearAllOnData(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_BREAK_CLEAR_ALL_ON_DATA)) {
-        CDevice::Get().PostClearAllWatchpoints();
-        MainWindow.UpdateActions();
-    }
+    CDevice::Get().PostClearAllWatchpoints();
+    MainWindow.UpdateActions();
 }
 
 void BreakSetType(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_BREAK_SET_TYPE;
     BP_TYPES Type = BP_TYPE_ANY;
-    if (!CCommandTable::CheckArgs(Id) || !ReadType(Id, &Type)) {
+    if (!ReadType(Id, &Type)) {
         return;
     }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(Id).value(0));

@@ -13,91 +13,32 @@
 
 namespace {
 
-/// False, with the error, if the count is wrong or a target is connected.
-bool CheckIdle(COMMAND_ID Id) {
-    if (!CCommandTable::CheckArgs(Id)) {
-        return false;
-    }
-    if (CDevice::Get().IsConnected()) {
-        FailCommand(Id, "already connected");
-        return false;
-    }
-    return true;
-}
-
 void DebugStart(CMainWindow& MainWindow) {
-    if (CheckIdle(CMD_DEBUG_START) && !MainWindow.GetSession().Start()) {
+    if (!MainWindow.GetSession().Start()) {
         CCommandTable::Cancel(CMD_DEBUG_START);
     }
 }
 
-void Disconnect(COMMAND_ID Id, CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(Id) && CheckConnected(Id)) {
-        MainWindow.GetSession().DisconnectTarget();
-    }
-}
-
-void DebugStop(CMainWindow& MainWindow) { Disconnect(CMD_DEBUG_STOP, MainWindow); }
-void DebugDisconnect(CMainWindow& MainWindow) { Disconnect(CMD_DEBUG_DISCONNECT, MainWindow); }
+void DebugDisconnect(CMainWindow& MainWindow) { MainWindow.GetSession().DisconnectTarget(); }
 
 void DebugConnect(CMainWindow& MainWindow) {
-    if (CheckIdle(CMD_DEBUG_CONNECT)) {
-        MainWindow.GetSession().ConnectTarget(static_cast<CONNECT_MODES>(SysVarValue(VAR_CONNECT_MODE)));
-    }
+    MainWindow.GetSession().ConnectTarget(static_cast<CONNECT_MODES>(SysVarValue(VAR_CONNECT_MODE)));
 }
 
 void DebugDownload(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_DEBUG_DOWNLOAD) && CheckConnected(CMD_DEBUG_DOWNLOAD)) {
-        MainWindow.GetSession().DownloadProgram(MainWindow.GetSession().GetProgramFile(), DL_PROGRAM, -1);
-    }
+    MainWindow.GetSession().DownloadProgram(MainWindow.GetSession().GetProgramFile(), DL_PROGRAM, -1);
 }
 
-void DebugContinue(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_DEBUG_CONTINUE) && CheckConnectedAndHalted(CMD_DEBUG_CONTINUE)) {
-        MainWindow.GetSession().ResumeTarget();
-    }
-}
+void DebugContinue(CMainWindow& MainWindow) { MainWindow.GetSession().ResumeTarget(); }
 
-void DebugHalt(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_DEBUG_HALT)) {
-        CDevice::Get().PostHalt();
-    }
-}
+void DebugHalt(CMainWindow&) { CDevice::Get().PostHalt(); }
 
 void DebugReset(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_DEBUG_RESET) && CheckConnected(CMD_DEBUG_RESET)) {
-        MainWindow.GetSession().ResetTarget(static_cast<RESET_MODES>(SysVarValue(VAR_RESET_MODE)));
-    }
+    MainWindow.GetSession().ResetTarget(static_cast<RESET_MODES>(SysVarValue(VAR_RESET_MODE)));
 }
 
-bool CheckStep(COMMAND_ID Id) {
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
-        return false;
-    }
-    if (CDevice::Get().IsSrcStepActive() || CDevice::Get().IsJobQueued(JT_STEP_ANY)) {
-        FailCommand(Id, "step in progress");
-        return false;
-    }
-    return true;
-}
-
-void DebugStepInto(CMainWindow&) {
-    if (CheckStep(CMD_DEBUG_STEP_INTO)) {
-        CDevice::Get().PostStepInst();
-    }
-}
-
-void DebugStepOver(CMainWindow&) {
-    if (CheckStep(CMD_DEBUG_STEP_OVER)) {
-        CDevice::Get().PostStepInst();
-    }
-}
-
-void DebugStepOut(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_DEBUG_STEP_OUT) && CheckConnectedAndHalted(CMD_DEBUG_STEP_OUT)) {
-        CDevice::Get().PostStepOut();
-    }
-}
+void DebugStepInstruction(CMainWindow&) { CDevice::Get().PostStepInst(); }
+void DebugStepOut(CMainWindow&) { CDevice::Get().PostStepOut(); }
 
 void WritePC(I64 Addr) {
     CDevice& Device = CDevice::Get();
@@ -108,9 +49,6 @@ void WritePC(I64 Addr) {
 }
 
 void SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
-        return;
-    }
     const I64 Addr = pfResolve(CCommandTable::GetArgs(Id).value(0));
     if (Addr < 0) {
         FailCommand(Id, "invalid parameter");
@@ -126,9 +64,6 @@ void DebugSetNextPC(CMainWindow&) {
 void DebugSetNextStatement(CMainWindow&) { SetPC(CMD_DEBUG_SET_NEXT_STATEMENT, ResolveLocation); }
 
 void DebugRunTo(CMainWindow&) {
-    if (!CCommandTable::CheckArgs(CMD_DEBUG_RUN_TO) || !CheckConnected(CMD_DEBUG_RUN_TO)) {
-        return;
-    }
     const I64 Addr = ResolveLocation(CCommandTable::GetArgs(CMD_DEBUG_RUN_TO).value(0));
     if (Addr < 0) {
         FailCommand(CMD_DEBUG_RUN_TO, "invalid parameter");
@@ -139,9 +74,6 @@ void DebugRunTo(CMainWindow&) {
 
 void SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainWindow) {
     I32 Mode = 0;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     if (!ParseTextValue(sPrefix, CCommandTable::GetArgs(Id).value(0), &Mode)) {
         FailCommand(Id, "invalid parameter");
         return;
@@ -160,7 +92,7 @@ void DebugSetConnectMode(CMainWindow& MainWindow) {
 
 void DebugSetSteppingMode(CMainWindow&) {
     unsigned Mode = 0;
-    if (CCommandTable::CheckArgs(CMD_DEBUG_SET_STEPPING_MODE) && ReadNumberArg(CMD_DEBUG_SET_STEPPING_MODE, 0, &Mode)) {
+    if (ReadNumberArg(CMD_DEBUG_SET_STEPPING_MODE, 0, &Mode)) {
         CDevice::Get().PostSetConfigParam(DEV_CFG_STEPPING_MODE, static_cast<int>(Mode));
     }
 }
@@ -169,7 +101,7 @@ void DebugReadIntoTraceCache(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_DEBUG_READ_INTO_TRACE_CACHE;
     unsigned Addr = 0;
     unsigned Size = 0;
-    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &Addr) && ReadNumberArg(Id, 1, &Size)) {
+    if (ReadNumberArg(Id, 0, &Addr) && ReadNumberArg(Id, 1, &Size)) {
         MainWindow.GetSession().ReadIntoTraceCache(Addr, Size);
     }
 }
@@ -187,22 +119,11 @@ void EntryResetSymbol(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_
 void EntryResetHalt(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_HALT", CMD_DEBUG_RESET); }
 void EntryResetRun(CMainWindow&) { RunWithMode(CMD_DEBUG_SET_RESET_MODE, "RM_RESET_AND_RUN", CMD_DEBUG_RESET); }
 
-void ExecConnect(CMainWindow&) {
-    if (CheckIdle(CMD_EXEC_CONNECT)) {
-        CDevice::Get().PostConnect(CM_CONNECT_ONLY);
-    }
-}
+void ExecConnect(CMainWindow&) { CDevice::Get().PostConnect(CM_CONNECT_ONLY); }
 
-void ExecReset(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_EXEC_RESET) && CheckConnected(CMD_EXEC_RESET)) {
-        CDevice::Get().PostReset(RM_SILENT);
-    }
-}
+void ExecReset(CMainWindow&) { CDevice::Get().PostReset(RM_SILENT); }
 
 void ExecDownload(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_EXEC_DOWNLOAD) || !CheckConnectedAndHalted(CMD_EXEC_DOWNLOAD)) {
-        return;
-    }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArg0(CMD_EXEC_DOWNLOAD));
     if (!FileExists(sPath)) {
         FailCommand(CMD_EXEC_DOWNLOAD, "file not found");
@@ -212,27 +133,25 @@ void ExecDownload(CMainWindow& MainWindow) {
 }
 
 void ExecCommand(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_EXEC_COMMAND)) {
-        const QString sCommand = CFileFinder::Get().ExpandMacros(CCommandTable::GetArg0(CMD_EXEC_COMMAND));
-        CDevice::Get().PostExecNovikCmd(sCommand.toUtf8());
-    }
+    const QString sCommand = CFileFinder::Get().ExpandMacros(CCommandTable::GetArg0(CMD_EXEC_COMMAND));
+    CDevice::Get().PostExecNovikCmd(sCommand.toUtf8());
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_DEBUG_START, DebugStart},
-    {CMD_DEBUG_STOP, DebugStop},
-    {CMD_DEBUG_CONNECT, DebugConnect},
-    {CMD_DEBUG_DISCONNECT, DebugDisconnect},
-    {CMD_DEBUG_DOWNLOAD, DebugDownload},
-    {CMD_DEBUG_CONTINUE, DebugContinue},
+    {CMD_DEBUG_START, DebugStart, NEEDS_IDLE},
+    {CMD_DEBUG_STOP, DebugDisconnect, NEEDS_TARGET},
+    {CMD_DEBUG_CONNECT, DebugConnect, NEEDS_IDLE},
+    {CMD_DEBUG_DISCONNECT, DebugDisconnect, NEEDS_TARGET},
+    {CMD_DEBUG_DOWNLOAD, DebugDownload, NEEDS_TARGET},
+    {CMD_DEBUG_CONTINUE, DebugContinue, NEEDS_HALT},
     {CMD_DEBUG_HALT, DebugHalt},
-    {CMD_DEBUG_RESET, DebugReset},
-    {CMD_DEBUG_STEP_INTO, DebugStepInto},
-    {CMD_DEBUG_STEP_OVER, DebugStepOver},
-    {CMD_DEBUG_STEP_OUT, DebugStepOut},
-    {CMD_DEBUG_SET_NEXT_PC, DebugSetNextPC},
-    {CMD_DEBUG_SET_NEXT_STATEMENT, DebugSetNextStatement},
-    {CMD_DEBUG_RUN_TO, DebugRunTo},
+    {CMD_DEBUG_RESET, DebugReset, NEEDS_TARGET},
+    {CMD_DEBUG_STEP_INTO, DebugStepInstruction, NEEDS_HALT | NEEDS_NO_STEP},
+    {CMD_DEBUG_STEP_OVER, DebugStepInstruction, NEEDS_HALT | NEEDS_NO_STEP},
+    {CMD_DEBUG_STEP_OUT, DebugStepOut, NEEDS_HALT},
+    {CMD_DEBUG_SET_NEXT_PC, DebugSetNextPC, NEEDS_HALT},
+    {CMD_DEBUG_SET_NEXT_STATEMENT, DebugSetNextStatement, NEEDS_HALT},
+    {CMD_DEBUG_RUN_TO, DebugRunTo, NEEDS_TARGET},
     {CMD_DEBUG_SET_RESET_MODE, DebugSetResetMode},
     {CMD_DEBUG_SET_CONNECT_MODE, DebugSetConnectMode},
     {CMD_DEBUG_SET_STEPPING_MODE, DebugSetSteppingMode},
@@ -243,9 +162,9 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_DEBUG_RESET_BREAK_AT_SYMBOL, EntryResetSymbol},
     {CMD_DEBUG_RESET_HALT, EntryResetHalt},
     {CMD_DEBUG_RESET_RUN, EntryResetRun},
-    {CMD_EXEC_CONNECT, ExecConnect},
-    {CMD_EXEC_RESET, ExecReset},
-    {CMD_EXEC_DOWNLOAD, ExecDownload},
+    {CMD_EXEC_CONNECT, ExecConnect, NEEDS_IDLE},
+    {CMD_EXEC_RESET, ExecReset, NEEDS_TARGET},
+    {CMD_EXEC_DOWNLOAD, ExecDownload, NEEDS_HALT},
     {CMD_EXEC_COMMAND, ExecCommand},
 };
 

@@ -1,4 +1,3 @@
-#include "app/Ask.h"
 #include "app/MainWindow.h"
 #include "app/Slots.h"
 #include "app/dialogs/NovikSettingsDialog.h"
@@ -33,9 +32,6 @@ bool ReadValue(COMMAND_ID Id, const SYS_VAR* pVar, I32* pValue) {
 void EditSysVar(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_SYS_VAR;
     constexpr int NUM_VARS_WITH_SLOT = 20;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const SYS_VAR* pVar = FindSysVar(GetCommandArg(Id, 0));
     if (pVar == nullptr) {
         FailCommand(Id, "unknown system variable");
@@ -57,9 +53,6 @@ void EditSysVar(CMainWindow& MainWindow) {
 
 void EditPreference(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_PREFERENCE;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const SYS_VAR* pVar = FindSysVar(GetCommandArg(Id, 0));
     if (pVar == nullptr) {
         FailCommand(Id, "unknown preference");
@@ -74,9 +67,6 @@ void EditPreference(CMainWindow& MainWindow) {
 
 void EditColor(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_COLOR;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const int ColorId = FindColor(GetCommandArg(Id, 0));
     U32 Argb = 0;
     if (ColorId < 0) {
@@ -91,9 +81,6 @@ void EditColor(CMainWindow& MainWindow) {
 
 void EditFont(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_EDIT_FONT;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const int FontId = FindFont(GetCommandArg(Id, 0));
     QFont Font;
     if (FontId < 0) {
@@ -107,25 +94,15 @@ void EditFont(CMainWindow& MainWindow) {
 }
 
 void EditPreferences(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_EDIT_PREFERENCES) || IsUnattended()) {
-        return;
-    }
     CPreferencesDialog Dialog(&MainWindow);
     if (Dialog.exec() == QDialog::Accepted && Dialog.HasChangedFont()) {
         MainWindow.OnAllFontsChanged();
     }
 }
 
-void EditSysVars(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_EDIT_SYS_VARS) && !IsUnattended()) {
-        CSysVarsEditor(&MainWindow).exec();
-    }
-}
+void EditSysVars(CMainWindow& MainWindow) { CSysVarsEditor(&MainWindow).exec(); }
 
 void EditNovikSettings(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_EDIT_NOVIK_SETTINGS) || IsUnattended()) {
-        return;
-    }
     CNovikSettingsDialog Dialog(&MainWindow);
     if (Dialog.exec() == QDialog::Accepted) {
         MainWindow.SaveSettingsToProject(QStringLiteral("Novik Settings Modified"), Dialog.Apply(), false);
@@ -133,9 +110,6 @@ void EditNovikSettings(CMainWindow& MainWindow) {
 }
 
 void EditTraceSettings(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_EDIT_TRACE_SETTINGS) || IsUnattended()) {
-        return;
-    }
     CTraceSettingsDialog Dialog(&MainWindow);
     if (Dialog.exec() == QDialog::Accepted) {
         MainWindow.SaveSettingsToProject(QStringLiteral("Trace Settings Modified"), Dialog.Apply(), true);
@@ -143,10 +117,10 @@ void EditTraceSettings(CMainWindow& MainWindow) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_EDIT_NOVIK_SETTINGS, EditNovikSettings},
-    {CMD_EDIT_TRACE_SETTINGS, EditTraceSettings},
-    {CMD_EDIT_PREFERENCES, EditPreferences},
-    {CMD_EDIT_SYS_VARS, EditSysVars},
+    {CMD_EDIT_NOVIK_SETTINGS, EditNovikSettings, NEEDS_SCREEN},
+    {CMD_EDIT_TRACE_SETTINGS, EditTraceSettings, NEEDS_SCREEN},
+    {CMD_EDIT_PREFERENCES, EditPreferences, NEEDS_SCREEN},
+    {CMD_EDIT_SYS_VARS, EditSysVars, NEEDS_SCREEN},
     {CMD_EDIT_SYS_VAR, EditSysVar},
     {CMD_EDIT_PREFERENCE, EditPreference},
     {CMD_EDIT_COLOR, EditColor},

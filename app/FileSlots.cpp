@@ -57,9 +57,6 @@ QString GetFileArg(COMMAND_ID Id, CMainWindow& MainWindow) {
 
 void FileOpen(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_OPEN;
-    if (!CCommandTable::CheckArgs(Id, 0)) {
-        return;
-    }
     const QString sArg = GetFileArg(Id, MainWindow);
     if (sArg.isEmpty()) {
         return;
@@ -88,7 +85,7 @@ void FileOpen(CMainWindow& MainWindow) {
 void FileLoad(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_LOAD;
     unsigned Addr = 0;
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
+    if (!ReadNumberArg(Id, 1, &Addr)) {
         return;
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
@@ -101,35 +98,22 @@ void FileLoad(CMainWindow& MainWindow) {
 
 void FileClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_CLOSE;
-    if (CCommandTable::CheckArgs(Id, 0) &&
-        !MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
+    if (!MainWindow.GetSourceWindow().CloseFile(CCommandTable::GetArgs(Id).value(0))) {
         FailCommand(Id, QStringLiteral("file is not open"));
     }
 }
 
-void FileCloseAll(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL)) {
-        MainWindow.GetSourceWindow().CloseAll();
-    }
-}
+void FileCloseAll(CMainWindow& MainWindow) { MainWindow.GetSourceWindow().CloseAll(); }
 
 void FileNewProject(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT) && !MainWindow.CreateProject(QString(), {})) {
+    if (!MainWindow.CreateProject(QString(), {})) {
         CCommandTable::Cancel(CMD_FILE_NEW_PROJECT);
     }
 }
 
-void FileNewProjectWizard(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_FILE_NEW_PROJECT_WIZARD)) {
-        MainWindow.ShowProjectWizard();
-    }
-}
+void FileNewProjectWizard(CMainWindow& MainWindow) { MainWindow.ShowProjectWizard(); }
 
-void FileCloseAllButThis(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_FILE_CLOSE_ALL_BUT_THIS)) {
-        MainWindow.GetSourceWindow().CloseAllButActive();
-    }
-}
+void FileCloseAllButThis(CMainWindow& MainWindow) { MainWindow.GetSourceWindow().CloseAllButActive(); }
 
 /// A name that can be written, with its extension; empty with the error set.
 QString CheckProjectName(COMMAND_ID Id, QString sName) {
@@ -152,9 +136,6 @@ QString CheckProjectName(COMMAND_ID Id, QString sName) {
 void FileSaveProjectAs(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_SAVE_PROJECT_AS;
     CCommandTable::SetResult(Id, RESULT_CANCELLED);
-    if (!CCommandTable::CheckArgs(Id, 0)) {
-        return;
-    }
     QString sName = CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0));
     if (sName.isEmpty() && !IsUnattended()) {
         sName = QFileDialog::getSaveFileName(&MainWindow, QStringLiteral("Save Project as..."),
@@ -182,9 +163,6 @@ void FileSaveProjectAs(CMainWindow& MainWindow) {
 
 void FileSaveAll(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_FILE_SAVE_ALL;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const QString sPath = CProject::Get().GetPath();
     if (!FileExists(sPath)) {
         CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS);
@@ -193,21 +171,17 @@ void FileSaveAll(CMainWindow& MainWindow) {
     }
 }
 
-void FileExit(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_FILE_EXIT)) {
-        MainWindow.CloseLater();
-    }
-}
+void FileExit(CMainWindow& MainWindow) { MainWindow.CloseLater(); }
 
 constexpr ACTION_SLOT aSlot[] = {
     {CMD_FILE_NEW_PROJECT, FileNewProject},
-    {CMD_FILE_NEW_PROJECT_WIZARD, FileNewProjectWizard},
-    {CMD_FILE_OPEN, FileOpen},
-    {CMD_FILE_LOAD, FileLoad},
-    {CMD_FILE_CLOSE, FileClose},
+    {CMD_FILE_NEW_PROJECT_WIZARD, FileNewProjectWizard, NEEDS_SCREEN},
+    {CMD_FILE_OPEN, FileOpen, NEEDS_NOTHING, 0},
+    {CMD_FILE_LOAD, FileLoad, NEEDS_TARGET},
+    {CMD_FILE_CLOSE, FileClose, NEEDS_NOTHING, 0},
     {CMD_FILE_CLOSE_ALL, FileCloseAll},
     {CMD_FILE_CLOSE_ALL_BUT_THIS, FileCloseAllButThis},
-    {CMD_FILE_SAVE_PROJECT_AS, FileSaveProjectAs},
+    {CMD_FILE_SAVE_PROJECT_AS, FileSaveProjectAs, NEEDS_NOTHING, 0},
     {CMD_FILE_SAVE_ALL, FileSaveAll},
     {CMD_FILE_EXIT, FileExit},
 };

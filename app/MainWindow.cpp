@@ -172,7 +172,7 @@ void CMainWindow::CreateActions() {
             auto* pAction = new QAction(Icon(Slot.Id), ActionText(Row), this);
             pAction->setObjectName(Row.ActionName);
             addAction(pAction);
-            Connect(pAction, this, [this, pfSlot = Slot.pfSlot] { pfSlot(*this); });
+            Connect(pAction, this, [this, &Slot] { RunSlot(Slot, *this); });
         }
     }
 }
@@ -184,7 +184,7 @@ void CMainWindow::CreateSourceActions() {
         pAction->setObjectName(Row.ActionName);
         pAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         m_pSource->addAction(pAction);
-        m_pSource->Connect(pAction, this, [this, pfSlot = Slot.pfSlot] { pfSlot(*this); });
+        m_pSource->Connect(pAction, this, [this, &Slot] { RunSlot(Slot, *this); });
     }
 }
 

@@ -15,25 +15,21 @@ namespace {
 
 void ProjectSetDevice(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_DEVICE;
-    if (CCommandTable::CheckArgs(Id, 0)) {
-        const QByteArray sName = GetCommandArg(Id, 0).toUtf8();
-        CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, sName);
-        if (!sName.isEmpty() && !CDevice::Get().IsKnownDevice(sName)) {
-            FailCommand(Id, "invalid parameter");
-        }
+    const QByteArray sName = GetCommandArg(Id, 0).toUtf8();
+    CDevice::Get().PostSetConfigParam(DEV_CFG_DEVICE_NAME, sName);
+    if (!sName.isEmpty() && !CDevice::Get().IsKnownDevice(sName)) {
+        FailCommand(Id, "invalid parameter");
     }
 }
 
 void SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
-    if (CCommandTable::CheckArgs(Id, 0)) {
-        const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
-        const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
-        if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
-            FailCommand(Id, "file not found");
-            return;
-        }
-        CDevice::Get().PostSetConfigParam(Param, sFound.toUtf8());
+    const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
+    const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
+    if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
+        FailCommand(Id, "file not found");
+        return;
     }
+    CDevice::Get().PostSetConfigParam(Param, sFound.toUtf8());
 }
 
 void ProjectSetNovikScript(CMainWindow&) { SetFileParam(CMD_PROJECT_SET_NOVIK_SCRIPT, DEV_CFG_SCRIPT_FILE); }
@@ -41,9 +37,6 @@ void ProjectSetNovikLogFile(CMainWindow&) { SetFileParam(CMD_PROJECT_SET_NOVIK_L
 
 void ProjectAddSvdFile(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_SVD_FILE;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     CProject::Get().AddSvdFile(GetCommandArg(Id, 0));
     if (!FileExists(CFileFinder::Get().FindFile(GetCommandArg(Id, 0)))) {
         FailCommand(Id, "file not found");
@@ -52,9 +45,6 @@ void ProjectAddSvdFile(CMainWindow&) {
 
 void ProjectSetHostIF(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_HOST_IF;
-    if (!CCommandTable::CheckArgs(Id, 1)) {
-        return;
-    }
     const TEXT_ROW* pRow = FindTextRow(GetCommandArg(Id, 0));
     const QString sName = pRow != nullptr ? QString::fromLatin1(pRow->sName) : QString();
     if (sName != QLatin1String("USB") && sName != QLatin1String("IP")) {
@@ -82,9 +72,6 @@ void ProjectSetHostIF(CMainWindow&) {
 
 void ProjectSetTargetIF(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TARGET_IF;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const QString sName = GetCommandArg(Id, 0).toUpper();
     if (sName != QLatin1String("JTAG") && sName != QLatin1String("SWD")) {
         FailCommand(Id, "unknown target interface");
@@ -95,9 +82,6 @@ void ProjectSetTargetIF(CMainWindow&) {
 
 void ProjectSetTIFSpeed(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TIF_SPEED;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const QString sText = GetCommandArg(Id, 0);
     const TEXT_ROW* pRow = sText.startsWith(QLatin1String("FREQ_"), Qt::CaseInsensitive) ? FindTextRow(sText) : nullptr;
     bool IsNumber = false;
@@ -119,7 +103,7 @@ void ProjectSetJTAGConfig(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_JTAG_CONFIG;
     unsigned DRPre = 0;
     unsigned IRLen = 0;
-    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 0, &DRPre) && ReadNumberArg(Id, 1, &IRLen)) {
+    if (ReadNumberArg(Id, 0, &DRPre) && ReadNumberArg(Id, 1, &IRLen)) {
         CDevice::Get().PostSetConfigParam(DEV_CFG_DR_PRE, static_cast<int>(DRPre));
         CDevice::Get().PostSetConfigParam(DEV_CFG_IR_PRE, static_cast<int>(IRLen));
         CDevice::Get().PostSetConfigParam(DEV_CFG_MULTI_TARGET, DRPre != 0 || IRLen != 0 ? 1 : 0);
@@ -128,9 +112,6 @@ void ProjectSetJTAGConfig(CMainWindow&) {
 
 /// A setting that is one system variable: yes and no words, or a value of the variable's kind.
 void SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const QString sText = GetCommandArg(Id, 0);
     bool Ok = false;
     I32 Value = ParseSysVar(GetSysVar(Index), sText, &Ok);
@@ -161,9 +142,6 @@ void ProjectSetTracePortWidth(CMainWindow& w) {
 
 void ProjectSetTraceTiming(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_TRACE_TIMING;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     for (int i = 0; i < 4; ++i) {
         bool Ok = false;
         const I32 Delay = ParseSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), GetCommandArg(Id, i), &Ok);
@@ -178,9 +156,6 @@ void ProjectSetTraceTiming(CMainWindow& MainWindow) {
 
 void ProjectConfigSWO(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_CONFIG_SWO;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     constexpr int aVar[] = {VAR_SWO_SPEED, VAR_SWO_CPU_SPEED};
     I32 aValue[2] = {};
     for (int i = 0; i < 2; ++i) {
@@ -197,36 +172,26 @@ void ProjectConfigSWO(CMainWindow& MainWindow) {
     }
 }
 
-void ProjectAddRootPath(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_ROOT_PATH)) {
-        CFileFinder::Get().AddRootPath(GetCommandArg(CMD_PROJECT_ADD_ROOT_PATH, 0));
-    }
-}
+void ProjectAddRootPath(CMainWindow&) { CFileFinder::Get().AddRootPath(GetCommandArg(CMD_PROJECT_ADD_ROOT_PATH, 0)); }
 
 void ProjectAddSearchPath(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_PROJECT_ADD_SEARCH_PATH)) {
-        CFileFinder::Get().AddSearchPath(GetCommandArg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
-    }
+    CFileFinder::Get().AddSearchPath(GetCommandArg(CMD_PROJECT_ADD_SEARCH_PATH, 0));
 }
 
 void ProjectAddFileAlias(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_FILE_ALIAS;
-    if (CCommandTable::CheckArgs(Id)) {
-        CFileFinder::Get().AddFileAlias(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
-    }
+    CFileFinder::Get().AddFileAlias(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
 }
 
 void ProjectAddPathSubstitute(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_PATH_SUBSTITUTE;
-    if (CCommandTable::CheckArgs(Id)) {
-        CFileFinder::Get().AddPathSubstitute(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
-    }
+    CFileFinder::Get().AddPathSubstitute(GetCommandArg(Id, 0), GetCommandArg(Id, 1));
 }
 
 void ProjectRelocateSymbols(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_RELOCATE_SYMBOLS;
     unsigned Offset = 0;
-    if (CCommandTable::CheckArgs(Id) && ReadNumberArg(Id, 1, &Offset) &&
+    if (ReadNumberArg(Id, 1, &Offset) &&
         MainWindow.GetSession().RelocateSymbols(GetCommandArg(Id, 0), static_cast<I32>(Offset)) != 0) {
         FailCommand(Id, "unknown symbol");
     }
@@ -234,17 +199,15 @@ void ProjectRelocateSymbols(CMainWindow& MainWindow) {
 
 void ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
-    if (CCommandTable::CheckArgs(Id)) {
-        MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
-    }
+    MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_PROJECT_SET_DEVICE, ProjectSetDevice},
-    {CMD_PROJECT_SET_NOVIK_SCRIPT, ProjectSetNovikScript},
-    {CMD_PROJECT_SET_NOVIK_LOG_FILE, ProjectSetNovikLogFile},
+    {CMD_PROJECT_SET_DEVICE, ProjectSetDevice, NEEDS_NOTHING, 0},
+    {CMD_PROJECT_SET_NOVIK_SCRIPT, ProjectSetNovikScript, NEEDS_NOTHING, 0},
+    {CMD_PROJECT_SET_NOVIK_LOG_FILE, ProjectSetNovikLogFile, NEEDS_NOTHING, 0},
     {CMD_PROJECT_ADD_SVD_FILE, ProjectAddSvdFile},
-    {CMD_PROJECT_SET_HOST_IF, ProjectSetHostIF},
+    {CMD_PROJECT_SET_HOST_IF, ProjectSetHostIF, NEEDS_NOTHING, 1},
     {CMD_PROJECT_SET_TARGET_IF, ProjectSetTargetIF},
     {CMD_PROJECT_SET_TIF_SPEED, ProjectSetTIFSpeed},
     {CMD_PROJECT_SET_JTAG_CONFIG, ProjectSetJTAGConfig},

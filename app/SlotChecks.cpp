@@ -1,3 +1,4 @@
+#include "app/Ask.h"
 #include "app/Location.h"
 #include "app/Slots.h"
 #include "base/ConsoleRing.h"
@@ -5,27 +6,44 @@
 #include "device/Device.h"
 #include "script/JScript.h"
 
+namespace {
+
+struct NEED_ROW {
+    unsigned Need;
+    bool (*pfHolds)(const CDevice& Device);
+    const char* sError;
+};
+
+constexpr NEED_ROW aNeed[] = {
+    {NEEDS_IDLE, [](const CDevice& Device) { return !Device.IsConnected(); }, "already connected"},
+    {NEEDS_TARGET | NEEDS_HALT, [](const CDevice& Device) { return Device.IsConnected(); }, "not connected"},
+    {NEEDS_HALT, [](const CDevice& Device) { return Device.IsHalted(); }, "program is running"},
+    {NEEDS_NO_STEP, [](const CDevice& Device) { return !Device.IsSrcStepActive() && !Device.IsJobQueued(JT_STEP_ANY); },
+     "step in progress"},
+};
+
+} // namespace
+
 void FailCommand(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
 void FailCommand(COMMAND_ID Id, const QString& sText) { CCommandTable::SetError(Id, sText); }
 QString GetCommandArg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
 
-bool CheckConnected(COMMAND_ID Id) {
-    if (!CDevice::Get().IsConnected()) {
-        CCommandTable::SetError(Id, QStringLiteral("not connected"));
-        return false;
+void RunSlot(const ACTION_SLOT& Slot, CMainWindow& MainWindow) {
+    if ((Slot.Needs & GIVES_VALUE) != 0) {
+        CCommandTable::SetResult(Slot.Id, -1);
     }
-    return true;
-}
-
-bool CheckConnectedAndHalted(COMMAND_ID Id) {
-    if (!CheckConnected(Id)) {
-        return false;
+    if (!CCommandTable::CheckArgs(Slot.Id, Slot.MinArgs)) {
+        return;
     }
-    if (!CDevice::Get().IsHalted()) {
-        CCommandTable::SetError(Id, QStringLiteral("program is running"));
-        return false;
+    for (const NEED_ROW& Row : aNeed) {
+        if ((Slot.Needs & Row.Need) != 0 && !Row.pfHolds(CDevice::Get())) {
+            CCommandTable::SetError(Slot.Id, QLatin1String(Row.sError));
+            return;
+        }
     }
-    return true;
+    if ((Slot.Needs & NEEDS_SCREEN) == 0 || !IsUnattended()) {
+        Slot.pfSlot(MainWindow);
+    }
 }
 
 bool ReadNumberArg(COMMAND_ID Id, int Index, unsigned* pValue) {

@@ -38,7 +38,7 @@ I32 FindRegister(const QString& sName) {
 void TargetSetReg(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_REG;
     unsigned Value = 0;
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id) || !ReadNumberArg(Id, 1, &Value)) {
+    if (!ReadNumberArg(Id, 1, &Value)) {
         return;
     }
     const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
@@ -52,10 +52,6 @@ void TargetSetReg(CMainWindow&) {
 
 void TargetGetReg(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_GET_REG;
-    CCommandTable::SetResult(Id, -1);
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnectedAndHalted(Id)) {
-        return;
-    }
     const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     I64 Value = -1;
@@ -71,8 +67,7 @@ void TargetGetReg(CMainWindow&) {
 template <typename T> void Write(COMMAND_ID Id) {
     unsigned Addr = 0;
     unsigned Value = 0;
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr) ||
-        !ReadNumberArg(Id, 1, &Value)) {
+    if (!ReadNumberArg(Id, 0, &Addr) || !ReadNumberArg(Id, 1, &Value)) {
         return;
     }
     if (!CDevice::Get().IsMemoryAccessible()) {
@@ -86,8 +81,7 @@ template <typename T> void Write(COMMAND_ID Id) {
 
 template <typename T> void Read(COMMAND_ID Id) {
     unsigned Addr = 0;
-    CCommandTable::SetResult(Id, -1);
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 0, &Addr)) {
+    if (!ReadNumberArg(Id, 0, &Addr)) {
         return;
     }
     T Item = 0;
@@ -107,8 +101,7 @@ void TargetReadU16(CMainWindow&) { Read<U16>(CMD_TARGET_READ_U16); }
 void TargetReadU8(CMainWindow&) { Read<U8>(CMD_TARGET_READ_U8); }
 
 bool ReadRange(COMMAND_ID Id, int First, unsigned* pAddr, unsigned* pSize) {
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, First, pAddr) ||
-        !ReadNumberArg(Id, First + 1, pSize)) {
+    if (!ReadNumberArg(Id, First, pAddr) || !ReadNumberArg(Id, First + 1, pSize)) {
         return false;
     }
     if (*pSize == 0 || *pSize > MAX_TRANSFER || *pSize > 0xFFFFFFFFu - *pAddr) {
@@ -160,7 +153,7 @@ void LoadRecords(COMMAND_ID Id, const QString& sPath) {
 void TargetLoadMemory(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_LOAD_MEMORY;
     unsigned Addr = 0;
-    if (!CCommandTable::CheckArgs(Id) || !CheckConnected(Id) || !ReadNumberArg(Id, 1, &Addr)) {
+    if (!ReadNumberArg(Id, 1, &Addr)) {
         return;
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
@@ -179,9 +172,6 @@ void TargetLoadMemory(CMainWindow&) {
 void TargetSetAccessWidth(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_ACCESS_WIDTH;
     I32 Width = 0;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     if (!ParseTextValue("AW_", CCommandTable::GetArg0(Id), &Width)) {
         FailCommand(Id, "invalid parameter");
         return;
@@ -191,9 +181,6 @@ void TargetSetAccessWidth(CMainWindow&) {
 
 void TargetSetEndianess(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_SET_ENDIANESS;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const int IsBig = ParseOnOff(CCommandTable::GetArg0(Id));
     if (IsBig < 0) {
         FailCommand(Id, "invalid parameter");
@@ -209,31 +196,15 @@ void ReportElfValue(COMMAND_ID Id, I64 Value) {
     }
 }
 
-void ElfGetBaseAddr(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_ELF_GET_BASE_ADDR)) {
-        ReportElfValue(CMD_ELF_GET_BASE_ADDR, ElfApi_GetBaseAddr());
-    }
-}
+void ElfGetBaseAddr(CMainWindow&) { ReportElfValue(CMD_ELF_GET_BASE_ADDR, ElfApi_GetBaseAddr()); }
 
-void ElfGetEntryPointPC(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_POINT_PC)) {
-        ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPointPC());
-    }
-}
+void ElfGetEntryPointPC(CMainWindow&) { ReportElfValue(CMD_ELF_GET_ENTRY_POINT_PC, ElfApi_GetEntryPointPC()); }
 
-void ElfGetEntryFuncPC(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENTRY_FUNC_PC)) {
-        ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetEntryFuncPC());
-    }
-}
+void ElfGetEntryFuncPC(CMainWindow&) { ReportElfValue(CMD_ELF_GET_ENTRY_FUNC_PC, ElfApi_GetEntryFuncPC()); }
 
 void ElfGetExprValue(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_ELF_GET_EXPR_VALUE;
     I64 Value = -1;
-    CCommandTable::SetResult(Id, -1);
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     if (!EvaluateText(CCommandTable::GetArg0(Id), &Value)) {
         FailCommand(Id, "unknown symbol");
         return;
@@ -241,30 +212,26 @@ void ElfGetExprValue(CMainWindow&) {
     ReportElfValue(Id, Value);
 }
 
-void ElfGetEndianess(CMainWindow&) {
-    if (CCommandTable::CheckArgs(CMD_ELF_GET_ENDIANESS)) {
-        ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0);
-    }
-}
+void ElfGetEndianess(CMainWindow&) { ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0); }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_TARGET_SET_REG, TargetSetReg},
-    {CMD_TARGET_GET_REG, TargetGetReg},
-    {CMD_TARGET_WRITE_U32, TargetWriteU32},
-    {CMD_TARGET_WRITE_U16, TargetWriteU16},
-    {CMD_TARGET_WRITE_U8, TargetWriteU8},
-    {CMD_TARGET_READ_U32, TargetReadU32},
-    {CMD_TARGET_READ_U16, TargetReadU16},
-    {CMD_TARGET_READ_U8, TargetReadU8},
-    {CMD_TARGET_FILL_MEMORY, TargetFillMemory},
-    {CMD_TARGET_SAVE_MEMORY, TargetSaveMemory},
-    {CMD_TARGET_LOAD_MEMORY, TargetLoadMemory},
+    {CMD_TARGET_SET_REG, TargetSetReg, NEEDS_HALT},
+    {CMD_TARGET_GET_REG, TargetGetReg, NEEDS_HALT | GIVES_VALUE},
+    {CMD_TARGET_WRITE_U32, TargetWriteU32, NEEDS_TARGET},
+    {CMD_TARGET_WRITE_U16, TargetWriteU16, NEEDS_TARGET},
+    {CMD_TARGET_WRITE_U8, TargetWriteU8, NEEDS_TARGET},
+    {CMD_TARGET_READ_U32, TargetReadU32, NEEDS_TARGET | GIVES_VALUE},
+    {CMD_TARGET_READ_U16, TargetReadU16, NEEDS_TARGET | GIVES_VALUE},
+    {CMD_TARGET_READ_U8, TargetReadU8, NEEDS_TARGET | GIVES_VALUE},
+    {CMD_TARGET_FILL_MEMORY, TargetFillMemory, NEEDS_TARGET},
+    {CMD_TARGET_SAVE_MEMORY, TargetSaveMemory, NEEDS_TARGET},
+    {CMD_TARGET_LOAD_MEMORY, TargetLoadMemory, NEEDS_TARGET},
     {CMD_TARGET_SET_ACCESS_WIDTH, TargetSetAccessWidth},
     {CMD_TARGET_SET_ENDIANESS, TargetSetEndianess},
     {CMD_ELF_GET_BASE_ADDR, ElfGetBaseAddr},
     {CMD_ELF_GET_ENTRY_POINT_PC, ElfGetEntryPointPC},
     {CMD_ELF_GET_ENTRY_FUNC_PC, ElfGetEntryFuncPC},
-    {CMD_ELF_GET_EXPR_VALUE, ElfGetExprValue},
+    {CMD_ELF_GET_EXPR_VALUE, ElfGetExprValue, GIVES_VALUE},
     {CMD_ELF_GET_ENDIANESS, ElfGetEndianess},
 };
 

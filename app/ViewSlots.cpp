@@ -35,9 +35,6 @@ bool ShowSourceOf(CMainWindow& MainWindow, U32 Addr) {
 
 void ViewSource(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_VIEW_SOURCE;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     const I64 Addr = ResolveLocation(CCommandTable::GetArg0(Id));
     if (Addr < 0 || !ShowSourceOf(MainWindow, static_cast<U32>(Addr))) {
         FailCommand(Id, "invalid parameter");
@@ -47,7 +44,7 @@ void ViewSource(CMainWindow& MainWindow) {
 void ViewLine(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_VIEW_LINE;
     unsigned Line = 0;
-    if (!CCommandTable::CheckArgs(Id) || !ReadNumberArg(Id, 0, &Line)) {
+    if (!ReadNumberArg(Id, 0, &Line)) {
         return;
     }
     CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
@@ -60,24 +57,17 @@ void ViewLine(CMainWindow& MainWindow) {
 }
 
 void ViewPCLine(CMainWindow& MainWindow) {
-    constexpr COMMAND_ID Id = CMD_VIEW_PC_LINE;
-    if (CCommandTable::CheckArgs(Id) && CheckConnectedAndHalted(Id)) {
-        MainWindow.GetSourceWindow().ShowPC(static_cast<U32>(CDevice::Get().GetPC()));
-    }
+    MainWindow.GetSourceWindow().ShowPC(static_cast<U32>(CDevice::Get().GetPC()));
 }
 
 void WindowShow(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_WINDOW_SHOW) &&
-        !MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
+    if (!MainWindow.ShowWindow(CCommandTable::GetArg0(CMD_WINDOW_SHOW), true)) {
         FailCommand(CMD_WINDOW_SHOW, "unknown window");
     }
 }
 
 void WindowClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLOSE;
-    if (!CCommandTable::CheckArgs(Id, 0)) {
-        return;
-    }
     QString sName = CCommandTable::GetArgs(Id).value(0);
     if (sName.isEmpty()) {
         sName = MainWindow.GetFocusedDockName();
@@ -94,9 +84,6 @@ void WindowClose(CMainWindow& MainWindow) {
 
 void WindowClear(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLEAR;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     CWindow* pWindow = MainWindow.FindWindow(CCommandTable::GetArg0(Id));
     if (pWindow == nullptr) {
         FailCommand(Id, "unknown window");
@@ -108,7 +95,7 @@ void WindowClear(CMainWindow& MainWindow) {
 void WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QStringLiteral("Console"), true); }
 
 void OnShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(Id) && !MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
+    if (!MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
         FailCommand(Id, "unknown toolbar");
     }
 }
@@ -129,9 +116,6 @@ void ToggleBreakpointToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow
 
 void UtilSleep(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_UTIL_SLEEP;
-    if (!CCommandTable::CheckArgs(Id)) {
-        return;
-    }
     bool IsNumber = false;
     const qlonglong Asked = CCommandTable::GetArg0(Id).toLongLong(&IsNumber, 0);
     if (!IsNumber) {
@@ -149,25 +133,17 @@ void UtilSleep(CMainWindow& MainWindow) {
 
 void UtilLog(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_UTIL_LOG;
-    if (CCommandTable::CheckArgs(Id)) {
-        ConsolePrintColorId(CCommandTable::GetArg0(Id), COLOR_LOGGING_SCRIPT);
-        CCommandTable::Cancel(Id);
-    }
+    ConsolePrintColorId(CCommandTable::GetArg0(Id), COLOR_LOGGING_SCRIPT);
+    CCommandTable::Cancel(Id);
 }
 
 void HelpManual(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_HELP_MANUAL) || IsUnattended()) {
-        return;
-    }
     auto* pManual = new CManualDialog(&MainWindow);
     pManual->setAttribute(Qt::WA_DeleteOnClose);
     pManual->show();
 }
 
 void HelpAbout(CMainWindow& MainWindow) {
-    if (!CCommandTable::CheckArgs(CMD_HELP_ABOUT)) {
-        return;
-    }
     if (IsUnattended()) {
         ConsolePrint(GetAppTitle(true, true));
         return;
@@ -180,18 +156,16 @@ void HelpAbout(CMainWindow& MainWindow) {
 }
 
 void HelpCommands(CMainWindow& MainWindow) {
-    if (CCommandTable::CheckArgs(CMD_HELP_COMMANDS)) {
-        MainWindow.ShowConsole();
-        MainWindow.GetConsole().PrintCommandHelp();
-    }
+    MainWindow.ShowConsole();
+    MainWindow.GetConsole().PrintCommandHelp();
 }
 
 constexpr ACTION_SLOT aSlot[] = {
     {CMD_VIEW_SOURCE, ViewSource},
     {CMD_VIEW_LINE, ViewLine},
-    {CMD_VIEW_PC_LINE, ViewPCLine},
+    {CMD_VIEW_PC_LINE, ViewPCLine, NEEDS_HALT},
     {CMD_WINDOW_SHOW, WindowShow},
-    {CMD_WINDOW_CLOSE, WindowClose},
+    {CMD_WINDOW_CLOSE, WindowClose, NEEDS_NOTHING, 0},
     {CMD_WINDOW_CLEAR, WindowClear},
     {CMD_WINDOW_SHOW_CONSOLE, WindowShowConsole},
     {CMD_TOOLBAR_SHOW, ToolbarShow},
@@ -202,7 +176,7 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_TOOLBAR_SHOW_BREAKPOINTS, ToggleBreakpointToolbar},
     {CMD_UTIL_SLEEP, UtilSleep},
     {CMD_UTIL_LOG, UtilLog},
-    {CMD_HELP_MANUAL, HelpManual},
+    {CMD_HELP_MANUAL, HelpManual, NEEDS_SCREEN},
     {CMD_HELP_ABOUT, HelpAbout},
     {CMD_HELP_COMMANDS, HelpCommands},
 };
