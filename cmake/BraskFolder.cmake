@@ -2,9 +2,12 @@
 # the program and every test link. The order is bottom to top: a folder includes only folders before it.
 set(BRASK_FOLDERS base command settings elf datafile icache device script project framework views app)
 
-# brask_folder(name sources...): the folder's object library, with the shared precompiled header.
+# brask_folder(name): the object library of all sources below the folder, with the shared precompiled header. A source
+# is added by being there.
 function(brask_folder Name)
-    add_library(${Name} OBJECT ${ARGN})
+    file(GLOB_RECURSE Sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    list(FILTER Sources EXCLUDE REGEX "/app/main/")
+    add_library(${Name} OBJECT ${Sources})
     target_include_directories(${Name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(${Name} PUBLIC Qt6::Core Qt6::Gui Qt6::Widgets Qt6::DBus Qt6::Svg Threads::Threads ZLIB::ZLIB ${CMAKE_DL_LIBS})
     if(Name STREQUAL "base")
