@@ -7,6 +7,8 @@
 #include "app/MainWindow.h"
 #include "app/ScriptWaits.h"
 #include "base/Application.h"
+#include "base/ConsoleLog.h"
+#include "base/ConsoleRing.h"
 #include "base/Log.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
@@ -18,6 +20,7 @@
 
 #include <QApplication>
 #include <QTimer>
+#include <cstdio>
 
 namespace {
 
@@ -31,6 +34,28 @@ void OnElfMessage(const char* sText, U32 Level) {
 }
 
 void ReportDisabled(const QString& sName) { CMainWindow::Get().GetConsole().PrintCommandDisabled(sName); }
+
+/// The console has gone: a person is told in a box, anything else by the error output and the exit code.
+int TellAtExit(const QString& sText) {
+    if (sText.isEmpty()) {
+        return 0;
+    }
+    if (!IsUnattended()) {
+        AskUser(QStringLiteral("Saving Failed"), sText, QMessageBox::Ok, QMessageBox::Ok, "exclamation-button.svg");
+        return 0;
+    }
+    std::fprintf(stderr, "%s\n", qPrintable(sText));
+    return 1;
+}
+
+/// Writes what outlives the run. Exit code.
+int SaveAtExit() {
+    const QString sError = SaveSettingsMap();
+    const int Result = TellAtExit(sError.isEmpty() ? QString() : QStringLiteral("Could not write file ") + sError);
+    const int LogResult = TellAtExit(CloseConsoleLog());
+    CloseProgramLog();
+    return Result != 0 ? Result : LogResult;
+}
 
 /// Saves a picture of the main window at exit, where the session has no screen.
 void SaveScreenshotAtExit(CMainWindow* pWindow, const QString& sPath) {
@@ -59,7 +84,10 @@ int RunApplication(int argc, char** argv) {
     SetCmdLine(ParseCommandLine(Args), Args);
     const CMD_LINE_PARAMS& Params = GetCmdLine();
     if (!Params.LogFile.isEmpty()) {
-        OpenProgramLog(Params.LogFile, Params.LogInterval.toInt());
+        const QString sError = OpenProgramLog(Params.LogFile, Params.LogInterval.toInt());
+        if (!sError.isEmpty()) {
+            ConsolePrintError(QStringLiteral("Could not write file ") + Params.LogFile + QStringLiteral(": ") + sError);
+        }
     }
     SetLogDebugMode(Params.DebugMode);
     QApplication::setFont(GetFont(FONT_APP));
@@ -81,8 +109,6 @@ int RunApplication(int argc, char** argv) {
         Result = QApplication::exec();
         Result = Result != 0 ? Result : MainWindow.GetExitCode();
     }
-    SaveSettingsMap();
-    CloseConsoleLog();
-    CloseProgramLog();
-    return Result;
+    const int SaveResult = SaveAtExit();
+    return Result != 0 ? Result : SaveResult;
 }

@@ -44,6 +44,14 @@ QMessageBox::StandardButton AskUser(const QString& sTitle, const QString& sText,
     return static_cast<QMessageBox::StandardButton>(Box.Ask());
 }
 
+void TellSaveFailed(const QString& sPath, const QString& sError, bool IsEnding) {
+    const QString sText = QStringLiteral("Could not write file ") + sPath + QStringLiteral(": ") + sError;
+    ConsolePrintError(sText);
+    if (IsEnding && !IsUnattended()) {
+        AskUser(QStringLiteral("Saving Failed"), sText, QMessageBox::Ok, QMessageBox::Ok, "exclamation-button.svg");
+    }
+}
+
 QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& sHead, const QStringList& List,
                                          const QString& sClosing, QMessageBox::StandardButtons Buttons,
                                          QMessageBox::StandardButton Default) {

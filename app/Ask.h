@@ -21,6 +21,9 @@ QMessageBox::StandardButton AskUser(const QString& sTitle, const QString& sText,
                                     QMessageBox::StandardButton Default, const char* sIcon = nullptr,
                                     int SuppressHours = 0);
 
+/// Tells of a file that couldn't be written: on the console and, if the program is about to end, in a box.
+void TellSaveFailed(const QString& sPath, const QString& sError, bool IsEnding);
+
 /// A list of problems between a head and a closing text. Open shows nothing by itself: the caller acts and asks again.
 QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& sHead, const QStringList& List,
                                          const QString& sClosing, QMessageBox::StandardButtons Buttons,

@@ -1,16 +1,14 @@
 #include "app/ConsoleWindow.h"
 
+#include "app/ConsoleOutput.h"
+#include "base/ConsoleLog.h"
 #include "base/ConsoleRing.h"
-#include "base/Log.h"
 #include "command/CommandTable.h"
-#include "settings/Colors.h"
 #include "settings/Fonts.h"
 
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
-#include <QScrollBar>
-#include <QTextEdit>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <cstdio>
@@ -18,19 +16,9 @@
 namespace {
 
 constexpr int UPDATE_MS = 100;
-constexpr int MAX_MESSAGES_PER_TICK = 100;
-constexpr int MAX_SHOWN_BLOCKS = 100'000; ///< paragraphs kept in the output pane
+constexpr int MAX_MESSAGES_PER_TICK = 20'000; ///< what a tick shows without a stall
 
-/// A colour that a message brings itself. On a dark palette the two that are given so, of errors and of the probe,
-/// take the forms that their entries in the colour table have there.
-QColor Readable(U32 Rgb) {
-    for (const int Id : {COLOR_LOGGING_ERROR, COLOR_LOGGING_NOVIK}) {
-        if (IsPaletteDark() && (aColorRow[Id].Default & 0xFFFFFF) == (Rgb & 0xFFFFFF)) {
-            return QColor::fromRgba(aColorRow[Id].Dark);
-        }
-    }
-    return QColor::fromRgb(Rgb);
-}
+CConsoleWindow* pReader; ///< of the ring
 
 } // namespace
 
@@ -39,13 +27,7 @@ CConsoleWindow::CConsoleWindow(QWidget* pParent) : CWindow(QStringLiteral("Conso
     auto* pLayout = new QVBoxLayout(pCentral);
     pLayout->setContentsMargins(0, 0, 0, 0);
     pLayout->setSpacing(0);
-    m_pOutput = new QTextEdit(pCentral);
-    m_pOutput->setReadOnly(true);
-    m_pOutput->setUndoRedoEnabled(false);
-    m_pOutput->setLineWrapMode(QTextEdit::NoWrap);
-    m_pOutput->setFrameShape(QFrame::NoFrame);
-    m_pOutput->document()->setMaximumBlockCount(MAX_SHOWN_BLOCKS);
-    m_pOutput->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_pOutput = new CConsoleOutput(pCentral);
     m_pInput = new QLineEdit(pCentral);
     m_pInput->setPlaceholderText(QStringLiteral("Command, for example: Debug.Start    (? for help)"));
     m_pInput->installEventFilter(this);
@@ -54,7 +36,7 @@ CConsoleWindow::CConsoleWindow(QWidget* pParent) : CWindow(QStringLiteral("Conso
     setCentralWidget(pCentral);
     setFocusProxy(m_pInput);
     CConsoleWindow::ApplyFont(FONT_CONSOLE, GetFont(FONT_CONSOLE));
-    connect(m_pOutput, &QTextEdit::customContextMenuRequested, this, &CConsoleWindow::OnContextMenuRequested);
+    connect(m_pOutput, &QPlainTextEdit::customContextMenuRequested, this, &CConsoleWindow::OnContextMenuRequested);
 
     auto* pHelp = new QAction(QStringLiteral("Help"), this);
     pHelp->setObjectName(QStringLiteral("actionConsoleHelp"));
@@ -65,9 +47,13 @@ CConsoleWindow::CConsoleWindow(QWidget* pParent) : CWindow(QStringLiteral("Conso
     auto* pTimer = new QTimer(this);
     connect(pTimer, &QTimer::timeout, this, &CConsoleWindow::OnUpdateTimerTimeout);
     pTimer->start(UPDATE_MS);
+    pReader = this;
+    ConsoleSetReader([] { pReader->DrainRing(); });
 }
 
 CConsoleWindow::~CConsoleWindow() {
+    ConsoleSetReader(nullptr);
+    pReader = nullptr;
     while (DrainRing()) {
     }
 }
@@ -78,56 +64,43 @@ QString CConsoleWindow::GetText() const { return m_pOutput->toPlainText(); }
 
 bool CConsoleWindow::HasInputFocus() const { return m_pInput->hasFocus() || m_pOutput->hasFocus(); }
 
-void CConsoleWindow::SetLogFile(const QString& sFilePath) { OpenConsoleLog(sFilePath); }
-
 void CConsoleWindow::ApplyFont(int, const QFont&) {
     m_pInput->setFont(GetFont(FONT_CONSOLE));
     m_pOutput->setFont(GetFont(FONT_CONSOLE));
 }
 
-void CConsoleWindow::PrintMessage(const CONSOLE_MSG& Msg) {
-    const bool IsDefault = Msg.ColorId > 45 || (Msg.ColorId == -1 && qAlpha(Msg.Color) == 0);
-    const QColor Color = Msg.ColorId >= 0 ? GetColor(Msg.ColorId) : Readable(Msg.Color);
-    QTextCharFormat Format;
-    Format.setForeground(IsDefault ? palette().color(QPalette::Text) : Color);
-    Format.setFont(Msg.IsFixedFont != 0 ? GetFixedPitchFont(GetFont(FONT_CONSOLE)) : GetFont(FONT_CONSOLE));
-    QTextCursor Cursor(m_pOutput->document());
-    Cursor.movePosition(QTextCursor::End);
-    if (Msg.IsNewLine != 0 && !m_pOutput->document()->isEmpty()) {
-        Cursor.insertBlock();
-    }
-    const QString sText = QString::fromUtf8(Msg.sText);
-    Cursor.insertText(sText, Format);
-    WriteConsoleLog(sText, Msg.IsNewLine != 0);
-    if (m_IsEchoedToStdout) {
-        std::fprintf(stdout, "%s\n", Msg.sText);
-        std::fflush(stdout);
-    }
-}
-
 bool CConsoleWindow::DrainRing() {
+    QList<CONSOLE_MSG> Msgs;
     CONSOLE_MSG Msg;
-    int Count = 0;
-    while (Count < MAX_MESSAGES_PER_TICK && ConsoleTake(&Msg)) {
-        PrintMessage(Msg);
-        ++Count;
+    while (Msgs.size() < MAX_MESSAGES_PER_TICK && ConsoleTake(&Msg)) {
+        Msgs.append(Msg);
     }
-    return Count > 0;
+    if (Msgs.isEmpty()) {
+        return false;
+    }
+    m_pOutput->Append(Msgs);
+    for (const CONSOLE_MSG& Shown : std::as_const(Msgs)) {
+        if (m_IsEchoedToStdout) {
+            std::fprintf(stdout, "%s\n", Shown.sText.constData());
+        }
+    }
+    std::fflush(stdout);
+    return true;
 }
 
 void CConsoleWindow::OnUpdateTimerTimeout() {
-    if (DrainRing()) {
-        m_pOutput->moveCursor(QTextCursor::End);
-        m_pOutput->verticalScrollBar()->setValue(m_pOutput->verticalScrollBar()->maximum());
-        m_pOutput->horizontalScrollBar()->setValue(0);
+    DrainRing();
+    const QString sError = FlushConsoleLog();
+    if (!sError.isEmpty()) {
+        ConsolePrintError(sError);
     }
 }
 
 void CConsoleWindow::OnContextMenuRequested(const QPoint& Pos) {
     QMenu Menu(this);
-    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &QTextEdit::copy)
+    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &QPlainTextEdit::copy)
         ->setEnabled(m_pOutput->textCursor().hasSelection());
-    Menu.addAction(QStringLiteral("Select All"), m_pOutput, &QTextEdit::selectAll);
+    Menu.addAction(QStringLiteral("Select All"), m_pOutput, &QPlainTextEdit::selectAll);
     Menu.addAction(QStringLiteral("Clear"), this, &CConsoleWindow::Clear);
     Menu.addSeparator();
     Menu.addAction(findChild<QAction*>(QStringLiteral("actionConsoleHelp")));
@@ -210,7 +183,7 @@ void CConsoleWindow::RemoveCommandListener(CWindow* pWindow) {
 void CConsoleWindow::PrintCommandHelp() { ConsolePrintList(CCommandTable::ListCommands()); }
 
 void CConsoleWindow::PrintCommandDisabled(const QString& sCommand) {
-    ConsolePrintColorId(sCommand + QStringLiteral(": Command disabled"), COLOR_LOGGING_USER);
+    ConsolePrint(sCommand + QStringLiteral(": Command disabled"), CC_USER);
 }
 
 void CConsoleWindow::PrintCommandError(const QString& sLine, const QString& sError) {
@@ -230,7 +203,7 @@ void CConsoleWindow::OnActionTriggered(QAction* pAction) {
     if (sText.isEmpty()) {
         CCommandTable::ClearArgs(Row.Id);
     } else if (Row.IsPublic != 0 && Row.Id != CMD_UTIL_LOG) {
-        ConsolePrintColorId(sText, COLOR_LOGGING_USER);
+        ConsolePrint(sText, CC_USER);
     }
 }
 
@@ -248,7 +221,7 @@ void CConsoleWindow::OnActionPerformed(QAction* pAction) {
     const QString sText = CCommandTable::RenderCommand(Row.Id);
     if (!sText.isEmpty()) {
         if (Row.EchoAfter != 0 && Row.IsPublic != 0) {
-            ConsolePrintColorId(sText, COLOR_LOGGING_USER);
+            ConsolePrint(sText, CC_USER);
         }
         const QString sError = CCommandTable::GetError(Row.Id);
         if (!sError.isEmpty()) {

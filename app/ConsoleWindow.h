@@ -5,12 +5,10 @@
 
 #include "framework/Window.h"
 
-#include <QColor>
 #include <QPointer>
 
+class CConsoleOutput;
 class QLineEdit;
-class QTextEdit;
-struct CONSOLE_MSG;
 
 class CConsoleWindow : public CWindow {
     Q_OBJECT
@@ -21,8 +19,6 @@ public:
 
     void Clear() override;
     void ApplyFont(int FontID, const QFont& Font) override;
-    /// Opens the console log; an empty path ends it.
-    void SetLogFile(const QString& sFilePath);
     /// Runs one line: 1 if it ran, 2 if it is disabled, 0 if it is unknown.
     int ExecuteCommand(const QString& sCommand);
     void AddCommandListener(CWindow* pWindow);
@@ -52,10 +48,9 @@ private slots:
     void OnContextMenuRequested(const QPoint& Pos);
 
 private:
-    void PrintMessage(const CONSOLE_MSG& Msg);
     bool BrowseHistory(int Key);
 
-    QTextEdit* m_pOutput;
+    CConsoleOutput* m_pOutput;
     QLineEdit* m_pInput;
     QStringList m_History; ///< newest first
     int m_HistoryPos = -1; ///< -1: not browsing

@@ -2,6 +2,7 @@
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "base/Files.h"
 #include "command/CommandTable.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
@@ -62,8 +63,9 @@ void FileOpen(CMainWindow& MainWindow) {
         return;
     }
     const QString sPath = CFileFinder::Get().FindFile(sArg);
-    if (!FileExists(sPath)) {
-        FailCommand(Id, QStringLiteral("file not found"));
+    const QString sRefused = CheckRegularFile(sPath);
+    if (!sRefused.isEmpty()) {
+        FailCommand(Id, sRefused);
         return;
     }
     const QString sFile = QFileInfo(sPath).absoluteFilePath();
@@ -89,8 +91,9 @@ void FileLoad(CMainWindow& MainWindow) {
         return;
     }
     const QString sPath = CFileFinder::Get().FindFile(CCommandTable::GetArgs(Id).value(0));
-    if (!FileExists(sPath)) {
-        FailCommand(Id, QStringLiteral("file not found"));
+    const QString sRefused = CheckRegularFile(sPath);
+    if (!sRefused.isEmpty()) {
+        FailCommand(Id, sRefused);
         return;
     }
     MainWindow.GetSession().DownloadProgram(sPath, DL_LOAD, Addr);
@@ -153,8 +156,9 @@ void FileSaveProjectAs(CMainWindow& MainWindow) {
     }
     WriteSetting(QLatin1String(KEY_DIR_SAVE), QFileInfo(sName).absolutePath());
     CCommandTable::SetArgs(Id, {sName});
-    if (CProject::Get().Save(sName, MainWindow.CollectProjectSettings()) != 0) {
-        FailCommand(Id, QStringLiteral("invalid project filename"));
+    const QString sError = CProject::Get().Save(sName, MainWindow.CollectProjectSettings());
+    if (!sError.isEmpty()) {
+        FailCommand(Id, sError);
         return;
     }
     CCommandTable::SetResult(Id, 0);
@@ -166,8 +170,11 @@ void FileSaveAll(CMainWindow& MainWindow) {
     const QString sPath = CProject::Get().GetPath();
     if (!FileExists(sPath)) {
         CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS);
-    } else if (CProject::Get().Save(sPath, MainWindow.CollectProjectSettings()) != 0) {
-        FailCommand(Id, QStringLiteral("invalid filename"));
+        return;
+    }
+    const QString sError = CProject::Get().Save(sPath, MainWindow.CollectProjectSettings());
+    if (!sError.isEmpty()) {
+        FailCommand(Id, sError);
     }
 }
 

@@ -32,7 +32,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
-#include <QTextEdit>
+#include <QPlainTextEdit>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -71,7 +71,7 @@ QString ToolbarKey(const QString& sName) {
 
 bool HasSelectedText(const QWidget* pWidget) {
     const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
-    const auto* pText = qobject_cast<const QTextEdit*>(pWidget);
+    const auto* pText = qobject_cast<const QPlainTextEdit*>(pWidget);
     return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->textCursor().hasSelection());
 }
 
@@ -300,9 +300,15 @@ bool CMainWindow::AskSaveProject() {
         QStringLiteral("Save Project Changes?"), QStringLiteral("The current project was modified. Save changes?"),
         QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, IsUnattended() ? QMessageBox::No : QMessageBox::Yes);
     if (Answer == QMessageBox::Yes) {
-        const bool HasFile = QFileInfo(CProject::Get().GetPath()).isFile();
-        return HasFile ? CProject::Get().Save(CProject::Get().GetPath(), CollectProjectSettings()) == 0
-                       : CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS) == 0;
+        const QString sPath = CProject::Get().GetPath();
+        if (!QFileInfo(sPath).isFile()) {
+            return CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS) == 0;
+        }
+        const QString sError = CProject::Get().Save(sPath, CollectProjectSettings());
+        if (!sError.isEmpty()) {
+            TellSaveFailed(sPath, sError, true);
+        }
+        return sError.isEmpty();
     }
     return Answer == QMessageBox::No;
 }

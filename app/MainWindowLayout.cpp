@@ -1,11 +1,12 @@
+#include "app/Ask.h"
 #include "app/MainWindow.h"
+#include "app/Session.h"
+#include "base/Files.h"
 #include "framework/DockWindow.h"
 #include "framework/LayoutText.h"
 #include "project/Project.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QToolBar>
 
 // The layout of the windows of a project: written to its user file when it closes, applied when it opens.
@@ -73,9 +74,8 @@ Qt::DockWidgetArea QtArea(int Area) {
 }
 
 QString ReadUserFile(const QString& sPath) {
-    QFile File(sPath);
-    return File.size() <= MAX_USER_FILE_SIZE && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll())
-                                                                               : QString();
+    QByteArray Text;
+    return ReadRegularFile(sPath, MAX_USER_FILE_SIZE, &Text).isEmpty() ? QString::fromUtf8(Text) : QString();
 }
 
 struct PLACED_DOCK {
@@ -135,9 +135,9 @@ void CMainWindow::WriteUserFile(const QString& sProjectPath) const {
     }
     const QByteArray Text = Lines.join(QLatin1Char('\n')).toUtf8() + '\n';
     const QString sPath = CProject::Get().GetUserFilePath(sProjectPath);
-    QSaveFile File(sPath);
-    if (!File.open(QIODevice::WriteOnly) || File.write(Text) != Text.size() || !File.commit()) {
-        qWarning("Could not write file %s: %s", qPrintable(sPath), qPrintable(File.errorString()));
+    const QString sError = SaveFile(sPath, Text);
+    if (!sError.isEmpty()) {
+        TellSaveFailed(sPath, sError, m_pSession->IsClosing());
     }
 }
 

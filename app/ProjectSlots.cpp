@@ -1,7 +1,7 @@
-#include "app/ConsoleWindow.h"
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "device/Device.h"
@@ -197,9 +197,12 @@ void ProjectRelocateSymbols(CMainWindow& MainWindow) {
     }
 }
 
-void ProjectSetConsoleLogFile(CMainWindow& MainWindow) {
+void ProjectSetConsoleLogFile(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
-    MainWindow.GetConsole().SetLogFile(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
+    const QString sError = ConsoleOpenLog(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
+    if (!sError.isEmpty()) {
+        FailCommand(Id, sError);
+    }
 }
 
 constexpr ACTION_SLOT aSlot[] = {

@@ -8,7 +8,6 @@
 #include "project/Project.h"
 #include "project/RegisterFiles.h"
 #include "script/JScript.h"
-#include "settings/Colors.h"
 #include "settings/SysVars.h"
 #include "views/SourceWindow.h"
 
@@ -18,7 +17,7 @@
 
 namespace {
 
-void PrintProbeLine(const char* sText) { ConsolePrintColorId(QString::fromLatin1(sText), COLOR_LOGGING_NOVIK); }
+void PrintProbeLine(const char* sText) { ConsolePrint(QString::fromLatin1(sText), CC_NOVIK); }
 
 } // namespace
 

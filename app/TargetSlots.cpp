@@ -1,5 +1,6 @@
 #include "app/Location.h"
 #include "app/Slots.h"
+#include "base/Files.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "datafile/JFile.h"
@@ -134,8 +135,10 @@ void TargetSaveMemory(CMainWindow&) {
         FailCommand(Id, "could not read MCU memory");
         return;
     }
-    if (JFile::WriteMemory(CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0)), Addr, Data) != 0) {
-        FailCommand(Id, "invalid filename");
+    const QString sPath = CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0));
+    const QString sError = JFile::WriteMemory(sPath, Addr, Data);
+    if (!sError.isEmpty()) {
+        FailCommand(Id, sError);
     }
 }
 
@@ -161,12 +164,13 @@ void TargetLoadMemory(CMainWindow&) {
         LoadRecords(Id, sPath);
         return;
     }
-    QFile File(sPath);
-    if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_TRANSFER) {
-        FailCommand(Id, "file not found");
+    QByteArray Data;
+    const QString sError = ReadRegularFile(sPath, MAX_TRANSFER, &Data);
+    if (!sError.isEmpty()) {
+        FailCommand(Id, sError);
         return;
     }
-    CDevice::Get().PostWriteMem(Addr, File.readAll(), 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
+    CDevice::Get().PostWriteMem(Addr, Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
 }
 
 void TargetSetAccessWidth(CMainWindow&) {

@@ -11,7 +11,6 @@
 #include "device/Device.h"
 #include "elf/ElfApiLines.h"
 #include "project/FileFinder.h"
-#include "settings/Colors.h"
 #include "views/SourceWindow.h"
 
 #include <QCoreApplication>
@@ -133,7 +132,7 @@ void UtilSleep(CMainWindow& MainWindow) {
 
 void UtilLog(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_UTIL_LOG;
-    ConsolePrintColorId(CCommandTable::GetArg0(Id), COLOR_LOGGING_SCRIPT);
+    ConsolePrint(CCommandTable::GetArg0(Id), CC_SCRIPT);
     CCommandTable::Cancel(Id);
 }
 

@@ -1,22 +1,23 @@
 #include "base/ConsoleRing.h"
 
+#include "base/ConsoleLog.h"
 #include "base/Utf8.h"
 
-#include <atomic>
-#include <cstring>
+#include <QThread>
+#include <deque>
 #include <mutex>
 
 namespace {
 
-constexpr I32 COLOR_ID_LOGGING_ERROR = 28; ///< the row of COLOR_LOGGING_ERROR in the colour table
-
 struct CONSOLE_RING {
-    std::mutex WriteMutex; ///< the writers share one index
-    CONSOLE_MSG aSlot[CONSOLE_RING_SIZE] = {};
-    std::atomic<U8> aIsValid[CONSOLE_RING_SIZE] = {}; ///< the hand-over; CONSOLE_MSG::IsValid is its copy
-    U32 WriteIndex = 0;
-    U32 ReadIndex = 0;
-    std::atomic<U64> NumDropped{0};
+    std::mutex Mutex;
+    std::deque<CONSOLE_MSG> Msgs;
+    U32 NumErrors = 0;  ///< of Msgs
+    U64 NumDropped = 0; ///< since the start
+    U64 NumUntold = 0;  ///< dropped behind the last message
+    void (*pfDrain)() = nullptr;
+    QThread* pReader = nullptr; ///< thread of pfDrain
+    bool IsDraining = false;    ///< of the reader's thread alone
 };
 
 CONSOLE_RING& GetRing() {
@@ -24,59 +25,109 @@ CONSOLE_RING& GetRing() {
     return Ring;
 }
 
-void Put(const QString& sText, U32 Color, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
-    if (sText.isEmpty()) {
-        return;
+bool IsFull(const CONSOLE_RING& Ring, CONSOLE_CLASS Class) {
+    return Class == CC_ERROR ? Ring.NumErrors >= CONSOLE_MAX_ERRORS
+                             : Ring.Msgs.size() - Ring.NumErrors >= CONSOLE_RING_SIZE;
+}
+
+/// The ring's mutex is held.
+void TellDropped(CONSOLE_RING* pRing) {
+    if (pRing->NumUntold != 0) {
+        pRing->Msgs.push_back({QByteArray::number(pRing->NumUntold) + " messages dropped", CC_ERROR});
+        ++pRing->NumErrors;
+        pRing->NumUntold = 0;
     }
-    const QByteArray Text = sText.toUtf8();
+}
+
+/// The ring's mutex is held.
+void Put(const CONSOLE_MSG& Msg) {
     CONSOLE_RING& Ring = GetRing();
-    const std::lock_guard Lock(Ring.WriteMutex);
-    const U32 Index = Ring.WriteIndex;
-    if (Ring.aIsValid[Index].load(std::memory_order_acquire) != 0) {
+    if (IsFull(Ring, Msg.Class)) {
         ++Ring.NumDropped;
+        ++Ring.NumUntold;
         return;
     }
-    CONSOLE_MSG& Msg = Ring.aSlot[Index];
-    const qsizetype Length = FittingUtf8Length(Text, CONSOLE_TEXT_SIZE);
-    std::memcpy(Msg.sText, Text.constData(), static_cast<size_t>(Length));
-    Msg.sText[Length] = '\0';
-    Msg.IsValid = 1;
-    Msg.IsNewLine = IsNewLine;
-    Msg.IsFixedFont = IsFixedFont;
-    Msg.Color = Color;
-    Msg.ColorId = ColorId;
-    Ring.WriteIndex = (Index + 1) % CONSOLE_RING_SIZE;
-    Ring.aIsValid[Index].store(1, std::memory_order_release);
+    TellDropped(&Ring);
+    Ring.NumErrors += Msg.Class == CC_ERROR ? 1 : 0;
+    Ring.Msgs.push_back(Msg);
+}
+
+/// The reader doesn't come to read while its own thread writes.
+void MakeRoom(CONSOLE_CLASS Class) {
+    CONSOLE_RING& Ring = GetRing();
+    {
+        const std::lock_guard Lock(Ring.Mutex);
+        if (!IsFull(Ring, Class) || Ring.pReader != QThread::currentThread() || Ring.IsDraining) {
+            return;
+        }
+        Ring.IsDraining = true;
+    }
+    Ring.pfDrain();
+    Ring.IsDraining = false;
+}
+
+QByteArray ShownText(const QString& sText) {
+    QByteArray Text = sText.toUtf8();
+    Text.truncate(FittingUtf8Length(Text, CONSOLE_TEXT_SIZE));
+    return Text;
 }
 
 } // namespace
 
-void ConsolePrint(const QString& sText, const QColor& Color, bool IsFixedFont) {
-    Put(sText, Color.rgba(), -1, IsFixedFont, true);
-}
-
-void ConsolePrintColorId(const QString& sText, I32 ColorId, bool IsFixedFont, bool IsNewLine) {
-    Put(sText, 0, ColorId, IsFixedFont, IsNewLine);
-}
-
-void ConsolePrintList(const QStringList& Lines, const QColor& Color) {
-    for (const QString& sLine : Lines) {
-        ConsolePrint(sLine, Color, true);
+void ConsolePrint(const QString& sText, CONSOLE_CLASS Class, bool IsFixedFont, bool IsNewLine) {
+    if (sText.isEmpty()) {
+        return;
+    }
+    MakeRoom(Class);
+    const std::lock_guard Lock(GetRing().Mutex); // one order in the ring and in the log
+    Put({ShownText(sText), Class, IsNewLine, IsFixedFont});
+    const QString sError = WriteConsoleLog(sText, IsNewLine);
+    if (!sError.isEmpty()) {
+        Put({ShownText(sError), CC_ERROR});
     }
 }
 
-void ConsolePrintError(const QString& sText) { ConsolePrintColorId(sText, COLOR_ID_LOGGING_ERROR); }
+void ConsolePrintList(const QStringList& Lines, CONSOLE_CLASS Class) {
+    for (const QString& sLine : Lines) {
+        ConsolePrint(sLine, Class, true);
+    }
+}
+
+void ConsolePrintError(const QString& sText) { ConsolePrint(sText, CC_ERROR); }
 
 bool ConsoleTake(CONSOLE_MSG* pOut) {
     CONSOLE_RING& Ring = GetRing();
-    const U32 Index = Ring.ReadIndex;
-    if (Ring.aIsValid[Index].load(std::memory_order_acquire) == 0) {
+    const std::lock_guard Lock(Ring.Mutex);
+    if (Ring.Msgs.empty()) {
+        TellDropped(&Ring);
+    }
+    if (Ring.Msgs.empty()) {
         return false;
     }
-    *pOut = Ring.aSlot[Index];
-    Ring.ReadIndex = (Index + 1) % CONSOLE_RING_SIZE;
-    Ring.aIsValid[Index].store(0, std::memory_order_release);
+    *pOut = std::move(Ring.Msgs.front());
+    Ring.Msgs.pop_front();
+    Ring.NumErrors -= pOut->Class == CC_ERROR ? 1 : 0;
     return true;
 }
 
-U64 ConsoleDropCount() { return GetRing().NumDropped; }
+QString ConsoleOpenLog(const QString& sPath) {
+    const std::lock_guard Lock(GetRing().Mutex);
+    QString sError = OpenConsoleLog(sPath);
+    for (const CONSOLE_MSG& Msg : GetRing().Msgs) {
+        const QString sLost = WriteConsoleLog(QString::fromUtf8(Msg.sText), Msg.IsNewLine);
+        sError = sError.isEmpty() ? sLost : sError;
+    }
+    return sError;
+}
+
+U64 ConsoleDropCount() {
+    const std::lock_guard Lock(GetRing().Mutex);
+    return GetRing().NumDropped;
+}
+
+void ConsoleSetReader(void (*pfDrain)()) {
+    CONSOLE_RING& Ring = GetRing();
+    const std::lock_guard Lock(Ring.Mutex);
+    Ring.pfDrain = pfDrain;
+    Ring.pReader = pfDrain != nullptr ? QThread::currentThread() : nullptr;
+}

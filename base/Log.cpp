@@ -1,8 +1,9 @@
 #include "base/Log.h"
 
 #include "base/ConsoleRing.h"
+#include "base/LogSink.h"
 
-#include <QFile>
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -13,9 +14,6 @@ constexpr qint64 MAX_LOG_FILE_SIZE = 16'000'000; ///< a log that outgrows this i
 constexpr qint64 KEPT_LOG_FILE_SIZE = 16'000;
 constexpr int LOG_TEXT_SIZE = 2048; ///< one message with its terminating zero
 constexpr int DEFAULT_FLUSH_THRESHOLD = 512;
-
-constexpr QRgb COLOR_LOG_ERROR = 0xB22222;
-constexpr QRgb COLOR_LOG_NOVIK = 0x00008B;
 
 struct LOG_STATE {
     std::mutex Mutex;
@@ -29,19 +27,6 @@ struct LOG_STATE {
 LOG_STATE& GetState() {
     static LOG_STATE State;
     return State;
-}
-
-std::unique_ptr<QFile>& ConsoleLog() {
-    static std::unique_ptr<QFile> pFile;
-    return pFile;
-}
-
-std::unique_ptr<QFile> OpenSink(const QString& sPath) {
-    auto pFile = std::make_unique<QFile>(sPath);
-    if (!pFile->open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Text)) {
-        return nullptr;
-    }
-    return pFile;
 }
 
 void LimitSize(QFile* pFile) {
@@ -58,13 +43,20 @@ const char* LevelMark(U32 Flags) {
     return (Flags & MSG_WARNING) ? "[W] " : " i  ";
 }
 
-void FlushLog(LOG_STATE& State) {
-    if (State.pFile && !State.Buffer.isEmpty()) {
-        LimitSize(State.pFile.get());
-        State.pFile->write(State.Buffer);
-        State.pFile->flush();
-        State.Buffer.clear();
+/// Empty, or what the user is told of a log that ends here.
+QString FlushLog(LOG_STATE& State) {
+    if (!State.pFile || State.Buffer.isEmpty()) {
+        return {};
     }
+    LimitSize(State.pFile.get());
+    const QString sError = WriteSink(State.pFile.get(), &State.Buffer);
+    if (sError.isEmpty()) {
+        return {};
+    }
+    const QString sPath = State.pFile->fileName();
+    State.pFile.reset();
+    State.IsVerbose = false;
+    return QStringLiteral("Program log ended, could not write file ") + sPath + QStringLiteral(": ") + sError;
 }
 
 QByteArray ComposeText(const char* sText, U32 Flags) {
@@ -84,13 +76,27 @@ QByteArray ComposeText(const char* sText, U32 Flags) {
 }
 
 void PrintToConsole(const QByteArray& Text, U32 Flags) {
-    QColor Color = Qt::transparent;
-    if (Flags & MSG_ERROR) {
-        Color = QColor(COLOR_LOG_ERROR);
-    } else if (Flags & MSG_FROM_NOVIK) {
-        Color = QColor(COLOR_LOG_NOVIK);
+    const CONSOLE_CLASS Class = (Flags & MSG_ERROR) ? CC_ERROR : ((Flags & MSG_FROM_NOVIK) ? CC_NOVIK : CC_TEXT);
+    ConsolePrint(QString::fromUtf8(Text), Class);
+}
+
+/// To the text console and the program log. Empty, or what the user is told of a log that ends here.
+QString WriteToLog(const QByteArray& Text, U32 Flags) {
+    LOG_STATE& State = GetState();
+    const std::lock_guard Lock(State.Mutex);
+    if ((Flags & (MSG_TO_TEXT_CONSOLE | MSG_TO_ALL)) && State.IsDebugMode) {
+        std::fprintf(stdout, "%s%s\n", LevelMark(Flags), Text.constData());
+        std::fflush(stdout);
     }
-    ConsolePrint(QString::fromUtf8(Text), Color);
+    if ((Flags & (MSG_TO_LOG | MSG_TO_ALL)) && State.pFile) {
+        State.Buffer += LevelMark(Flags);
+        State.Buffer += Text;
+        State.Buffer += '\n';
+        if (State.Buffer.size() >= State.FlushThreshold) {
+            return FlushLog(State);
+        }
+    }
+    return {};
 }
 
 void HandleQtMessage(QtMsgType Type, const QMessageLogContext&, const QString& sText) {
@@ -111,23 +117,13 @@ int LogMessage(const char* sText, U32 Flags) {
     if (sText == nullptr || *sText == '\0') {
         return -1;
     }
-    LOG_STATE& State = GetState();
-    const std::lock_guard Lock(State.Mutex);
     const QByteArray Text = ComposeText(sText, Flags);
     if (Flags & (MSG_TO_CONSOLE | MSG_TO_ALL)) {
         PrintToConsole(Text, Flags);
     }
-    if ((Flags & (MSG_TO_TEXT_CONSOLE | MSG_TO_ALL)) && State.IsDebugMode) {
-        std::fprintf(stdout, "%s%s\n", LevelMark(Flags), Text.constData());
-        std::fflush(stdout);
-    }
-    if ((Flags & (MSG_TO_LOG | MSG_TO_ALL)) && State.pFile) {
-        State.Buffer += LevelMark(Flags);
-        State.Buffer += Text;
-        State.Buffer += '\n';
-        if (State.Buffer.size() >= State.FlushThreshold) {
-            FlushLog(State);
-        }
+    const QString sError = WriteToLog(Text, Flags);
+    if (!sError.isEmpty()) {
+        ConsolePrintError(sError);
     }
     return 0;
 }
@@ -136,46 +132,30 @@ bool IsVerboseLogging() { return GetState().IsVerbose || GetState().IsDebugMode;
 
 void SetLogDebugMode(bool IsOn) { GetState().IsDebugMode = IsOn; }
 
-bool OpenProgramLog(const QString& sPath, int FlushThreshold) {
+QString OpenProgramLog(const QString& sPath, int FlushThreshold) {
+    CloseProgramLog();
     LOG_STATE& State = GetState();
     const std::lock_guard Lock(State.Mutex);
-    FlushLog(State); // of the log that was open
     State.FlushThreshold = FlushThreshold > 0 ? FlushThreshold : DEFAULT_FLUSH_THRESHOLD;
-    State.pFile = OpenSink(sPath);
+    QString sError;
+    State.pFile = OpenSink(sPath, &sError);
     State.Buffer.clear();
     State.IsVerbose = State.pFile != nullptr;
-    return State.IsVerbose;
+    return sError;
 }
 
 void CloseProgramLog() {
     LOG_STATE& State = GetState();
-    const std::lock_guard Lock(State.Mutex);
-    FlushLog(State);
-    State.pFile.reset();
-    State.IsVerbose = false;
-}
-
-bool OpenConsoleLog(const QString& sPath) {
-    ConsoleLog().reset();
-    if (!sPath.isEmpty()) {
-        ConsoleLog() = OpenSink(sPath);
+    QString sError;
+    {
+        const std::lock_guard Lock(State.Mutex);
+        sError = FlushLog(State);
+        State.pFile.reset();
+        State.IsVerbose = false;
     }
-    return ConsoleLog() != nullptr;
-}
-
-void CloseConsoleLog() { ConsoleLog().reset(); }
-
-void WriteConsoleLog(const QString& sText, bool IsNewLine) {
-    QFile* pFile = ConsoleLog().get();
-    if (pFile == nullptr) {
-        return;
+    if (!sError.isEmpty()) {
+        ConsolePrintError(sError);
     }
-    LimitSize(pFile);
-    pFile->write(sText.toUtf8());
-    if (IsNewLine) {
-        pFile->write("\n");
-    }
-    pFile->flush();
 }
 
 void InstallQtMessageHandler() { qInstallMessageHandler(HandleQtMessage); }

@@ -1,13 +1,11 @@
 #pragma once
 
-// Messages of the program: the program log (sink 0), the console log (sink 1) and the console ring. Any thread
-// may write. The console ring is read on the main thread only, by the console window.
+// Messages of the program and their ways: the program log, the text console of debug mode, the console ring. Any thread
+// may write.
 
 #include "base/Types.h"
 
-#include <QColor>
 #include <QString>
-#include <QStringList>
 
 /// Bit set that travels with each log message.
 enum MSG_INFO_FLAGS : U32 {
@@ -25,7 +23,8 @@ enum MSG_INFO_FLAGS : U32 {
 };
 
 /// Writes one message to the destinations that `Flags` names. Any thread; serialised by a mutex. Returns 0, or
-/// -1 for a null or empty text. The text is cut at 2047 bytes.
+/// -1 for a null or empty text. The text is cut at 2047 bytes. A program log that can't be written ends, which the
+/// console tells.
 int LogMessage(const char* sText, U32 Flags);
 
 /// True if messages of debug and warning level have a reader: a program log is open or debug mode is on.
@@ -34,16 +33,9 @@ bool IsVerboseLogging();
 /// Text console of debug mode on or off; the log file's name and flush threshold in bytes (512 if not positive).
 /// Main thread, at start.
 void SetLogDebugMode(bool IsOn);
-bool OpenProgramLog(const QString& sPath, int FlushThreshold);
+/// Empty, or why the log can't be opened.
+QString OpenProgramLog(const QString& sPath, int FlushThreshold);
 void CloseProgramLog();
-
-/// Opens sink 1 on the path, truncated; an empty path closes it. Returns false if the file can't be opened.
-/// Main thread.
-bool OpenConsoleLog(const QString& sPath);
-void CloseConsoleLog();
-
-/// Appends text to sink 1, with a newline if `IsNewLine`; does nothing while it is closed. Main thread.
-void WriteConsoleLog(const QString& sText, bool IsNewLine);
 
 /// Forwards Qt's own messages to LogMessage().
 void InstallQtMessageHandler();

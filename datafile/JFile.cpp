@@ -1,6 +1,7 @@
 #include "datafile/JFile.h"
 
 #include "base/ConsoleRing.h"
+#include "base/Files.h"
 #include "datafile/ElfBlocks.h"
 #include "datafile/Records.h"
 
@@ -39,9 +40,8 @@ public:
 };
 
 QList<CMemBlock> ReadBinary(const QString& sPath) {
-    constexpr I64 MAX_SIZE = 0x100000000; // of the address space
     QFile File(sPath);
-    if (!File.open(QIODevice::ReadOnly) || File.size() > MAX_SIZE - 1) {
+    if (!File.open(QIODevice::ReadOnly)) {
         return {};
     }
     const CProgress Progress("Reading File...", File.size());
@@ -123,8 +123,7 @@ QList<CMemBlock> ReadRecords(const QString& sPath) {
     Records.Read(&File);
     if (Records.GetBadLine() >= 0) {
         ConsolePrintError(QStringLiteral("could not open file \"%1\": file contains corrupt data record at line %2.")
-                              .arg(sPath)
-                              .arg(Records.GetBadLine()));
+                              .arg(sPath, QString::number(Records.GetBadLine())));
         return {};
     }
     return Records.Merge();
@@ -152,7 +151,11 @@ bool IsDataFile(const QString& sPath) { return IsBinFile(sPath) || IsElfFile(sPa
 
 QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr) {
     QList<CMemBlock> Blocks;
-    if (!QFileInfo(sPath).isFile()) {
+    if (!CheckRegularFile(sPath).isEmpty()) {
+        return Blocks;
+    }
+    if (QFileInfo(sPath).size() > MAX_FILE_SIZE) {
+        ConsolePrintError(QStringLiteral("could not open file \"") + sPath + QStringLiteral("\": file is too large"));
         return Blocks;
     }
     if (IsBinFile(sPath)) {
@@ -169,38 +172,22 @@ QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr) {
     return Blocks;
 }
 
-I32 WriteFile(const QString& sPath, const void* pData, I64 nBytes) {
-    QFile File(sPath);
-    if (!File.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        return -1;
-    }
-    const CProgress Progress("Saving File...", nBytes);
-    const I64 ChunkSize = std::min(nBytes, BUFFER_SIZE);
-    const I64 NumChunks = ChunkSize != 0 ? nBytes / ChunkSize : 0;
-    for (I64 i = 0; i < NumChunks; ++i) {
-        const I64 Off = i * ChunkSize;
-        const I64 Size = i + 1 == NumChunks ? nBytes - Off : ChunkSize;
-        if (File.write(static_cast<const char*>(pData) + Off, Size) != Size) {
-            File.close();
-            QFile::remove(sPath);
-            return -1;
-        }
-        Progress.Set(Off + Size);
-    }
-    return 0;
+QString WriteFile(const QString& sPath, QByteArrayView Data) {
+    const CProgress Progress("Saving File...", Data.size());
+    return SaveFile(sPath, Data, [&Progress](qint64 Written) { Progress.Set(Written); });
 }
 
-I32 WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data) {
+QString WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data) {
     QByteArray Text = Data;
     if (IsRecordFile(sPath)) {
         const bool IsHex = QFileInfo(sPath).suffix().compare(QLatin1String("hex"), Qt::CaseInsensitive) == 0;
         Text = IsHex ? FormatIntelHex(Addr, Data) : FormatSRecord(Addr, Data);
     }
-    return WriteFile(sPath, Text.constData(), Text.size());
+    return WriteFile(sPath, Text);
 }
 
 void CFileWorker::Save(const QString& sPath, U32 Addr, const QByteArray& Data) {
-    if (WriteMemory(sPath, Addr, Data) == 0) {
+    if (WriteMemory(sPath, Addr, Data).isEmpty()) {
         emit FileSaved(sPath, static_cast<U32>(Data.size()));
     } else {
         emit SaveFailed(sPath);

@@ -6,12 +6,14 @@
 
 #include "datafile/MemBlock.h"
 
+#include <QByteArrayView>
 #include <QObject>
 #include <QString>
 
 namespace JFile {
 
-constexpr I64 BUFFER_SIZE = 1'000'000; ///< bytes read or written at a time
+constexpr I64 BUFFER_SIZE = 1'000'000;   ///< bytes read at a time
+constexpr I64 MAX_FILE_SIZE = 512 << 20; ///< more is no program of a target that is debugged here
 
 /// Receives the progress of reading and writing. All functions are called on the thread of the operation.
 class CProgressSink {
@@ -30,16 +32,16 @@ bool IsRecordFile(const QString& sPath);
 /// True if the suffix is one of a data file's.
 bool IsDataFile(const QString& sPath);
 
-/// Blocks of the file; empty if it doesn't exist, isn't a data file or is damaged. A binary file's block has address 0:
-/// the caller moves it; one without bytes has the given address. A damaged record file is reported on the console. Addr
-/// -1 means none given.
+/// Blocks of the file; empty if it doesn't exist, isn't a data file, is too large or is damaged. A binary file's block
+/// has address 0: the caller moves it; one without bytes has the given address. A damaged record file is reported on
+/// the console. Addr -1 means none given.
 QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr);
 
-/// Writes the bytes as they are. 0, or -1 with no file left behind.
-I32 WriteFile(const QString& sPath, const void* pData, I64 nBytes);
+/// Writes the bytes as they are. Empty, or why the file couldn't be written: then an old one is as it was.
+QString WriteFile(const QString& sPath, QByteArrayView Data);
 
 /// As WriteFile(), in the format that the suffix names: Intel HEX, S-record, or plain binary for any other.
-I32 WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data);
+QString WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data);
 
 /// Saves on the thread it lives on and tells when it is done.
 class CFileWorker : public QObject {

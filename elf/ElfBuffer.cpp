@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #ifdef __linux__
 #include <csignal>
 #include <fcntl.h>
@@ -197,6 +198,7 @@ void CElfBuffer::CopyPieces() {}
 #endif
 
 I64 ELF_GetDiskFileSize(const char* sPath) {
-    const DISK_FILE pDisk(std::fopen(sPath, "rb"));
-    return pDisk != nullptr && std::fseek(pDisk.get(), 0, SEEK_END) == 0 ? std::ftell(pDisk.get()) : -1;
+    std::error_code Error; // also of a device or pipe, which would be waited for
+    const std::uintmax_t Size = std::filesystem::file_size(sPath, Error);
+    return Error ? -1 : static_cast<I64>(Size);
 }

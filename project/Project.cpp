@@ -1,13 +1,13 @@
 #include "project/Project.h"
 
+#include "base/Files.h"
+#include "base/TextFormat.h"
 #include "project/FileFinder.h"
 #include "project/ProjectText.h"
 #include "project/RegisterFiles.h"
 #include "script/JScript.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -19,9 +19,11 @@ const QStringList ProbeSettingNames = {"Project.SetDevice",   "Project.SetHostIF
 const QStringList TraceSettingNames = {"Project.SetTraceSource", "Project.SetTraceTiming", "Project.SetTracePortWidth",
                                        "Project.ConfigSWO"};
 
-QString ReadText(const QString& sPath) {
-    QFile File(sPath);
-    return FileExists(sPath) && File.open(QIODevice::ReadOnly) ? QString::fromUtf8(File.readAll()) : QString();
+constexpr qint64 MAX_PROJECT_FILE_SIZE = 64 * 1024 * 1024; ///< more is no project
+
+QString ReadText(const QString& sPath, TEXT_FORMAT* pFormat) {
+    QByteArray Bytes;
+    return ReadRegularFile(sPath, MAX_PROJECT_FILE_SIZE, &Bytes).isEmpty() ? DecodeText(Bytes, pFormat) : QString();
 }
 
 } // namespace
@@ -103,22 +105,21 @@ int CProject::Create(const QStringList& Commands) {
     return Result;
 }
 
-int CProject::Save(const QString& sPath, const QStringList& Settings) {
+QString CProject::Save(const QString& sPath, const QStringList& Settings) {
     QString sText = ScriptGetText();
     if (sText.isEmpty() && sPath == GetPath() && FileExists(sPath)) {
-        qCritical("%s can't be loaded as it stands: it is not overwritten.", qPrintable(sPath));
-        return -1;
+        return QStringLiteral("the file can't be loaded as it stands: it is not overwritten");
     }
     if (sText.isEmpty()) {
         sText = ScriptBuildText(Settings);
         ScriptOpenText(sText);
     }
-    if (ScriptSave(sPath, sText) != 0) {
-        return -1;
+    QString sError = ScriptSave(sPath, sText);
+    if (sError.isEmpty()) {
+        CFileFinder::Get().SetProjectPath(sPath);
+        SetModified(false);
     }
-    CFileFinder::Get().SetProjectPath(sPath);
-    SetModified(false);
-    return 0;
+    return sError;
 }
 
 QString CProject::GetUserFilePath(const QString& sPath) const {
@@ -172,7 +173,8 @@ bool CProject::HasCpuSvdFile() const {
 
 int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char* sMarker,
                       const QStringList& Commands) {
-    QString sText = sPath.isEmpty() ? ScriptGetText() : ReadText(sPath);
+    TEXT_FORMAT Format;
+    QString sText = sPath.isEmpty() ? ScriptGetText() : ReadText(sPath, &Format);
     if (sText.isEmpty() || !RewriteProjectText(&sText, Names, QLatin1String(sMarker), Commands)) {
         return -1;
     }
@@ -181,8 +183,11 @@ int CProject::Rewrite(const QString& sPath, const QStringList& Names, const char
         SetModified(true);
         return Result;
     }
-    QSaveFile File(sPath);
-    return File.open(QIODevice::WriteOnly) && File.write(sText.toUtf8()) >= 0 && File.commit() ? 0 : -1;
+    const QString sError = SaveFile(sPath, EncodeText(sText, Format));
+    if (!sError.isEmpty()) {
+        qCritical("Could not write file %s: %s", qPrintable(sPath), qPrintable(sError));
+    }
+    return sError.isEmpty() ? 0 : -1;
 }
 
 int CProject::UpdateProbeSettings(const QString& sPath, const QStringList& Commands) {
@@ -202,7 +207,8 @@ int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) 
 }
 
 bool CProject::HasCommand(const QString& sName) const {
-    const QString sText = ReadText(GetPath());
+    TEXT_FORMAT Format;
+    const QString sText = ReadText(GetPath(), &Format);
     qsizetype Start = 0;
     qsizetype End = 0;
     return FindProjectLoadBody(sText, &Start, &End) && sText.mid(Start, End - Start).contains(sName);

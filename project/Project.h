@@ -24,8 +24,9 @@ public:
     void Close();
     /// A new project, not on disk yet, whose OnProjectLoad holds the command lines. 0, or -1 if it can't be loaded.
     int Create(const QStringList& Commands);
-    /// Writes the project. `Settings` are command lines for a project that has no text yet. 0 or -1.
-    int Save(const QString& sPath, const QStringList& Settings);
+    /// Writes the project. `Settings` are command lines for a project that has no text yet. Empty, or why the file
+    /// couldn't be written: then it is as it was.
+    QString Save(const QString& sPath, const QStringList& Settings);
 
     bool IsOpen() const { return m_IsOpen; }
     bool IsModified() const { return m_IsModified; }

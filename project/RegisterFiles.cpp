@@ -1,6 +1,7 @@
 #include "project/RegisterFiles.h"
 
 #include "base/Application.h"
+#include "base/Files.h"
 #include "device/Device.h"
 #include "device/TargetState.h"
 #include "project/FileFinder.h"
@@ -80,6 +81,6 @@ QStringList GetDefaultSvdFiles(const QString& sDevice) {
 bool IsCpuSvdFile(const QString& sPath) {
     static const QRegularExpression Root(QStringLiteral("<\\s*([A-Za-z_][\\w.-]*)"));
     QFile File(sPath);
-    return File.open(QIODevice::ReadOnly) &&
+    return CheckRegularFile(sPath).isEmpty() && File.open(QIODevice::ReadOnly) &&
            Root.match(QString::fromUtf8(File.read(HEAD_SIZE))).captured(1) == QLatin1String("cpu");
 }

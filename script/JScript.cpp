@@ -1,6 +1,8 @@
 #include "script/JScript.h"
 
 #include "base/ConsoleRing.h"
+#include "base/Files.h"
+#include "base/TextFormat.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "script/EventFunctions.h"
@@ -11,10 +13,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
-#include <QFileInfo>
 #include <QHash>
-#include <QSaveFile>
 #include <cstring>
 #include <memory>
 
@@ -34,6 +33,7 @@ struct SCRIPT_STATE {
     CTrans* pTrans = nullptr;
     QByteArray Text;
     size_t TextHash = 0;
+    TEXT_FORMAT Format; ///< of the file that was read last
     QString FilePath;
     QString ErrorText;
     QString ErrorSource;
@@ -137,27 +137,18 @@ int FailLoad(const char* sLog) {
     return -1;
 }
 
-/// Null, or why the file can't be taken.
-const char* ReadFile(const QString& sPath, QString* pText) {
-    QFile File(sPath);
-    if (!QFileInfo(sPath).isFile()) {
-        return "file not found";
-    }
-    if (File.size() > MAX_SCRIPT_FILE_SIZE) {
-        return "file is too large for a script";
-    }
-    if (!File.open(QIODevice::ReadOnly)) {
-        return "file can't be read";
-    }
-    QByteArray Bytes = File.readAll();
-    if (Bytes.startsWith("\xEF\xBB\xBF")) {
-        Bytes.remove(0, 3);
+/// Empty, or why the file can't be taken.
+QString ReadFile(const QString& sPath, QString* pText, TEXT_FORMAT* pFormat) {
+    QByteArray Bytes;
+    const QString sError = ReadRegularFile(sPath, MAX_SCRIPT_FILE_SIZE, &Bytes);
+    if (!sError.isEmpty()) {
+        return sError;
     }
     if (Bytes.contains('\0')) {
-        return "file is not a text";
+        return QStringLiteral("file is not a text");
     }
-    *pText = QString::fromUtf8(Bytes);
-    return nullptr;
+    *pText = DecodeText(Bytes, pFormat);
+    return {};
 }
 
 int Run(int Id, const EVENT_FUNCTION& Function) {
@@ -212,12 +203,16 @@ int ScriptOpenText(const QString& sText) {
 
 int ScriptOpenFile(const QString& sPath) {
     QString sText;
-    if (const char* sError = ReadFile(sPath, &sText)) {
+    TEXT_FORMAT Format;
+    const QString sError = ReadFile(sPath, &sText, &Format);
+    if (!sError.isEmpty()) {
         ScriptClose(); // the text that was loaded before is no part of this file
-        SetError(QLatin1String(sError), QString(), -1);
+        SetError(sError, QString(), -1);
         return -1;
     }
-    return ScriptOpenText(sText);
+    const int Result = ScriptOpenText(sText);
+    GetState().Format = Format;
+    return Result;
 }
 
 int ScriptLoad(const QString& sPath) {
@@ -241,7 +236,9 @@ int ScriptLoad(const QString& sPath) {
 bool ScriptFileChanged() {
     const SCRIPT_STATE& State = GetState();
     QString sText;
-    return !State.FilePath.isEmpty() && ReadFile(State.FilePath, &sText) == nullptr && qHash(sText) != State.TextHash;
+    TEXT_FORMAT Format;
+    return !State.FilePath.isEmpty() && ReadFile(State.FilePath, &sText, &Format).isEmpty() &&
+           qHash(sText) != State.TextHash;
 }
 
 int ScriptReload() {
@@ -251,21 +248,20 @@ int ScriptReload() {
     const QString sPath = GetState().FilePath;
     ScriptLoad(sPath);
     QString sText;
-    if (ReadFile(sPath, &sText) == nullptr) {
+    TEXT_FORMAT Format;
+    if (ReadFile(sPath, &sText, &Format).isEmpty()) {
         GetState().TextHash = qHash(sText); // a file that doesn't load is reported once
     }
     return 1;
 }
 
-int ScriptSave(const QString& sPath, const QString& sText) {
-    QSaveFile File(sPath);
-    if (!File.open(QIODevice::WriteOnly | QIODevice::Text) || File.write(sText.toUtf8()) < 0 || !File.commit()) {
-        qCritical("Could not write file %s: %s", qPrintable(sPath), qPrintable(File.errorString()));
-        return -1;
+QString ScriptSave(const QString& sPath, const QString& sText) {
+    QString sError = SaveFile(sPath, EncodeText(sText, GetState().Format));
+    if (sError.isEmpty()) {
+        GetState().FilePath = sPath;
+        GetState().TextHash = qHash(sText);
     }
-    GetState().FilePath = sPath;
-    GetState().TextHash = qHash(sText);
-    return 0;
+    return sError;
 }
 
 void ScriptClose() {

@@ -37,8 +37,9 @@ int ScriptLoad(const QString& sPath);
 /// 1 if the file had changed on disk and was loaded again, else 0.
 int ScriptReload();
 bool ScriptFileChanged();
-/// Writes the text to the file and takes over path and hash. 0 or -1.
-int ScriptSave(const QString& sPath, const QString& sText);
+/// Writes the text to the file, in the encoding and with the line ends of the file that was loaded, and takes over path
+/// and hash. Empty, or why the file couldn't be written.
+QString ScriptSave(const QString& sPath, const QString& sText);
 void ScriptClose();
 
 /// Runs an event function: its result; -2 if the script doesn't define it, -1 or 0 if it can't run.

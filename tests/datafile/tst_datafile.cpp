@@ -1,6 +1,7 @@
 #include "base/ConsoleRing.h"
 #include "datafile/JFile.h"
 #include "datafile/Records.h"
+#include "tests/FileSizeLimit.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,6 +11,7 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/stat.h>
 
 namespace {
 
@@ -107,7 +109,7 @@ TEST_F(DataFile, LinesAcrossTheReadBufferStayWhole) {
     }
     for (const char* sName : {"big.hex", "big.srec", "big.bin"}) {
         const QString sPath = m_Dir.filePath(QLatin1String(sName));
-        ASSERT_EQ(JFile::WriteMemory(sPath, 0x0800FFF8, Data), 0);
+        ASSERT_EQ(JFile::WriteMemory(sPath, 0x0800FFF8, Data), "");
         const QList<CMemBlock> Blocks = JFile::ReadFile(sPath, -1);
         ASSERT_EQ(Blocks.size(), 1) << sName;
         EXPECT_EQ(Blocks[0].Addr, JFile::IsBinFile(sPath) ? 0 : 0x0800FFF8u);
@@ -152,16 +154,16 @@ TEST_F(DataFile, AgreesWithObjcopy) {
 TEST_F(DataFile, WritesAndCleansUp) {
     const QByteArray Data = "0123456789";
     const QString sPath = m_Dir.filePath("out.bin");
-    EXPECT_EQ(JFile::WriteFile(sPath, Data.constData(), Data.size()), 0);
+    EXPECT_EQ(JFile::WriteFile(sPath, Data), "");
     EXPECT_EQ(ReadBack(sPath), Data);
-    EXPECT_EQ(JFile::WriteFile(sPath, Data.constData(), 0), 0);
+    EXPECT_EQ(JFile::WriteFile(sPath, ""), "");
     EXPECT_EQ(ReadBack(sPath), "");
-    EXPECT_EQ(JFile::WriteFile(m_Dir.filePath("no/dir.bin"), Data.constData(), Data.size()), -1);
-    if (QFile::exists("/dev/full")) {
-        const QString sLink = m_Dir.filePath("full.bin");
-        ASSERT_TRUE(QFile::link("/dev/full", sLink));
-        EXPECT_EQ(JFile::WriteFile(sLink, Data.constData(), Data.size()), -1);
-        EXPECT_FALSE(QFile::exists(sLink));
+    EXPECT_NE(JFile::WriteFile(m_Dir.filePath("no/dir.bin"), Data), "");
+    for (const char* sName : {"old.bin", "old.hex", "old.srec"}) {
+        const QString sOld = Write(sName, "old");
+        const CFileSizeLimit Limit(20);
+        EXPECT_NE(JFile::WriteMemory(sOld, 0, QByteArray(100, 'x')), "") << sName;
+        EXPECT_EQ(ReadBack(sOld), "old") << sName;
     }
     EXPECT_EQ(FormatIntelHex(0xFFFE, "abc"), ":02FFFE0061623E\n:020000040001F9\n:01000000639C\n:00000001FF\n");
     EXPECT_EQ(FormatSRecord(0x08000000, "ab"), "S0030000FC\nS3070800000061622D\nS70500000000FA\n");
@@ -177,6 +179,20 @@ TEST_F(DataFile, WorkerTellsWhenTheFileIsSaved) {
     EXPECT_EQ(Saved[0][0].toString(), m_Dir.filePath("w.hex"));
     EXPECT_EQ(Saved[0][1].toUInt(), 4u);
     EXPECT_EQ(Failed.size(), 1);
+}
+
+TEST_F(DataFile, WhatCannotBeADataFileIsRefusedBeforeItIsRead) {
+    for (const char* sName : {"sparse.bin", "sparse.hex", "sparse.elf"}) {
+        QFile File(m_Dir.filePath(sName));
+        ASSERT_TRUE(File.open(QIODevice::WriteOnly) && File.resize(3'000'000'000));
+        EXPECT_TRUE(JFile::ReadFile(File.fileName(), 0).isEmpty());
+        EXPECT_EQ(NextError(), "could not open file \"" + File.fileName() + "\": file is too large");
+    }
+    ASSERT_EQ(mkfifo(m_Dir.filePath("fifo.hex").toUtf8().constData(), 0600), 0);
+    EXPECT_TRUE(JFile::ReadFile(m_Dir.filePath("fifo.hex"), 0).isEmpty());
+    EXPECT_TRUE(JFile::ReadFile(Write("%2b %1.hex", ":zz\n"), 0).isEmpty());
+    EXPECT_EQ(NextError(), "could not open file \"" + m_Dir.filePath("%2b %1.hex") +
+                               "\": file contains corrupt data record at line 0.");
 }
 
 TEST_F(DataFile, TheGivenAddressIsForAnEmptyBlockOnly) {

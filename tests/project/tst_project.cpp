@@ -123,19 +123,19 @@ TEST_F(Project, ANewProjectIsModifiedUntilItIsSaved) {
     EXPECT_TRUE(m_Project.GetPath().isEmpty());
     EXPECT_EQ(Modified.last()[0], true);
     const QString sNew = m_Dir.filePath("new.dbgprj");
-    EXPECT_EQ(m_Project.Save(sNew, {}), 0);
+    EXPECT_EQ(m_Project.Save(sNew, {}), "");
     EXPECT_FALSE(m_Project.IsModified());
     EXPECT_EQ(Modified.last()[0], false);
     EXPECT_EQ(m_Project.GetPath(), sNew);
     EXPECT_EQ(Read(sNew), ScriptGetText());
     EXPECT_TRUE(Read(sNew).contains("  Project.SetDevice (\"Cortex-M4\");\n"));
     m_Project.SetModified(true);
-    EXPECT_EQ(m_Project.Save(m_Dir.filePath("no/such/dir.dbgprj"), {}), -1);
+    EXPECT_NE(m_Project.Save(m_Dir.filePath("no/such/dir.dbgprj"), {}), "");
     EXPECT_TRUE(m_Project.IsModified()) << "nothing was saved";
 }
 
 TEST_F(Project, SavingWithoutATextWritesTheSettings) {
-    EXPECT_EQ(m_Project.Save(m_sPath, {"Project.SetTargetIF (\"SWD\");", "File.Open (\"a.elf\");"}), 0);
+    EXPECT_EQ(m_Project.Save(m_sPath, {"Project.SetTargetIF (\"SWD\");", "File.Open (\"a.elf\");"}), "");
     EXPECT_TRUE(Read(m_sPath).contains(sMarker + "  Project.SetTargetIF (\"SWD\");\n"));
     EXPECT_TRUE(Read(m_sPath).contains("  File.Open (\"a.elf\");\n}\n"));
     EXPECT_EQ(ScriptLoad(m_sPath), 0);

@@ -2,7 +2,9 @@
 #include "settings/Fonts.h"
 #include "settings/SettingsMap.h"
 #include "settings/SysVars.h"
+#include "tests/FileSizeLimit.h"
 
+#include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -56,6 +58,45 @@ TEST_F(SettingsMap, TheStoreIsTouchedOnlyAtStartAndExit) {
     EXPECT_EQ(ReadSetting("AppData/Some/Key", "default"), "default");
     SaveSettingsMap();
     EXPECT_FALSE(QSettings("VANTLE", "Brask").contains("AppData/Some/Key"));
+}
+
+TEST_F(SettingsMap, InstancesLeaveEachOthersKeysAlone) {
+    WriteSetting("AppData/Removed", "old");
+    WriteSetting("AppData/Number", 5);
+    WriteSetting("AppData/List", QStringList{"a"});
+    WriteSetting("AppData/Bytes", QByteArray("\xFF\0x", 3));
+    ASSERT_EQ(SaveSettingsMap(), "");
+    Restart();
+    {
+        QSettings Other("VANTLE", "Brask");
+        for (const char* sKey : {"AppData/Number", "AppData/List", "AppData/Bytes", "AppData/Added"}) {
+            Other.setValue(sKey, "other");
+        }
+    }
+    WriteSetting("AppData/Number", 5); // written again, but not changed
+    RemoveSetting("AppData/Removed");
+    WriteSetting("AppData/Mine", "mine");
+    ASSERT_EQ(SaveSettingsMap(), "");
+    Restart();
+    for (const char* sKey : {"AppData/Number", "AppData/List", "AppData/Bytes", "AppData/Added"}) {
+        EXPECT_EQ(ReadSetting(sKey), "other") << sKey;
+    }
+    EXPECT_EQ(ReadSetting("AppData/Mine"), "mine");
+    EXPECT_FALSE(ReadSetting("AppData/Removed").isValid());
+}
+
+TEST_F(SettingsMap, AFullDeviceLeavesTheStoreAsItWas) {
+    WriteSetting("AppData/Some/Key", QString(300, 'x'));
+    ASSERT_EQ(SaveSettingsMap(), "");
+    WriteSetting("AppData/Some/Key", QString(301, 'x'));
+    const QStringList Files = QDir(m_Dir.path() + "/VANTLE").entryList(QDir::AllEntries);
+    for (const rlim_t Limit : {0, 50, 250}) {
+        const CFileSizeLimit Full(Limit);
+        EXPECT_NE(SaveSettingsMap(), "") << Limit;
+    }
+    EXPECT_EQ(QDir(m_Dir.path() + "/VANTLE").entryList(QDir::AllEntries), Files);
+    Restart();
+    EXPECT_EQ(ReadSetting("AppData/Some/Key"), QString(300, 'x'));
 }
 
 TEST_F(SettingsMap, PreferencesComeBackAndSystemVariablesDoNot) {
