@@ -36,7 +36,7 @@ CConsoleWindow::CConsoleWindow(QWidget* pParent) : CWindow(QStringLiteral("Conso
     setCentralWidget(pCentral);
     setFocusProxy(m_pInput);
     CConsoleWindow::ApplyFont(FONT_CONSOLE, GetFont(FONT_CONSOLE));
-    connect(m_pOutput, &QPlainTextEdit::customContextMenuRequested, this, &CConsoleWindow::OnContextMenuRequested);
+    connect(m_pOutput, &CConsoleOutput::customContextMenuRequested, this, &CConsoleWindow::OnContextMenuRequested);
 
     auto* pHelp = new QAction(QStringLiteral("Help"), this);
     pHelp->setObjectName(QStringLiteral("actionConsoleHelp"));
@@ -58,15 +58,15 @@ CConsoleWindow::~CConsoleWindow() {
     }
 }
 
-void CConsoleWindow::Clear() { m_pOutput->clear(); }
+void CConsoleWindow::Clear() { m_pOutput->Clear(); }
 
-QString CConsoleWindow::GetText() const { return m_pOutput->toPlainText(); }
+QString CConsoleWindow::GetText() const { return m_pOutput->GetText(); }
 
 bool CConsoleWindow::HasInputFocus() const { return m_pInput->hasFocus() || m_pOutput->hasFocus(); }
 
 void CConsoleWindow::ApplyFont(int, const QFont&) {
     m_pInput->setFont(GetFont(FONT_CONSOLE));
-    m_pOutput->setFont(GetFont(FONT_CONSOLE));
+    m_pOutput->SetTextFont(GetFont(FONT_CONSOLE));
 }
 
 bool CConsoleWindow::DrainRing() {
@@ -98,9 +98,8 @@ void CConsoleWindow::OnUpdateTimerTimeout() {
 
 void CConsoleWindow::OnContextMenuRequested(const QPoint& Pos) {
     QMenu Menu(this);
-    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &QPlainTextEdit::copy)
-        ->setEnabled(m_pOutput->textCursor().hasSelection());
-    Menu.addAction(QStringLiteral("Select All"), m_pOutput, &QPlainTextEdit::selectAll);
+    Menu.addAction(QStringLiteral("Copy"), m_pOutput, &CConsoleOutput::Copy)->setEnabled(m_pOutput->HasSelection());
+    Menu.addAction(QStringLiteral("Select All"), m_pOutput, &CConsoleOutput::SelectAll);
     Menu.addAction(QStringLiteral("Clear"), this, &CConsoleWindow::Clear);
     Menu.addSeparator();
     Menu.addAction(findChild<QAction*>(QStringLiteral("actionConsoleHelp")));

@@ -2,6 +2,7 @@
 
 #include "app/Ask.h"
 #include "app/CommandLine.h"
+#include "app/ConsoleOutput.h"
 #include "app/ConsoleWindow.h"
 #include "app/MenuTable.h"
 #include "app/Session.h"
@@ -32,7 +33,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
-#include <QPlainTextEdit>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -71,8 +71,8 @@ QString ToolbarKey(const QString& sName) {
 
 bool HasSelectedText(const QWidget* pWidget) {
     const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
-    const auto* pText = qobject_cast<const QPlainTextEdit*>(pWidget);
-    return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->textCursor().hasSelection());
+    const auto* pText = qobject_cast<const CConsoleOutput*>(pWidget);
+    return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->HasSelection());
 }
 
 /// True if the nearest window above the action is the main window, the source viewer, or one that holds the focus.

@@ -1,7 +1,9 @@
+#include "app/ConsoleOutput.h"
 #include "tests/app/AppFixture.h"
 
 #include <QLineEdit>
 #include <QRegularExpression>
+#include <QScrollBar>
 #include <QTest>
 
 class CConsoleTest : public CAppTest {
@@ -97,6 +99,31 @@ TEST_F(CConsoleTest, ALongLineIsCutAtAThousandBytes) {
     MarkConsole();
     EXPECT_TRUE(Run("Util.Log (\"" + QString(5000, 'x') + "\")"));
     EXPECT_EQ(NewLines(), QStringList{QString(1000, 'x')});
+}
+
+TEST_F(CConsoleTest, TheOutputKeepsABoundedNumberOfLinesThatCanBeCopied) {
+    CConsoleOutput Output(nullptr);
+    Output.SetTextFont(QFont());
+    Output.resize(600, 200);
+    Output.Append({{"one\ntwo"}, {" and a half", CC_ERROR, false}, {"three", CC_USER, true, true}});
+    EXPECT_EQ(Output.GetText(), "one\ntwo and a half\nthree");
+    Output.SelectAll();
+    EXPECT_EQ(Output.GetSelectedText(), Output.GetText());
+    QList<CONSOLE_MSG> Msgs;
+    for (int i = 4; i < CONSOLE_MAX_LINES + 2; ++i) {
+        Msgs.append({QByteArray::number(i)});
+    }
+    Output.Append(Msgs);
+    EXPECT_EQ(Output.GetSelectedText(), "two and a half\nthree") << "a selection stays, but for lines that go";
+    Output.Append({{"x"}, {"y"}, {"z"}});
+    EXPECT_FALSE(Output.HasSelection());
+    EXPECT_EQ(Output.GetText().count('\n') + 1, CONSOLE_MAX_LINES);
+    EXPECT_TRUE(Output.GetText().startsWith("5\n6\n"));
+    QTest::mouseDClick(Output.viewport(), Qt::LeftButton, {}, {8, 3});
+    EXPECT_EQ(Output.GetSelectedText(),
+              Output.GetText().section('\n', Output.verticalScrollBar()->value(), Output.verticalScrollBar()->value()));
+    Output.Clear();
+    EXPECT_EQ(Output.GetText() + Output.GetSelectedText(), "");
 }
 
 TEST_F(CConsoleTest, AHaltLeavesTheFocusToWhoTypes) {
