@@ -3,8 +3,8 @@
 #include "app/Ask.h"
 #include "app/CommandLine.h"
 #include "app/ConsoleWindow.h"
-#include "app/Location.h"
 #include "app/MainWindow.h"
+#include "app/ProjectControl.h"
 #include "app/ScriptWaits.h"
 #include "base/Application.h"
 #include "base/ConsoleLog.h"
@@ -14,6 +14,7 @@
 #include "device/Device.h"
 #include "device/DeviceDataProvider.h"
 #include "elf/ElfApi.h"
+#include "project/SourceLocation.h"
 #include "script/JScript.h"
 #include "settings/Fonts.h"
 #include "settings/SettingsMap.h"
@@ -103,7 +104,7 @@ int RunApplication(int argc, char** argv) {
         }
         MainWindow.GetConsole().SetEchoToStdout(IsUnattended());
         if (IsUnattended()) {
-            MainWindow.SetEndsOnProjectError();
+            MainWindow.GetProjects().SetEndsOnError();
         }
         MainWindow.show();
         Result = QApplication::exec();

@@ -1,9 +1,9 @@
-#include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/Slots.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "device/Device.h"
+#include "project/SourceLocation.h"
 #include "settings/SysVars.h"
 
 // Break.* on addresses and source lines.

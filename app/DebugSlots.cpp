@@ -1,12 +1,13 @@
-#include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/Toolbars.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "device/Device.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
+#include "project/SourceLocation.h"
 #include "settings/SysVars.h"
 
 // Debug.* and Exec.*
@@ -79,7 +80,7 @@ void SetMode(COMMAND_ID Id, const char* sPrefix, int SysVar, CMainWindow& MainWi
         return;
     }
     SetSysVar(GetSysVar(SysVar), Mode, false);
-    MainWindow.UpdateModePanels();
+    MainWindow.GetToolbars().UpdateModePanels();
     CCommandTable::SetArgs(Id, {QString::fromLatin1(FindTextRowByValue(sPrefix, Mode)->sName)});
 }
 

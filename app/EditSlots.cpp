@@ -1,4 +1,6 @@
 #include "app/MainWindow.h"
+#include "app/ProjectSettings.h"
+#include "app/Session.h"
 #include "app/Slots.h"
 #include "app/dialogs/NovikSettingsDialog.h"
 #include "app/dialogs/PreferencesDialog.h"
@@ -47,7 +49,7 @@ void EditSysVar(CMainWindow& MainWindow) {
     }
     CCommandTable::SetResult(Id, 0);
     if (SysVarIndex(pVar) < NUM_VARS_WITH_SLOT) {
-        MainWindow.OnSysVarChanged(SysVarIndex(pVar), Value);
+        MainWindow.GetSession().OnSysVarChanged(SysVarIndex(pVar), Value);
     }
 }
 
@@ -105,14 +107,14 @@ void EditSysVars(CMainWindow& MainWindow) { CSysVarsEditor(&MainWindow).exec(); 
 void EditNovikSettings(CMainWindow& MainWindow) {
     CNovikSettingsDialog Dialog(&MainWindow);
     if (Dialog.exec() == QDialog::Accepted) {
-        MainWindow.SaveSettingsToProject(QStringLiteral("Novik Settings Modified"), Dialog.Apply(), false);
+        SaveSettingsToProject(QStringLiteral("Novik Settings Modified"), Dialog.Apply(), false);
     }
 }
 
 void EditTraceSettings(CMainWindow& MainWindow) {
     CTraceSettingsDialog Dialog(&MainWindow);
     if (Dialog.exec() == QDialog::Accepted) {
-        MainWindow.SaveSettingsToProject(QStringLiteral("Trace Settings Modified"), Dialog.Apply(), true);
+        SaveSettingsToProject(QStringLiteral("Trace Settings Modified"), Dialog.Apply(), true);
     }
 }
 

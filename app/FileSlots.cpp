@@ -1,5 +1,8 @@
 #include "app/Ask.h"
 #include "app/MainWindow.h"
+#include "app/ProjectControl.h"
+#include "app/ProjectSettings.h"
+#include "app/RecentProjects.h"
 #include "app/Session.h"
 #include "app/Slots.h"
 #include "base/Files.h"
@@ -70,7 +73,7 @@ void FileOpen(CMainWindow& MainWindow) {
     }
     const QString sFile = QFileInfo(sPath).absoluteFilePath();
     if (QFileInfo(sFile).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0) {
-        MainWindow.OpenProject(sFile);
+        MainWindow.GetProjects().Open(sFile);
     } else if (IsProgramFile(sFile)) {
         const QString sError = MainWindow.GetSession().OpenDataFile(sFile);
         if (!sError.isEmpty()) {
@@ -109,12 +112,12 @@ void FileClose(CMainWindow& MainWindow) {
 void FileCloseAll(CMainWindow& MainWindow) { MainWindow.GetSourceWindow().CloseAll(); }
 
 void FileNewProject(CMainWindow& MainWindow) {
-    if (!MainWindow.CreateProject(QString(), {})) {
+    if (!MainWindow.GetProjects().Create(QString(), {})) {
         CCommandTable::Cancel(CMD_FILE_NEW_PROJECT);
     }
 }
 
-void FileNewProjectWizard(CMainWindow& MainWindow) { MainWindow.ShowProjectWizard(); }
+void FileNewProjectWizard(CMainWindow& MainWindow) { MainWindow.GetProjects().ShowWizard(); }
 
 void FileCloseAllButThis(CMainWindow& MainWindow) { MainWindow.GetSourceWindow().CloseAllButActive(); }
 
@@ -156,23 +159,23 @@ void FileSaveProjectAs(CMainWindow& MainWindow) {
     }
     WriteSetting(QLatin1String(KEY_DIR_SAVE), QFileInfo(sName).absolutePath());
     CCommandTable::SetArgs(Id, {sName});
-    const QString sError = CProject::Get().Save(sName, MainWindow.CollectProjectSettings());
+    const QString sError = CProject::Get().Save(sName, CollectProjectSettings());
     if (!sError.isEmpty()) {
         FailCommand(Id, sError);
         return;
     }
     CCommandTable::SetResult(Id, 0);
-    MainWindow.AddRecentProject(sName, sOldPath);
+    MainWindow.GetRecentProjects().Add(sName, sOldPath);
 }
 
-void FileSaveAll(CMainWindow& MainWindow) {
+void FileSaveAll(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_FILE_SAVE_ALL;
     const QString sPath = CProject::Get().GetPath();
     if (!FileExists(sPath)) {
         CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS);
         return;
     }
-    const QString sError = CProject::Get().Save(sPath, MainWindow.CollectProjectSettings());
+    const QString sError = CProject::Get().Save(sPath, CollectProjectSettings());
     if (!sError.isEmpty()) {
         FailCommand(Id, sError);
     }

@@ -1,14 +1,20 @@
 #include "app/MainWindow.h"
 
+#include "app/ActionStates.h"
 #include "app/Ask.h"
-#include "app/CommandLine.h"
-#include "app/ConsoleOutput.h"
 #include "app/ConsoleWindow.h"
+#include "app/FirstShow.h"
+#include "app/HotKeys.h"
 #include "app/MenuTable.h"
+#include "app/Menus.h"
+#include "app/ProjectControl.h"
+#include "app/RecentProjects.h"
 #include "app/Session.h"
 #include "app/Slots.h"
 #include "app/StatusBar.h"
 #include "app/Theme.h"
+#include "app/Toolbars.h"
+#include "app/WindowTable.h"
 #include "base/Application.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
@@ -16,10 +22,13 @@
 #include "device/DeviceEventWorker.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiLines.h"
+#include "framework/DockLayout.h"
 #include "framework/DockWindow.h"
+#include "framework/WindowList.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "script/JScript.h"
+#include "settings/Colors.h"
 #include "settings/Fonts.h"
 #include "settings/SettingsMap.h"
 #include "settings/SysVars.h"
@@ -30,70 +39,99 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QKeyEvent>
-#include <QLineEdit>
-#include <QMenu>
-#include <QMenuBar>
-#include <QToolBar>
-#include <QToolButton>
-
-// Construction: actions, menus, tool bars, docks and what connects them.
 
 namespace {
 
-constexpr int TOOLBAR_UPDATE_MS = 200;
 constexpr int SHOWN_DELAY_MS = 10;
-constexpr int TOOL_BUTTON_HEIGHT = 26;
-constexpr QSize TOOL_ICON_SIZE(16, 16);
+constexpr int CONSOLE_HEIGHT = 190;
+constexpr QSize FIRST_SIZE(1100, 760);
 
 CMainWindow* pInstance;
-
-QIcon Icon(unsigned CommandId) {
-    const char* sFile = GetCommandIcon(CommandId);
-    return sFile != nullptr ? QIcon(QStringLiteral(":/icons/") + QLatin1String(sFile)) : QIcon();
-}
 
 std::array<std::span<const ACTION_SLOT>, 7> AllSlots() {
     return {GetFileSlots(),   GetEditSlots(),  GetDebugSlots(), GetProjectSlots(),
             GetTargetSlots(), GetBreakSlots(), GetViewSlots()};
 }
 
-/// Text of a menu entry: the short help, or the command's last word.
-QString ActionText(const COMMAND_ROW& Row) {
-    return QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&"));
+/// An action of a command that belongs to the main window.
+QAction* MakeAction(unsigned CommandId, CMainWindow* pWindow) {
+    const COMMAND_ROW Row = CCommandTable::GetRow(CommandId);
+    auto* pAction = new QAction(QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")), pWindow);
+    pAction->setObjectName(Row.ActionName);
+    pWindow->addAction(pAction);
+    return pAction;
 }
 
-QString ToolbarKey(const QString& sName) {
-    const QString sShort = sName == QLatin1String("Views")         ? QStringLiteral("Window")
-                           : sName == QLatin1String("Breakpoints") ? QStringLiteral("Breakpoint")
-                                                                   : sName;
-    return QStringLiteral("AppData/Perspectives/Debug/Toolbar%1State").arg(sShort);
-}
-
-bool HasSelectedText(const QWidget* pWidget) {
-    const auto* pLine = qobject_cast<const QLineEdit*>(pWidget);
-    const auto* pText = qobject_cast<const CConsoleOutput*>(pWidget);
-    return (pLine != nullptr && pLine->hasSelectedText()) || (pText != nullptr && pText->HasSelection());
-}
-
-/// True if the nearest window above the action is the main window, the source viewer, or one that holds the focus.
-bool MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWindow* pSource) {
-    const QObject* pObject = pAction;
-    while (pObject != nullptr && qobject_cast<const QMainWindow*>(pObject) == nullptr) {
-        pObject = pObject->parent();
+void SetIcons() {
+    for (unsigned Id = 0; Id < CMD_COUNT; ++Id) {
+        const char* sFile = GetCommandIcon(Id);
+        QAction* pAction = sFile != nullptr ? CCommandTable::GetAction(Id) : nullptr;
+        if (pAction != nullptr) {
+            pAction->setIcon(QIcon(QStringLiteral(":/icons/") + QLatin1String(sFile)));
+        }
     }
-    const auto* pWindow = qobject_cast<const QMainWindow*>(pObject);
-    return pWindow != nullptr &&
-           (pWindow == pMain || pWindow == pSource || pWindow->isAncestorOf(QApplication::focusWidget()));
+}
+
+void ReportPathStats() {
+    const CFileFinder& Finder = CFileFinder::Get();
+    if (Finder.GetNumFound() != 0) {
+        qDebug("%d source file paths resolved", Finder.GetNumFound());
+    }
+    if (Finder.GetNumMissing() != 0) {
+        qDebug("%d source files not found", Finder.GetNumMissing());
+    }
+}
+
+void StopDevice() {
+    CDevice& Device = CDevice::Get();
+    Device.MarkAllPendingJobsDone();
+    Device.disconnect();
+    Device.RequestStop();
+    while (!Device.wait(1)) {
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
+    }
 }
 
 } // namespace
 
 CMainWindow& CMainWindow::Get() { return *pInstance; }
 
-CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")), m_pTheme(new CTheme(this)) {
+CMainWindow::CMainWindow()
+    : CWindow(QStringLiteral("MainWindow")), m_pTheme(new CTheme(this)), m_pWindows(new CWindowList(this)),
+      m_pRecentProjects(new CRecentProjects(this)) {
     pInstance = this;
     setFocusPolicy(Qt::StrongFocus);
     new CDeviceEventWorker(this);
+    LoadSettings();
+    CreateActions();
+    m_pStatusBar = new CStatusBar(this);
+    setStatusBar(m_pStatusBar);
+    CreateWindows();
+    SetIcons();
+    CreateMenus(*this);
+    m_pToolbars = new CToolbars(this);
+    setLocale(QLocale(QLocale::English));
+    setWindowIcon(QIcon(QStringLiteral(":/icons/magnifier.svg")));
+
+    m_pActionStates = new CActionStates(this);
+    m_pSession = std::make_unique<CSession>(*this);
+    m_pProjects = new CProjectControl(*this);
+    ConnectSignals();
+    qApp->installEventFilter(this);
+    RestoreState();
+    m_pProjects->ResetState();
+    UpdateTitle();
+    UpdateActions();
+}
+
+CMainWindow::~CMainWindow() {
+    qApp->removeEventFilter(this);
+    CCommandTable::UnlinkActions(this);
+    m_pWindows->DeleteAll();
+    pInstance = nullptr;
+}
+
+void CMainWindow::LoadSettings() {
     LoadSettingsMap();
     m_pTheme->Start();
     CDevice& Device = CDevice::Get();
@@ -102,224 +140,154 @@ CMainWindow::CMainWindow() : CWindow(QStringLiteral("MainWindow")), m_pTheme(new
     InitSysVars();
     LoadUserPrefs();
     LoadColorsAndFonts();
-    m_pSession = std::make_unique<CSession>(*this);
-    CreateActions();
-    m_pStatusBar = new CStatusBar(this);
-    setStatusBar(m_pStatusBar);
-    m_pSource = new CSourceWindow(this);
-    setCentralWidget(m_pSource);
-    CreateSourceActions();
-    CreateDocks();
-    CCommandTable::LinkActions(this);
-    m_pConsole->AddCommandListener(this);
-    m_pConsole->AddCommandListener(m_pSource);
-    CreateMenus();
-    CreateToolbars();
-    setLocale(QLocale(QLocale::English));
-    setWindowIcon(QIcon(QStringLiteral(":/icons/magnifier.svg")));
-
-    ConnectSignals();
-    qApp->installEventFilter(this);
-    RestoreState();
-    ResetProjectState();
-    UpdateTitle();
-    UpdateActions();
-}
-
-void CMainWindow::ConnectSignals() {
-    m_ToolbarTimer.setInterval(TOOLBAR_UPDATE_MS);
-    m_ShownTimer.setInterval(SHOWN_DELAY_MS);
-    m_ShownTimer.setSingleShot(true);
-    connect(&m_ToolbarTimer, &QTimer::timeout, this, &CMainWindow::OnToolbarUpdateTimerTimeout);
-    connect(&m_ShownTimer, &QTimer::timeout, this, &CMainWindow::OnWindowShown);
-    connect(&CProject::Get(), &CProject::Opened, this, &CMainWindow::OnProjectFileOpened);
-    connect(&CProject::Get(), &CProject::Closed, this, &CMainWindow::OnProjectFileClosed);
-    connect(&CProject::Get(), &CProject::ModifiedChanged, this, &CMainWindow::OnProjectModifiedChanged);
-    connect(&CFileFinder::Get(), &CFileFinder::SrcFilePathResolved, this, ElfApi_OnSrcFileLocated);
-    connect(&CFileFinder::Get(), &CFileFinder::SrcFileResStatsChanged, this,
-            &CMainWindow::OnFilePathResolutionStatsChanged);
-    connect(m_pTheme, &CTheme::Changed, this, &CMainWindow::OnThemeChanged);
-    connect(m_pSource, &CWindow::StatusTextChanged, this, &CMainWindow::UpdatePosition);
-    connect(m_pSource, &CSourceWindow::BreakpointToggleRequested, this, [](const QString& sLocation, bool DoSet) {
-        CCommandTable::Execute(DoSet ? CMD_BREAK_SET_ON_SRC : CMD_BREAK_CLEAR_ON_SRC, {sLocation});
-    });
-    connect(m_pSource, &CSourceWindow::ContextMenuRequested, this, [this](QPoint Pos) {
-        QMenu Menu(this);
-        for (const unsigned Id : {CMD_BP_SET, CMD_SRC_RUN_TO_CURSOR, CMD_SRC_SET_NEXT_STMNT}) {
-            Menu.addAction(CCommandTable::GetAction(Id));
-        }
-        Menu.addSeparator();
-        Menu.addAction(CCommandTable::GetAction(CMD_SRC_VIEW_PC));
-        Menu.addAction(CCommandTable::GetAction(CMD_SRC_VIEW_LINE));
-        Menu.exec(Pos);
-    });
-}
-
-CMainWindow::~CMainWindow() {
-    qApp->removeEventFilter(this);
-    CCommandTable::UnlinkActions(this);
-    // The windows go while everything that they report to is still there.
-    disconnect(m_pSource, nullptr, this, nullptr);
-    delete takeCentralWidget();
-    qDeleteAll(m_Docks);
-    pInstance = nullptr;
 }
 
 void CMainWindow::CreateActions() {
     for (const std::span<const ACTION_SLOT> Group : AllSlots()) {
         for (const ACTION_SLOT& Slot : Group) {
-            const COMMAND_ROW Row = CCommandTable::GetRow(Slot.Id);
-            auto* pAction = new QAction(Icon(Slot.Id), ActionText(Row), this);
-            pAction->setObjectName(Row.ActionName);
-            addAction(pAction);
-            Connect(pAction, this, [this, &Slot] { RunSlot(Slot, *this); });
+            Connect(MakeAction(Slot.Id, this), this, [this, &Slot] { RunSlot(Slot, *this); });
+        }
+    }
+    for (const WINDOW_ROW& Row : GetWindowTable()) {
+        if (Row.ShowCommand != NO_SHOW_COMMAND) {
+            Connect(MakeAction(Row.ShowCommand, this), this,
+                    [this, &Row] { ShowWindow(m_pWindows->GetWindow(Row)->GetName(), true); });
         }
     }
 }
 
-void CMainWindow::CreateSourceActions() {
-    for (const ACTION_SLOT& Slot : GetSourceSlots()) {
-        const COMMAND_ROW Row = CCommandTable::GetRow(Slot.Id);
-        auto* pAction = new QAction(ActionText(Row), m_pSource);
-        pAction->setObjectName(Row.ActionName);
-        pAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-        m_pSource->addAction(pAction);
-        m_pSource->Connect(pAction, this, [this, &Slot] { RunSlot(Slot, *this); });
+void CMainWindow::CreateWindows() {
+    m_pWindows->Create(GetWindowTable());
+    m_pSource = m_pWindows->Get<CSourceWindow>();
+    m_pConsole = m_pWindows->Get<CConsoleWindow>();
+    CCommandTable::LinkActions(this);
+    m_pConsole->AddCommandListener(this);
+    for (CWindow* pWindow : m_pWindows->GetWindows()) {
+        m_pConsole->AddCommandListener(pWindow);
+        connect(pWindow, &CWindow::StatusTextChanged, this, &CMainWindow::UpdatePosition);
     }
+    connect(m_pWindows, &CWindowList::CloseRequested, this,
+            [](const QString& sName) { CCommandTable::Execute(CMD_WINDOW_CLOSE, {sName}); });
+    resizeDocks({m_pWindows->GetDock(m_pConsole)}, {CONSOLE_HEIGHT}, Qt::Vertical);
 }
 
-void CMainWindow::CreateMenus() {
-    for (const MENU_ROW& Row : GetMenus()) {
-        QMenu* pMenu = menuBar()->addMenu(QString::fromLatin1(Row.sTitle));
-        pMenu->setToolTipsVisible(true);
-        for (const unsigned Item : Row.Items) {
-            if (Item == MENU_SEPARATOR) {
-                pMenu->addSeparator();
-            } else if (Item == MENU_RECENT_PROJECTS) {
-                m_pRecentMenu = pMenu->addMenu(QStringLiteral("Recent Projects"));
-            } else if (Item == MENU_COMMAND_PALETTE) {
-                pMenu->addAction(QIcon(QStringLiteral(":/icons/magnifier.svg")), QStringLiteral("Find Command..."),
-                                 QKeySequence(QStringLiteral("Ctrl+Shift+A")), this, &CMainWindow::ShowCommandPalette);
-            } else if (QAction* pAction = CCommandTable::GetAction(Item)) {
-                pMenu->addAction(pAction);
-            }
-        }
-    }
-}
-
-void CMainWindow::CreateModePanel(QToolBar* pBar, unsigned RunId, const QList<unsigned>& Entries,
-                                  QToolButton** ppButton) {
-    auto* pButton = new QToolButton(pBar);
-    auto* pMenu = new QMenu(pButton);
-    for (const unsigned Entry : Entries) {
-        pMenu->addAction(CCommandTable::GetAction(Entry));
-    }
-    pButton->setDefaultAction(CCommandTable::GetAction(RunId));
-    pButton->setMenu(pMenu);
-    pButton->setPopupMode(QToolButton::MenuButtonPopup);
-    pButton->setFixedHeight(TOOL_BUTTON_HEIGHT);
-    pBar->addWidget(pButton);
-    *ppButton = pButton;
-}
-
-void CMainWindow::CreateToolbars() {
-    for (const MENU_ROW& Row : GetToolbars()) {
-        const QString sTitle = QString::fromLatin1(Row.sTitle);
-        QToolBar* pBar = addToolBar(sTitle);
-        pBar->setObjectName(QStringLiteral("Toolbar") + sTitle);
-        pBar->setIconSize(TOOL_ICON_SIZE);
-        pBar->setContextMenuPolicy(Qt::PreventContextMenu);
-        m_Toolbars.insert(sTitle, pBar);
-        for (const unsigned Item : Row.Items) {
-            if (Item == MENU_SEPARATOR) {
-                pBar->addSeparator();
-            } else if (Item == CMD_DEBUG_START) {
-                CreateModePanel(pBar, Item, {CMD_DEBUG_DOWNLOAD_RESET, CMD_DEBUG_ATTACH, CMD_DEBUG_ATTACH_HALT},
-                                &m_pConnectPanel);
-            } else if (Item == CMD_DEBUG_RESET) {
-                CreateModePanel(pBar, Item,
-                                {CMD_DEBUG_RESET_HALT, CMD_DEBUG_RESET_BREAK_AT_SYMBOL, CMD_DEBUG_RESET_RUN},
-                                &m_pResetPanel);
-            } else if (QAction* pAction = CCommandTable::GetAction(Item)) {
-                pBar->addAction(pAction);
-                pBar->widgetForAction(pAction)->setFixedHeight(TOOL_BUTTON_HEIGHT);
-            }
-        }
-    }
-}
-
-void CMainWindow::CreateDocks() {
-    m_pConsole = new CConsoleWindow(this);
-    auto* pDock = new CDockWindow(m_pConsole, this);
-    addDockWidget(Qt::BottomDockWidgetArea, pDock);
-    m_Docks.append(pDock);
-    for (CDockWindow* p : std::as_const(m_Docks)) {
-        connect(p, &CDockWindow::CloseRequested, this,
-                [](const QString& sName) { CCommandTable::Execute(CMD_WINDOW_CLOSE, {sName}); });
-    }
-    resizeDocks({pDock}, {190}, Qt::Vertical);
+void CMainWindow::ConnectSignals() {
+    m_ShownTimer.setInterval(SHOWN_DELAY_MS);
+    m_ShownTimer.setSingleShot(true);
+    connect(&m_ShownTimer, &QTimer::timeout, this, [this] { OnFirstShow(*this); });
+    connect(m_pActionStates, &CActionStates::Updated, m_pToolbars,
+            [this] { m_pToolbars->SetConnected(CDevice::Get().IsConnected()); });
+    connect(&CProject::Get(), &CProject::ModifiedChanged, this, [this] {
+        UpdateTitle();
+        UpdateActions();
+    });
+    connect(&CFileFinder::Get(), &CFileFinder::SrcFilePathResolved, this, ElfApi_OnSrcFileLocated);
+    connect(&CFileFinder::Get(), &CFileFinder::SrcFileResStatsChanged, this, ReportPathStats);
+    connect(m_pTheme, &CTheme::Changed, this, &CMainWindow::OnThemeChanged);
 }
 
 void CMainWindow::RestoreState() {
     const QByteArray Geometry = ReadSetting(QStringLiteral("AppData/MainWindow/Geometry")).toByteArray();
     if (Geometry.isEmpty() || !restoreGeometry(Geometry)) {
-        resize(1100, 760);
+        resize(FIRST_SIZE);
+    }
+    if (!isMaximized() && !isFullScreen()) {
+        const QRect Fitting = FitToScreens(geometry());
+        resize(Fitting.size());
+        move(Fitting.topLeft());
     }
     restoreState(ReadSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState")).toByteArray());
-    for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
-        const bool IsDefault = It.key() == QLatin1String("File") || It.key() == QLatin1String("Debug");
-        It.value()->setVisible(ReadSetting(ToolbarKey(It.key()), IsDefault).toBool());
-    }
+    m_pToolbars->RestoreState();
     for (const QString& sKey :
          {QStringLiteral("AppData/MainWindow/DefaultDirOpen"), QStringLiteral("AppData/MainWindow/DefaultDirSave")}) {
         WriteSetting(sKey, ReadSetting(sKey, QDir::homePath()));
     }
-    for (const QString& sPath : ReadSetting(QStringLiteral("AppData/MainWindow/RecentProjects")).toStringList()) {
-        if (sPath.endsWith(QLatin1String(".dbgprj"), Qt::CaseInsensitive) && QFileInfo(sPath).isFile()) {
-            m_RecentProjects.append(sPath);
-        }
-    }
-    UpdateRecentMenu();
+    m_pRecentProjects->RestoreState();
 }
 
 void CMainWindow::SaveState() {
     WriteSetting(QStringLiteral("AppData/MainWindow/Geometry"), saveGeometry());
-    WriteSetting(QStringLiteral("AppData/MainWindow/RecentProjects"), m_RecentProjects);
     WriteSetting(QStringLiteral("AppData/MainWindow/Version"), GetAppVersion());
     WriteSetting(QStringLiteral("AppData/Perspectives/Debug/WindowState"), saveState());
-    for (auto It = m_Toolbars.constBegin(); It != m_Toolbars.constEnd(); ++It) {
-        WriteSetting(ToolbarKey(It.key()), !It.value()->isHidden());
+    m_pRecentProjects->SaveState();
+    m_pToolbars->SaveState();
+}
+
+void CMainWindow::UpdateActions() { m_pActionStates->Update(); }
+
+void CMainWindow::UpdateTitle() {
+    const bool IsConnected = CDevice::Get().IsConnected();
+    const QString sPath = CProject::Get().GetPath();
+    QString sName = QStringLiteral("New Project");
+    if (!sPath.isEmpty()) {
+        sName = IsConnected ? QFileInfo(sPath).completeBaseName() : sPath;
+    }
+    QString sSeparator = QStringLiteral(" - ");
+    if (IsConnected && !CProject::Get().GetProgramFile().isEmpty()) {
+        sName = CProject::Get().GetProgramFile();
+    } else if (CProject::Get().IsModified()) {
+        sSeparator = QStringLiteral(" - *");
+    }
+    setWindowTitle(GetAppTitle(true, true) + sSeparator + sName);
+}
+
+void CMainWindow::UpdateConnectionInfo() {
+    const CDevice& Device = CDevice::Get();
+    m_pStatusBar->SetConnectionInfo(FormatConnectionInfo(Device.IsConnected(), Device.GetInterfaceSpeed(),
+                                                         static_cast<unsigned>(Device.GetConfigParam(DEV_CFG_SPEED))));
+}
+
+void CMainWindow::UpdatePosition() {
+    const CDockWindow* pDock = m_pWindows->GetFocusedDock();
+    const QString sText = pDock != nullptr ? pDock->GetWindow()->GetStatusText() : QString();
+    m_pStatusBar->SetActiveWindowStatus(sText.isEmpty() ? m_pSource->GetStatusText() : sText);
+}
+
+bool CMainWindow::ShowWindow(const QString& sName, bool IsShown) {
+    CWindow* pWindow = m_pWindows->Find(sName);
+    if (pWindow == nullptr) {
+        return false;
+    }
+    m_pWindows->Show(pWindow, IsShown);
+    if (IsShown && !(pWindow == m_pConsole && IsConsoleTyping())) {
+        pWindow->setFocus();
+    }
+    return true;
+}
+
+void CMainWindow::ShowConsole() { ShowWindow(m_pConsole->GetName(), true); }
+bool CMainWindow::IsConsoleTyping() const { return m_pConsole->HasInputFocus(); }
+
+void CMainWindow::OnUserPreferenceChanged(int Index, I32 Value) {
+    TellAll([=](CWindow& Window) {
+        Window.SetPreference(Index, Value);
+        Window.Repaint();
+    });
+}
+
+void CMainWindow::OnColorChanged(int ColorId) {
+    TellAll([=](CWindow& Window) {
+        Window.SetColor(ColorId, GetColor(ColorId));
+        Window.Repaint();
+    });
+}
+
+void CMainWindow::OnFontChanged(int FontId) {
+    if (FontId == FONT_APP) {
+        QApplication::setFont(GetFont(FONT_APP));
+    }
+    TellAll([=](CWindow& Window) { Window.ApplyFont(FontId, GetFont(FontId)); });
+}
+
+void CMainWindow::OnAllFontsChanged() {
+    for (int Id = 0; Id < NUM_FONTS; ++Id) {
+        OnFontChanged(Id);
     }
 }
 
-bool CMainWindow::AskSaveProject() {
-    if (!CProject::Get().IsModified()) {
-        return true;
-    }
-    const auto Answer = AskUser(
-        QStringLiteral("Save Project Changes?"), QStringLiteral("The current project was modified. Save changes?"),
-        QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, IsUnattended() ? QMessageBox::No : QMessageBox::Yes);
-    if (Answer == QMessageBox::Yes) {
-        const QString sPath = CProject::Get().GetPath();
-        if (!QFileInfo(sPath).isFile()) {
-            return CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS) == 0;
-        }
-        const QString sError = CProject::Get().Save(sPath, CollectProjectSettings());
-        if (!sError.isEmpty()) {
-            TellSaveFailed(sPath, sError, true);
-        }
-        return sError.isEmpty();
-    }
-    return Answer == QMessageBox::No;
-}
-
-void CMainWindow::StopDevice() {
-    CDevice& Device = CDevice::Get();
-    Device.MarkAllPendingJobsDone();
-    Device.disconnect();
-    Device.RequestStop();
-    while (!Device.wait(1)) {
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
+void CMainWindow::OnThemeChanged() {
+    for (int Id = 0; Id < NUM_COLORS; ++Id) {
+        OnColorChanged(Id);
     }
 }
 
@@ -330,17 +298,16 @@ void CMainWindow::closeEvent(QCloseEvent* pEvent) {
         QMainWindow::closeEvent(pEvent);
         return;
     }
-    if (!AskSaveProject()) {
+    if (!m_pProjects->AskSave()) {
         pEvent->ignore();
         return;
     }
     m_pSession->SetClosing();
-    for (QTimer* pTimer : findChildren<QTimer*>()) {
-        if (pTimer->parent() == this) {
-            pTimer->stop();
-        }
+    for (QTimer* pTimer : findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+        pTimer->stop();
     }
-    m_ToolbarTimer.stop();
+    m_pActionStates->StopFollowing();
+    m_ShownTimer.stop();
     SaveState();
     CProject::Get().Close(); // ends the script, too
     StopDevice();
@@ -353,9 +320,6 @@ void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     QApplication::closeAllWindows();
     pEvent->accept();
 }
-
-void CMainWindow::StartToolbarTimer() { m_ToolbarTimer.start(); }
-void CMainWindow::StopToolbarTimer() { m_ToolbarTimer.stop(); }
 
 void CMainWindow::OnActivated() {
     if (m_pSession->IsClosing() || !m_IsShown) {
@@ -382,31 +346,13 @@ void CMainWindow::changeEvent(QEvent* pEvent) {
     }
 }
 
-bool CMainWindow::TakeAlternativeKey(QEvent* pEvent) {
-    const auto* pKey = static_cast<QKeyEvent*>(pEvent);
-    const QString sKey = QKeySequence(pKey->keyCombination()).toString(QKeySequence::PortableText);
-    if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
-        (sKey == QLatin1String("Esc") && QApplication::activeWindow() == this &&
-         QApplication::activePopupWidget() == nullptr && QApplication::activeModalWidget() == nullptr &&
-         !HasSelectedText(QApplication::focusWidget()))) {
-        m_pSource->setFocus();
-        return true;
-    }
-    for (const U32 Id : CCommandTable::FindByAlternativeKey(sKey)) {
-        if (MayTakeKey(CCommandTable::GetAction(Id), this, m_pSource)) {
-            CCommandTable::Trigger(Id);
-            return true;
-        }
-    }
-    return false;
-}
-
 bool CMainWindow::eventFilter(QObject* pObject, QEvent* pEvent) {
     if (pObject == this && pEvent->type() == QEvent::Paint && !m_IsShown) {
         m_IsShown = true;
         m_ShownTimer.start();
     }
-    if (pEvent->type() == QEvent::KeyPress && pObject->isWidgetType() && TakeAlternativeKey(pEvent)) {
+    if (pEvent->type() == QEvent::KeyPress && pObject->isWidgetType() &&
+        TakeAlternativeKey(*this, *static_cast<QKeyEvent*>(pEvent))) {
         return true;
     }
     return CWindow::eventFilter(pObject, pEvent);

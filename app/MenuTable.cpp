@@ -1,5 +1,7 @@
 #include "app/MenuTable.h"
 
+#include "app/WindowTable.h"
+
 namespace {
 
 constexpr unsigned aFile[] = {CMD_FILE_NEW_PROJECT,
@@ -18,9 +20,9 @@ constexpr unsigned aFile[] = {CMD_FILE_NEW_PROJECT,
                               CMD_FILE_EXIT};
 constexpr unsigned aEdit[] = {MENU_COMMAND_PALETTE, MENU_SEPARATOR, CMD_EDIT_NOVIK_SETTINGS, CMD_EDIT_TRACE_SETTINGS,
                               CMD_EDIT_SYS_VARS,    MENU_SEPARATOR, CMD_EDIT_PREFERENCES};
-constexpr unsigned aView[] = {CMD_SRC_VIEW_PC,         CMD_SRC_VIEW_LINE,      MENU_SEPARATOR,
-                              CMD_WINDOW_SHOW_CONSOLE, MENU_SEPARATOR,         CMD_TOOLBAR_SHOW_FILE,
-                              CMD_TOOLBAR_SHOW_DEBUG,  CMD_TOOLBAR_SHOW_VIEWS, CMD_TOOLBAR_SHOW_BREAKPOINTS};
+constexpr unsigned aView[] = {CMD_SRC_VIEW_PC,        CMD_SRC_VIEW_LINE,      MENU_SEPARATOR,
+                              MENU_WINDOWS,           MENU_SEPARATOR,         CMD_TOOLBAR_SHOW_FILE,
+                              CMD_TOOLBAR_SHOW_DEBUG, CMD_TOOLBAR_SHOW_VIEWS, CMD_TOOLBAR_SHOW_BREAKPOINTS};
 constexpr unsigned aDebug[] = {
     CMD_DEBUG_START,     CMD_DEBUG_STOP,     MENU_SEPARATOR,        CMD_DEBUG_CONTINUE,
     CMD_DEBUG_HALT,      CMD_DEBUG_RESET,    MENU_SEPARATOR,        CMD_DEBUG_STEP_INTO,
@@ -33,7 +35,7 @@ constexpr unsigned aDebugBar[] = {CMD_DEBUG_START,     CMD_DEBUG_STOP,    MENU_S
                                   CMD_DEBUG_HALT,      CMD_DEBUG_RESET,   MENU_SEPARATOR, CMD_DEBUG_STEP_INTO,
                                   CMD_DEBUG_STEP_OVER, CMD_DEBUG_STEP_OUT};
 
-constexpr unsigned aViewsBar[] = {CMD_WINDOW_SHOW_CONSOLE};
+constexpr unsigned aViewsBar[] = {MENU_WINDOWS};
 constexpr unsigned aBreakpointBar[] = {CMD_BP_SET, CMD_BREAK_CLEAR_ALL, CMD_BREAK_CLEAR_ALL_ON_DATA};
 
 constexpr MENU_ROW aMenu[] = {
@@ -47,7 +49,6 @@ struct ICON_ROW {
 };
 
 constexpr ICON_ROW aIcon[] = {
-    {CMD_WINDOW_SHOW_CONSOLE, "console.svg"},
     {CMD_BP_SET, "breakpoint.svg"},
     {CMD_BREAK_CLEAR_ALL, "broom.svg"},
     {CMD_BREAK_CLEAR_ALL_ON_DATA, "broom-data.svg"},
@@ -72,6 +73,11 @@ std::span<const MENU_ROW> GetMenus() { return aMenu; }
 std::span<const MENU_ROW> GetToolbars() { return aToolbar; }
 
 const char* GetCommandIcon(unsigned CommandId) {
+    for (const WINDOW_ROW& Row : GetWindowTable()) {
+        if (Row.ShowCommand == CommandId) {
+            return Row.sIcon;
+        }
+    }
     for (const ICON_ROW& Row : aIcon) {
         if (Row.Id == CommandId) {
             return Row.sFile;

@@ -7,6 +7,7 @@
 constexpr unsigned MENU_SEPARATOR = 0xFFFF;
 constexpr unsigned MENU_RECENT_PROJECTS = 0xFFFE;
 constexpr unsigned MENU_COMMAND_PALETTE = 0xFFFD;
+constexpr unsigned MENU_WINDOWS = 0xFFFC; ///< the "show" command of each debug window, in the order of their table
 
 /// One menu or tool bar: its title and its commands in order.
 struct MENU_ROW {

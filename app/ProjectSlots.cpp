@@ -129,7 +129,7 @@ void SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
         return;
     }
     SetSysVar(GetSysVar(Index), Value, false);
-    MainWindow.OnSysVarChanged(Index, Value);
+    MainWindow.GetSession().OnSysVarChanged(Index, Value);
 }
 
 void ProjectSetSemihosting(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_SEMIHOSTING, VAR_SEMIHOSTING_ENABLED, w); }
@@ -150,7 +150,7 @@ void ProjectSetTraceTiming(CMainWindow& MainWindow) {
             return;
         }
         SetSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), Delay, false);
-        MainWindow.OnSysVarChanged(VAR_TRACE_PORT_DELAY_0 + i, Delay);
+        MainWindow.GetSession().OnSysVarChanged(VAR_TRACE_PORT_DELAY_0 + i, Delay);
     }
 }
 
@@ -168,7 +168,7 @@ void ProjectConfigSWO(CMainWindow& MainWindow) {
     }
     for (int i = 0; i < 2; ++i) {
         SetSysVar(GetSysVar(aVar[i]), aValue[i], false);
-        MainWindow.OnSysVarChanged(aVar[i], aValue[i]);
+        MainWindow.GetSession().OnSysVarChanged(aVar[i], aValue[i]);
     }
 }
 

@@ -2,9 +2,10 @@
 
 #include "app/Ask.h"
 #include "app/ConsoleWindow.h"
-#include "app/Location.h"
 #include "app/MainWindow.h"
+#include "app/ProjectControl.h"
 #include "app/StatusBar.h"
+#include "app/Toolbars.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "datafile/JFile.h"
@@ -12,8 +13,10 @@
 #include "device/TraceConfig.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiLines.h"
+#include "framework/WindowList.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
+#include "project/SourceLocation.h"
 #include "script/JScript.h"
 #include "settings/Colors.h"
 #include "settings/SysVars.h"
@@ -105,6 +108,10 @@ CSession::CSession(CMainWindow& MainWindow)
 
 CSession::~CSession() = default;
 
+void CSession::InvalidateViews() {
+    CWindow::TellAll([](CWindow& Window) { Window.Invalidate(); });
+}
+
 void CSession::SetStatus(const QString& sText) { m_MainWindow.GetStatusBar().SetStatusMessage(sText); }
 
 int CSession::ExecuteScriptFunction(int Id) {
@@ -121,7 +128,7 @@ int CSession::ExecuteScriptFunction(int Id) {
     if (ScriptHasError()) {
         m_MainWindow.ShowConsole();
         ConsolePrintError(QStringLiteral("Error in project file: ") + ScriptGetErrorText());
-        m_MainWindow.OnProjectError();
+        m_MainWindow.GetProjects().OnProjectError();
     }
     return Result;
 }
@@ -229,13 +236,13 @@ void CSession::DisconnectTarget() {
 }
 
 void CSession::ShowPC(U32 PC) {
-    CSourceWindow& Source = m_MainWindow.GetSourceWindow();
-    const bool IsTyping = m_MainWindow.GetConsole().HasInputFocus();
-    const bool HasLine = Source.ShowPC(PC);
-    if (HasLine) {
-        Source.SetActive(true);
-        if (!IsTyping) {
-            Source.setFocus();
+    for (CWindow* pWindow : m_MainWindow.GetWindows().GetWindows()) {
+        if (pWindow->ShowsCodeAt(PC)) {
+            pWindow->SetActive(true);
+            if (!m_MainWindow.IsConsoleTyping()) {
+                pWindow->setFocus();
+            }
+            break;
         }
     }
     m_MainWindow.UpdatePosition();
@@ -266,7 +273,7 @@ void CSession::OnSysVarChanged(int Index, I32 Value) {
     switch (Index) {
     case VAR_RESET_MODE:
     case VAR_CONNECT_MODE:
-        m_MainWindow.UpdateModePanels();
+        m_MainWindow.GetToolbars().UpdateModePanels();
         break;
     case VAR_TIF_SPEED:
         CDevice::Get().PostSetConfigParam(DEV_CFG_SPEED, Value);

@@ -86,11 +86,11 @@ public:
     void OnDeviceEvalBPCondition(U32 Addr) override;
     void OnDeviceExecNovikCmdFailed(const char* sCommand, const char* sError) override;
 
-signals:
-    void DataFileOpened(QString Path);
-
 private:
     void SetStatus(const QString& sText);
+    static void InvalidateViews();
+    static void TellProgramChanged();
+    static void TellProgramClosing();
     void UpdateTrace();
     void AttachTrace();
     void EndOfDownload();

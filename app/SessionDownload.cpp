@@ -94,6 +94,14 @@ QList<CMemBlock> ElfBlocks() {
 
 } // namespace
 
+void CSession::TellProgramChanged() {
+    CWindow::TellAll([](CWindow& Window) { Window.OnProgramChanged(); });
+}
+
+void CSession::TellProgramClosing() {
+    CWindow::TellAll([](CWindow& Window) { Window.OnProgramClosing(); });
+}
+
 U32 CSession::GetChunkSize() const {
     const CDevice& Device = CDevice::Get();
     if (Device.GetConfigParam(DEV_CFG_SPEED) == SPEED_ADAPTIVE) {
@@ -229,7 +237,7 @@ void CSession::FinishDownload() {
             break;
         }
     }
-    m_MainWindow.InvalidateViews();
+    InvalidateViews();
 }
 
 QString CSession::OpenRecords(const QString& sPath, bool IsBinary) {
@@ -266,8 +274,8 @@ QString CSession::OpenDataFile(const QString& sPath) {
     QString sError;
     if (sPath.isEmpty()) {
         const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
+        TellProgramClosing();
         ElfApi_Deinit();
-        m_MainWindow.ClearWindows();
     } else if (IsElf) {
         QApplication::setOverrideCursor(Qt::WaitCursor);
         SetStatus(QStringLiteral("Opening File..."));
@@ -308,8 +316,7 @@ int CSession::RelocateSymbols(const QString& sSymbols, I32 Offset) {
     }
     if (ElfApi_IsOpen()) {
         EvaluateBreakSymbol();
-        m_MainWindow.GetSourceWindow().UpdateMarks();
-        m_MainWindow.InvalidateViews();
+        TellProgramChanged();
     }
     return Result;
 }
@@ -337,9 +344,6 @@ void CSession::OnDataFileOpened(const QString& sPath, bool IsElf, qint64 Elapsed
         RestoreBreakpoints(IsSameFile);
     }
     m_MainWindow.GetSourceWindow().setFocus();
-    if (IsSameFile) {
-        m_MainWindow.GetSourceWindow().ReloadChanged();
-    }
     EvaluateBreakSymbol();
     m_MainWindow.UpdateActions();
     m_MainWindow.UpdateTitle();
@@ -358,6 +362,5 @@ void CSession::OnDataFileOpened(const QString& sPath, bool IsElf, qint64 Elapsed
     if (!IsSameFile && !sPath.isEmpty()) {
         ShowMainFunc();
     }
-    m_MainWindow.GetSourceWindow().UpdateMarks();
-    emit DataFileOpened(sPath);
+    TellProgramChanged();
 }

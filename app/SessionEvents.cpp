@@ -1,3 +1,4 @@
+#include "app/ActionStates.h"
 #include "app/Ask.h"
 #include "app/MainWindow.h"
 #include "app/Session.h"
@@ -55,7 +56,7 @@ void CSession::OnDeviceConnectDone(CONNECT_MODES Mode) {
     default:
         break;
     }
-    m_MainWindow.StartToolbarTimer();
+    m_MainWindow.GetActionStates().StartFollowing();
 }
 
 void CSession::OnDeviceConnectFailed(CONNECT_MODES) {
@@ -124,7 +125,7 @@ void CSession::OnDeviceResetDone(U32 PC, RESET_MODES Mode) {
         }
         return;
     }
-    m_MainWindow.InvalidateViews();
+    InvalidateViews();
     if (Mode == RM_STATE_RESTORED) {
         return;
     }
@@ -151,7 +152,7 @@ void CSession::OnDeviceResetDone(U32 PC, RESET_MODES Mode) {
 }
 
 void CSession::OnDeviceRunToSymbolDone(U32) {
-    m_MainWindow.InvalidateViews();
+    InvalidateViews();
     if (!m_MainWindow.IsConsoleTyping()) {
         m_MainWindow.GetSourceWindow().setFocus();
     }
@@ -182,7 +183,7 @@ void CSession::OnDeviceConnectionLost() {
     m_MainWindow.UpdateTitle();
 }
 
-void CSession::OnDeviceAboutToDisconnect() { m_MainWindow.StopToolbarTimer(); }
+void CSession::OnDeviceAboutToDisconnect() { m_MainWindow.GetActionStates().StopFollowing(); }
 
 void CSession::OnDeviceSetStatusMsg(const char* sMsg) { SetStatus(QString::fromUtf8(sMsg)); }
 

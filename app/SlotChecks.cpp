@@ -1,9 +1,9 @@
 #include "app/Ask.h"
-#include "app/Location.h"
 #include "app/Slots.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
+#include "project/SourceLocation.h"
 #include "script/JScript.h"
 
 namespace {

@@ -42,7 +42,6 @@ std::span<const ACTION_SLOT> GetBreakSlots();
 std::span<const ACTION_SLOT> GetProjectSlots();
 std::span<const ACTION_SLOT> GetEditSlots();
 std::span<const ACTION_SLOT> GetViewSlots();
-std::span<const ACTION_SLOT> GetSourceSlots(); ///< actions local to the source viewer
 
 /// Sets the command's error.
 void FailCommand(COMMAND_ID Id, const char* sText);

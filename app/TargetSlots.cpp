@@ -1,4 +1,3 @@
-#include "app/Location.h"
 #include "app/Slots.h"
 #include "base/Files.h"
 #include "command/CommandTable.h"
@@ -7,6 +6,7 @@
 #include "device/Device.h"
 #include "elf/ElfApi.h"
 #include "project/FileFinder.h"
+#include "project/SourceLocation.h"
 #include "settings/SysVars.h"
 
 #include <QFileInfo>

@@ -1,16 +1,19 @@
 #include "app/Ask.h"
 #include "app/ConsoleWindow.h"
-#include "app/Location.h"
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/Toolbars.h"
 #include "app/dialogs/ManualDialog.h"
 #include "base/Application.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
 #include "elf/ElfApiLines.h"
+#include "framework/DockWindow.h"
+#include "framework/WindowList.h"
 #include "project/FileFinder.h"
+#include "project/SourceLocation.h"
 #include "views/SourceWindow.h"
 
 #include <QCoreApplication>
@@ -69,11 +72,12 @@ void WindowClose(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLOSE;
     QString sName = CCommandTable::GetArgs(Id).value(0);
     if (sName.isEmpty()) {
-        sName = MainWindow.GetFocusedDockName();
-        if (sName.isEmpty()) {
+        const CDockWindow* pDock = MainWindow.GetWindows().GetFocusedDock();
+        if (pDock == nullptr) {
             CCommandTable::Cancel(Id);
             return;
         }
+        sName = pDock->GetWindow()->GetName();
         CCommandTable::PrepareArgs(Id, {sName});
     }
     if (!MainWindow.ShowWindow(sName, false)) {
@@ -83,7 +87,7 @@ void WindowClose(CMainWindow& MainWindow) {
 
 void WindowClear(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_WINDOW_CLEAR;
-    CWindow* pWindow = MainWindow.FindWindow(CCommandTable::GetArg0(Id));
+    CWindow* pWindow = MainWindow.GetWindows().Find(CCommandTable::GetArg0(Id));
     if (pWindow == nullptr) {
         FailCommand(Id, "unknown window");
     } else {
@@ -91,10 +95,8 @@ void WindowClear(CMainWindow& MainWindow) {
     }
 }
 
-void WindowShowConsole(CMainWindow& MainWindow) { MainWindow.ShowWindow(QStringLiteral("Console"), true); }
-
 void OnShowToolbar(COMMAND_ID Id, bool IsShown, CMainWindow& MainWindow) {
-    if (!MainWindow.ShowToolbar(CCommandTable::GetArg0(Id), IsShown)) {
+    if (!MainWindow.GetToolbars().Show(CCommandTable::GetArg0(Id), IsShown)) {
         FailCommand(Id, "unknown toolbar");
     }
 }
@@ -104,7 +106,8 @@ void ToolbarClose(CMainWindow& MainWindow) { OnShowToolbar(CMD_TOOLBAR_CLOSE, fa
 
 void ToggleToolbar(CMainWindow& MainWindow, const char* sName) {
     const QString sToolbar = QString::fromLatin1(sName);
-    CCommandTable::Execute(MainWindow.IsToolbarShown(sToolbar) ? CMD_TOOLBAR_CLOSE : CMD_TOOLBAR_SHOW, {sToolbar});
+    CCommandTable::Execute(MainWindow.GetToolbars().IsShown(sToolbar) ? CMD_TOOLBAR_CLOSE : CMD_TOOLBAR_SHOW,
+                           {sToolbar});
 }
 
 void ToggleFileToolbar(CMainWindow& MainWindow) { ToggleToolbar(MainWindow, "File"); }
@@ -166,7 +169,6 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_WINDOW_SHOW, WindowShow},
     {CMD_WINDOW_CLOSE, WindowClose, NEEDS_NOTHING, 0},
     {CMD_WINDOW_CLEAR, WindowClear},
-    {CMD_WINDOW_SHOW_CONSOLE, WindowShowConsole},
     {CMD_TOOLBAR_SHOW, ToolbarShow},
     {CMD_TOOLBAR_CLOSE, ToolbarClose},
     {CMD_TOOLBAR_SHOW_FILE, ToggleFileToolbar},

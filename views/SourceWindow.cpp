@@ -1,33 +1,20 @@
 #include "views/SourceWindow.h"
 
+#include "command/CommandTable.h"
 #include "device/Device.h"
 #include "elf/ElfApiLines.h"
 #include "framework/LayoutText.h"
 #include "project/FileFinder.h"
+#include "project/SourceLocation.h"
 #include "settings/Fonts.h"
 #include "settings/SysVars.h"
 
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLabel>
+#include <QMenu>
 #include <QStackedWidget>
 #include <QTabWidget>
-
-namespace {
-
-/// FileId of the program's source file that a path on this machine stands for; INVALID_FILE_ID if it is none of them.
-U32 ProgramFileOf(const QString& sPath) {
-    const QString sWanted = QFileInfo(sPath).canonicalFilePath();
-    for (const U32 FileId : ElfApi_GetSrcFileIds()) {
-        const QString sFile = ElfApi_GetFilePath(FileId);
-        if (QFileInfo(sFile).fileName().compare(QFileInfo(sPath).fileName(), Qt::CaseInsensitive) == 0 &&
-            QFileInfo(CFileFinder::Get().FindFile(sFile)).canonicalFilePath() == sWanted) {
-            return FileId;
-        }
-    }
-    return INVALID_FILE_ID;
-}
-
-} // namespace
 
 CSourceWindow::CSourceWindow(QWidget* pParent) : CWindow(QStringLiteral("Source"), pParent) {
     auto* pStack = new QStackedWidget(this);
@@ -48,6 +35,46 @@ CSourceWindow::CSourceWindow(QWidget* pParent) : CWindow(QStringLiteral("Source"
         UpdateEmptyText();
     });
     connect(m_pTabs, &QTabWidget::currentChanged, this, &CWindow::StatusTextChanged);
+    CreateActions();
+}
+
+void CSourceWindow::CreateActions() {
+    m_pContextMenu = new QMenu(this);
+    m_pContextMenu->addAction(AddAction(CMD_BP_SET, [this] {
+        if (const CSourceView* pView = GetActiveView()) {
+            ToggleBreakpoint(*pView, pView->GetCursorLine());
+        }
+    }));
+    m_pContextMenu->addAction(AddAction(CMD_SRC_RUN_TO_CURSOR, [this] { RunAtCursor(CMD_DEBUG_RUN_TO); }));
+    m_pContextMenu->addAction(AddAction(CMD_SRC_SET_NEXT_STMNT, [this] { RunAtCursor(CMD_DEBUG_SET_NEXT_STATEMENT); }));
+    m_pContextMenu->addSeparator();
+    m_pContextMenu->addAction(AddAction(CMD_SRC_VIEW_PC, [] { CCommandTable::Execute(CMD_VIEW_PC_LINE); }));
+    m_pContextMenu->addAction(AddAction(CMD_SRC_VIEW_LINE, [this] { ViewLine(); }));
+}
+
+QString CSourceWindow::LocationOf(const CSourceView& View, int Line) {
+    const QString sLocation = FormatSourceLocation({FindSrcFileOfPath(View.GetPath()), static_cast<U32>(Line), 0});
+    return sLocation.isEmpty() ? View.GetDocument().GetName() + QLatin1Char(':') + QString::number(Line) : sLocation;
+}
+
+void CSourceWindow::RunAtCursor(U32 CommandId) {
+    if (const CSourceView* pView = GetActiveView()) {
+        CCommandTable::Execute(CommandId, {LocationOf(*pView, pView->GetCursorLine())});
+    }
+}
+
+void CSourceWindow::ViewLine() {
+    const CSourceView* pView = GetActiveView();
+    bool IsAccepted = false;
+    if (pView == nullptr) {
+        return;
+    }
+    const int Line =
+        QInputDialog::getInt(this, QStringLiteral("Go to Line"), QStringLiteral("Line:"), pView->GetCursorLine(), 1,
+                             qMax(1, pView->GetDocument().GetNumLines()), 1, &IsAccepted);
+    if (IsAccepted) {
+        CCommandTable::Execute(CMD_VIEW_LINE, {Line});
+    }
 }
 
 CSourceView* CSourceWindow::ViewAt(int Index) const { return qobject_cast<CSourceView*>(m_pTabs->widget(Index)); }
@@ -88,9 +115,8 @@ bool CSourceWindow::OpenFile(const QString& sPath, QString* pError) {
         m_pTabs->addTab(pView, pView->GetDocument().GetName());
         m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), sFile);
         connect(pView, &CSourceView::CursorMoved, this, &CWindow::StatusTextChanged);
-        connect(pView, &CSourceView::BreakpointToggled, this,
-                [this, pView](int Line) { ToggleBreakpoint(pView, Line); });
-        connect(pView, &CSourceView::ContextMenuRequested, this, &CSourceWindow::ContextMenuRequested);
+        connect(pView, &CSourceView::BreakpointToggled, this, [pView](int Line) { ToggleBreakpoint(*pView, Line); });
+        connect(pView, &CSourceView::ContextMenuRequested, this, [this](QPoint Pos) { m_pContextMenu->popup(Pos); });
         UpdateMarksOf(pView);
     }
     m_pTabs->setCurrentWidget(pView);
@@ -155,8 +181,14 @@ bool CSourceWindow::ShowPC(U32 PC) {
     }
     m_sPcFile = QFileInfo(sPath).absoluteFilePath();
     m_PcLine = static_cast<int>(Loc.Line);
+    m_PcAddr = PC;
     GetActiveView()->SetPcLine(m_PcLine, true);
     return true;
+}
+
+bool CSourceWindow::ShowsCodeAt(U32 Addr) const {
+    constexpr U32 THUMB_BIT = 1;
+    return m_PcLine > 0 && ((m_PcAddr ^ Addr) & ~THUMB_BIT) == 0;
 }
 
 void CSourceWindow::ClearPC() {
@@ -168,7 +200,7 @@ void CSourceWindow::ClearPC() {
 }
 
 void CSourceWindow::UpdateMarksOf(CSourceView* pView) const {
-    const U32 FileId = ProgramFileOf(pView->GetPath());
+    const U32 FileId = FindSrcFileOfPath(pView->GetPath());
     QMap<int, BP_STATES> Breakpoints;
     for (const BPEntry& Entry : CDevice::Get().GetBreakpoints()) {
         for (const CSrcLoc& Loc : ElfApi_GetSrcLocs(Entry.Addr)) {
@@ -193,14 +225,11 @@ void CSourceWindow::UpdateMarks() {
     }
 }
 
-void CSourceWindow::ToggleBreakpoint(CSourceView* pView, int Line) {
-    const CSrcLoc Loc{ProgramFileOf(pView->GetPath()), static_cast<U32>(Line), 0};
-    I64 Addr = Loc.IsValid() ? ElfApi_GetAddr(Loc) : -1;
-    Addr = Loc.IsValid() && Addr < 0 ? ElfApi_GetAddr(ElfApi_GetNextCodeLine(Loc)) : Addr;
-    if (Addr >= 0) {
-        const bool IsSet = CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).Valid != 0;
-        emit BreakpointToggleRequested(QStringLiteral("%1:%2").arg(pView->GetDocument().GetName()).arg(Line), !IsSet);
-    }
+void CSourceWindow::ToggleBreakpoint(const CSourceView& View, int Line) {
+    const QString sLocation = LocationOf(View, Line);
+    const I64 Addr = ResolveLocation(sLocation);
+    const bool IsSet = Addr >= 0 && CDevice::Get().GetBreakpoint(static_cast<U32>(Addr)).Valid != 0;
+    CCommandTable::Execute(IsSet ? CMD_BREAK_CLEAR_ON_SRC : CMD_BREAK_SET_ON_SRC, {sLocation});
 }
 
 void CSourceWindow::Clear() {
@@ -248,6 +277,12 @@ void CSourceWindow::SetUserConfigStr(const QString& sConfig) {
             SetPreference(PREF_SHOW_SRC_CODE_PROFILE, SysVarValue(PREF_SHOW_SRC_CODE_PROFILE));
         }
     }
+}
+
+void CSourceWindow::OnProgramChanged() {
+    ReloadChanged();
+    UpdateMarks();
+    Repaint();
 }
 
 void CSourceWindow::OnDeviceResumeDone(RESUME_MODES) {

@@ -6,6 +6,7 @@
 #include "framework/Window.h"
 #include "views/SourceView.h"
 
+class QMenu;
 class QTabWidget;
 
 class CSourceWindow : public CWindow {
@@ -35,6 +36,11 @@ public:
 
     void Clear() override;
     void Repaint() override;
+    void Update(U32 PC) override { ShowPC(PC); }
+    void Invalidate() override { Repaint(); }
+    void OnProgramChanged() override;
+    void OnProgramClosing() override { Clear(); }
+    bool ShowsCodeAt(U32 Addr) const override;
     void SetActive(bool Active) override;
     void ApplyFont(int FontID, const QFont& Font) override;
     void SetPreference(int VarID, int Value) override;
@@ -46,15 +52,16 @@ public:
     void OnDeviceDisconnectDone() override;
     void OnDeviceBPStateChanged() override;
 
-signals:
-    /// The user asked for a breakpoint to be set or cleared on a line: "file:line".
-    void BreakpointToggleRequested(QString sLocation, bool DoSet);
-    void ContextMenuRequested(QPoint ScreenPos);
-
 private:
+    void CreateActions();
+    /// Location of a line as commands take it; without a document, or with one that isn't the program's, its name.
+    static QString LocationOf(const CSourceView& View, int Line);
+    /// Runs a command for the line of the cursor, so that its echo can be pasted.
+    void RunAtCursor(U32 CommandId);
+    void ViewLine();
     CSourceView* FindView(const QString& sPath) const;
     CSourceView* ViewAt(int Index) const;
-    void ToggleBreakpoint(CSourceView* pView, int Line);
+    static void ToggleBreakpoint(const CSourceView& View, int Line);
     void UpdateMarksOf(CSourceView* pView) const;
     void UpdateEmptyText();
 
@@ -62,4 +69,6 @@ private:
     QWidget* m_pEmpty;
     QString m_sPcFile;
     int m_PcLine = 0;
+    U32 m_PcAddr = 0;      ///< what m_PcLine stands for
+    QMenu* m_pContextMenu; ///< of the documents
 };

@@ -1,4 +1,5 @@
 #include "app/Ask.h"
+#include "app/ProjectSettings.h"
 #include "app/dialogs/CommandPalette.h"
 #include "app/dialogs/DeviceDataModel.h"
 #include "app/dialogs/DeviceSelectionDialog.h"
@@ -283,7 +284,7 @@ TEST_F(CDialogTest, ProbeSettingsGoIntoTheProject) {
     const QStringList Lines = Dialog.Apply();
     EXPECT_EQ(NewText(), "Project.SetTIFSpeed (\"2 MHz\");") << "only what has changed is run";
     ASSERT_EQ(Lines.size(), 4);
-    Window().SaveSettingsToProject("Novik Settings Modified", Lines, false);
+    SaveSettingsToProject("Novik Settings Modified", Lines, false);
     QFile File(Path("demo.dbgprj"));
     ASSERT_TRUE(File.open(QIODevice::ReadOnly));
     const QString sText = QString::fromUtf8(File.readAll());
@@ -297,7 +298,7 @@ TEST_F(CDialogTest, TraceSettingsGoBehindTheSpeed) {
     CTraceSettingsDialog Dialog(&Window());
     Dialog.findChild<QComboBox*>("comboBoxTraceSource")->setCurrentText("Trace Pins");
     Keep(Dialog, "tracesettings");
-    Window().SaveSettingsToProject("Trace Settings Modified", Dialog.Apply(), true);
+    SaveSettingsToProject("Trace Settings Modified", Dialog.Apply(), true);
     QFile File(Path("demo.dbgprj"));
     ASSERT_TRUE(File.open(QIODevice::ReadOnly));
     const QString sText = QString::fromUtf8(File.readAll());

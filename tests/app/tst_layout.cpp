@@ -1,4 +1,5 @@
 #include "app/Ask.h"
+#include "app/Toolbars.h"
 #include "project/Project.h"
 #include "settings/SysVars.h"
 #include "tests/app/AppFixture.h"
@@ -44,7 +45,7 @@ TEST_F(CLayoutTest, AProjectKeepsItsWindows) {
     ASSERT_TRUE(Run("Edit.Preference (PREF_SHOW_SRC_CODE_PROFILE, 0)"));
     ASSERT_TRUE(OpenProject("demo.dbgprj", DemoProject()));
     EXPECT_EQ(Window().dockWidgetArea(ConsoleDock()), Qt::LeftDockWidgetArea);
-    EXPECT_FALSE(Window().IsToolbarShown("File"));
+    EXPECT_FALSE(Window().GetToolbars().IsShown("File"));
     EXPECT_EQ(SysVarValue(PREF_SHOW_SRC_CODE_PROFILE), 1);
     Window().addDockWidget(Qt::BottomDockWidgetArea, ConsoleDock());
 }

@@ -1,6 +1,8 @@
 #include "tests/app/AppFixture.h"
 
 #include "app/CommandLine.h"
+#include "app/ProjectControl.h"
+#include "app/RecentProjects.h"
 #include "project/Project.h"
 #include "script/JScript.h"
 #include "settings/SysVars.h"
@@ -120,16 +122,16 @@ TEST_F(CProjectTest, TheFourNewestProjectsAreKept) {
     for (const char* sName : {"a", "b", "c", "d", "e"}) {
         ASSERT_TRUE(OpenProject(QStringLiteral("%1.dbgprj").arg(sName), DemoProject()));
     }
-    EXPECT_EQ(Window().GetRecentProjects(),
+    EXPECT_EQ(Window().GetRecentProjects().Get(),
               (QStringList{Path("e.dbgprj"), Path("d.dbgprj"), Path("c.dbgprj"), Path("b.dbgprj")}));
     ASSERT_TRUE(OpenProject("c.dbgprj", DemoProject()));
-    EXPECT_EQ(Window().GetRecentProjects(),
+    EXPECT_EQ(Window().GetRecentProjects().Get(),
               (QStringList{Path("c.dbgprj"), Path("e.dbgprj"), Path("d.dbgprj"), Path("b.dbgprj")}));
-    const QStringList Before = Window().GetRecentProjects();
+    const QStringList Before = Window().GetRecentProjects().Get();
     MarkConsole();
     Run("File.Open (\"" + Path("missing.dbgprj") + "\")");
     EXPECT_TRUE(NewText().ends_with("missing.dbgprj\"): file not found")) << NewText();
-    EXPECT_EQ(Window().GetRecentProjects(), Before);
+    EXPECT_EQ(Window().GetRecentProjects().Get(), Before);
 }
 
 TEST_F(CProjectTest, SavingAsGivesTheExtensionAndTheNewName) {
@@ -139,8 +141,8 @@ TEST_F(CProjectTest, SavingAsGivesTheExtensionAndTheNewName) {
     ASSERT_TRUE(Saved.open(QIODevice::ReadOnly));
     EXPECT_EQ(QString::fromUtf8(Saved.readAll()), DemoProject());
     EXPECT_EQ(CProject::Get().GetPath(), Path("saved.dbgprj"));
-    EXPECT_EQ(Window().GetRecentProjects().value(0), Path("saved.dbgprj"));
-    EXPECT_FALSE(Window().GetRecentProjects().contains(Path("demo.dbgprj")));
+    EXPECT_EQ(Window().GetRecentProjects().Get().value(0), Path("saved.dbgprj"));
+    EXPECT_FALSE(Window().GetRecentProjects().Get().contains(Path("demo.dbgprj")));
     for (const char* sBad : {"saved.txt", "no/such/folder/p"}) {
         MarkConsole();
         ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path(sBad) + "\")"));
@@ -198,7 +200,7 @@ TEST_F(CProjectTest, TheCommandLineMakesAProjectFromACompleteSet) {
         const QString sPath = Path("made.dbgprj");
         SetCmdLine(ParseCommandLine(QStringList{"-project", sPath} + Case.Args), {});
         CProject::Get().SetModified(false);
-        EXPECT_EQ(Window().CreateProjectFromCmdLine(), !Case.Lines.isEmpty());
+        EXPECT_EQ(Window().GetProjects().CreateFromCmdLine(), !Case.Lines.isEmpty());
         if (Case.Lines.isEmpty()) {
             continue;
         }
@@ -219,7 +221,7 @@ TEST_F(CProjectTest, TheCommandLineChangesAnExistingProject) {
                                                   "  Util.Log (\"kept\");\n"
                                                   "}\n");
     SetCmdLine(ParseCommandLine({"-project", sPath, "-device", "Cortex-M4", "-usb", "-if", "SWD"}), {});
-    EXPECT_TRUE(Window().CreateProjectFromCmdLine());
+    EXPECT_TRUE(Window().GetProjects().CreateFromCmdLine());
     EXPECT_TRUE(WaitUntil([this] { return NewLines().contains("kept"); })) << NewText();
     QFile File(sPath);
     ASSERT_TRUE(File.open(QIODevice::ReadOnly));

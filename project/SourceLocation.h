@@ -1,14 +1,22 @@
 #pragma once
 
-// Locations as commands take them: an address in any C base, "file:line" (with or without a column), a symbol's name.
-// Main thread.
+// The one home of locations as users write and read them: an address in any C base, "file:line" (with or without a
+// column), a symbol's name. Main thread.
 
+#include "base/Types.h"
 #include "elf/SrcLoc.h"
 
 #include <QString>
 
-/// "main.c:10" with the program's name of the file, if the text is a source location of the program; else empty.
+/// As much of a file's path, from its end, as tells it from all other files of the program: "main.c", or "a/util.c"
+/// beside "b/util.c". The whole path if any end of it is also that of another one; empty for no file.
+QString ShortestSrcPath(U32 FileId);
+/// "main.c:10" with the shortest path; empty for an invalid location.
+QString FormatSourceLocation(const CSrcLoc& Loc);
+/// The text in that form, if it is a source location of the program; else empty.
 QString CanonicalLocation(const QString& sText);
+/// FileId of the program's source file that a path on this machine stands for; INVALID_FILE_ID if it is none of them.
+U32 FindSrcFileOfPath(const QString& sPath);
 /// Source location that a text names; the file may lack directories if only one of the program ends in what is given.
 /// Invalid if the text is none.
 CSrcLoc ParseSourceLocation(const QString& sText);

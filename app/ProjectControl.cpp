@@ -1,0 +1,182 @@
+#include "app/ProjectControl.h"
+
+#include "app/Ask.h"
+#include "app/CommandLine.h"
+#include "app/ConsoleWindow.h"
+#include "app/MainWindow.h"
+#include "app/ProjectHints.h"
+#include "app/ProjectSettings.h"
+#include "app/RecentProjects.h"
+#include "app/Session.h"
+#include "app/Toolbars.h"
+#include "app/UserFile.h"
+#include "app/dialogs/ProjectWizard.h"
+#include "command/CommandTable.h"
+#include "device/Device.h"
+#include "project/FileFinder.h"
+#include "project/Project.h"
+#include "script/JScript.h"
+#include "settings/SysVars.h"
+
+#include <QFileInfo>
+#include <QTimer>
+
+namespace {
+
+constexpr int MAX_EVENTS_PER_ROUND = 100;
+constexpr int SCRIPT_END_POLL_MS = 10;
+
+} // namespace
+
+CProjectControl::CProjectControl(CMainWindow& MainWindow) : QObject(&MainWindow), m_MainWindow(MainWindow) {
+    connect(&CProject::Get(), &CProject::Opened, this, &CProjectControl::OnFileOpened);
+    connect(&CProject::Get(), &CProject::Closed, this, &CProjectControl::OnFileClosed);
+}
+
+bool CProjectControl::CreateFromCmdLine() {
+    const CMD_LINE_PARAMS& Params = GetCmdLine();
+    if (Params.Device.isEmpty() || Params.HostIF.isEmpty() || Params.TargetIF.isEmpty()) {
+        return false;
+    }
+    const QStringList Commands = CollectCmdLineSettings(Params);
+    if (QFileInfo(Params.ProjectFile).isFile()) {
+        if (CProject::Get().UpdateSettings(Params.ProjectFile, Commands) != 0) {
+            qCritical("Could not write Novik settings to the project file. See the log file for details.");
+        }
+        Open(Params.ProjectFile);
+    } else {
+        Create(Params.ProjectFile, Commands);
+    }
+    return true;
+}
+
+void CProjectControl::CreateEmpty() {
+    Create(QString(), {});
+    CProject::Get().SetModified(false);
+}
+
+void CProjectControl::ShowWizard() {
+    CProjectWizard Wizard(&m_MainWindow);
+    connect(&Wizard, &CProjectWizard::Finished, this,
+            [this](const QStringList& Commands) { Create(QString(), Commands); });
+    Wizard.exec();
+}
+
+bool CProjectControl::AskCloseSession() {
+    if (!CDevice::Get().IsConnected()) {
+        return true;
+    }
+    if (AskUser(QStringLiteral("Stop Debugging"), QStringLiteral("Close this Session?"),
+                QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes, "control-power-red.svg") != QMessageBox::Yes) {
+        return false;
+    }
+    m_MainWindow.GetSession().DisconnectTarget();
+    CDevice::Get().WaitForJob(JT_DISCONNECT);
+    return true;
+}
+
+bool CProjectControl::AskSave() {
+    if (!CProject::Get().IsModified()) {
+        return true;
+    }
+    const auto Answer = AskUser(
+        QStringLiteral("Save Project Changes?"), QStringLiteral("The current project was modified. Save changes?"),
+        QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, IsUnattended() ? QMessageBox::No : QMessageBox::Yes);
+    if (Answer == QMessageBox::Yes) {
+        const QString sPath = CProject::Get().GetPath();
+        if (!QFileInfo(sPath).isFile()) {
+            return CCommandTable::Execute(CMD_FILE_SAVE_PROJECT_AS) == 0;
+        }
+        const QString sError = CProject::Get().Save(sPath, CollectProjectSettings());
+        if (!sError.isEmpty()) {
+            TellSaveFailed(sPath, sError, true);
+        }
+        return sError.isEmpty();
+    }
+    return Answer == QMessageBox::No;
+}
+
+bool CProjectControl::Create(const QString& sFilePath, const QStringList& Commands) {
+    if (!AskCloseSession() || !AskSave()) {
+        return false;
+    }
+    FinishCreate(sFilePath, Commands);
+    return true;
+}
+
+void CProjectControl::FinishCreate(const QString& sFilePath, const QStringList& Commands) {
+    if (ScriptGetCallLevel() != 0) { // the running function asked for it: its script can't be replaced under it
+        ScriptRequestClose();
+        QTimer::singleShot(SCRIPT_END_POLL_MS, this, [=, this] { FinishCreate(sFilePath, Commands); });
+        return;
+    }
+    CProject::Get().Close();
+    ScriptSetPath(sFilePath);
+    ResetState();
+    m_MainWindow.GetSession().OpenDataFile(QString());
+    CProject::Get().Create(Commands);
+    m_MainWindow.GetToolbars().UpdateModePanels();
+    m_MainWindow.UpdateTitle();
+}
+
+void CProjectControl::Open(const QString& sFileName) {
+    if (!FileExists(sFileName) || !AskCloseSession() || !AskSave()) {
+        return;
+    }
+    const QString sProbeSettings = CProject::Get().GetProbeSettingsPath();
+    if (!sProbeSettings.isEmpty()) {
+        CDevice::Get().PostSetConfigParam(DEV_CFG_SCRIPT_FILE, sProbeSettings.toUtf8());
+    }
+    m_MainWindow.GetSession().OpenDataFile(QString());
+    ScriptRequestClose();
+    CProject::Get().OpenDeferred(sFileName);
+}
+
+void CProjectControl::OnFileOpened(const QString& sFileName) {
+    m_MainWindow.GetRecentProjects().Add(sFileName);
+    m_MainWindow.UpdateActions();
+    m_MainWindow.UpdateTitle();
+    if (ScriptHasError()) {
+        qWarning("Project file is not valid");
+        CCommandTable::PrepareArgs(CMD_FILE_OPEN, {sFileName});
+        m_MainWindow.GetConsole().PrintCommandError(CCommandTable::RenderCommand(CMD_FILE_OPEN), ScriptGetErrorText());
+        CCommandTable::ClearArgs(CMD_FILE_OPEN);
+        m_MainWindow.ShowConsole();
+        OnProjectError();
+        return;
+    }
+    ResetState();
+    m_MainWindow.GetSession().SetProjectLoading(true);
+    m_MainWindow.GetSession().ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
+    while (CDevice::Get().DeliverEvents(MAX_EVENTS_PER_ROUND) >
+           0) { // what the script's own settings caused is its business
+    }
+    m_MainWindow.GetSession().SetProjectLoading(false);
+    LoadDefaultCpuSvdFile();
+    CheckRtosHints();
+    LoadUserFile(m_MainWindow, sFileName);
+    m_MainWindow.GetToolbars().UpdateModePanels();
+    m_MainWindow.UpdateTitle();
+}
+
+void CProjectControl::OnFileClosed(const QString& sFileName) {
+    if (!sFileName.isEmpty()) {
+        WriteUserFile(m_MainWindow, sFileName);
+    }
+}
+
+void CProjectControl::OnProjectError() {
+    if (m_EndsOnError) {
+        qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
+        m_MainWindow.SetExitCode(1);
+        m_MainWindow.CloseLater();
+    }
+}
+
+void CProjectControl::ResetState() {
+    ResetProjectSysVars();
+    // A session runs to the break symbol unless the project says otherwise.
+    SetSysVar(GetSysVar(VAR_RESET_MODE), RM_BREAK_AT_SYMBOL, false);
+    SetSysVar(GetSysVar(VAR_CONNECT_MODE), CM_DOWNLOAD_RESET, false);
+    m_MainWindow.GetToolbars().UpdateModePanels();
+}
