@@ -57,7 +57,9 @@ public:
 
     /// Exit code of the program: 0 unless something set another one.
     int GetExitCode() const { return m_ExitCode; }
-    void SetExitCode(int ExitCode) { m_ExitCode = ExitCode; }
+    /// Ends the program with this exit code as soon as the event loop is reached, without a question: what has not been
+    /// saved of the project stays in a file beside it.
+    void EndNow(int ExitCode);
     /// Closes the window when the running command and script function have ended.
     void CloseLater();
 
@@ -89,4 +91,5 @@ private:
     QTimer m_ShownTimer;
     bool m_IsShown = false;
     int m_ExitCode = 0;
+    bool m_IsEndForced = false;
 };
