@@ -2,6 +2,7 @@
 
 #include "app/ConsoleOutput.h"
 #include "app/MainWindow.h"
+#include "app/ScriptProgress.h"
 #include "command/CommandTable.h"
 #include "views/SourceWindow.h"
 
@@ -32,6 +33,10 @@ bool MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWin
 
 bool TakeAlternativeKey(CMainWindow& MainWindow, const QKeyEvent& Event) {
     const QString sKey = QKeySequence(Event.keyCombination()).toString(QKeySequence::PortableText);
+    if (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
+        QApplication::activeModalWidget() == nullptr && MainWindow.GetScriptProgress().StopShown()) {
+        return true;
+    }
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||
         (sKey == QLatin1String("Esc") && QApplication::activeWindow() == &MainWindow &&
          QApplication::activePopupWidget() == nullptr && QApplication::activeModalWidget() == nullptr &&

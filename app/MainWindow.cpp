@@ -9,6 +9,7 @@
 #include "app/Menus.h"
 #include "app/ProjectControl.h"
 #include "app/RecentProjects.h"
+#include "app/ScriptProgress.h"
 #include "app/Session.h"
 #include "app/Slots.h"
 #include "app/StatusBar.h"
@@ -114,6 +115,7 @@ CMainWindow::CMainWindow()
     setWindowIcon(QIcon(QStringLiteral(":/icons/magnifier.svg")));
 
     m_pActionStates = new CActionStates(this);
+    m_pScriptProgress = new CScriptProgress(*this);
     m_pSession = std::make_unique<CSession>(*this);
     m_pProjects = new CProjectControl(*this);
     ConnectSignals();
@@ -293,21 +295,12 @@ void CMainWindow::OnThemeChanged() {
 
 void CMainWindow::CloseLater() { QTimer::singleShot(0, this, &QWidget::close); }
 
-void CMainWindow::EndNow(int ExitCode) {
-    m_ExitCode = ExitCode;
-    m_IsEndForced = true;
-    while (QWidget* pModal = QApplication::activeModalWidget()) {
-        pModal->hide(); // ends its event loop as a cancel does
-    }
-    CloseLater();
-}
-
 void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     if (m_pSession->IsClosing()) {
         QMainWindow::closeEvent(pEvent);
         return;
     }
-    if (!(m_IsEndForced ? m_pProjects->KeepUnsaved() : m_pProjects->AskSave())) {
+    if (!m_pProjects->AskSave()) {
         pEvent->ignore();
         return;
     }
@@ -330,14 +323,25 @@ void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     pEvent->accept();
 }
 
+void CMainWindow::ReloadProject() {
+    m_IsReloadWaiting = ScriptGetCallLevel() != 0;
+    if (!m_IsReloadWaiting && ScriptReload() != 0 && ScriptTakeError()) {
+        ShowConsole();
+        ConsolePrintError(QStringLiteral("Error in project file: ") + ScriptGetErrorText());
+    }
+}
+
+void CMainWindow::ReloadWaitingProject() {
+    if (m_IsReloadWaiting && !m_pSession->IsClosing()) {
+        QTimer::singleShot(0, this, &CMainWindow::ReloadProject);
+    }
+}
+
 void CMainWindow::OnActivated() {
     if (m_pSession->IsClosing() || !m_IsShown) {
         return;
     }
-    if (ScriptReload() != 0 && ScriptHasError()) {
-        ShowConsole();
-        ConsolePrintError(QStringLiteral("Error in project file: ") + ScriptGetErrorText());
-    }
+    ReloadProject();
     m_pSource->ReloadChanged();
     if (CProject::Get().TakeProgramFileChanged() &&
         AskUser(

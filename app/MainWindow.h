@@ -12,6 +12,7 @@ class CActionStates;
 class CConsoleWindow;
 class CProjectControl;
 class CRecentProjects;
+class CScriptProgress;
 class CSession;
 class CSourceWindow;
 class CStatusBar;
@@ -36,6 +37,7 @@ public:
     CProjectControl& GetProjects() { return *m_pProjects; }
     CRecentProjects& GetRecentProjects() { return *m_pRecentProjects; }
     CActionStates& GetActionStates() { return *m_pActionStates; }
+    CScriptProgress& GetScriptProgress() { return *m_pScriptProgress; }
 
     // What follows from the state of session and project.
     void UpdateActions();
@@ -57,11 +59,11 @@ public:
 
     /// Exit code of the program: 0 unless something set another one.
     int GetExitCode() const { return m_ExitCode; }
-    /// Ends the program with this exit code as soon as the event loop is reached, without a question: what has not been
-    /// saved of the project stays in a file beside it.
-    void EndNow(int ExitCode);
+    void SetExitCode(int ExitCode) { m_ExitCode = ExitCode; }
     /// Closes the window when the running command and script function have ended.
     void CloseLater();
+    /// Loads the project again if it has changed on the disk while a script function ran.
+    void ReloadWaitingProject();
 
 protected:
     void closeEvent(QCloseEvent* pEvent) override;
@@ -77,6 +79,7 @@ private:
     void SaveState();
     void OnThemeChanged();
     void OnActivated();
+    void ReloadProject();
 
     CTheme* m_pTheme;
     CWindowList* m_pWindows;
@@ -85,11 +88,12 @@ private:
     CRecentProjects* m_pRecentProjects;
     CProjectControl* m_pProjects = nullptr;
     CActionStates* m_pActionStates = nullptr;
+    CScriptProgress* m_pScriptProgress = nullptr;
     CSourceWindow* m_pSource = nullptr;   ///< owned by m_pWindows
     CConsoleWindow* m_pConsole = nullptr; ///< owned by m_pWindows
     std::unique_ptr<CSession> m_pSession;
     QTimer m_ShownTimer;
     bool m_IsShown = false;
+    bool m_IsReloadWaiting = false; ///< for the running script functions to end
     int m_ExitCode = 0;
-    bool m_IsEndForced = false;
 };

@@ -11,8 +11,6 @@
 #include "app/Toolbars.h"
 #include "app/UserFile.h"
 #include "app/dialogs/ProjectWizard.h"
-#include "base/ConsoleRing.h"
-#include "base/Files.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
 #include "project/FileFinder.h"
@@ -28,6 +26,27 @@ namespace {
 constexpr int MAX_EVENTS_PER_ROUND = 100;
 constexpr int SCRIPT_END_POLL_MS = 10;
 
+struct CONFIG_DEFAULT {
+    DEV_CONFIG_PARAMS Param;
+    int Value;
+};
+
+/// What a project finds of the probe's and target's configuration; the texts are empty.
+constexpr CONFIG_DEFAULT aConfigDefault[] = {
+    {DEV_CFG_HOST_IF, 1}, {DEV_CFG_USB_SN, 0}, {DEV_CFG_USE_SN, 0}, {DEV_CFG_TARGET_IF, 0},    {DEV_CFG_SPEED, 0},
+    {DEV_CFG_ENDIAN, 0},  {DEV_CFG_DR_PRE, 0}, {DEV_CFG_IR_PRE, 0}, {DEV_CFG_MULTI_TARGET, 0},
+};
+
+void ResetDeviceConfig() {
+    CDevice& Device = CDevice::Get();
+    for (const CONFIG_DEFAULT& Row : aConfigDefault) {
+        Device.PostSetConfigParam(Row.Param, Row.Value);
+    }
+    for (const DEV_CONFIG_PARAMS Param : {DEV_CFG_DEVICE_NAME, DEV_CFG_LOG_FILE}) {
+        Device.PostSetConfigParam(Param, QByteArray());
+    }
+}
+
 } // namespace
 
 CProjectControl::CProjectControl(CMainWindow& MainWindow) : QObject(&MainWindow), m_MainWindow(MainWindow) {
@@ -41,13 +60,15 @@ bool CProjectControl::CreateFromCmdLine() {
         return false;
     }
     const QStringList Commands = CollectCmdLineSettings(Params);
-    if (QFileInfo(Params.ProjectFile).isFile()) {
-        if (CProject::Get().UpdateSettings(Params.ProjectFile, Commands) != 0) {
+    // An absolute path stays what it is when the working folder changes.
+    const QString sFile = Params.ProjectFile.isEmpty() ? QString() : QFileInfo(Params.ProjectFile).absoluteFilePath();
+    if (QFileInfo(sFile).isFile()) {
+        if (CProject::Get().UpdateSettings(sFile, Commands) != 0) {
             qCritical("Could not write Novik settings to the project file. See the log file for details.");
         }
-        Open(Params.ProjectFile);
+        Open(sFile);
     } else {
-        Create(Params.ProjectFile, Commands);
+        Create(sFile, Commands);
     }
     return true;
 }
@@ -98,21 +119,6 @@ bool CProjectControl::AskSave() {
     return Answer == QMessageBox::No;
 }
 
-bool CProjectControl::KeepUnsaved() {
-    const QString sPath = CProject::Get().GetPath();
-    if (!CProject::Get().IsModified() || !QFileInfo(sPath).isFile()) {
-        return true;
-    }
-    const QString sKept = sPath + QStringLiteral(".unsaved");
-    const QString sError = SaveFile(sKept, ScriptGetText().toUtf8());
-    if (sError.isEmpty()) {
-        ConsolePrint(QStringLiteral("The unsaved project was kept as ") + sKept);
-    } else {
-        TellSaveFailed(sKept, sError, false);
-    }
-    return true;
-}
-
 bool CProjectControl::Create(const QString& sFilePath, const QStringList& Commands) {
     if (!AskCloseSession() || !AskSave()) {
         return false;
@@ -130,6 +136,7 @@ void CProjectControl::FinishCreate(const QString& sFilePath, const QStringList& 
     CProject::Get().Close();
     ScriptSetPath(sFilePath);
     ResetState();
+    ResetDeviceConfig();
     m_MainWindow.GetSession().OpenDataFile(QString());
     CProject::Get().Create(Commands);
     m_MainWindow.GetToolbars().UpdateModePanels();
@@ -141,9 +148,7 @@ void CProjectControl::Open(const QString& sFileName) {
         return;
     }
     const QString sProbeSettings = CProject::Get().GetProbeSettingsPath();
-    if (!sProbeSettings.isEmpty()) {
-        CDevice::Get().PostSetConfigParam(DEV_CFG_SCRIPT_FILE, sProbeSettings.toUtf8());
-    }
+    CDevice::Get().PostSetConfigParam(DEV_CFG_SCRIPT_FILE, sProbeSettings.toUtf8());
     m_MainWindow.GetSession().OpenDataFile(QString());
     ScriptRequestClose();
     CProject::Get().OpenDeferred(sFileName);
@@ -153,7 +158,10 @@ void CProjectControl::OnFileOpened(const QString& sFileName) {
     m_MainWindow.GetRecentProjects().Add(sFileName);
     m_MainWindow.UpdateActions();
     m_MainWindow.UpdateTitle();
+    ResetState(); // also for a project that can't be used: nothing of the one before stays
+    ResetDeviceConfig();
     if (ScriptHasError()) {
+        ScriptTakeError();
         qWarning("Project file is not valid");
         CCommandTable::PrepareArgs(CMD_FILE_OPEN, {sFileName});
         m_MainWindow.GetConsole().PrintCommandError(CCommandTable::RenderCommand(CMD_FILE_OPEN), ScriptGetErrorText());
@@ -162,13 +170,15 @@ void CProjectControl::OnFileOpened(const QString& sFileName) {
         OnProjectError();
         return;
     }
-    ResetState();
     m_MainWindow.GetSession().SetProjectLoading(true);
     m_MainWindow.GetSession().ExecuteScriptFunction(SF_ON_PROJECT_LOAD);
     while (CDevice::Get().DeliverEvents(MAX_EVENTS_PER_ROUND) >
            0) { // what the script's own settings caused is its business
     }
     m_MainWindow.GetSession().SetProjectLoading(false);
+    if (m_MainWindow.GetSession().IsClosing() || ScriptIsClosing()) {
+        return; // what it lacks is of no interest any more
+    }
     LoadDefaultCpuSvdFile();
     CheckRtosHints();
     LoadUserFile(m_MainWindow, sFileName);
@@ -185,7 +195,8 @@ void CProjectControl::OnFileClosed(const QString& sFileName) {
 void CProjectControl::OnProjectError() {
     if (m_EndsOnError) {
         qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
-        m_MainWindow.EndNow(1);
+        m_MainWindow.SetExitCode(1);
+        m_MainWindow.CloseLater();
     }
 }
 

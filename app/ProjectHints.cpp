@@ -41,6 +41,10 @@ void LoadDefaultCpuSvdFile() {
 }
 
 void CheckRtosHints() {
+    const bool CanFollow = CCommandTable::IsAvailable(CMD_PROJECT_SET_OS_PLUGIN, false);
+    if (!CanFollow || CProject::Get().HasCommand(CCommandTable::GetName(CMD_PROJECT_SET_OS_PLUGIN))) {
+        return;
+    }
     for (const RTOS_HINT& Hint : aRtosHint) {
         if (ElfApi_IsOpen() && GetSymbolAddress(QLatin1String(Hint.sSymbol)) >= 0) {
             AskUser(QStringLiteral("RTOS Awareness"), QString::fromLatin1(Hint.sMessage), QMessageBox::Ok,

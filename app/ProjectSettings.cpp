@@ -36,6 +36,7 @@ QStringList CollectCmdLineSettings(const CMD_LINE_PARAMS& Params) {
     }
     Collect(&Commands, CMD_FILE_OPEN, {Params.DataFile});
     Commands.removeAll(QString());
+    Commands.removeDuplicates();
     return Commands;
 }
 

@@ -3,6 +3,7 @@
 #include "command/CommandIds.h"
 #include "device/Device.h"
 #include "device/DeviceEventWorker.h"
+#include "script/JScript.h"
 
 namespace {
 
@@ -66,7 +67,8 @@ void WaitForCommandJobs(U32 CommandId) {
             continue;
         }
         for (const U32 Job : Row.aJob) {
-            while (Job != JT_NONE && CDevice::Get().WaitForJob(Job, true) == 0 && CDevice::Get().IsJobQueued(Job)) {
+            while (Job != JT_NONE && CDevice::Get().WaitForJob(Job, true, -1, ScriptIsEnding) == 0 &&
+                   CDevice::Get().IsJobQueued(Job)) {
             }
         }
         DeliverDeviceEvents(MAX_EVENTS_PER_TICK);

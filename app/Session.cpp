@@ -125,7 +125,7 @@ int CSession::ExecuteScriptFunction(int Id) {
         return -1;
     }
     const int Result = ScriptExecute(Id);
-    if (ScriptHasError()) {
+    if (ScriptTakeError()) {
         m_MainWindow.ShowConsole();
         ConsolePrintError(QStringLiteral("Error in project file: ") + ScriptGetErrorText());
         m_MainWindow.GetProjects().OnProjectError();

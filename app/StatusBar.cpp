@@ -45,7 +45,13 @@ CStatusBar::CStatusBar(QWidget* pParent) : QStatusBar(pParent) {
     }
     addPermanentWidget(pRow, 1); // Qt hides ordinary widgets while a transient text is shown
     setSizeGripEnabled(false);
-    connect(m_pCancel, &QToolButton::clicked, this, &CStatusBar::CancelRequested);
+    connect(m_pCancel, &QToolButton::clicked, this, [this] {
+        if (IsProgressCancellable()) {
+            emit CancelRequested();
+        } else {
+            emit ScriptStopRequested();
+        }
+    });
     connect(this, &QStatusBar::messageChanged, this, [this](const QString& sText) {
         m_sTemporary = sText;
         m_IsDirty = true;
@@ -61,7 +67,12 @@ QString CStatusBar::GetShownMessage() const {
     if (!m_sTemporary.isEmpty()) {
         return m_sTemporary;
     }
-    return m_IsProgressVisible && !m_sProgress.isEmpty() ? m_sProgress : m_sStatus;
+    if (m_IsProgressVisible && !m_sProgress.isEmpty()) {
+        return m_sProgress;
+    }
+    return m_sScript.isEmpty()
+               ? m_sStatus
+               : QStringLiteral("Script function ") + m_sScript + QStringLiteral(" runs (Esc stops it)");
 }
 
 void CStatusBar::Refresh() {
@@ -76,7 +87,7 @@ void CStatusBar::Refresh() {
     m_IsDirty = false;
     m_pMessage->setText(GetShownMessage());
     m_pProgress->setVisible(m_IsProgressVisible);
-    m_pCancel->setVisible(m_IsProgressVisible && m_Maximum > m_Minimum);
+    m_pCancel->setVisible(IsProgressCancellable() || !m_sScript.isEmpty());
     m_pProgress->setRange(m_Minimum, m_Maximum);
     m_pProgress->setValue(m_Value);
     m_pConnection->setText(m_sConnection);
@@ -86,6 +97,14 @@ void CStatusBar::Refresh() {
 void CStatusBar::SetStatusMessage(const QString& sText) {
     m_sStatus = sText;
     m_IsDirty = true;
+}
+
+void CStatusBar::SetRunningScript(const QString& sName) {
+    if (m_sScript != sName) {
+        m_sScript = sName;
+        m_IsDirty = true;
+        Refresh();
+    }
 }
 
 void CStatusBar::SetProgressMessage(const QString& sText) {

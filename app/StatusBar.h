@@ -19,6 +19,9 @@ public:
     void SetProgressMessage(const QString& sText);
     void SetConnectionInfo(const QString& sText);
     void SetActiveWindowStatus(const QString& sText);
+    /// Script function that runs long, with a way to stop it; empty for none.
+    void SetRunningScript(const QString& sName);
+    const QString& GetRunningScript() const { return m_sScript; }
     /// A range of 0 to 0 is the busy form.
     void StartProgress(int Minimum, int Maximum);
     void SetProgressValue(int Value);
@@ -27,7 +30,7 @@ public:
 
     QString GetStatusMessage() const { return m_sStatus; }
     QString GetConnectionInfo() const { return m_sConnection; }
-    /// What the message label reads: the transient text, the progress message or the status.
+    /// What the message label reads: the transient text, the progress message, the running script or the status.
     QString GetShownMessage() const;
     bool IsProgressVisible() const { return m_IsProgressVisible; }
     /// Shows what has changed. Called by the timer.
@@ -35,10 +38,13 @@ public:
 
 signals:
     void CancelRequested();
+    void ScriptStopRequested();
 
 private:
+    bool IsProgressCancellable() const { return m_IsProgressVisible && m_Maximum > m_Minimum; }
     QString m_sStatus = QStringLiteral("Ready");
     QString m_sProgress;
+    QString m_sScript;
     QString m_sTemporary;
     QString m_sConnection = QStringLiteral("Disconnected");
     QString m_sWindowStatus = QStringLiteral("Ln 0  Ch 0");

@@ -14,12 +14,12 @@
 #include "framework/WindowList.h"
 #include "project/FileFinder.h"
 #include "project/SourceLocation.h"
+#include "script/JScript.h"
 #include "views/SourceWindow.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QMessageBox>
-#include <QThread>
+#include <QTimer>
 
 // View.*, Window.*, Toolbar.*, Util.*, Help.*
 
@@ -124,12 +124,14 @@ void UtilSleep(CMainWindow& MainWindow) {
         FailCommand(Id, "not a number");
         return;
     }
-    QElapsedTimer Timer;
-    Timer.start();
-    const qlonglong Ms = qMin<qlonglong>(Asked, MAX_SLEEP_MS);
-    while (Timer.elapsed() < Ms && !MainWindow.GetSession().IsClosing()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::usleep(500);
+    QTimer End;
+    End.setSingleShot(true);
+    End.setTimerType(Qt::PreciseTimer);
+    if (Asked > 0) {
+        End.start(static_cast<int>(qMin<qlonglong>(Asked, MAX_SLEEP_MS)));
+    }
+    while (End.isActive() && !MainWindow.GetSession().IsClosing() && !ScriptIsEnding()) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 }
 

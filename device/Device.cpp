@@ -61,7 +61,7 @@ void CDevice::run() {
     m_Target.Connection.Disconnect();
 }
 
-int CDevice::WaitForJob(U32 Type, bool ProcessEvents, int TimeoutMs) {
+int CDevice::WaitForJob(U32 Type, bool ProcessEvents, int TimeoutMs, bool (*pfIsCancelled)()) {
     U64 SeqNo = 0;
     const Job* pJob = m_Queue.FindUnfinished(Type, &SeqNo);
     if (!pJob) {
@@ -88,6 +88,9 @@ int CDevice::WaitForJob(U32 Type, bool ProcessEvents, int TimeoutMs) {
         }
         if (ProcessEvents) {
             QCoreApplication::processEvents();
+        }
+        if (pfIsCancelled != nullptr && pfIsCancelled()) {
+            return -1;
         }
         m_Queue.WaitForFinished(NumFinished, WAIT_ROUND_MS);
     }

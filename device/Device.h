@@ -60,11 +60,10 @@ public:
     void MarkAllPendingJobsDone() { m_Queue.MarkAllDone(); }
 
     /// Waits for the oldest job of that type (a wildcard is allowed), running ones included. TimeoutMs -1: the type's
-    /// default. Returns 1 at once if there is none, 0 when it has finished or was cancelled, -1 on time-out or when
-    /// the thread has stopped. Must not be called on the device thread.
-    int WaitForJob(U32 Type, bool ProcessEvents = true, int TimeoutMs = -1);
+    /// default. Returns 1 at once if there is none, 0 when it has finished or was cancelled, -1 on time-out, when the
+    /// thread has stopped, or when pfIsCancelled says true. Must not be called on the device thread.
+    int WaitForJob(U32 Type, bool ProcessEvents = true, int TimeoutMs = -1, bool (*pfIsCancelled)() = nullptr);
     /// True if a job of that type (JT_STEP_ANY: any step) waits. Any thread.
-    bool IsIdle() const { return m_Queue.IsIdle(); } ///< no job waits or runs
     bool IsJobQueued(U32 Type) const { return m_Queue.IsQueued(Type); }
 
     /// Blocking reads for the main thread, served by the data provider; for the device thread itself, directly.

@@ -146,7 +146,15 @@ bool CProject::TakeProgramFileChanged() {
     return true;
 }
 
-void CProject::AddSvdFile(const QString& sPath) { m_SvdFiles.append(sPath); }
+void CProject::AddSvdFile(const QString& sPath) {
+    const QString sFound = CFileFinder::Get().FindFileSilently(sPath);
+    const bool IsThere = std::any_of(m_SvdFiles.begin(), m_SvdFiles.end(), [&](const QString& sFile) {
+        return sFile == sPath || (!sFound.isEmpty() && CFileFinder::Get().FindFileSilently(sFile) == sFound);
+    });
+    if (!IsThere) {
+        m_SvdFiles.append(sPath);
+    }
+}
 
 QStringList CProject::CheckFiles() const {
     QStringList Problems = m_Warnings;
@@ -209,7 +217,5 @@ int CProject::UpdateSettings(const QString& sPath, const QStringList& Commands) 
 bool CProject::HasCommand(const QString& sName) const {
     TEXT_FORMAT Format;
     const QString sText = ReadText(GetPath(), &Format);
-    qsizetype Start = 0;
-    qsizetype End = 0;
-    return FindProjectLoadBody(sText, &Start, &End) && sText.mid(Start, End - Start).contains(sName);
+    return HasProjectCommand(sText, sName);
 }

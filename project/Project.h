@@ -21,8 +21,6 @@ public:
     void Open(const QString& sPath);
     /// Opens as soon as no script function runs any more.
     void OpenDeferred(const QString& sPath);
-    /// True from then until the project opens.
-    bool IsOpenPending() const { return m_pOpenTimer->isActive(); }
     void Close();
     /// A new project, not on disk yet, whose OnProjectLoad holds the command lines. 0, or -1 if it can't be loaded.
     int Create(const QStringList& Commands);
@@ -61,7 +59,7 @@ public:
     int UpdateProbeSettings(const QString& sPath, const QStringList& Commands);
     int UpdateTraceSettings(const QString& sPath, const QStringList& Commands);
     int UpdateSettings(const QString& sPath, const QStringList& Commands);
-    /// True if the name occurs in the body of OnProjectLoad in the file.
+    /// True if the body of OnProjectLoad in the file calls the command.
     bool HasCommand(const QString& sName) const;
 
 signals:

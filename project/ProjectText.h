@@ -7,8 +7,12 @@
 /// log, if it can't be found.
 bool FindProjectLoadBody(const QString& sText, qsizetype* pStart, qsizetype* pEnd);
 
-/// The text with one line of each name removed from the body and the commands inserted behind the marker. False, with
-/// the text as it was, if the body can't be found.
+/// True if the body of OnProjectLoad calls the command.
+bool HasProjectCommand(const QString& sText, const QString& sName);
+
+/// The text with one call of each name removed from the body and the commands inserted behind the marker: a text that
+/// ends a line, or the name of a command. Nothing else of the text goes, also where statements share a line; comments
+/// and strings are no calls. False, with the text as it was, if the body can't be found.
 bool RewriteProjectText(QString* pText, const QStringList& NamesToRemove, const QString& sMarker,
                         const QStringList& Commands);
 

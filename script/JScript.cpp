@@ -19,8 +19,9 @@
 
 namespace {
 
-constexpr int MAX_CALL_LEVEL = 10;        ///< event functions that may wait below a new one
-constexpr int CLOSE_TIMEOUT_MS = 100'000; ///< wait for running functions of a script that is replaced
+constexpr int MAX_CALL_LEVEL = 10; ///< event functions that may wait below a new one
+constexpr int FIRST_PUMP_MS = 100; ///< a function that computes longer lets the window live
+constexpr int PUMP_MS = 30;
 constexpr int MAX_ERROR_SOURCE = 512;
 constexpr qint64 MAX_SCRIPT_FILE_SIZE = 64 * 1024 * 1024; ///< more is no script
 
@@ -39,7 +40,10 @@ struct SCRIPT_STATE {
     QString ErrorSource;
     I32 ErrorLine = -1;
     bool HasError = false;
+    bool IsErrorTaken = false;
+    bool HasDivisionError = false; ///< told by the innermost function
     bool CloseRequested = false;
+    bool IsStopping = false;
     I32 CallLevel = 0;
     I32 CurrentFunction = -1;
 };
@@ -55,6 +59,7 @@ void SetError(const QString& sText, const QString& sSource, I32 Line) {
     State.ErrorSource = sSource;
     State.ErrorLine = Line;
     State.HasError = true;
+    State.IsErrorTaken = false;
 }
 
 /// Error sink of the interpreter.
@@ -66,21 +71,33 @@ void OnError(const CTrans* pTrans) {
     SetError(QString::fromUtf8(pTrans->sError), QString::fromUtf8(pTrans->pLineStart, Length), pTrans->Line);
 }
 
-void WaitForRunningFunctions() {
-    SCRIPT_STATE& State = GetState();
-    qDebug("Script waiting to close.");
-    State.CloseRequested = true;
-    State.pTrans->DoStop = 1;
-    QElapsedTimer Timer;
-    Timer.start();
-    while (State.CallLevel != 0 && Timer.elapsed() < CLOSE_TIMEOUT_MS) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::yieldCurrentThread();
+QElapsedTimer& PumpTimer() {
+    static QElapsedTimer Timer;
+    return Timer;
+}
+
+int& PumpInterval() {
+    static int Ms = FIRST_PUMP_MS;
+    return Ms;
+}
+
+/// Lets the window live while a function computes.
+void OnStatements(CTrans*) {
+    if (PumpTimer().elapsed() >= PumpInterval()) {
+        PumpInterval() = PUMP_MS;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, PUMP_MS);
+        PumpTimer().start();
     }
-    const QString sPath = State.FilePath;
-    ScriptClose();
-    qDebug("Script closed.");
-    State.FilePath = sPath;
+}
+
+void (*pfRunHook)(bool IsRunning);
+
+void SetRunning(bool IsRunning) {
+    PumpTimer().start();
+    PumpInterval() = FIRST_PUMP_MS;
+    if (pfRunHook != nullptr) {
+        pfRunHook(IsRunning);
+    }
 }
 
 void AddConstants(CTrans* pTrans) {
@@ -151,17 +168,35 @@ QString ReadFile(const QString& sPath, QString* pText, TEXT_FORMAT* pFormat) {
     return {};
 }
 
+/// The last function has ended: a stop was for those that ran.
+void EndStop() {
+    SCRIPT_STATE& State = GetState();
+    if (State.IsStopping && !State.CloseRequested && State.pTrans != nullptr) {
+        State.pTrans->DoStop = 0;
+        ConsolePrintError(QStringLiteral("Script stopped"));
+    }
+    State.IsStopping = false;
+}
+
 int Run(int Id, const EVENT_FUNCTION& Function) {
     SCRIPT_STATE& State = GetState();
     const QByteArray Name = ScriptGetFunctionName(Id).toLatin1();
-    ++State.CallLevel;
-    State.CurrentFunction = Id;
-    const int Result = TransRunFunction(State.pTrans, Name.constData());
-    if (Result == -1 && State.pTrans->IsDivisionByZero != 0) {
-        SetError(QStringLiteral("Error in script function %1").arg(QLatin1String(Function.sPrototype)), QString(), -1);
+    const I32 OuterFunction = State.CurrentFunction;
+    CTrans* pTrans = State.pTrans; // closing leaves it in place
+    if (++State.CallLevel == 1) {
+        SetRunning(true);
     }
-    State.CurrentFunction = -1;
-    --State.CallLevel;
+    State.CurrentFunction = Id;
+    const int Result = TransRunFunction(pTrans, Name.constData());
+    if (Result == -1 && pTrans->IsDivisionByZero != 0 && pTrans == State.pTrans && !State.HasDivisionError) {
+        SetError(QStringLiteral("Error in script function %1").arg(QLatin1String(Function.sPrototype)), QString(), -1);
+        State.HasDivisionError = true;
+    }
+    State.CurrentFunction = OuterFunction;
+    if (--State.CallLevel == 0) {
+        EndStop();
+        SetRunning(false);
+    }
     return Result;
 }
 
@@ -169,8 +204,14 @@ int Run(int Id, const EVENT_FUNCTION& Function) {
 
 int ScriptOpenText(const QString& sText) {
     SCRIPT_STATE& State = GetState();
+    if (State.CallLevel != 0) {
+        qWarning("A script function runs: its text isn't replaced.");
+        return -1;
+    }
     if (State.pTrans != nullptr) {
-        WaitForRunningFunctions();
+        const QString sPath = State.FilePath;
+        ScriptClose();
+        State.FilePath = sPath;
     }
     State.ErrorText.clear();
     State.ErrorSource.clear();
@@ -190,6 +231,7 @@ int ScriptOpenText(const QString& sText) {
     AddConstants(State.pTrans);
     AddCommands(State.pTrans);
     State.pTrans->pfOnError = OnError;
+    State.pTrans->pfOnStatements = OnStatements;
     if (TransParse(State.pTrans) != 0) {
         if (State.ErrorText.isEmpty()) {
             SetError(QStringLiteral("Syntax error."), QString(), State.pTrans->Line);
@@ -242,7 +284,7 @@ bool ScriptFileChanged() {
 }
 
 int ScriptReload() {
-    if (!ScriptFileChanged()) {
+    if (GetState().CallLevel != 0 || !ScriptFileChanged()) {
         return 0;
     }
     const QString sPath = GetState().FilePath;
@@ -272,8 +314,10 @@ void ScriptClose() {
         static std::vector<std::pair<std::unique_ptr<ALIGNED_HEAP>, QByteArray>> Orphans;
         Orphans.emplace_back(std::move(State.pHeap), State.Text);
     }
+    const I32 CurrentFunction = State.CurrentFunction;
     State = {};
     State.CallLevel = CallLevel;
+    State.CurrentFunction = CurrentFunction;
 }
 
 int ScriptExecute(int Id) {
@@ -326,11 +370,33 @@ bool ScriptIsDefined(int Id) {
 
 bool ScriptIsLoaded() { return GetState().pTrans != nullptr; }
 bool ScriptHasError() { return GetState().HasError; }
+bool ScriptIsClosing() { return GetState().CloseRequested; }
+bool ScriptIsEnding() {
+    const SCRIPT_STATE& State = GetState();
+    return State.CallLevel != 0 && (State.CloseRequested || State.IsStopping);
+}
+void ScriptSetRunHook(void (*pfOnRun)(bool IsRunning)) { pfRunHook = pfOnRun; }
+QString ScriptGetRunningFunction() { return ScriptGetFunctionName(GetState().CurrentFunction); }
 int ScriptGetCallLevel() { return GetState().CallLevel; }
 QString ScriptGetPath() { return GetState().FilePath; }
 void ScriptSetPath(const QString& sPath) { GetState().FilePath = sPath; }
 QString ScriptGetText() { return QString::fromUtf8(GetState().Text); }
 QString ScriptGetErrorSource() { return GetState().ErrorSource; }
+
+bool ScriptTakeError() {
+    SCRIPT_STATE& State = GetState();
+    const bool IsNew = State.HasError && !State.IsErrorTaken;
+    State.IsErrorTaken = State.HasError;
+    return IsNew;
+}
+
+void ScriptStop() {
+    SCRIPT_STATE& State = GetState();
+    if (State.pTrans != nullptr && State.CallLevel != 0) {
+        State.IsStopping = true;
+        State.pTrans->DoStop = 1;
+    }
+}
 
 void ScriptRequestClose() {
     SCRIPT_STATE& State = GetState();

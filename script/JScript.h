@@ -28,13 +28,15 @@ enum SCRIPT_FUNCTION : int {
     SF_END
 };
 
-/// Loads a text. 0, or -1 with the error state set. Waits for running functions of the old script to end.
+/// Loads a text. 0, or -1 with the error state set. While a function runs its script can't be replaced: -1, and nothing
+/// changes.
 int ScriptOpenText(const QString& sText);
 /// Reads and loads a file; -1 and "file not found" if it is no regular file.
 int ScriptOpenFile(const QString& sPath);
 /// The project entry: as above, and OnProjectLoad must be defined.
 int ScriptLoad(const QString& sPath);
-/// 1 if the file had changed on disk and was loaded again, else 0.
+/// 1 if the file had changed on disk and was loaded again, else 0. A running function goes on with its text: then the
+/// file is left for a later call.
 int ScriptReload();
 bool ScriptFileChanged();
 /// Writes the text to the file, in the encoding and with the line ends of the file that was loaded, and takes over path
@@ -47,8 +49,19 @@ int ScriptExecute(int Id);
 bool ScriptIsDefined(int Id);
 bool ScriptIsLoaded();
 bool ScriptHasError();
+/// True once for each error, for whom reports it.
+bool ScriptTakeError();
 /// Asks the running functions to end and refuses new ones until the next load.
 void ScriptRequestClose();
+bool ScriptIsClosing();
+/// Asks the running functions to end; the script stays usable.
+void ScriptStop();
+/// True from a request to end until the functions have ended: what makes a function wait gives up.
+bool ScriptIsEnding();
+/// Called with true when a function starts while none runs, with false when the last one has ended.
+void ScriptSetRunHook(void (*pfOnRun)(bool IsRunning));
+/// Name of the function that runs now; empty for none.
+QString ScriptGetRunningFunction();
 int ScriptGetCallLevel();
 
 QString ScriptGetPath();

@@ -2,16 +2,17 @@
 
 // CTrans: the interpreter of the project language, a small C-like script. It walks the source text each time a
 // function runs; loading only registers function headers. All memory of a script lies in one block of
-// SCRIPT_HEAP_SIZE bytes: the low end grows upward with symbols, functions and string literals, the high end downward
-// with the locals of running functions. Main thread only; nested runs of TransRunFunction() on the same record are
-// allowed while an API function runs.
+// SCRIPT_HEAP_SIZE bytes: the low end grows upward with symbols, functions and, while a function runs, its string
+// literals, the high end downward with the locals of running functions. Main thread only; nested runs of
+// TransRunFunction() on the same record are allowed while an API function runs.
 
 #include "base/Types.h"
 
 constexpr U32 SCRIPT_HEAP_SIZE = 1'000'000;
-constexpr U32 MAX_SCRIPT_ARGS = 15;      ///< arguments of a script function
-constexpr U32 MAX_API_ARGS = 8;          ///< arguments of an API function; more make the call do nothing
-constexpr I32 MAX_SCRIPT_NESTING = 1500; ///< nested statements, expressions and calls; protects the host's stack
+constexpr U32 MAX_SCRIPT_ARGS = 15;       ///< arguments of a script function
+constexpr U32 MAX_API_ARGS = 8;           ///< arguments of an API function; more make the call do nothing
+constexpr U32 STATEMENTS_PER_CALL = 1024; ///< between two calls of CTrans::pfOnStatements
+constexpr I32 MAX_SCRIPT_NESTING = 1500;  ///< nested statements, expressions and calls; protects the host's stack
 
 enum SCRIPT_SYMBOL_KIND : U32 {
     SK_BASE_TYPE = 0,
@@ -78,6 +79,8 @@ struct CTrans {
     SCRIPT_SYMBOL* pConst;
     I32 IsDivisionByZero; ///< the error is one that the language has no text for
     I32 Nesting;
+    U32 NumStatements;                      ///< run so far, modulo 2^32
+    void (*pfOnStatements)(CTrans* pTrans); ///< called now and then while a function runs; null for none
 };
 
 /// Zeroes the heap (SCRIPT_HEAP_SIZE bytes, 8-byte aligned), sets up the record and the predefined symbols. The text

@@ -134,6 +134,10 @@ int SkipBody(CTrans* pTrans) {
         }
         Depth += c == '{' ? 1 : (c == '}' ? -1 : 0);
         ++pTrans->pPos;
+        if (c == '"') { // a string that isn't closed is an error when it is read
+            pTrans->pPos += std::strcspn(pTrans->pPos, "\"\n");
+            pTrans->pPos += *pTrans->pPos == '"' ? 1 : 0;
+        }
     }
     return 0;
 }

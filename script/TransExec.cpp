@@ -241,6 +241,9 @@ TRANS_FLOW TransExecStatement(CTrans* pTrans, bool DoExec, I64* pResult) {
         TransError(pTrans, "Out of memory.");
         return TRANS_ERROR;
     }
+    if (++pTrans->NumStatements % STATEMENTS_PER_CALL == 0 && pTrans->pfOnStatements != nullptr) {
+        pTrans->pfOnStatements(pTrans);
+    }
     if (IsStopped(pTrans)) {
         return Stopped(pTrans);
     }
@@ -303,6 +306,7 @@ int TransEvalCall(CTrans* pTrans, SCRIPT_SYMBOL* pFunction, bool DoExec, I64* pR
 
 int TransRunBody(CTrans* pTrans, const SCRIPT_SYMBOL* pFunction, I64* paArgs, I64* pResult) {
     const READER Reader = Tell(pTrans);
+    U8* pLow = pTrans->pLow;
     U8* pHigh = pTrans->pHigh;
     SCRIPT_SYMBOL* pLocals = pTrans->pLocals;
     SCRIPT_SYMBOL* pLocalsEnd = pTrans->pLocalsEnd;
@@ -318,6 +322,9 @@ int TransRunBody(CTrans* pTrans, const SCRIPT_SYMBOL* pFunction, I64* paArgs, I6
         Result = ExecBlock(pTrans, true, pResult) == TRANS_ERROR ? -1 : 0;
     }
     Seek(pTrans, Reader);
+    if (pTrans->HasError == 0) { // the error's text may lie there
+        pTrans->pLow = pLow;
+    }
     pTrans->pHigh = pHigh;
     pTrans->pLocals = pLocals;
     pTrans->pLocalsEnd = pLocalsEnd;

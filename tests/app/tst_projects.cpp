@@ -266,3 +266,46 @@ TEST_F(CProjectTest, AProgramFileChangedOutsideIsOpenedAgain) {
     LeaveAndReturn();
     EXPECT_TRUE(NewLines().isEmpty()) << NewText();
 }
+
+TEST_F(CProjectTest, ALongScriptIsShownAndStoppedByEsc) {
+    for (const char* sBody : {"int x; while (1) { x = 1; }", "Util.Sleep (60000);"}) {
+        SCOPED_TRACE(sBody);
+        ASSERT_TRUE(
+            OpenProject("long.dbgprj", DemoProject({}, QString("void AfterTargetHalt (void) { %1 }\n").arg(sBody))));
+        MarkConsole();
+        bool IsShown = false;
+        QTimer Poll;
+        QObject::connect(&Poll, &QTimer::timeout, [&] {
+            if (!Window().GetStatusBar().GetRunningScript().isEmpty()) {
+                IsShown = Window().GetStatusBar().GetShownMessage().startsWith("Script function AfterTargetHalt runs");
+                QTest::keyClick(&Window(), Qt::Key_Escape);
+            }
+        });
+        Poll.start(10);
+        Window().GetSession().ExecuteScriptFunction(SF_AFTER_TARGET_HALT);
+        EXPECT_TRUE(IsShown);
+        EXPECT_TRUE(Window().GetStatusBar().GetRunningScript().isEmpty());
+        EXPECT_EQ(NewLines().filter("Script stopped").size(), 1) << NewText();
+        EXPECT_TRUE(ScriptIsDefined(SF_AFTER_TARGET_HALT)) << "it can run again";
+    }
+}
+
+TEST_F(CProjectTest, NothingOfAProjectReachesTheNext) {
+    const QString sSettings = "  Edit.SysVar (VAR_VERIFY_DOWNLOAD, 0);\n  Target.SetEndianess (1);\n"
+                              "  Project.SetJTAGConfig (2, 8);\n  Project.AddSvdFile (\"Cortex-M4F.svd\");\n"
+                              "  Project.AddSvdFile (\"Cortex-M4F.svd\");\n";
+    for (const char* sNext : {"void OnProjectLoad (void) { }\n", "void OnProjectLoad (void) {\n", ""}) {
+        SCOPED_TRACE(sNext);
+        ASSERT_TRUE(OpenProject("first.dbgprj", DemoProject(sSettings)));
+        EXPECT_EQ(CProject::Get().GetSvdFiles().size(), 1) << "a file is listed once";
+        EXPECT_EQ(Device().GetConfigParam(DEV_CFG_ENDIAN), 1);
+        EXPECT_EQ(SysVarValue(VAR_VERIFY_DOWNLOAD), 0);
+        WriteFile("next.dbgprj", sNext);
+        ASSERT_TRUE(Run("File.Open (\"" + Path("next.dbgprj") + "\")"));
+        ASSERT_TRUE(WaitUntil([&] { return CProject::Get().GetPath() == Path("next.dbgprj"); }));
+        EXPECT_TRUE(WaitUntil([] { return Device().GetConfigText(DEV_CFG_DEVICE_NAME).isEmpty(); }));
+        EXPECT_TRUE(WaitUntil([] { return Device().GetConfigParam(DEV_CFG_ENDIAN) == 0; }));
+        EXPECT_EQ(SysVarValue(VAR_VERIFY_DOWNLOAD), 1);
+        EXPECT_EQ(Device().GetConfigParam(DEV_CFG_MULTI_TARGET) + Device().GetConfigParam(DEV_CFG_IR_PRE), 0);
+    }
+}

@@ -23,7 +23,9 @@ TEST(ProjectText, BodyOfOnProjectLoad) {
         {"void OnProjectLoad (void) {\n A(); }\nvoid B (void) { }", "\n A(); "},
         {"void OnProjectLoad(void){}", ""},
         {"void OnProjectLoad (void) { if (1) { A(); } B(); }", " if (1) { A(); } B(); "},
-        {"// OnProjectLoad stands below\nvoid X (void) { X1(); }\nvoid OnProjectLoad (void) { A(); }", " X1(); "},
+        {"// OnProjectLoad stands below\nvoid X (void) { X1(); }\nvoid OnProjectLoad (void) { A(); }", " A(); "},
+        {"void X (void) { OnProjectLoad(); }\nvoid OnProjectLoad (void) { A(\"}\"); /* } */ // }\n }",
+         " A(\"}\"); /* } */ // }\n "},
         {"void OnProjectLoad (void) { A();", nullptr},
         {"void OnProjectLoad (void);", nullptr},
         {"void Other (void) { A(); }", nullptr},
@@ -64,17 +66,27 @@ TEST(ProjectText, WithoutTheMarkerLinesComeFirst) {
     }
 }
 
-TEST(ProjectText, TheFirstOccurrenceIsTheOneThatGoesEvenInAComment) {
-    const QString sText = "void OnProjectLoad (void) {\n  // was A.Set (0);\n  A.Set (1);\n}\n";
-    EXPECT_EQ(Rewrite(sText, {"A.Set"}, sMarker, {"A.Set (2);"}),
-              "void OnProjectLoad (void) {\n  A.Set (2);\n  A.Set (1);\n}\n");
-}
-
-TEST(ProjectText, ALineThatSharesItsLineWithTheBracesLeavesThem) {
-    EXPECT_EQ(Rewrite("void OnProjectLoad (void) { A.Set (1); }", {"A.Set"}, sMarker, {}),
-              "void OnProjectLoad (void) {\n}");
-    EXPECT_EQ(Rewrite("void OnProjectLoad (void) {\n  B();\n  A.Set (1); }\n", {"A.Set"}, sMarker, {"C();"}),
-              "void OnProjectLoad (void) {\n  C();\n  B();}\n");
+TEST(ProjectText, OnlyTheCallGoes) {
+    const std::pair<const char*, const char*> aRow[] = {
+        {"{\n  // was A.Set (0);\n  A.Set (1);\n}\n", "{\n  N();\n  // was A.Set (0);\n}\n"},
+        {"{ A.Set (1); }", "{\n  N();\n }"},
+        {"{ A.Set (1); User (2); }", "{\n  N();\n User (2); }"},
+        {"{ User (1); A.Set (\"a); b\"); User (2); }", "{\n  N();\n User (1); User (2); }"},
+        {"{\n  A.Set (1); // mine\n}\n", "{\n  N();\n   // mine\n}\n"},
+        {"{\n  B();\n  A.Set (1); }\n", "{\n  N();\n  B();\n   }\n"},
+        {"{\n  A.Set (\n    1);\n  B();\n}\n", "{\n  N();\n  B();\n}\n"},
+        {"{\n  if (x) A.Set (1);\n  B();\n}\n", "{\n  N();\n  if (x) A.Set (1);\n  B();\n}\n"},
+        {"{\n  A.SetAll (1); Say(\"A.Set (1);\");\n}\n", "{\n  N();\n  A.SetAll (1); Say(\"A.Set (1);\");\n}\n"},
+    };
+    for (const auto& [sText, sResult] : aRow) {
+        const QString sHead = "void OnProjectLoad (void) ";
+        EXPECT_EQ(Rewrite(sHead + sText, {"A.Set"}, sMarker, {"N();"}), sHead + sResult) << sText;
+    }
+    const QString sLine = "void OnProjectLoad (void) { A.Speed (1); User(); }\nvoid X (void) {\n" + sMarker + "}\n";
+    for (const QString& sBehind : {QString("A.Speed"), sMarker}) {
+        EXPECT_EQ(Rewrite(sLine, {}, sBehind, {"N();"}), QString(sLine).replace("{ A", "{\n  N();\n A"))
+            << "new lines stay in the function";
+    }
 }
 
 TEST(ProjectText, ATextWithoutTheFunctionStaysAsItIs) {

@@ -8,6 +8,7 @@
 #include <QAction>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -218,6 +219,80 @@ TEST_F(ScriptHost, ClosingUnderARunningFunctionIsSafe) {
     ScriptExecute(SF_ON_PROJECT_LOAD);
     EXPECT_EQ(ScriptGetCallLevel(), 0);
     EXPECT_FALSE(ScriptIsLoaded());
+}
+
+TEST_F(ScriptHost, AStopEndsTheRunningFunctionsAndNoLaterOnes) {
+    int NumCalls = 0;
+    OnCommand(52, [&](const QStringList&) {
+        if (++NumCalls == 3) {
+            EXPECT_FALSE(ScriptIsEnding());
+            ScriptStop();
+            EXPECT_TRUE(ScriptIsEnding());
+        }
+    });
+    ASSERT_EQ(ScriptOpenText("void AfterTargetHalt (void) { Util.Log(\"a\"); }\n" + sLoad +
+                             "  while (1) { Util.Log(\"x\"); } }"),
+              0);
+    EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0);
+    EXPECT_EQ(NumCalls, 3);
+    EXPECT_FALSE(ScriptIsEnding());
+    EXPECT_EQ(ScriptExecute(SF_AFTER_TARGET_HALT), 0);
+    EXPECT_EQ(NumCalls, 4);
+    ScriptStop(); // nothing runs
+    EXPECT_EQ(ScriptExecute(SF_AFTER_TARGET_HALT), 0);
+    EXPECT_EQ(NumCalls, 5);
+    TakeConsole();
+}
+
+TEST_F(ScriptHost, AFunctionThatComputesLetsTheWindowLive) {
+    static QList<bool> Runs;
+    ScriptSetRunHook([](bool IsRunning) { Runs.append(IsRunning); });
+    QTimer::singleShot(0, [] {
+        EXPECT_EQ(ScriptGetRunningFunction(), "OnProjectLoad");
+        ScriptStop();
+    });
+    ASSERT_EQ(ScriptOpenText(sLoad + "  int x; while (1) { x = 1; } }"), 0);
+    EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0);
+    EXPECT_EQ(Runs, QList<bool>({true, false}));
+    ScriptSetRunHook(nullptr);
+    TakeConsole();
+}
+
+TEST_F(ScriptHost, AWaitingFunctionKeepsItsTextUntilItEnds) {
+    const QString sPath = m_Dir.filePath("a.dbgprj");
+    Write(sPath, QString(sLoad + "  Util.Log(\"1\"); Util.Log(\"2\"); }").toUtf8().constData());
+    QStringList Log;
+    OnCommand(52, [&](const QStringList& Args) {
+        Log += Args;
+        Write(sPath, QString(sLoad + " Util.Log(\"new\"); }").toUtf8().constData());
+        EXPECT_EQ(ScriptReload(), 0);
+        EXPECT_EQ(ScriptOpenText("void DebugStart (void) { }"), -1);
+        EXPECT_FALSE(ScriptHasError());
+    });
+    ASSERT_EQ(ScriptLoad(sPath), 0);
+    EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0);
+    EXPECT_EQ(Log, QStringList({"1", "2"}));
+    EXPECT_EQ(ScriptReload(), 1) << "it is loaded afterwards";
+    EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0);
+    EXPECT_EQ(Log.last(), "new");
+}
+
+TEST_F(ScriptHost, AnErrorIsTakenOnce) {
+    int NumTaken = 0;
+    OnCommand(52, [&](const QStringList&) {
+        ScriptExecute(SF_AFTER_TARGET_HALT);
+        NumTaken += ScriptTakeError() ? 1 : 0;
+    });
+    for (const char* sError : {"Nope();", "int x; x = 1 / 0;"}) {
+        NumTaken = 0;
+        ASSERT_EQ(ScriptOpenText(QString("void AfterTargetHalt (void) { %1 }\n").arg(sError) + sLoad +
+                                 "  Util.Log(\"x\"); }"),
+                  0);
+        EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), -1);
+        NumTaken += ScriptTakeError() ? 1 : 0;
+        EXPECT_EQ(NumTaken, 1) << sError;
+    }
+    EXPECT_EQ(ScriptGetErrorText(), "Error in script function void AfterTargetHalt (void);");
 }
 
 TEST_F(ScriptHost, ScriptsKnowTheProgramsConstantsAndCommands) {

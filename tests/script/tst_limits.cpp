@@ -74,6 +74,18 @@ TEST(ScriptLimits, ArraysThatDoNotFitCanNotBeWritten) {
     }
 }
 
+TEST(ScriptLimits, StringsAreGivenBackBehindEachFunction) {
+    CScriptRunner Runner("void g (void) { Say(\"one\"); Say(\"two\"); Say(\"three\"); Say(\"four\"); }\n"
+                         "void f (void) { int i; i = 0; while (i < 100) { g(); i += 1; } Say(\"five\"); }");
+    const U8* pLow = Runner.Get()->pLow;
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_EQ(Runner.Run(), 0) << i << qPrintable(Runner.sError);
+    }
+    EXPECT_EQ(Runner.Get()->pLow, pLow);
+    EXPECT_EQ(Runner.Texts.size(), 2000 * 401);
+    EXPECT_EQ(Runner.Texts.last(), "five");
+}
+
 TEST(ScriptLimits, LocalsAreGivenBackBehindEachCall) {
     CScriptRunner Runner("void g (void) { char a[500000]; a[0] = 1; }\n"
                          "void f (void) { int i; i = 0; while (i < 100) { g(); i += 1; } Out(i); }");

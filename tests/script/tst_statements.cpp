@@ -136,8 +136,9 @@ TEST(ScriptStructure, LoadingReadsHeadersAndBraces) {
         {"void f (Nope x) { }", "Syntax error.", 1},
         {"void f (void)\n;", "Expected '{'", 2},
         {"void f (void) {\n{ }\n", "Unexpected end of file looking for '}'", 3},
-        {"void f (void) { Say(\"{\"); }", "Unexpected end of file looking for '}'", 1}, // strings don't hide braces
-        {"void f (void) { Say(\"}\"); }", "Syntax error.", 1},
+        {"void f (void) { Say(\"{\"); Say(\"}}\"); }\nvoid g (void) { }", nullptr, 0}, // braces in strings are text
+        {"void f (void) { Say(\"/* \"); } void g (void) { Say(\"// \"); }", nullptr, 0},
+        {"void f (void) { Say(\"open {\n\"}\"); }", nullptr, 0}, // an error when it is read
         {"int x;", "Expected a '('", 1},
     };
     for (const ROW& Row : aRow) {
