@@ -6,6 +6,8 @@
 #include "app/MainWindow.h"
 #include "app/ProjectControl.h"
 #include "app/ScriptWaits.h"
+#include "app/Signals.h"
+#include "app/UnattendedWatch.h"
 #include "base/Application.h"
 #include "base/ConsoleLog.h"
 #include "base/ConsoleRing.h"
@@ -103,9 +105,12 @@ int RunApplication(int argc, char** argv) {
             SaveScreenshotAtExit(&MainWindow, Args[Shot + 1]);
         }
         MainWindow.GetConsole().SetEchoToStdout(IsUnattended());
+        std::unique_ptr<CUnattendedWatch> pWatch;
         if (IsUnattended()) {
             MainWindow.GetProjects().SetEndsOnError();
+            pWatch = std::make_unique<CUnattendedWatch>(MainWindow, ParseTimeout(Params.Timeout));
         }
+        InstallSignalHandlers(MainWindow);
         MainWindow.show();
         Result = QApplication::exec();
         Result = Result != 0 ? Result : MainWindow.GetExitCode();

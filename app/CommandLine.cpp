@@ -43,6 +43,7 @@ const QHash<QString, TEXT_OPTION>& TextOptions() {
         {"logfile", {&CMD_LINE_PARAMS::LogFile, true}},
         {"loginterval", {&CMD_LINE_PARAMS::LogInterval, false}},
         {"novikscriptfile", {&CMD_LINE_PARAMS::ScriptFile, false}},
+        {"timeout", {&CMD_LINE_PARAMS::Timeout, false}},
         {"jtagconfig", {&CMD_LINE_PARAMS::JTAGConfig, false}},
     };
     return Options;

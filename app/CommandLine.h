@@ -16,6 +16,7 @@ struct CMD_LINE_PARAMS {
     QString LogInterval; ///< bytes, as text
     QString ScriptFile;
     QString JTAGConfig; ///< "DRPre,IRLen"
+    QString Timeout;    ///< seconds, as text
     bool DebugMode = false;
 };
 

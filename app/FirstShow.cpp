@@ -9,6 +9,7 @@
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
+#include "project/Project.h"
 #include "settings/SettingsMap.h"
 #include "settings/SysVars.h"
 
@@ -17,6 +18,11 @@
 #include <QFileInfo>
 
 namespace {
+
+bool IsProjectName(const QString& sArg) {
+    return QFileInfo(sArg).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0 &&
+           !sArg.startsWith(QLatin1Char('-'));
+}
 
 void ShowOpenProjectDialog(CMainWindow& MainWindow) {
     const QString sKey = QStringLiteral("AppData/MainWindow/DefaultDirOpen");
@@ -62,8 +68,11 @@ void OnFirstShow(CMainWindow& MainWindow) {
     qDebug("%s", qPrintable(sFound));
     const QStringList Recent = MainWindow.GetRecentProjects().Get();
     const QString sFirst = GetCmdLineArgs().value(0);
-    if (QFileInfo(sFirst).suffix() == QLatin1String("dbgprj") && !sFirst.startsWith(QLatin1Char('-'))) {
+    if (IsProjectName(sFirst)) {
         CCommandTable::Execute(CMD_FILE_OPEN, {sFirst});
+        if (!CProject::Get().IsOpenPending()) {
+            MainWindow.GetProjects().OnProjectError();
+        }
     } else if (!GetCmdLine().Device.isEmpty()) {
         MainWindow.GetProjects().CreateFromCmdLine();
     } else if (Recent.isEmpty()) {

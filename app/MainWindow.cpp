@@ -295,12 +295,21 @@ void CMainWindow::OnThemeChanged() {
 
 void CMainWindow::CloseLater() { QTimer::singleShot(0, this, &QWidget::close); }
 
+void CMainWindow::EndNow(int ExitCode) {
+    m_ExitCode = ExitCode;
+    m_IsEndForced = true;
+    while (QWidget* pModal = QApplication::activeModalWidget()) {
+        pModal->hide(); // ends its event loop as a cancel does
+    }
+    CloseLater();
+}
+
 void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     if (m_pSession->IsClosing()) {
         QMainWindow::closeEvent(pEvent);
         return;
     }
-    if (!m_pProjects->AskSave()) {
+    if (!(m_IsEndForced ? m_pProjects->KeepUnsaved() : m_pProjects->AskSave())) {
         pEvent->ignore();
         return;
     }

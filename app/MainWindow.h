@@ -59,7 +59,9 @@ public:
 
     /// Exit code of the program: 0 unless something set another one.
     int GetExitCode() const { return m_ExitCode; }
-    void SetExitCode(int ExitCode) { m_ExitCode = ExitCode; }
+    /// Ends the program with this exit code as soon as the event loop is reached, without a question: what has not been
+    /// saved of the project stays in a file beside it.
+    void EndNow(int ExitCode);
     /// Closes the window when the running command and script function have ended.
     void CloseLater();
     /// Loads the project again if it has changed on the disk while a script function ran.
@@ -96,4 +98,5 @@ private:
     bool m_IsShown = false;
     bool m_IsReloadWaiting = false; ///< for the running script functions to end
     int m_ExitCode = 0;
+    bool m_IsEndForced = false;
 };

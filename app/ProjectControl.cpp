@@ -11,6 +11,8 @@
 #include "app/Toolbars.h"
 #include "app/UserFile.h"
 #include "app/dialogs/ProjectWizard.h"
+#include "base/ConsoleRing.h"
+#include "base/Files.h"
 #include "command/CommandTable.h"
 #include "device/Device.h"
 #include "project/FileFinder.h"
@@ -119,6 +121,21 @@ bool CProjectControl::AskSave() {
     return Answer == QMessageBox::No;
 }
 
+bool CProjectControl::KeepUnsaved() {
+    const QString sPath = CProject::Get().GetPath();
+    if (!CProject::Get().IsModified() || !QFileInfo(sPath).isFile()) {
+        return true;
+    }
+    const QString sKept = sPath + QStringLiteral(".unsaved");
+    const QString sError = SaveFile(sKept, ScriptGetText().toUtf8());
+    if (sError.isEmpty()) {
+        ConsolePrint(QStringLiteral("The unsaved project was kept as ") + sKept);
+    } else {
+        TellSaveFailed(sKept, sError, false);
+    }
+    return true;
+}
+
 bool CProjectControl::Create(const QString& sFilePath, const QStringList& Commands) {
     if (!AskCloseSession() || !AskSave()) {
         return false;
@@ -195,8 +212,7 @@ void CProjectControl::OnFileClosed(const QString& sFileName) {
 void CProjectControl::OnProjectError() {
     if (m_EndsOnError) {
         qCritical("The project can't be used, and nobody is there to see to it: the program ends.");
-        m_MainWindow.SetExitCode(1);
-        m_MainWindow.CloseLater();
+        m_MainWindow.EndNow(1);
     }
 }
 

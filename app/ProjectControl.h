@@ -25,6 +25,8 @@ public:
     void ShowWizard();
     /// Asks for changes of the project to be saved. False if the user wants to go on with the project.
     bool AskSave();
+    /// Writes changes of the project into a file beside it, for an end that nobody can be asked about. True.
+    bool KeepUnsaved();
     /// System variables and session modes as a project finds them.
     void ResetState();
 

@@ -13,6 +13,7 @@ struct CONSOLE_RING {
     std::mutex Mutex;
     std::deque<CONSOLE_MSG> Msgs;
     U32 NumErrors = 0;  ///< of Msgs
+    U64 NumPrinted = 0; ///< since the start, without echoes
     U64 NumDropped = 0; ///< since the start
     U64 NumUntold = 0;  ///< dropped behind the last message
     void (*pfDrain)() = nullptr;
@@ -80,6 +81,7 @@ void ConsolePrint(const QString& sText, CONSOLE_CLASS Class, bool IsFixedFont, b
     }
     MakeRoom(Class);
     const std::lock_guard Lock(GetRing().Mutex); // one order in the ring and in the log
+    GetRing().NumPrinted += Class != CC_USER ? 1 : 0;
     Put({ShownText(sText), Class, IsNewLine, IsFixedFont});
     const QString sError = WriteConsoleLog(sText, IsNewLine);
     if (!sError.isEmpty()) {
@@ -118,6 +120,11 @@ QString ConsoleOpenLog(const QString& sPath) {
         sError = sError.isEmpty() ? sLost : sError;
     }
     return sError;
+}
+
+U64 ConsolePrintCount() {
+    const std::lock_guard Lock(GetRing().Mutex);
+    return GetRing().NumPrinted;
 }
 
 U64 ConsoleDropCount() {

@@ -43,6 +43,9 @@ void ConsolePrintError(const QString& sText);
 /// False if the ring is empty.
 bool ConsoleTake(CONSOLE_MSG* pOut);
 
+/// Number of messages printed since the start, echoes of commands left out. Any thread.
+U64 ConsolePrintCount();
+
 /// Number of messages dropped because the ring was full, since the start.
 U64 ConsoleDropCount();
 

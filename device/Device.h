@@ -64,6 +64,7 @@ public:
     /// thread has stopped, or when pfIsCancelled says true. Must not be called on the device thread.
     int WaitForJob(U32 Type, bool ProcessEvents = true, int TimeoutMs = -1, bool (*pfIsCancelled)() = nullptr);
     /// True if a job of that type (JT_STEP_ANY: any step) waits. Any thread.
+    bool IsIdle() const { return m_Queue.IsIdle(); } ///< no job waits or runs
     bool IsJobQueued(U32 Type) const { return m_Queue.IsQueued(Type); }
 
     /// Blocking reads for the main thread, served by the data provider; for the device thread itself, directly.

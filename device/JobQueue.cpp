@@ -118,6 +118,12 @@ int CJobQueue::Find(U32 Type, int RingSel, U32* pRing) const {
 
 bool CJobQueue::IsQueued(U32 Type) const { return Find(Type, Type == JT_STEP_ANY ? 0 : RING_OF_TYPE) >= 0; }
 
+bool CJobQueue::IsIdle() const {
+    const std::lock_guard Lock(m_Mutex);
+    return m_pRunning == nullptr &&
+           std::all_of(m_aRings.begin(), m_aRings.end(), [](const RING& R) { return R.NumWaiting == 0; });
+}
+
 int CJobQueue::TakePending(U32 Ring, U32 Type, bool AlsoProtected) {
     RING& R = m_aRings[Ring];
     int Count = 0;

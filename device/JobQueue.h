@@ -54,6 +54,8 @@ public:
 
     /// Oldest job of that type that waits or runs, and its sequence number; null if there is none.
     const Job* FindUnfinished(U32 Type, U64* pSeqNo) const;
+    /// True if no job waits or runs. Any thread.
+    bool IsIdle() const;
     /// True while the record is the job of that number and neither finished nor cancelled.
     bool IsPending(const Job* pJob, U64 SeqNo) const;
 

@@ -122,8 +122,9 @@ void Arrange(QMainWindow* pWindow, QList<PLACED_DOCK> Docks, int Area) {
 void PlaceFloating(const PLACED_DOCK& Dock) {
     Dock.pDock->setFloating(true);
     Dock.pDock->show();
-    const QRect Frame = FitToScreens(QRect(Dock.Layout.x, Dock.Layout.y, Dock.Layout.w, Dock.Layout.h));
     const QSize Border = Dock.pDock->frameGeometry().size() - Dock.pDock->size();
+    const QSize Wanted = QSize(Dock.Layout.w, Dock.Layout.h).expandedTo(Dock.pDock->minimumSizeHint() + Border);
+    const QRect Frame = FitToScreens(QRect(QPoint(Dock.Layout.x, Dock.Layout.y), Wanted));
     Dock.pDock->resize((Frame.size() - Border).expandedTo(QSize(1, 1)));
     Dock.pDock->move(Frame.topLeft());
 }

@@ -21,6 +21,8 @@ public:
     void Open(const QString& sPath);
     /// Opens as soon as no script function runs any more.
     void OpenDeferred(const QString& sPath);
+    /// True from then until the project opens.
+    bool IsOpenPending() const { return m_pOpenTimer->isActive(); }
     void Close();
     /// A new project, not on disk yet, whose OnProjectLoad holds the command lines. 0, or -1 if it can't be loaded.
     int Create(const QStringList& Commands);

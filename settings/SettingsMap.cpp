@@ -45,13 +45,15 @@ bool ReadKeys(QSettings* pStore, SETTINGS* pKeys) {
     return pStore->status() == QSettings::NoError;
 }
 
-/// True if a store gives one value back for the other: it knows numbers as texts only.
+/// True if a store gives one value back for the other: it knows numbers as texts only, and a list without an element as
+/// no value.
 bool IsSame(const QVariant& a, const QVariant& b) {
     const auto Texts = [](const QVariant& Value) {
-        return Value.typeId() == QMetaType::QStringList ? Value.toStringList() : QStringList(Value.toString());
+        const bool IsList = Value.typeId() == QMetaType::QStringList && !Value.toStringList().isEmpty();
+        return IsList ? Value.toStringList() : QStringList(Value.toString());
     };
     const bool IsBinary = a.typeId() == QMetaType::QByteArray || b.typeId() == QMetaType::QByteArray;
-    return IsBinary ? a == b : Texts(a) == Texts(b);
+    return IsBinary ? a.toByteArray() == b.toByteArray() : Texts(a) == Texts(b);
 }
 
 /// Puts what this run has changed into the keys.

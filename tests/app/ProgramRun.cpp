@@ -29,14 +29,18 @@ void CProgramRun::WriteFile(const QString& sName, const QByteArray& Data) const 
     }
 }
 
-PROGRAM_RESULT CProgramRun::Run(const QString& sProject, const QStringList& MoreArgs) const {
-    WriteFile(QStringLiteral("test.dbgprj"), sProject.toUtf8());
-    QProcess Program;
+void CProgramRun::Prepare(QProcess* pProgram) const {
     QProcessEnvironment Environment = QProcessEnvironment::systemEnvironment();
     Environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     Environment.insert(QStringLiteral("XDG_CONFIG_HOME"), Path(QStringLiteral("config")));
-    Program.setProcessEnvironment(Environment);
-    Program.setWorkingDirectory(m_Dir.path());
+    pProgram->setProcessEnvironment(Environment);
+    pProgram->setWorkingDirectory(m_Dir.path());
+}
+
+PROGRAM_RESULT CProgramRun::Run(const QString& sProject, const QStringList& MoreArgs) const {
+    WriteFile(QStringLiteral("test.dbgprj"), sProject.toUtf8());
+    QProcess Program;
+    Prepare(&Program);
     Program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     Program.start(QStringLiteral(BRASK_BINARY_DIR "/bin/brask"),
                   QStringList{Path(QStringLiteral("test.dbgprj"))} + MoreArgs);

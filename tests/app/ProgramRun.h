@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+class QProcess;
+
 struct PROGRAM_RESULT {
     bool HasEnded = false; ///< by itself, without a signal
     int ExitCode = -1;
@@ -17,6 +19,8 @@ public:
     QString Path(const QString& sName) const { return m_Dir.filePath(sName); }
     QString LogPath() const { return Path(QStringLiteral("console.log")); }
     void WriteFile(const QString& sName, const QByteArray& Data) const;
+    /// Environment and folder of the run for a process that starts the program.
+    void Prepare(QProcess* pProgram) const;
     /// Runs until the program ends, one minute at most.
     PROGRAM_RESULT Run(const QString& sProject, const QStringList& MoreArgs = {}) const;
     /// Value in the settings that the program has written.

@@ -1,11 +1,17 @@
 #include "app/Ask.h"
 #include "app/Toolbars.h"
+#include "app/WindowTable.h"
+#include "framework/WindowList.h"
 #include "project/Project.h"
 #include "settings/SysVars.h"
 #include "tests/app/AppFixture.h"
 
 #include <QDockWidget>
 #include <QFile>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QToolBar>
+#include <QTreeView>
 
 namespace {
 
@@ -67,6 +73,111 @@ TEST_F(CLayoutTest, AFloatingWindowComesBackWhereItWas) {
     EXPECT_TRUE(ConsoleDock()->isFloating());
     EXPECT_EQ(ConsoleDock()->frameGeometry(), Frame);
     ConsoleDock()->setFloating(false);
+}
+
+TEST_F(CLayoutTest, AFloatingToolbarComesBackAndLeaves) {
+    QToolBar* pBar = Window().findChild<QToolBar*>("ToolbarDebug");
+    WriteFile("float.dbgprj.user", "OpenToolbar=\"Debug\", Floating=1, x=140, y=150\n");
+    ASSERT_TRUE(OpenProject("float.dbgprj", DemoProject()));
+    EXPECT_TRUE(pBar->isFloating());
+    EXPECT_EQ(pBar->pos(), QPoint(140, 150));
+    EXPECT_FALSE(Window().GetToolbars().IsShown("File"));
+    WriteFile("docked.dbgprj.user", "OpenToolbar=\"Debug\", Floating=0, x=0, y=0\n");
+    ASSERT_TRUE(OpenProject("docked.dbgprj", DemoProject()));
+    EXPECT_FALSE(pBar->isFloating());
+    EXPECT_TRUE(UserFile("float.dbgprj.user").contains("OpenToolbar=\"Debug\", Floating=1, x=140, y=150"));
+}
+
+TEST_F(CLayoutTest, PlacesOutsideTheScreensAreMovedOntoOne) {
+    const QRect Screen = QGuiApplication::primaryScreen()->availableGeometry();
+    for (const char* sPlace : {"x=5000, y=90, w=300, h=200", "x=-2147483648, y=-9, w=2147483647, h=2147483647",
+                               "x=2147483647, y=2147483647, w=0, h=-5"}) {
+        SCOPED_TRACE(sPlace);
+        const QByteArray sLine = QByteArray("OpenWindow=\"Console\", DockArea=FLOATING, ") + sPlace;
+        WriteFile("far.dbgprj.user", sLine + '\n' + sLine + "\nOpenToolbar=\"Debug\", Floating=1, " + sPlace);
+        ASSERT_TRUE(OpenProject("far.dbgprj", DemoProject()));
+        EXPECT_TRUE(Screen.contains(ConsoleDock()->frameGeometry()));
+        EXPECT_TRUE(Screen.contains(Window().findChild<QToolBar*>("ToolbarDebug")->frameGeometry()));
+        WriteFile("near.dbgprj.user", "OpenWindow=\"Console\", DockArea=BOTTOM\nOpenToolbar=\"Debug\", Floating=0");
+        ASSERT_TRUE(OpenProject("near.dbgprj", DemoProject()));
+    }
+}
+
+/// A window that notes what it hears of, in the order of the road.
+class CNoteWindow : public CWindow {
+public:
+    CNoteWindow(const QString& sName, QStringList* pNotes) : CWindow(sName), m_pNotes(pNotes) {}
+    void Update(U32) override { Note("update"); }
+    void Invalidate() override { Note("invalidate"); }
+    void OnProgramChanged() override { Note("program"); }
+    void OnProgramClosing() override { Note("closing"); }
+    void OnCallFrameEvaluated(int Index) override { Note(QStringLiteral("frame %1").arg(Index)); }
+    void OnDeviceResumeDone(RESUME_MODES) override { Note("resumed"); }
+    void OnDeviceDisconnectDone() override { Note("disconnected"); }
+
+private:
+    void Note(const QString& sText) { m_pNotes->append(GetName() + ' ' + sText); }
+    QStringList* m_pNotes;
+};
+
+TEST_F(CLayoutTest, EveryWindowHearsOfEveryEventInOrder) {
+    QStringList Notes;
+    CNoteWindow First("1", &Notes);
+    CNoteWindow Second("2", &Notes);
+    CNoteWindow Hidden("hidden", &Notes);
+    First.show();
+    Second.show();
+    const auto Expect = [&](const QStringList& Events) {
+        EXPECT_TRUE(WaitUntil([&] { return Notes.contains("2 " + Events.last()); })) << Events.last().toStdString();
+        for (const QString& sEvent : Events) {
+            const qsizetype At = Notes.indexOf("1 " + sEvent);
+            EXPECT_GE(At, 0) << sEvent.toStdString();
+            EXPECT_LT(At, Notes.indexOf("2 " + sEvent)) << sEvent.toStdString();
+        }
+        Notes.clear();
+    };
+    ASSERT_TRUE(StartSession());
+    Expect({"invalidate", "update"});
+    ASSERT_TRUE(Run("Debug.StepInto()"));
+    Expect({"update"});
+    ASSERT_TRUE(Run("Target.WriteU32 (0x20000000, 1)"));
+    Expect({"invalidate"});
+    ASSERT_TRUE(Run("Debug.Continue()"));
+    Expect({"resumed"});
+    ASSERT_TRUE(Run("Debug.Reset()"));
+    Expect({"invalidate", "update"});
+    CWindow::TellAll([](CWindow& w) { w.OnCallFrameEvaluated(2); });
+    Expect({"frame 2"});
+    ASSERT_TRUE(StopSession());
+    Expect({"disconnected"});
+    ASSERT_TRUE(OpenProject("other.dbgprj", DemoProject()));
+    Expect({"closing", "program"});
+    EXPECT_FALSE(Notes.contains("hidden update"));
+}
+
+TEST_F(CLayoutTest, AWindowIsItsRow) {
+    for (const WINDOW_ROW& Row : GetWindowTable()) {
+        CWindow* pWindow = Window().GetWindows().GetWindow(Row);
+        SCOPED_TRACE(pWindow->GetName().toStdString());
+        EXPECT_EQ(Window().GetWindows().GetDock(pWindow) == nullptr, Row.Area == AREA_NONE);
+        if (Row.ShowCommand == NO_SHOW_COMMAND) {
+            continue;
+        }
+        const QAction* pAction = CCommandTable::GetAction(Row.ShowCommand);
+        ASSERT_NE(pAction, nullptr);
+        EXPECT_FALSE(pAction->shortcut().isEmpty());
+        EXPECT_FALSE(pAction->icon().isNull());
+        ASSERT_TRUE(Run("Window.Close (\"" + pWindow->GetName() + "\")"));
+        EXPECT_FALSE(pWindow->isVisible());
+        EXPECT_EQ(CCommandTable::Trigger(Row.ShowCommand), 0);
+        EXPECT_TRUE(pWindow->isVisible());
+    }
+    auto* pTree = Window().GetWindows().Find("source files")->findChild<QTreeView*>();
+    ASSERT_GE(pTree->model()->rowCount(), 4);
+    emit pTree->activated(pTree->model()->index(0, 0));
+    EXPECT_TRUE(NewText().find("File.Open (\"" BRASK_SOURCE_DIR "/examples/demo/src/calc.c\");") != std::string::npos)
+        << NewText();
+    ASSERT_TRUE(Run("Window.Close (\"Source Files\")"));
 }
 
 TEST_F(CLayoutTest, DamagedUserFilesChangeNothing) {

@@ -54,6 +54,9 @@ TEST_F(SettingsMap, TheStoreIsTouchedOnlyAtStartAndExit) {
     SaveSettingsMap();
     LoadSettingsMap();
     EXPECT_EQ(ReadSetting("AppData/Some/Key").toInt(), 5);
+    WriteSetting("AppData/Some/None", QStringList());
+    WriteSetting("AppData/Some/NoBytes", QByteArray());
+    EXPECT_EQ(SaveSettingsMap(), "");
     RemoveSetting("AppData/Some/Key");
     EXPECT_EQ(ReadSetting("AppData/Some/Key", "default"), "default");
     SaveSettingsMap();
