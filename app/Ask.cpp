@@ -22,6 +22,12 @@ QMessageBox::StandardButton AnswerUnattended(const QString& sTitle, const QStrin
     return _pfAnswer ? _pfAnswer(sTitle, Default) : Default;
 }
 
+void AddLabel(QVBoxLayout* pLayout, const QString& sText) {
+    auto* pLabel = new QLabel(sText);
+    pLabel->setTextFormat(Qt::PlainText);
+    pLayout->addWidget(pLabel);
+}
+
 } // namespace
 
 bool IsUnattended() {
@@ -66,13 +72,13 @@ QMessageBox::StandardButton ShowWarnings(const QString& sTitle, const QString& s
     QDialog Dialog(QApplication::activeWindow());
     Dialog.setWindowTitle(sTitle);
     auto* pLayout = new QVBoxLayout(&Dialog);
-    pLayout->addWidget(new QLabel(sHead, &Dialog));
+    AddLabel(pLayout, sHead);
     auto* pList = new QListWidget(&Dialog);
     for (const QString& sItem : List) {
         pList->addItem(new QListWidgetItem(QIcon(QStringLiteral(":/icons/exclamation-button.svg")), sItem));
     }
     pLayout->addWidget(pList);
-    pLayout->addWidget(new QLabel(sClosing, &Dialog));
+    AddLabel(pLayout, sClosing);
     auto* pButtons =
         new QDialogButtonBox(static_cast<QDialogButtonBox::StandardButtons>(static_cast<int>(Buttons)), &Dialog);
     pLayout->addWidget(pButtons);

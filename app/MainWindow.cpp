@@ -25,6 +25,7 @@
 #include "elf/ElfApiLines.h"
 #include "framework/DockLayout.h"
 #include "framework/DockWindow.h"
+#include "framework/PlainText.h"
 #include "framework/WindowList.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
@@ -57,7 +58,7 @@ std::array<std::span<const ACTION_SLOT>, 7> AllSlots() {
 /// An action of a command that belongs to the main window.
 QAction* MakeAction(unsigned CommandId, CMainWindow* pWindow) {
     const COMMAND_ROW Row = CCommandTable::GetRow(CommandId);
-    auto* pAction = new QAction(QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")), pWindow);
+    auto* pAction = new QAction(EscapeMnemonic(Row.ShortHelp), pWindow);
     pAction->setObjectName(Row.ActionName);
     pWindow->addAction(pAction);
     return pAction;
@@ -230,7 +231,7 @@ void CMainWindow::UpdateTitle() {
     } else if (CProject::Get().IsModified()) {
         sSeparator = QStringLiteral(" - *");
     }
-    setWindowTitle(GetAppTitle(true, true) + sSeparator + sName);
+    setWindowTitle(GetAppTitle(true, true) + sSeparator + EscapeTitle(sName));
 }
 
 void CMainWindow::UpdateConnectionInfo() {

@@ -1,6 +1,7 @@
 #include "app/ProjectHints.h"
 
 #include "app/Ask.h"
+#include "app/dialogs/MessageBox.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "elf/ElfApi.h"
@@ -48,7 +49,7 @@ void CheckRtosHints() {
     for (const RTOS_HINT& Hint : aRtosHint) {
         if (ElfApi_IsOpen() && GetSymbolAddress(QLatin1String(Hint.sSymbol)) >= 0) {
             AskUser(QStringLiteral("RTOS Awareness"), QString::fromLatin1(Hint.sMessage), QMessageBox::Ok,
-                    QMessageBox::Ok);
+                    QMessageBox::Ok, nullptr, UNTIL_PROGRAM_END);
         }
     }
 }

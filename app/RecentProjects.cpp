@@ -1,6 +1,7 @@
 #include "app/RecentProjects.h"
 
 #include "command/CommandTable.h"
+#include "framework/PlainText.h"
 #include "settings/SettingsMap.h"
 
 #include <QFileInfo>
@@ -39,8 +40,7 @@ void CRecentProjects::UpdateMenu() {
     m_pMenu->clear();
     m_pMenu->setEnabled(!m_Paths.isEmpty());
     for (const QString& sPath : std::as_const(m_Paths)) {
-        m_pMenu->addAction(QString(sPath).replace(QLatin1Char('&'), QLatin1String("&&")), this,
-                           [sPath] { CCommandTable::Execute(CMD_FILE_OPEN, {sPath}); });
+        m_pMenu->addAction(EscapeMnemonic(sPath), this, [sPath] { CCommandTable::Execute(CMD_FILE_OPEN, {sPath}); });
     }
 }
 

@@ -6,6 +6,7 @@
 #include "app/ProjectControl.h"
 #include "app/StatusBar.h"
 #include "app/Toolbars.h"
+#include "app/dialogs/MessageBox.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
 #include "datafile/JFile.h"
@@ -102,7 +103,7 @@ CSession::CSession(CMainWindow& MainWindow)
         AskUser(QStringLiteral("Break at Symbol"),
                 QStringLiteral("Symbol %1 is unknown. Program halts at first instruction.")
                     .arg(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL)),
-                QMessageBox::Ok, QMessageBox::Ok);
+                QMessageBox::Ok, QMessageBox::Ok, nullptr, UNTIL_PROGRAM_END);
     });
 }
 

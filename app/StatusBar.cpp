@@ -38,6 +38,9 @@ CStatusBar::CStatusBar(QWidget* pParent) : QStatusBar(pParent) {
     m_pCancel->setText(QStringLiteral("Cancel"));
     m_pConnection = new QLabel(pRow);
     m_pWindowStatus = new QLabel(pRow);
+    for (QLabel* pLabel : {m_pMessage, m_pConnection, m_pWindowStatus}) {
+        pLabel->setTextFormat(Qt::PlainText);
+    }
     m_pMessage->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     pLayout->addWidget(m_pMessage, 1);
     for (QWidget* pWidget : std::initializer_list<QWidget*>{m_pProgress, m_pCancel, m_pConnection, m_pWindowStatus}) {

@@ -2,6 +2,7 @@
 
 #include "command/CommandTable.h"
 #include "device/Device.h"
+#include "framework/PlainText.h"
 
 #include <QShowEvent>
 
@@ -18,7 +19,7 @@ void CWindow::Connect(QAction* pAction, QObject* pReceiver, const std::function<
 
 QAction* CWindow::AddAction(U32 CommandId, const std::function<void()>& Slot) {
     const COMMAND_ROW Row = CCommandTable::GetRow(CommandId);
-    auto* pAction = new QAction(QString(Row.ShortHelp).replace(QLatin1Char('&'), QLatin1String("&&")), this);
+    auto* pAction = new QAction(EscapeMnemonic(Row.ShortHelp), this);
     pAction->setObjectName(Row.ActionName);
     pAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     addAction(pAction);

@@ -2,6 +2,7 @@
 
 #include "command/CommandTable.h"
 #include "elf/ElfApiLines.h"
+#include "framework/PlainText.h"
 #include "project/FileFinder.h"
 
 #include <QFileInfo>
@@ -41,7 +42,7 @@ QVariant CSourceFilesModel::data(const QModelIndex& Index, int Role) const {
     }
     const QString sPath = m_Files.value(Index.row());
     if (Role == Qt::ToolTipRole) {
-        return sPath.toHtmlEscaped();
+        return ToPlainToolTip(sPath);
     }
     return Index.column() == COL_FILE ? QFileInfo(sPath).fileName() : sPath;
 }

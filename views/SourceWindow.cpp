@@ -4,6 +4,7 @@
 #include "device/Device.h"
 #include "elf/ElfApiLines.h"
 #include "framework/LayoutText.h"
+#include "framework/PlainText.h"
 #include "project/FileFinder.h"
 #include "project/SourceLocation.h"
 #include "settings/Fonts.h"
@@ -112,8 +113,8 @@ bool CSourceWindow::OpenFile(const QString& sPath, QString* pError) {
             return false;
         }
         pView = pNew.release();
-        m_pTabs->addTab(pView, pView->GetDocument().GetName());
-        m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), sFile);
+        m_pTabs->addTab(pView, EscapeMnemonic(pView->GetDocument().GetName()));
+        m_pTabs->setTabToolTip(m_pTabs->indexOf(pView), ToPlainToolTip(sFile));
         connect(pView, &CSourceView::CursorMoved, this, &CWindow::StatusTextChanged);
         connect(pView, &CSourceView::BreakpointToggled, this, [pView](int Line) { ToggleBreakpoint(*pView, Line); });
         connect(pView, &CSourceView::ContextMenuRequested, this, [this](QPoint Pos) { m_pContextMenu->popup(Pos); });

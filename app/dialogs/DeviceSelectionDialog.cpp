@@ -15,6 +15,7 @@ CDeviceSelectionDialog::CDeviceSelectionDialog(const QString& sDevice, QWidget* 
     : CDialog(QStringLiteral("CDeviceSelectionDialog"), QStringLiteral("Target Device"), QSize(800, 480), pParent),
       m_pModel(new CDeviceDataModel(this)), m_pFilter(new QSortFilterProxyModel(this)), m_pTable(new QTreeView(this)),
       m_pFilterText(new QLineEdit(this)), m_pSelected(new QLabel(this)) {
+    m_pSelected->setTextFormat(Qt::PlainText);
     m_pFilter->setSourceModel(m_pModel);
     m_pFilter->setFilterKeyColumn(-1);
     m_pFilter->setFilterCaseSensitivity(Qt::CaseInsensitive);

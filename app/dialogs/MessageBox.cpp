@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr int UNTIL_PROGRAM_END = -1;
 constexpr int HOURS_OF_A_DAY = 24;
 constexpr qint64 MS_PER_HOUR = 3'600'000;
 constexpr int ICON_SIZE = 32;
@@ -40,7 +39,8 @@ CMessageBox::CMessageBox(const QString& sTitle, const QString& sText, const QIco
     auto* pIcon = new QLabel(this);
     pIcon->setObjectName(QStringLiteral("labelIcon"));
     pIcon->setPixmap(Icon.pixmap(ICON_SIZE, ICON_SIZE));
-    auto* pText = new QLabel(sText, this);
+    auto* pText = new QLabel(QString(sText).replace(QLatin1String("<br>"), QLatin1String("\n")), this);
+    pText->setTextFormat(Qt::PlainText); // the text may hold names out of files
     pText->setObjectName(QStringLiteral("labelMessage"));
     pText->setTextInteractionFlags(Qt::TextSelectableByMouse);
     pText->setWordWrap(pText->sizeHint().width() > MAX_TEXT_WIDTH);

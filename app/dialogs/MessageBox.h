@@ -9,6 +9,8 @@
 
 class QCheckBox;
 
+constexpr int UNTIL_PROGRAM_END = -1; ///< a suppression period
+
 class CMessageBox : public QDialog {
     Q_OBJECT
 

@@ -1,6 +1,7 @@
 #include "app/dialogs/SysVarsEditor.h"
 
 #include "command/CommandTable.h"
+#include "framework/PlainText.h"
 #include "settings/SysVars.h"
 
 #include <QDialogButtonBox>
@@ -108,7 +109,7 @@ void CSysVarsEditor::OnDoubleClicked(const QModelIndex& Index) {
     }
     QMenu Menu(this);
     for (const QString& sName : SysVarNames(pVar)) {
-        QAction* pAction = Menu.addAction(QString(sName).replace(QLatin1Char('&'), QLatin1String("&&")));
+        QAction* pAction = Menu.addAction(EscapeMnemonic(sName));
         pAction->setData(sName);
         pAction->setCheckable(true);
         pAction->setChecked(sName == SysVarText(pVar));

@@ -1,6 +1,7 @@
 #include "app/dialogs/WelcomeScreen.h"
 
 #include "base/Application.h"
+#include "framework/PlainText.h"
 #include "settings/SysVars.h"
 
 #include <QCheckBox>
@@ -45,7 +46,7 @@ CWelcomeScreen::CWelcomeScreen(const QStringList& RecentProjects, QWidget* pPare
             new QListWidgetItem(QIcon(QStringLiteral(":/icons/new-project.svg")),
                                 QStringLiteral("%1\n%2").arg(QFileInfo(sPath).completeBaseName(), sPath), pList);
         pItem->setData(Qt::UserRole, sPath);
-        pItem->setToolTip(sPath);
+        pItem->setToolTip(ToPlainToolTip(sPath));
     }
     pList->setCurrentRow(0);
     connect(pList, &QListWidget::itemActivated, this, [this](const QListWidgetItem* pItem) {
