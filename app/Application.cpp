@@ -70,6 +70,7 @@ void SaveScreenshotAtExit(CMainWindow* pWindow, const QString& sPath) {
 void InstallHooks() {
     CCommandTable::SetHost({.pfScriptText = ScriptGetText,
                             .pfMayCall = MayScriptCall,
+                            .pfMarkDevice = MarkCommandJobs,
                             .pfWaitForDevice = WaitForCommandJobs,
                             .pfCanonicalLocation = CanonicalLocation,
                             .pfEvaluate = EvaluateText,

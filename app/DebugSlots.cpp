@@ -8,6 +8,7 @@
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "project/SourceLocation.h"
+#include "script/JScript.h"
 #include "settings/SysVars.h"
 
 // Debug.* and Exec.*
@@ -15,6 +16,12 @@
 namespace {
 
 void DebugStart(CMainWindow& MainWindow) {
+    const QString sOpenError = MainWindow.GetSession().GetOpenError();
+    if (!sOpenError.isEmpty() && SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET &&
+        !ScriptIsDefined(SF_DEBUG_START)) {
+        FailCommand(CMD_DEBUG_START, sOpenError);
+        return;
+    }
     if (!MainWindow.GetSession().Start()) {
         CCommandTable::Cancel(CMD_DEBUG_START);
     }
@@ -41,11 +48,11 @@ void DebugReset(CMainWindow& MainWindow) {
 void DebugStepInstruction(CMainWindow&) { CDevice::Get().PostStepInst(); }
 void DebugStepOut(CMainWindow&) { CDevice::Get().PostStepOut(); }
 
-void WritePC(I64 Addr) {
+void WritePC(COMMAND_ID Id, I64 Addr) {
     CDevice& Device = CDevice::Get();
     const I32 Idx = Device.GetNovikRegIdx(REG_IDX_PC);
-    if (Idx >= 0) {
-        Device.PostWriteReg(static_cast<U32>(Idx), Addr);
+    if (Idx < 0 || Device.PostWriteReg(static_cast<U32>(Idx), Addr) != 0) {
+        FailCommand(Id, Idx < 0 ? "the device's registers are unknown" : "too many target accesses are waiting");
     }
 }
 
@@ -55,7 +62,7 @@ void SetPC(COMMAND_ID Id, I64 (*pfResolve)(const QString&)) {
         FailCommand(Id, "invalid parameter");
         return;
     }
-    WritePC(Addr);
+    WritePC(Id, Addr);
 }
 
 void DebugSetNextPC(CMainWindow&) {

@@ -7,6 +7,7 @@
 #include "app/Slots.h"
 #include "base/Files.h"
 #include "command/CommandTable.h"
+#include "datafile/JFile.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "settings/SettingsMap.h"
@@ -24,13 +25,7 @@ constexpr const char* KEY_DIR_OPEN = "AppData/MainWindow/DefaultDirOpen";
 constexpr const char* KEY_DIR_SAVE = "AppData/MainWindow/DefaultDirSave";
 
 bool IsProgramFile(const QString& sPath) {
-    static const QStringList Suffixes = {"elf", "axf", "out", "bin", "mot", "srec", "hex", "o"};
-    if (Suffixes.contains(QFileInfo(sPath).suffix().toLower())) {
-        return true;
-    }
-    QFile File(sPath);
-    return File.open(QIODevice::ReadOnly) && File.read(4) == QByteArray("\x7F"
-                                                                        "ELF");
+    return JFile::IsDataFile(sPath) || QFileInfo(sPath).suffix().compare(QLatin1String("o"), Qt::CaseInsensitive) == 0;
 }
 
 QString AskForFile(CMainWindow& MainWindow) {
@@ -68,6 +63,9 @@ void FileOpen(CMainWindow& MainWindow) {
     const QString sPath = CFileFinder::Get().FindFile(sArg);
     const QString sRefused = CheckRegularFile(sPath);
     if (!sRefused.isEmpty()) {
+        if (IsProgramFile(sPath)) {
+            MainWindow.GetSession().NoteOpenResult(sPath, sRefused);
+        }
         FailCommand(Id, sRefused);
         return;
     }

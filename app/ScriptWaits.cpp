@@ -61,17 +61,24 @@ bool MayScriptCall(U32 CommandId) {
     return !IsTarget || (CDevice::Get().isRunning() && CDevice::Get().IsConnected());
 }
 
-void WaitForCommandJobs(U32 CommandId) {
+U64 MarkCommandJobs() { return CDevice::Get().Queue().LastSeqNo(); }
+
+I32 WaitForCommandJobs(U32 CommandId, U64 Mark) {
     for (const WAIT_ROW& Row : aWait) {
         if (CommandId < Row.FirstId || CommandId > Row.LastId) {
             continue;
         }
+        CDevice& Device = CDevice::Get();
+        bool HasFailed = false;
         for (const U32 Job : Row.aJob) {
-            while (Job != JT_NONE && CDevice::Get().WaitForJob(Job, true, -1, ScriptIsEnding) == 0 &&
-                   CDevice::Get().IsJobQueued(Job)) {
+            int Result = 0;
+            while (Job != JT_NONE && (Result = Device.WaitForJob(Job, true, -1, ScriptIsEnding)) == 0 &&
+                   Device.IsJobQueued(Job)) {
             }
+            HasFailed |= Result < 0 || Device.Queue().HasFailedSince(Job, Mark);
         }
         DeliverDeviceEvents(MAX_EVENTS_PER_TICK);
-        return;
+        return HasFailed ? -1 : 0;
     }
+    return 0;
 }

@@ -47,6 +47,10 @@ public:
     /// Says where parts of the program are loaded, of the open one or the next. 0, or -1 if the text names nothing in
     /// the open one.
     int RelocateSymbols(const QString& sSymbols, I32 Offset);
+    /// Keeps why a program file could not be opened; an empty error forgets it. Nothing is run meanwhile.
+    void NoteOpenResult(const QString& sPath, const QString& sError);
+    /// A sentence, empty if the last program file was opened.
+    QString GetOpenError() const { return m_sOpenError; }
     void SetLoadAddress(I64 Address) { m_LoadAddress = Address; }
     void SetDownloadKind(DOWNLOAD_KIND Kind) { m_DownloadKind = Kind; }
     QString GetProgramFile() const { return m_sCurrentProgramFile; }
@@ -97,7 +101,8 @@ private:
     void OnDataFileOpened(const QString& sPath, bool IsElf, qint64 ElapsedMs);
     void RestoreBreakpoints(bool IsSameFile);
     QString OpenRecords(const QString& sPath, bool IsBinary);
-    void ReportDownloadError(int Code);
+    static void ShowDownloadFailure(const QStringList& Problems);
+    void StopAtFailedDownload(const QString& sProblem);
     U32 GetChunkSize() const;
 
     CMainWindow& m_MainWindow;
@@ -107,6 +112,7 @@ private:
     DOWNLOAD_KIND m_DownloadKind = DL_PROGRAM;
     I64 m_LoadAddress = -1;
     QString m_sCurrentProgramFile;
+    QString m_sOpenError;                             ///< of the program file that was asked for last
     QHash<size_t, QList<BPEntry>> m_SavedBreakpoints; ///< by program file
     bool m_IsClosing = false;
     bool m_IsProjectLoading = false;

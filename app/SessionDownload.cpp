@@ -35,6 +35,8 @@ constexpr U32 NO_CHUNKING = 0xFFFFFFFF;
 constexpr int SPEED_ADAPTIVE = 65535;
 constexpr I64 MAX_DOWNLOAD = 1'000'000'000; ///< bytes, the largest buffer a device job takes
 
+constexpr int DOWNLOAD_NOT_VERIFIED = -4; ///< result of the probe library
+
 struct CODE_TEXT {
     int Code;
     const char* sText;
@@ -44,7 +46,7 @@ constexpr CODE_TEXT aDownloadError[] = {
     {-1, "Novik reports an unspecified error"},
     {-2, "error during compare phase"},
     {-3, "error during program/erase phase"},
-    {-4, "error during verification phase"},
+    {DOWNLOAD_NOT_VERIFIED, "error during verification phase"},
 };
 
 QString DownloadErrorText(int Code) {
@@ -128,6 +130,8 @@ void CSession::DownloadProgram(const QString& sPath, DOWNLOAD_KIND Kind, I64 Add
     ExecuteScriptFunction(SF_BEFORE_TARGET_DOWNLOAD);
     if (Kind == DL_LOAD) {
         WriteDownload(sPath, Address);
+    } else if (!m_sOpenError.isEmpty()) {
+        StopAtFailedDownload(m_sOpenError);
     } else if (ScriptIsDefined(SF_TARGET_DOWNLOAD)) {
         CDevice::Get().SetSuppressByte(JT_END_DOWNLOAD, 1);
         ExecuteScriptFunction(SF_TARGET_DOWNLOAD);
@@ -157,7 +161,7 @@ void CSession::WriteDownload(const QString& sPath, I64 Address) {
     } else {
         const QString sError = ReadBlocks(sPath, Address, &Blocks);
         if (!sError.isEmpty()) {
-            ConsolePrintError(sPath + QStringLiteral(": ") + sError);
+            StopAtFailedDownload(sPath + QStringLiteral(": ") + sError);
             return;
         }
     }
@@ -168,11 +172,15 @@ void CSession::WriteDownload(const QString& sPath, I64 Address) {
         Data.append(Block.Data);
     }
     if (Ranges.isEmpty()) {
+        StopAtFailedDownload(sPath + QStringLiteral(": the file has nothing to download"));
         return;
     }
     const U32 Flags = MEM_FLAG_DOWNLOAD | (Device.IsHalted() ? 0 : MEM_FLAG_HALT);
-    Device.PostWriteMemMultiple(Ranges, Data, GetChunkSize(), MEM_ACCESS_WIDTH_DEFAULT, Flags);
-    Device.PostEndDownload(false, sPath.toUtf8());
+    if (Device.PostWriteMemMultiple(Ranges, Data, GetChunkSize(), MEM_ACCESS_WIDTH_DEFAULT, Flags) != 0 ||
+        Device.PostEndDownload(false, sPath.toUtf8()) != 0) {
+        StopAtFailedDownload(sPath +
+                             QStringLiteral(": the file is too large, or too many target accesses are waiting"));
+    }
 }
 
 void CSession::OnDeviceEndDownloadDone(const char*) {
@@ -180,21 +188,38 @@ void CSession::OnDeviceEndDownloadDone(const char*) {
     EndOfDownload();
 }
 
-void CSession::ReportDownloadError(int Code) {
-    const QString sText = DownloadErrorText(Code);
-    SetStatus(QStringLiteral("Download Failed."));
-    ConsolePrint(sText);
+void CSession::ShowDownloadFailure(const QStringList& Problems) {
     ShowWarnings(
         QStringLiteral("Unsuccessfull Data Download"), QStringLiteral("The data file was not downloaded correctly."),
-        {sText},
+        Problems,
         QStringLiteral("It is recommended to restart the debug session or to download\nthe program file manually "
                        "using command File.Download"),
         QMessageBox::Ok, QMessageBox::Ok);
 }
 
+/// Nothing reached the target: what is in its flash isn't this program, so it isn't run.
+void CSession::StopAtFailedDownload(const QString& sProblem) {
+    SetStatus(QStringLiteral("Download Failed."));
+    ConsolePrintError(sProblem);
+    ShowDownloadFailure({sProblem});
+    CDevice& Device = CDevice::Get();
+    if (m_DownloadKind == DL_PROGRAM && Device.IsConnected()) {
+        Device.MarkSessionReady();
+        Device.PostHalt();
+    }
+}
+
+// Without verification the user doesn't want to hear that it failed; anything else left the program incomplete.
 void CSession::OnDeviceEndDownloadFailed(const char*, int Result) {
-    if (SysVarValue(VAR_VERIFY_DOWNLOAD) != 0) {
-        ReportDownloadError(Result);
+    QStringList Problems = QString::fromUtf8(CDevice::Get().GetDownloadProblems()).split('\n', Qt::SkipEmptyParts);
+    const bool IsRefused = !Problems.isEmpty(); // the device has printed each
+    SetStatus(QStringLiteral("Download Failed."));
+    if (!IsRefused) {
+        Problems.append(DownloadErrorText(Result));
+        ConsolePrint(Problems.last());
+    }
+    if (IsRefused || Result != DOWNLOAD_NOT_VERIFIED || SysVarValue(VAR_VERIFY_DOWNLOAD) != 0) {
+        ShowDownloadFailure(Problems);
     }
     EndOfDownload();
 }
@@ -266,6 +291,11 @@ QString CSession::OpenRecords(const QString& sPath, bool IsBinary) {
     return {};
 }
 
+void CSession::NoteOpenResult(const QString& sPath, const QString& sError) {
+    m_sOpenError = sError.isEmpty() ? QString()
+                                    : QStringLiteral("the program file could not be opened: %1: %2").arg(sPath, sError);
+}
+
 QString CSession::OpenDataFile(const QString& sPath) {
     QElapsedTimer Timer;
     Timer.start();
@@ -296,6 +326,7 @@ QString CSession::OpenDataFile(const QString& sPath) {
             CProject::Get().SetProgramFile(sPath);
         }
     }
+    NoteOpenResult(sPath, sError);
     if (!sError.isEmpty()) {
         SetStatus(QStringLiteral("Ready"));
         m_MainWindow.UpdateTitle();

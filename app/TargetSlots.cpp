@@ -56,13 +56,29 @@ void TargetGetReg(CMainWindow&) {
     const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
     const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
     I64 Value = -1;
-    if (Idx < 0 || CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
+    if (Idx < 0) {
         FailCommand(Id, "invalid parameter");
+        return;
+    }
+    if (CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
+        FailCommand(Id, "could not read the register");
         return;
     }
     CCommandTable::SetResult(Id, static_cast<I32>(Value));
     CCommandTable::SetArgs(Id, CCommandTable::GetArgs(Id));
     ReportCommandValue(static_cast<U32>(Value));
+}
+
+/// Posts a write, or says why it can't be.
+void PostWrite(COMMAND_ID Id, U32 Addr, const QByteArray& Data) {
+    CDevice& Device = CDevice::Get();
+    if (!Device.IsMemoryAccessible()) {
+        FailCommand(Id, "program is running");
+    } else if (Data.isEmpty() || Addr > 0xFFFFFFFF - static_cast<U64>(Data.size())) {
+        FailCommand(Id, "invalid file size");
+    } else if (Device.PostWriteMem(Addr, Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0) != 0) {
+        FailCommand(Id, "too many target accesses are waiting");
+    }
 }
 
 template <typename T> void Write(COMMAND_ID Id) {
@@ -71,13 +87,8 @@ template <typename T> void Write(COMMAND_ID Id) {
     if (!ReadNumberArg(Id, 0, &Addr) || !ReadNumberArg(Id, 1, &Value)) {
         return;
     }
-    if (!CDevice::Get().IsMemoryAccessible()) {
-        FailCommand(Id, "program is running");
-        return;
-    }
     const T Item = static_cast<T>(Value);
-    CDevice::Get().PostWriteMem(Addr, QByteArray(reinterpret_cast<const char*>(&Item), sizeof(Item)), 0,
-                                MEM_ACCESS_WIDTH_DEFAULT, 0);
+    PostWrite(Id, Addr, QByteArray(reinterpret_cast<const char*>(&Item), sizeof(Item)));
 }
 
 template <typename T> void Read(COMMAND_ID Id) {
@@ -118,8 +129,7 @@ void TargetFillMemory(CMainWindow&) {
     unsigned Size = 0;
     unsigned Value = 0;
     if (ReadRange(Id, 0, &Addr, &Size) && ReadNumberArg(Id, 2, &Value)) {
-        CDevice::Get().PostWriteMem(Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)), 0,
-                                    MEM_ACCESS_WIDTH_DEFAULT, 0);
+        PostWrite(Id, Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)));
     }
 }
 
@@ -149,7 +159,7 @@ void LoadRecords(COMMAND_ID Id, const QString& sPath) {
         FailCommand(Id, QFileInfo::exists(sPath) ? "invalid data file" : "file not found");
     }
     for (const CMemBlock& Block : Blocks) {
-        CDevice::Get().PostWriteMem(Block.Addr, Block.Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
+        PostWrite(Id, Block.Addr, Block.Data);
     }
 }
 
@@ -170,7 +180,7 @@ void TargetLoadMemory(CMainWindow&) {
         FailCommand(Id, sError);
         return;
     }
-    CDevice::Get().PostWriteMem(Addr, Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0);
+    PostWrite(Id, Addr, Data);
 }
 
 void TargetSetAccessWidth(CMainWindow&) {

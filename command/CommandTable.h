@@ -39,8 +39,10 @@ struct COMMAND_HOST {
     const char* (*pfScriptText)(I64 Value) = nullptr;
     /// False if a script's call of this command can't do anything now: the call returns -1 at once.
     bool (*pfMayCall)(U32 Id) = nullptr;
-    /// Waits until the device has done what the command asked for.
-    void (*pfWaitForDevice)(U32 Id) = nullptr;
+    /// A mark for the wait behind a command, taken in front of it.
+    U64 (*pfMarkDevice)() = nullptr;
+    /// Waits until the device has done what the command has asked for since the mark. 0, or -1 if the target refused.
+    I32 (*pfWaitForDevice)(U32 Id, U64 Mark) = nullptr;
     /// Canonical form of a source location, empty if the text is none.
     QString (*pfCanonicalLocation)(const QString& sText) = nullptr;
     /// Value of a symbol or expression. False if it has none.

@@ -76,11 +76,10 @@ I32 CallFromScript(U32 Id, const I64* paArgs, U32 NumArgs) {
     if (Host.pfMayCall != nullptr && !Host.pfMayCall(Id)) {
         return -1;
     }
+    const U64 Mark = Host.pfMarkDevice != nullptr ? Host.pfMarkDevice() : 0;
     const I32 Result = CCommandTable::Execute(Id, Args);
-    if (Result >= 0 && Host.pfWaitForDevice != nullptr) {
-        Host.pfWaitForDevice(Id);
-    }
-    return Result;
+    const bool IsRefused = Result >= 0 && Host.pfWaitForDevice != nullptr && Host.pfWaitForDevice(Id, Mark) != 0;
+    return IsRefused ? -1 : Result;
 }
 
 template <U32 Id> I32 Handler(const I64* paArgs, U32 NumArgs) { return CallFromScript(Id, paArgs, NumArgs); }

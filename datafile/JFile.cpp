@@ -3,6 +3,7 @@
 #include "base/ConsoleRing.h"
 #include "base/Files.h"
 #include "datafile/ElfBlocks.h"
+#include "datafile/FileKind.h"
 #include "datafile/Records.h"
 
 #include <QFile>
@@ -119,7 +120,7 @@ QList<CMemBlock> ReadRecords(const QString& sPath) {
     if (!File.open(QIODevice::ReadOnly)) {
         return {};
     }
-    CRecordFile Records(QFileInfo(sPath).suffix().compare(QLatin1String("hex"), Qt::CaseInsensitive) == 0);
+    CRecordFile Records(GetKind(sPath) == FK_INTEL_HEX);
     Records.Read(&File);
     if (Records.GetBadLine() >= 0) {
         ConsolePrintError(QStringLiteral("could not open file \"%1\": file contains corrupt data record at line %2.")
@@ -129,25 +130,19 @@ QList<CMemBlock> ReadRecords(const QString& sPath) {
     return Records.Merge();
 }
 
-bool HasSuffix(const QString& sPath, const QStringList& Suffixes) {
-    return Suffixes.contains(QFileInfo(sPath).suffix().toLower());
-}
-
 } // namespace
 
 void SetProgressSink(CProgressSink* pSink) { pProgress = pSink; }
 
-bool IsBinFile(const QString& sPath) { return HasSuffix(sPath, {QStringLiteral("bin")}); }
-
-bool IsElfFile(const QString& sPath) {
-    return HasSuffix(sPath, {QStringLiteral("elf"), QStringLiteral("out"), QStringLiteral("axf")});
-}
+bool IsBinFile(const QString& sPath) { return GetKind(sPath) == FK_BINARY; }
+bool IsElfFile(const QString& sPath) { return GetKind(sPath) == FK_ELF; }
 
 bool IsRecordFile(const QString& sPath) {
-    return HasSuffix(sPath, {QStringLiteral("mot"), QStringLiteral("srec"), QStringLiteral("hex")});
+    const FILE_KIND Kind = GetKind(sPath);
+    return Kind == FK_INTEL_HEX || Kind == FK_SRECORD;
 }
 
-bool IsDataFile(const QString& sPath) { return IsBinFile(sPath) || IsElfFile(sPath) || IsRecordFile(sPath); }
+bool IsDataFile(const QString& sPath) { return GetKind(sPath) != FK_NONE; }
 
 QList<CMemBlock> ReadFile(const QString& sPath, I64 Addr) {
     QList<CMemBlock> Blocks;
@@ -179,9 +174,10 @@ QString WriteFile(const QString& sPath, QByteArrayView Data) {
 
 QString WriteMemory(const QString& sPath, U32 Addr, const QByteArray& Data) {
     QByteArray Text = Data;
-    if (IsRecordFile(sPath)) {
-        const bool IsHex = QFileInfo(sPath).suffix().compare(QLatin1String("hex"), Qt::CaseInsensitive) == 0;
-        Text = IsHex ? FormatIntelHex(Addr, Data) : FormatSRecord(Addr, Data);
+    if (GetKindOfSuffix(sPath) == FK_INTEL_HEX) {
+        Text = FormatIntelHex(Addr, Data);
+    } else if (GetKindOfSuffix(sPath) == FK_SRECORD) {
+        Text = FormatSRecord(Addr, Data);
     }
     return WriteFile(sPath, Text);
 }

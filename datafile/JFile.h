@@ -26,10 +26,10 @@ public:
 /// The sink must outlive its use; null for none. Main thread.
 void SetProgressSink(CProgressSink* pSink);
 
+/// The kind of a file, see GetKind().
 bool IsBinFile(const QString& sPath);
 bool IsElfFile(const QString& sPath);
 bool IsRecordFile(const QString& sPath);
-/// True if the suffix is one of a data file's.
 bool IsDataFile(const QString& sPath);
 
 /// Blocks of the file; empty if it doesn't exist, isn't a data file, is too large or is damaged. A binary file's block

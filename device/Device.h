@@ -90,6 +90,8 @@ public:
     U32 GetInterfaceSpeed() const { return m_Target.State.InterfaceSpeed; }
     /// What the probe library answered to the last download: not negative on success. Any thread.
     int GetLastDownloadResult() const { return m_Target.State.LastDownloadResult; }
+    /// What the target refused of the last download, one sentence a line. Any thread.
+    QByteArray GetDownloadProblems() const { return m_Target.State.DownloadProblems.Get(); }
     ARM_CPU_MODES GetCPUMode() const { return m_Target.State.CpuMode; }
     ARM_EXEC_MODES GetExecMode() const { return m_Target.State.ExecMode; }
     bool HasCapability(DEVICE_CAPABILITIES Cap) const { return m_Target.State.Caps[Cap] != 0; }

@@ -100,7 +100,7 @@ void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
         OnDeviceResetDone(U32(Device.GetPC()), RM_STATE_RESTORED);
         break;
     case JT_WRITE_REG:
-        if (I32(pJob->Param[0]) == Device.GetNovikRegIdx(REG_IDX_PC)) {
+        if (IsDone && I32(pJob->Param[0]) == Device.GetNovikRegIdx(REG_IDX_PC)) {
             OnDeviceHaltDone(U32(pJob->Param[1]), HR_INIT);
         }
         break;

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr U32 HALT_POLL_INTERVAL_MS = 50;
-constexpr U32 RESUME_POLL_INTERVAL_MS = 5000;
+constexpr U32 RESUME_POLL_INTERVAL_MS = HALTED_POLL_INTERVAL_MS;
 
 } // namespace
 
@@ -40,7 +40,10 @@ void CHaltSequence::FinishDeferredReset() {
 
 void CHaltSequence::FinishDeferredInit() {
     if (m_T.State.InitSPandPCWanted.Exchange(0)) {
-        m_T.Run.InitTargetSPandPC();
+        m_T.Report.Begin();
+        if (m_T.Run.InitTargetSPandPC() != 0) {
+            m_T.Report.PrintFailure("set SP and PC from the program");
+        }
         m_T.PostCompletion(JT_HALT, JOB_STATUS_DONE, m_T.State.Regs[REG_IDX_PC], HR_INIT);
     }
 }
@@ -78,7 +81,8 @@ void CHaltSequence::CheckHandleResume() {
 
 // True if the target has just halted.
 bool CHaltSequence::BeginHaltSequence() {
-    if (!m_T.State.Running || !m_T.State.Connected || (m_T.State.HaltSeqActive && !m_T.State.HaltRequested)) {
+    if (!m_T.State.Running || !m_T.State.Connected || m_T.State.ConnectionLost ||
+        (m_T.State.HaltSeqActive && !m_T.State.HaltRequested)) {
         return false;
     }
     const int Answer = m_T.Run.PollTargetHaltStatus(HALT_POLL_INTERVAL_MS);

@@ -8,6 +8,9 @@
 
 class CTarget;
 
+/// How often a halted target is asked whether it still answers: a lost connection is to be told within a second.
+constexpr U32 HALTED_POLL_INTERVAL_MS = 500;
+
 class CHaltSequence {
 public:
     explicit CHaltSequence(CTarget& Target) : m_T(Target) {}

@@ -189,6 +189,11 @@ bool CJobQueue::IsPending(const Job* pJob, U64 SeqNo) const {
     return pJob->SeqNo == SeqNo && (pJob->Flags & JOB_FLAG_PENDING);
 }
 
+U64 CJobQueue::LastSeqNo() const {
+    std::lock_guard Lock(m_Mutex);
+    return m_NextSeqNo - 1;
+}
+
 void CJobQueue::SetSuppressed(U32 Type, U8 Value) {
     if (Type < JT_LAST) {
         m_aSuppressed[Type].store(Value, std::memory_order_release);

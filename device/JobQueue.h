@@ -64,6 +64,14 @@ public:
     }
     void SetSuppressed(U32 Type, U8 Value);
 
+    /// Number that the newest scheduled job has. Any thread.
+    U64 LastSeqNo() const;
+    void NoteFailed(const Job& J) { m_aLastFailed[J.Type].store(J.SeqNo, std::memory_order_release); }
+    /// True if a job of that type that was scheduled behind the one numbered SeqNo has failed. Any thread.
+    bool HasFailedSince(U32 Type, U64 SeqNo) const {
+        return m_aLastFailed[Type].load(std::memory_order_acquire) > SeqNo;
+    }
+
     /// Auto-reset event, set by Schedule() and Wake(). False when the time has gone by.
     bool WaitForWork(U32 TimeoutMs);
     void Wake();
@@ -95,6 +103,7 @@ private:
     U32 m_CompletionIdx = 0;
     U64 m_NextSeqNo = 1;
     std::array<std::atomic<U8>, JT_LAST> m_aSuppressed{};
+    std::array<std::atomic<U64>, JT_LAST> m_aLastFailed{}; ///< number of the newest failed job, by type
     const Job* m_pRunning = nullptr;
     COUNTERS m_Counters;
 

@@ -44,6 +44,7 @@ void CJobRunner::RunJob(Job* pJob) {
     CancelOutdatedReads(pJob->Type);
     // A target that is halted already needs no halt; asking the probe would count as a halt request later.
     const bool IsNeedless = pJob->Type == JT_HALT && m_T.State.Halted;
+    m_T.Report.Begin();
     Complete(pJob, IsNeedless ? 0 : RunJobBody(m_T, *pJob));
 }
 
@@ -59,6 +60,10 @@ void CJobRunner::CancelOutdatedReads(U32 Type) {
 
 void CJobRunner::Complete(Job* pJob, int Result) {
     pJob->Status = Result == -1 ? JOB_STATUS_FAILED : Result < 0 ? JOB_STATUS_DROPPED : JOB_STATUS_DONE;
+    if (Result < 0) {
+        m_T.Report.PrintFailure(*pJob);
+        m_T.Queue.NoteFailed(*pJob);
+    }
     const U32 Type = pJob->Type;
     bool IsReported = pJob->Status != JOB_STATUS_DROPPED;
     if (IsReported) {

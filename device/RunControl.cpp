@@ -138,7 +138,7 @@ int CRunControl::SetHiddenBreakpoint(U32 Addr) {
         m_T.State.SavedBP = Entry;
     }
     const auto Fail = [&] {
-        m_T.LogError("SetBreakpoint: NOVIK API call failed");
+        m_T.Report.PrintBreakpoint(Addr, BP_TYPES(SysVarValue(VAR_BREAKPOINT_TYPE)));
         m_T.Events.Log(DEV_LOG_WARN, "RunTo: could not set breakpoint on address %x", Addr);
         return -1;
     };
@@ -157,7 +157,7 @@ int CRunControl::SetHiddenBreakpoint(U32 Addr) {
         if (!WasCleared) {
             return Fail();
         }
-        m_T.LogError("SetBreakpoint: NOVIK API call failed");
+        m_T.Report.PrintBreakpoint(Addr, Type);
         m_T.BPs.List().Insert(Addr, BP_STATE_DISABLED, Type);
     }
     return 0;

@@ -9,9 +9,9 @@
 #include "icache/InstStore.h"
 
 CTarget::CTarget(const NOVIK_FUNCS& Funcs, CDeviceClock& TheClock, CJobQueue& TheQueue, CDeviceEvents& TheEvents)
-    : Novik(Funcs), Clock(TheClock), Queue(TheQueue), Events(TheEvents), Info(*this), Connection(*this), Run(*this),
-      HaltSeq(*this), Regs(*this), Memory(*this), BPs(*this), WPs(*this), Stepper(*this), Disass(*this), Streams(*this),
-      m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {
+    : Novik(Funcs), Clock(TheClock), Queue(TheQueue), Events(TheEvents), Report(*this), Info(*this), Connection(*this),
+      Run(*this), HaltSeq(*this), Regs(*this), Memory(*this), BPs(*this), WPs(*this), Stepper(*this), Disass(*this),
+      Streams(*this), m_pNoSemiHost(std::make_unique<CSemiHostHook>()), m_pSemiHost(m_pNoSemiHost.get()) {
     // Made before this object is complete, the store's statics outlive a device that is a static itself.
     ICACHE_Reset(ICACHE_HOOKS());
 }
@@ -80,7 +80,8 @@ void CTarget::ResetInstStore() {
     };
     Hooks.fConfig = [this] { return ICACHE_CONFIG{Facts.InstSet, State.DataEndian, State.InstEndian}; };
     ICACHE_Reset(Hooks);
-    if (!Info.pfDecode) {
+    // Without a device there is no core to have a decoder.
+    if (Facts.Core && !Info.pfDecode) {
         LogWarn("ICACHE Init: Novik API disassembly function pointer is missing!");
     }
 }

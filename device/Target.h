@@ -4,6 +4,7 @@
 // the job bodies. The parts refer to each other through this object. All of it belongs to the device thread but for
 // what a header marks for any thread.
 
+#include "device/AccessReport.h"
 #include "device/DeviceConfig.h"
 #include "device/HaltSequence.h"
 #include "device/RunControl.h"
@@ -43,6 +44,7 @@ public:
     CDeviceConfig Config;
     CSharedValue<U8> StopRequested;
 
+    CAccessReport Report;
     CTargetInfo Info;
     CTargetConnection Connection;
     CRunControl Run;

@@ -127,9 +127,10 @@ U32 CTargetBreakpoints::GetNovikBPImplFlags(U32 Addr, BP_TYPES ImplType) {
     }
 }
 
-U32 CTargetBreakpoints::GetNovikBPHandle(U32 Addr) const {
+// Calls Fn with each breakpoint of the library until it returns true.
+template <class FN> void CTargetBreakpoints::FindNovikBP(FN&& Fn) const {
     if (!m_T.State.Connected) {
-        return 0;
+        return;
     }
     NOVIKARM_BP_INFO Info = {};
     Info.SizeOfStruct = sizeof(Info);
@@ -137,11 +138,28 @@ U32 CTargetBreakpoints::GetNovikBPHandle(U32 Addr) const {
     for (int i = 0; i < Count; i++) {
         Info = {};
         Info.SizeOfStruct = sizeof(Info);
-        if (m_T.Novik.NOVIKARM_GetBPInfoEx(i, &Info) >= 0 && Info.Addr == Addr && Info.Handle) {
-            return Info.Handle;
+        if (m_T.Novik.NOVIKARM_GetBPInfoEx(i, &Info) >= 0 && Info.Handle && Fn(Info)) {
+            return;
         }
     }
-    return 0;
+}
+
+U32 CTargetBreakpoints::GetNovikBPHandle(U32 Addr) const {
+    U32 Handle = 0;
+    FindNovikBP([&](const NOVIKARM_BP_INFO& Info) {
+        Handle = Info.Addr == Addr ? Info.Handle : 0;
+        return Handle != 0;
+    });
+    return Handle;
+}
+
+U32 CTargetBreakpoints::CountComparators() const {
+    U32 Count = 0;
+    FindNovikBP([&](const NOVIKARM_BP_INFO& Info) {
+        Count += Info.ImplFlags == NOVIK_BP_IMPL_HARD;
+        return false;
+    });
+    return Count;
 }
 
 U32 CTargetBreakpoints::GetNovikBPInfo(U32 Addr) const {
@@ -175,11 +193,11 @@ int CTargetBreakpoints::SetBreakpoint(U32 Addr, BP_STATES State, BP_TYPES Type) 
         const bool HasHandle = GetNovikBPHandle(Addr) != 0;
         const bool IsKept = HasHandle && State != BP_STATE_DISABLED && Old.Type == Type;
         if (HasHandle && !IsKept && ClearBreakpoint(Addr) != 0) {
-            m_T.LogError("SetBreakpoint: NOVIK API call failed");
+            m_T.Report.PrintBreakpoint(Addr, Type);
             return -1;
         }
         if (IsActive && !IsKept && m_T.Novik.NOVIKARM_SetBPEx(Addr, GetNovikBPImplFlags(Addr, Type)) == 0) {
-            m_T.LogError("SetBreakpoint: NOVIK API call failed");
+            m_T.Report.PrintBreakpoint(Addr, Type);
             if (!HasHandle) {
                 return -1;
             }

@@ -61,6 +61,8 @@ public:
     static U32 GetNovikBPImplFlags(U32 Addr, BP_TYPES ImplType);
     /// Handle of the breakpoint that the library has at Addr, 0 if none.
     U32 GetNovikBPHandle(U32 Addr) const;
+    /// Comparators of the device that the library's breakpoints use.
+    U32 CountComparators() const;
     /// How the library implements the breakpoint at Addr, 0 if it has none.
     U32 GetNovikBPInfo(U32 Addr) const;
     /// Entry of an address: the list's, else one for the hidden breakpoint, else all zero. Any thread.
@@ -70,6 +72,8 @@ public:
     const CBPList& List() const { return m_List; }
 
 private:
+    template <class FN> void FindNovikBP(FN&& Fn) const;
+
     CTarget& m_T;
     CBPList m_List;
 };

@@ -26,6 +26,7 @@ void CTargetInfo::ReadLibraryFacts() {
 int CTargetInfo::UpdateDeviceInfo() {
     m_T.Facts.Core = 0;
     m_T.Facts.Family = DF_UNKNOWN;
+    m_Layout = {};
     int Index = m_T.Config.GetNumber(DEV_CFG_DEVICE);
     if (Index < 1) {
         Index = m_T.Novik.NOVIKARM_DEVICE_GetIndex(m_T.Config.GetText(DEV_CFG_DEVICE_NAME).constData());
@@ -47,7 +48,18 @@ int CTargetInfo::UpdateDeviceInfo() {
     char acName[CORE_NAME_SIZE + 1] = {};
     m_T.Novik.NOVIKARM_Core2CoreName(Record.Core, acName, CORE_NAME_SIZE);
     m_T.Facts.CoreName.Set(acName);
+    UpdateLayout(Index, Record);
     return 0;
+}
+
+void CTargetInfo::UpdateLayout(int Index, const NOVIKARM_DEVICE_INFO& Record) {
+    auto* pfLayout = GetFunc<NOVIK_DEVICE_LAYOUT_FUNC>(m_T.Novik, NOVIK_FUNC_DEVICE_LAYOUT);
+    m_Layout.SizeOfStruct = sizeof(m_Layout);
+    if (!pfLayout || pfLayout(Index, &m_Layout) < 0) {
+        m_Layout.NumRegions = 2;
+        m_Layout.aRegions[0] = {Record.MemAddr, Record.MemSize, 1};
+        m_Layout.aRegions[1] = {Record.RAMAddr, Record.RAMSize, 0};
+    }
 }
 
 int CTargetInfo::GetDeviceInfo(const char* sDeviceName, U32 BufSize, char* sOutCoreName) {

@@ -25,6 +25,10 @@ public:
     /// Serial number, firmware text, device count and web address of the open probe.
     void ReadProbeFacts();
 
+    /// Memories and comparators of the configured device; what the device table tells of the first two memories if the
+    /// library doesn't give them all. 0 comparators: not known.
+    const NOVIK_DEVICE_LAYOUT& Layout() const { return m_Layout; }
+
     void UpdateHWCapabilityFlags();
     bool ReadBMACapability() const;
     bool ReadSecurityExtCapability() const;
@@ -39,6 +43,8 @@ public:
 
 private:
     QByteArray WebUrl() const;
+    void UpdateLayout(int Index, const NOVIKARM_DEVICE_INFO& Record);
 
     CTarget& m_T;
+    NOVIK_DEVICE_LAYOUT m_Layout = {};
 };

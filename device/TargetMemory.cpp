@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -225,6 +226,7 @@ U32 CTargetMemory::WriteMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 A
 
 U32 CTargetMemory::WriteMem(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Flags, const U8* paData) {
     if (ValidateMemoryAccessParams(false, Addr, NumBytes, paData, nullptr) != 0) {
+        m_T.Report.NoteWrite(Addr, NumBytes, 0, false);
         return 0;
     }
     const bool WasHalted = BeginHaltForAccess(&Flags);
@@ -240,6 +242,9 @@ U32 CTargetMemory::WriteMem(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Fl
         Count = 0; // what was held back has not reached the target
     }
     EndHaltForAccess(WasHalted);
+    if (Count < NumBytes) {
+        m_T.Report.NoteWrite(Addr, NumBytes, Count, IsDownload || m_IsDownloading);
+    }
     return Count;
 }
 
@@ -256,7 +261,8 @@ U32 CTargetMemory::WriteMemMultiple(U32 Cnt, const U32* paAddrRanges, U32 NumByt
     for (U32 i = 0; i < Cnt && !m_T.StopRequested; i++) {
         const U32 Start = paAddrRanges[2 * i];
         const U32 End = paAddrRanges[2 * i + 1];
-        const U32 Size = End > Start ? End - Start : 0;
+        // An end of 0 is that of the address space.
+        const U32 Size = End > Start || End == 0 ? End - Start : 0;
         if (Off + Size > NumBytes) {
             break;
         }
@@ -265,14 +271,22 @@ U32 CTargetMemory::WriteMemMultiple(U32 Cnt, const U32* paAddrRanges, U32 NumByt
         }
         Off += Size;
     }
+    m_T.State.DownloadProblems.Set(m_T.Report.Problems().join('\n'));
     if (IsDownload) {
         EndDownload(false);
+    }
+    m_IsRefused = IsDownload && Count < NumBytes;
+    if (m_IsRefused) {
+        m_T.State.LastDownloadResult = NOVIK_DL_ERR_UNSPECIFIED;
     }
     EndHaltForAccess(WasHalted);
     return Count;
 }
 
 int CTargetMemory::BeginDownload() {
+    m_IsDownloading = true;
+    m_IsRefused = false;
+    m_T.State.DownloadProblems.Set(QByteArray());
     if (!m_T.State.Connected) {
         m_T.LogDebug("BeginDL: not connected");
         return -1;
@@ -281,15 +295,20 @@ int CTargetMemory::BeginDownload() {
     return 0;
 }
 
+// Blocks that were refused make a failed download of it, however the library ends it.
 int CTargetMemory::EndDownload(bool DoHalt) {
+    m_IsDownloading = false;
+    const bool WasRefused = std::exchange(m_IsRefused, false);
     if (!m_T.State.Connected) {
         m_T.LogDebug("EndDL: not connected");
+        m_T.State.LastDownloadResult = NOVIK_DL_ERR_UNSPECIFIED;
         return -1;
     }
     const bool WasHalted = DoHalt && !m_T.Run.IsTargetHalted() && m_T.Novik.NOVIKARM_Halt() == 0;
     m_T.Events.PostText(DEV_EVENT_SET_PROGRESS_MSG, "Writing Memory...");
     m_T.Events.Post(DEV_EVENT_START_PROGRESS, 0, 0);
-    const int Result = m_T.Novik.NOVIKARM_EndDownload();
+    const int Answer = m_T.Novik.NOVIKARM_EndDownload();
+    const int Result = Answer >= 0 && WasRefused ? int(NOVIK_DL_ERR_UNSPECIFIED) : Answer;
     m_T.Events.Post(DEV_EVENT_END_PROGRESS);
     if (WasHalted && m_T.State.Running) {
         m_T.Novik.NOVIKARM_GoEx(0, 1);

@@ -50,4 +50,6 @@ private:
     void SetProgress(U32 NumBytes, U32 NumChunks, U32 Chunk);
 
     CTarget& m_T;
+    bool m_IsDownloading = false;
+    bool m_IsRefused = false; ///< not all bytes of the download have been taken
 };

@@ -110,12 +110,27 @@ int CTargetRegs::ReadReg(U32 Idx, I64* pOutRegVal) {
         m_T.LogDebug(m_T.State.Connected ? "ReadReg: not halted" : "ReadReg: not connected");
         return -1;
     }
-    I64 Value = m_T.Novik.NOVIKARM_ReadReg(Idx);
+    const I64 Value = m_T.Novik.NOVIKARM_ReadReg(Idx);
+    U32 Same = 0;
+    U8 Status = 1;
+    // The library gives 0 for a register that it can't read as well.
+    if (Value == 0 && (m_T.Novik.NOVIKARM_ReadRegs(&Idx, &Same, &Status, 1) != 0 || Status != 0)) {
+        m_T.LogWarn("ReadReg: NOVIK API call failed");
+        return -1;
+    }
     *pOutRegVal = IsPCIdx(Idx) ? Value & PC_MASK : Value;
     return 0;
 }
 
 int CTargetRegs::WriteReg(U32 Idx, I64 RegValue) {
+    const int Result = TryWriteReg(Idx, RegValue);
+    if (Result != 0) {
+        m_T.Report.NoteRegister(Idx, RegValue);
+    }
+    return Result;
+}
+
+int CTargetRegs::TryWriteReg(U32 Idx, I64 RegValue) {
     if (Idx >= NUM_NOVIK_REGS) {
         m_T.LogWarn("WriteReg: Index out of bounds");
         return -1;

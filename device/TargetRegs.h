@@ -51,6 +51,7 @@ private:
     void UpdateExecMode(U32 CPSR);
     void UpdateRegs(U32 Cnt, const I64* paRegVals);
     bool IsPCIdx(U32 Idx) const;
+    int TryWriteReg(U32 Idx, I64 RegValue);
     int ReadRegLoc(const ELF_SYM_LOC& Loc, U32* pValue);
 
     CTarget& m_T;

@@ -30,6 +30,7 @@ struct CTargetState {
     CSharedValue<int> InstEndian;
     CSharedValue<U32> InterfaceSpeed; ///< Hz as measured
     CSharedValue<int> LastDownloadResult;
+    CSharedText DownloadProblems; ///< what was refused since the download began, one a line
     std::array<CSharedValue<U8>, CAP_COUNT> Caps;
 
     CSharedValue<int> DeferredConnectMode{-1};

@@ -147,6 +147,8 @@ int CTargetWatchpoints::SetWatchpoint(WP Wp) {
         if (Result < 0) {
             Wp.State = BP_STATE_DISABLED;
             m_T.Events.Log(DEV_LOG_WARN, "SetWatchpoint: NOVIK API call failed with error code %d", Result);
+            m_T.Events.Log(DEV_LOG_ERROR, "could not set a data breakpoint at 0x%08X: %s", Wp.Addr,
+                           GetDataEventErrorText(Result));
         }
     } else if (Handle >= 0 && Wp.State == BP_STATE_DISABLED) {
         Wp.ErrCode = m_T.Novik.NOVIKARM_ClrDataEvent(U32(Handle));

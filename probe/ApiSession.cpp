@@ -8,18 +8,18 @@
 
 namespace Novik {
 
-CSession& CSession::Get() {
-    static CSession Session;
+CProbeSession& CProbeSession::Get() {
+    static CProbeSession Session;
     return Session;
 }
 
-CSession::~CSession() {
+CProbeSession::~CProbeSession() {
     if (pLogFile) {
         std::fclose(pLogFile);
     }
 }
 
-void CSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
+void CProbeSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
     if (pfSink) {
         pfSink(sText.c_str());
     }
@@ -29,10 +29,12 @@ void CSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
     }
 }
 
-const CDevice& CSession::GetDevice() const { return *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Device)]; }
+const CDeviceEntry& CProbeSession::GetDevice() const {
+    return *CDeviceTable::Get().GetDevices()[static_cast<size_t>(Device)];
+}
 
 // What is not given up: faults of connects to come, and the log file, which covers all sessions.
-void CSession::ForgetAll() {
+void CProbeSession::ForgetAll() {
     pBackend.reset();
     Faults.Clear();
     IsSelected = IsConnected = IsBigEndian = HasSystemSpace = false;
@@ -65,7 +67,7 @@ int32_t NOVIKARM_DEVICE_GetInfo(int32_t Index, NOVIKARM_DEVICE_INFO* pInfo) {
     if (Index < 0 || static_cast<size_t>(Index) >= Devices.size() || !pInfo || pInfo->SizeOfStruct < sizeof(*pInfo)) {
         return -1;
     }
-    const CDevice& Device = *Devices[static_cast<size_t>(Index)];
+    const CDeviceEntry& Device = *Devices[static_cast<size_t>(Index)];
     *pInfo = {};
     pInfo->SizeOfStruct = sizeof(*pInfo);
     pInfo->sName = Device.sName.c_str();
@@ -93,22 +95,22 @@ void NOVIKARM_Core2CoreName(uint32_t Core, char* sBuffer, uint32_t BufferSize) {
 }
 
 void NOVIKARM_GetFirmwareString(char* sBuffer, uint32_t BufferSize) {
-    const CBackend* pBackend = CSession::Get().pBackend.get();
+    const CBackend* pBackend = CProbeSession::Get().pBackend.get();
     CopyText(sBuffer, BufferSize, pBackend ? pBackend->GetFirmware() : "");
 }
 
 uint32_t NOVIKARM_GetSN(void) {
-    const CBackend* pBackend = CSession::Get().pBackend.get();
+    const CBackend* pBackend = CProbeSession::Get().pBackend.get();
     return pBackend ? pBackend->GetSerialNo() : 0;
 }
 
-int NOVIKARM_EMU_HasCapEx(int Capability) { return CSession::Get().pBackend && Capability == NOVIK_CAP_SWO; }
+int NOVIKARM_EMU_HasCapEx(int Capability) { return CProbeSession::Get().pBackend && Capability == NOVIK_CAP_SWO; }
 
 int NOVIKARM_GetDebugInfo(uint32_t Id, uint32_t* pOut) {
-    if (!pOut || Id != NOVIK_DEBUGINFO_HAS_SECURITY_EXT || !CSession::Get().Target()) {
+    if (!pOut || Id != NOVIK_DEBUGINFO_HAS_SECURITY_EXT || !CProbeSession::Get().Target()) {
         return -1;
     }
-    *pOut = CSession::Get().GetDevice().Traits.HasSecurity;
+    *pOut = CProbeSession::Get().GetDevice().Traits.HasSecurity;
     return 0;
 }
 
@@ -121,28 +123,28 @@ int NOVIKARM_RAWTRACE_Control(uint32_t Cmd, uint32_t* pOut) {
 }
 
 int8_t NOVIKARM_SelectUSB(int32_t Port) {
-    CSession::Get().IsSelected = Port == 0;
+    CProbeSession::Get().IsSelected = Port == 0;
     return Port == 0 ? 0 : -1;
 }
 
 int32_t NOVIKARM_EMU_SelectByUSBSN(uint32_t SerialNo) {
-    CSession::Get().IsSelected = SerialNo == Sim::CSimBackend::SERIAL_NO;
-    return CSession::Get().IsSelected ? 0 : -1;
+    CProbeSession::Get().IsSelected = SerialNo == Sim::CSimBackend::SERIAL_NO;
+    return CProbeSession::Get().IsSelected ? 0 : -1;
 }
 
 uint8_t NOVIKARM_SelectIP(const char*, int32_t) {
-    CSession::Get().IsSelected = false;
+    CProbeSession::Get().IsSelected = false;
     return 1; // there is no backend for probes on the network
 }
 
-void NOVIKARM_EnableLog(NOVIK_LOG_FUNC* pfLog) { CSession::Get().pfLog = pfLog; }
+void NOVIKARM_EnableLog(NOVIK_LOG_FUNC* pfLog) { CProbeSession::Get().pfLog = pfLog; }
 
-void NOVIKARM_SetWarnOutHandler(NOVIK_LOG_FUNC* pfWarn) { CSession::Get().pfWarn = pfWarn; }
+void NOVIKARM_SetWarnOutHandler(NOVIK_LOG_FUNC* pfWarn) { CProbeSession::Get().pfWarn = pfWarn; }
 
-void NOVIKARM_SetErrorOutHandler(NOVIK_LOG_FUNC* pfError) { CSession::Get().pfError = pfError; }
+void NOVIKARM_SetErrorOutHandler(NOVIK_LOG_FUNC* pfError) { CProbeSession::Get().pfError = pfError; }
 
 void NOVIKARM_SetLogFile(const char* sPath) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     if (Session.pLogFile) {
         std::fclose(Session.pLogFile);
         Session.pLogFile = nullptr;
@@ -153,7 +155,7 @@ void NOVIKARM_SetLogFile(const char* sPath) {
 }
 
 const char* NOVIKARM_Open(void) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     if (Session.pBackend) {
         return nullptr;
     }
@@ -173,10 +175,10 @@ const char* NOVIKARM_Open(void) {
     return nullptr;
 }
 
-uint8_t NOVIKARM_IsOpen(void) { return CSession::Get().pBackend != nullptr; }
+uint8_t NOVIKARM_IsOpen(void) { return CProbeSession::Get().pBackend != nullptr; }
 
 void NOVIKARM_Close(void) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     if (Session.pBackend) {
         Session.pBackend->Close();
         Session.Log("Closed probe");
@@ -197,7 +199,7 @@ int32_t NOVIKARM_ExecCommand(const char* sCommand, char* sError, int32_t ErrorSi
 
 // The byte order of a core is fixed by its device; what the caller believes is only compared with it.
 void NOVIKARM_SetEndian(int32_t Endian) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     const bool IsBig = Session.GetDevice().IsBigEndian;
     if (Session.Device != 0 && (Endian == NOVIK_ENDIAN_BIG) != IsBig) {
         Session.Warn(Session.GetDevice().sName + " is " + (IsBig ? "big" : "little") + "-endian and stays so");
@@ -206,38 +208,38 @@ void NOVIKARM_SetEndian(int32_t Endian) {
 
 void NOVIKARM_SetCoreIndex(uint32_t Index) {
     if (Index != 0) {
-        CSession::Get().Warn("The target has one core; core index " + std::to_string(Index) + " is ignored");
+        CProbeSession::Get().Warn("The target has one core; core index " + std::to_string(Index) + " is ignored");
     }
 }
 
 void NOVIKARM_TIF_Select(int32_t Interface) {
     if (Interface != NOVIK_TIF_JTAG && Interface != NOVIK_TIF_SWD) {
-        CSession::Get().Warn("Target interface " + std::to_string(Interface) + " is not known");
+        CProbeSession::Get().Warn("Target interface " + std::to_string(Interface) + " is not known");
     }
 }
 
 void NOVIKARM_ConfigJTAG(int32_t IRPre, int32_t DRPre) {
     if (IRPre != 0 || DRPre != 0) {
-        CSession::Get().Warn("The target is alone on its scan chain; its position is ignored");
+        CProbeSession::Get().Warn("The target is alone on its scan chain; its position is ignored");
     }
 }
 
 void NOVIKARM_SetSpeed(uint32_t Speed) {
     // Beyond the fastest only the two special values stand for themselves.
-    CSession::Get().Speed = Speed == NOVIK_SPEED_ADAPTIVE ? Speed : std::min(Speed, CSession::MAX_SPEED);
+    CProbeSession::Get().Speed = Speed == NOVIK_SPEED_ADAPTIVE ? Speed : std::min(Speed, CProbeSession::MAX_SPEED);
 }
 
-uint32_t NOVIKARM_GetSpeed(void) { return CSession::Get().Speed & 0xFFFF; }
+uint32_t NOVIKARM_GetSpeed(void) { return CProbeSession::Get().Speed & 0xFFFF; }
 
 int NOVIKARM_Connect(void) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     if (!Session.pBackend) {
         return -1;
     }
     if (Session.IsConnected) {
         return 0;
     }
-    const CDevice& Device = Session.GetDevice();
+    const CDeviceEntry& Device = Session.GetDevice();
     const std::string sError = Session.Device == 0 ? "no device selected" : Session.pBackend->Connect(Device);
     if (!sError.empty()) {
         Session.Error("Could not connect to target: " + sError);
@@ -250,4 +252,4 @@ int NOVIKARM_Connect(void) {
     return 0;
 }
 
-uint8_t NOVIKARM_IsConnected(void) { return CSession::Get().IsConnected; }
+uint8_t NOVIKARM_IsConnected(void) { return CProbeSession::Get().IsConnected; }

@@ -5,7 +5,7 @@ using namespace Novik;
 
 namespace {
 
-CBackend* Target() { return CSession::Get().Target(); }
+CBackend* Target() { return CProbeSession::Get().Target(); }
 
 constexpr uint32_t MAX_BYTES = 0x7FFFFFFF;
 
@@ -88,7 +88,7 @@ void NOVIK_STRACE_Config(const char* sConfig) {
         sError = "Unknown trace setting \"" + std::string(sConfig ? sConfig : "") + "\"";
     }
     if (!sError.empty()) {
-        CSession::Get().Warn(sError);
+        CProbeSession::Get().Warn(sError);
     }
 }
 

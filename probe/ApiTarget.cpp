@@ -13,15 +13,15 @@ using namespace Novik;
 
 namespace {
 
-CBackend* Target() { return CSession::Get().Target(); }
+CBackend* Target() { return CProbeSession::Get().Target(); }
 
 // System space of a Cortex-M is little-endian in every device.
-bool IsSystemSpace(uint32_t Addr) { return CSession::Get().HasSystemSpace && Addr - 0xE0000000 < 0x100000; }
+bool IsSystemSpace(uint32_t Addr) { return CProbeSession::Get().HasSystemSpace && Addr - 0xE0000000 < 0x100000; }
 
 // A value as it lies in the target's memory, and back.
 template <typename T> T TargetOrder(uint32_t Addr, T Value) {
     if constexpr (sizeof(T) > 1) {
-        if (CSession::Get().IsBigEndian && !IsSystemSpace(Addr)) {
+        if (CProbeSession::Get().IsBigEndian && !IsSystemSpace(Addr)) {
             uint8_t Bytes[sizeof(T)];
             std::memcpy(Bytes, &Value, sizeof(T));
             std::reverse(std::begin(Bytes), std::end(Bytes));
@@ -92,13 +92,13 @@ int NOVIKARM_Step(void) {
 
 void NOVIKARM_SetResetType(int32_t Type) {
     if (Type != 0) {
-        CSession::Get().Warn("Reset type " + std::to_string(Type) + " is not known, the normal reset is used");
+        CProbeSession::Get().Warn("Reset type " + std::to_string(Type) + " is not known, the normal reset is used");
     }
 }
 
-void NOVIKARM_SetResetDelay(int32_t Delay) { CSession::Get().ResetDelay = std::clamp(Delay, 0, 10000); }
+void NOVIKARM_SetResetDelay(int32_t Delay) { CProbeSession::Get().ResetDelay = std::clamp(Delay, 0, 10000); }
 
-void NOVIKARM_SetInitRegsOnReset(int32_t Init) { CSession::Get().InitRegsOnReset = Init != 0; }
+void NOVIKARM_SetInitRegsOnReset(int32_t Init) { CProbeSession::Get().InitRegsOnReset = Init != 0; }
 
 int NOVIKARM_Reset(void) {
     CBackend* pTarget = Target();
@@ -106,7 +106,7 @@ int NOVIKARM_Reset(void) {
         return -1;
     }
     std::array<std::optional<uint32_t>, NUM_PLAIN_REGS> Kept;
-    for (uint32_t Index = 0; Index < NUM_PLAIN_REGS && !CSession::Get().InitRegsOnReset; Index++) {
+    for (uint32_t Index = 0; Index < NUM_PLAIN_REGS && !CProbeSession::Get().InitRegsOnReset; Index++) {
         uint32_t Value;
         Kept[Index] = pTarget->ReadReg(Index, Value) ? std::optional(Value) : std::nullopt;
     }
@@ -118,7 +118,7 @@ int NOVIKARM_Reset(void) {
             pTarget->WriteReg(Index, *Kept[Index]);
         }
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(CSession::Get().ResetDelay));
+    std::this_thread::sleep_for(std::chrono::milliseconds(CProbeSession::Get().ResetDelay));
     return 0;
 }
 

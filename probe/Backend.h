@@ -10,7 +10,7 @@
 
 namespace Novik {
 
-struct CDevice;
+struct CDeviceEntry;
 
 class CBackend {
 public:
@@ -22,7 +22,7 @@ public:
     virtual uint32_t GetSerialNo() const = 0;
     virtual std::string GetFirmware() const = 0;
     // Empty on success, else the reason. The target stays in the state it is in.
-    virtual std::string Connect(const CDevice& Device) = 0;
+    virtual std::string Connect(const CDeviceEntry& Device) = 0;
 
     // As NOVIKARM_IsHalted.
     virtual int IsHalted() = 0;

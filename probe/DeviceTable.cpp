@@ -116,7 +116,7 @@ std::string CheckName(const std::string& sName) {
 // Reads the lines of one file into devices.
 class CParser {
 public:
-    explicit CParser(CDevice& Device) : m_Device(Device) {}
+    explicit CParser(CDeviceEntry& Device) : m_Device(Device) {}
     // Empty, or what is wrong with the line.
     std::string ParseLine(const std::string& sKey, const std::string& sArgs);
 
@@ -125,7 +125,7 @@ private:
     std::string ParseMemory(ERegion Kind, const std::string& sArgs);
     std::string ParseCount(const std::string& sKey, const std::string& sArgs);
     std::string ParseEndian(const std::string& sArgs);
-    CDevice& m_Device;
+    CDeviceEntry& m_Device;
 };
 
 std::string CParser::ParseCore(const std::string& sName) {
@@ -248,7 +248,7 @@ std::string FolderOfLibrary() {
 
 } // namespace
 
-const CMemRange* CDevice::FirstOf(ERegion Kind) const {
+const CMemRange* CDeviceEntry::FirstOf(ERegion Kind) const {
     for (const CMemRange& Range : Memories) {
         if (Range.Kind == Kind) {
             return &Range;
@@ -258,7 +258,7 @@ const CMemRange* CDevice::FirstOf(ERegion Kind) const {
 }
 
 CDeviceTable::CDeviceTable() {
-    auto pNone = std::make_unique<CDevice>();
+    auto pNone = std::make_unique<CDeviceEntry>();
     pNone->sName = "Unspecified";
     m_Devices.push_back(std::move(pNone));
 }
@@ -310,7 +310,7 @@ void CDeviceTable::ParseFile(const std::string& sPath) {
 void CDeviceTable::Parse(const std::string& sText, const std::string& sFile) {
     std::istringstream Lines(sText);
     std::string sLine;
-    std::unique_ptr<CDevice> pDevice;
+    std::unique_ptr<CDeviceEntry> pDevice;
     constexpr size_t MAX_LINE = 1024;
     constexpr int MAX_ERRORS = 20; // of one file; more tell nothing new
     int DeviceLine = 0, NumErrors = 0;
@@ -344,7 +344,7 @@ void CDeviceTable::Parse(const std::string& sText, const std::string& sFile) {
         }
         if (sKey == "device") {
             Finish();
-            pDevice = std::make_unique<CDevice>();
+            pDevice = std::make_unique<CDeviceEntry>();
             pDevice->sName = sArgs;
             DeviceLine = Line;
             IsGood = true;

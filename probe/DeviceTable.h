@@ -29,7 +29,7 @@ struct CMemRange {
     uint32_t Size;
 };
 
-struct CDevice {
+struct CDeviceEntry {
     std::string sName;
     std::string sMaker;
     uint32_t Core = 0; // NOVIK_CORE_*
@@ -56,7 +56,7 @@ public:
     void LoadFolder(const std::string& sFolder);
     // Index of the name, letter case ignored; -1 if there is none. Index 0 stands for no device.
     int Find(const std::string& sName) const;
-    const std::vector<std::unique_ptr<const CDevice>>& GetDevices() const { return m_Devices; }
+    const std::vector<std::unique_ptr<const CDeviceEntry>>& GetDevices() const { return m_Devices; }
     const std::vector<std::string>& GetErrors() const { return m_Errors; }
 
     CDeviceTable();
@@ -64,7 +64,7 @@ public:
 private:
     void ParseFile(const std::string& sPath);
 
-    std::vector<std::unique_ptr<const CDevice>> m_Devices;
+    std::vector<std::unique_ptr<const CDeviceEntry>> m_Devices;
     std::vector<std::string> m_Errors;
 };
 

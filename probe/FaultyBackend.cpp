@@ -172,7 +172,7 @@ bool CFaultyBackend::Alive() {
     return !m_Lost;
 }
 
-std::string CFaultyBackend::Connect(const CDevice& Device) {
+std::string CFaultyBackend::Connect(const CDeviceEntry& Device) {
     if (m_Faults.FailConnects > 0) {
         m_Faults.FailConnects--;
         return "connect fails as asked by SimFailConnect";

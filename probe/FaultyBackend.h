@@ -44,7 +44,7 @@ public:
     void Close() override { m_pTarget->Close(); }
     uint32_t GetSerialNo() const override { return m_pTarget->GetSerialNo(); }
     std::string GetFirmware() const override { return m_pTarget->GetFirmware(); }
-    std::string Connect(const CDevice& Device) override;
+    std::string Connect(const CDeviceEntry& Device) override;
     int IsHalted() override;
     bool Halt() override { return Alive() && m_pTarget->Halt(); }
     bool Go() override { return Alive() && m_pTarget->Go(); }

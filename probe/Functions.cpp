@@ -1,4 +1,5 @@
-// The optional entry points: background access and endianness queries, instruction decoder, disassembler.
+// The optional entry points: background access and endianness queries, instruction decoder, disassembler, layout of a
+// device.
 #include "probe/DeviceTable.h"
 #include "probe/Session.h"
 #include "probe/arm/InstDecoder.h"
@@ -9,11 +10,11 @@ using namespace Novik;
 namespace {
 
 int BackgroundMemAccess() {
-    const CBackend* pTarget = CSession::Get().Target();
+    const CBackend* pTarget = CProbeSession::Get().Target();
     return !pTarget || pTarget->CanReadWhileRunning();
 }
 
-int GetEndian() { return CSession::Get().Target() ? CSession::Get().GetDevice().GetEndianBits() : -1; }
+int GetEndian() { return CProbeSession::Get().Target() ? CProbeSession::Get().GetDevice().GetEndianBits() : -1; }
 
 template <typename T> int GetEntry(T* pfEntry, void** ppOut) {
     if (!pfEntry || !ppOut) {
@@ -36,6 +37,22 @@ void GetWebInfo(void* pInfo) {
     }
 }
 
+int GetDeviceLayout(int32_t Index, NOVIK_DEVICE_LAYOUT* pLayout) {
+    const auto& Devices = CDeviceTable::Get().GetDevices();
+    if (!pLayout || pLayout->SizeOfStruct < sizeof(*pLayout) || Index < 1 || size_t(Index) >= Devices.size()) {
+        return -1;
+    }
+    const CDeviceEntry& Device = *Devices[size_t(Index)];
+    pLayout->NumBreakpoints = static_cast<uint32_t>(Device.Traits.NumBreakpoints);
+    pLayout->NumRegions = 0;
+    for (const CMemRange& Range : Device.Memories) {
+        if (pLayout->NumRegions < NOVIK_MAX_MEM_REGIONS) {
+            pLayout->aRegions[pLayout->NumRegions++] = {Range.Addr, Range.Size, Range.Kind == Sim::ERegion::Flash};
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 void* NOVIK_GetpFunc(uint32_t FuncId) {
@@ -50,6 +67,8 @@ void* NOVIK_GetpFunc(uint32_t FuncId) {
         return reinterpret_cast<void*>(&GetDisassembler);
     case NOVIK_FUNC_WEB_INFO:
         return reinterpret_cast<void*>(&GetWebInfo);
+    case NOVIK_FUNC_DEVICE_LAYOUT:
+        return reinterpret_cast<void*>(&GetDeviceLayout);
     default:
         return nullptr;
     }

@@ -13,7 +13,7 @@ namespace Novik {
 
 constexpr uint32_t VERSION = 6 * 10000 + 52 * 100 + 1; // streaming trace exists from 61000 on
 
-struct CSession {
+struct CProbeSession {
     static constexpr uint32_t DEFAULT_SPEED = 4000, MAX_SPEED = 50000; // kHz
 
     std::unique_ptr<CBackend> pBackend; // null while closed
@@ -32,11 +32,11 @@ struct CSession {
     NOVIK_LOG_FUNC* pfError = nullptr;
     FILE* pLogFile = nullptr;
 
-    static CSession& Get();
-    ~CSession();
+    static CProbeSession& Get();
+    ~CProbeSession();
     // Back to the start, as NOVIKARM_Close promises.
     void ForgetAll();
-    const CDevice& GetDevice() const;
+    const CDeviceEntry& GetDevice() const;
     // The backend while connected, else null.
     CBackend* Target() { return IsConnected ? pBackend.get() : nullptr; }
     void Log(const std::string& sText) { Put(pfLog, sText); }

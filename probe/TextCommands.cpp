@@ -22,11 +22,11 @@ void SelectDevice(const std::string& sName, std::string& sError) {
         sError = "Unknown device \"" + sName + "\"";
         return;
     }
-    if (CSession::Get().IsConnected && Index != CSession::Get().Device) {
+    if (CProbeSession::Get().IsConnected && Index != CProbeSession::Get().Device) {
         sError = "The device can't be changed while connected";
         return;
     }
-    CSession::Get().Device = Index;
+    CProbeSession::Get().Device = Index;
 }
 
 void RunScript(const std::string& sPath, std::string& sError, int Depth) {
@@ -156,7 +156,7 @@ bool ExecTraceCommand(const std::string& sCommand, std::string& sError) {
 }
 
 void ExecCommand(const std::string& sCommand, std::string& sError, int Depth) {
-    CSession& Session = CSession::Get();
+    CProbeSession& Session = CProbeSession::Get();
     const auto [sName, sArgs] = SplitCommand(sCommand);
     if (sName.empty()) {
         sError = "No command";

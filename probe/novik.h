@@ -154,6 +154,22 @@ typedef struct NOVIK_WEB_INFO {
 NOVIK_STATIC_ASSERT(sizeof(NOVIK_WEB_INFO) == 256);
 NOVIK_STATIC_ASSERT(offsetof(NOVIK_WEB_INFO, Port) == 4);
 
+// A memory of a device.
+typedef struct NOVIK_MEM_REGION {
+    uint32_t Addr;
+    uint32_t Size;    // bytes
+    uint32_t IsFlash; // 1: only a download writes it; 0: RAM
+} NOVIK_MEM_REGION;
+enum { NOVIK_MAX_MEM_REGIONS = 32 };
+
+// What NOVIK_FUNC_DEVICE_LAYOUT tells of one device of the table.
+typedef struct NOVIK_DEVICE_LAYOUT {
+    uint32_t SizeOfStruct;
+    uint32_t NumBreakpoints; // comparators for breakpoints
+    uint32_t NumRegions;     // used entries of aRegions
+    NOVIK_MEM_REGION aRegions[NOVIK_MAX_MEM_REGIONS];
+} NOVIK_DEVICE_LAYOUT;
+
 // ---------------------------------------------------------------------------------------------------------------
 // Constants
 // ---------------------------------------------------------------------------------------------------------------
@@ -286,7 +302,8 @@ enum {
     NOVIK_FUNC_GET_ENDIAN = 12,            // NOVIK_ENDIAN_FUNC
     NOVIK_FUNC_GET_DECODER = 23,           // NOVIK_GET_DECODER_FUNC
     NOVIK_FUNC_GET_DISASSEMBLER = 29,      // NOVIK_GET_DISASSEMBLER_FUNC
-    NOVIK_FUNC_WEB_INFO = 33               // NOVIK_WEB_INFO_FUNC
+    NOVIK_FUNC_WEB_INFO = 33,              // NOVIK_WEB_INFO_FUNC
+    NOVIK_FUNC_DEVICE_LAYOUT = 0x100       // NOVIK_DEVICE_LAYOUT_FUNC
 };
 enum { NOVIK_INST_MODE_ARM = 1, NOVIK_INST_MODE_THUMB = 2 };
 
@@ -294,6 +311,8 @@ typedef void NOVIK_LOG_FUNC(const char* sText);
 
 // Non-zero: the target's memory can be read while it runs.
 typedef int NOVIK_BMA_FUNC(void);
+// Fills the record of the device with that index. Negative: there is no such device.
+typedef int NOVIK_DEVICE_LAYOUT_FUNC(int32_t Index, NOVIK_DEVICE_LAYOUT* pLayout);
 // Negative: unknown; else bit 0: data big-endian, bit 1: instructions big-endian.
 typedef int NOVIK_ENDIAN_FUNC(void);
 // Writes the NOVIK_DECODER of the core to *ppOut. Negative: there is none for this core.

@@ -6,7 +6,7 @@
 // interpreter is a chain of jumps. The chain ends when the trace pointer reaches pStop, or when a handler leaves it
 // because of an event; Run then deals with interrupts, faults, breakpoints, and starts the next slice.
 //
-// Threads: no locking of its own. CTarget calls it from the CPU thread, or from another one while that is parked.
+// Threads: no locking of its own. CSimTarget calls it from the CPU thread, or from another one while that is parked.
 
 #include "probe/sim/Memory.h"
 #include "probe/sim/SoftFloat.h"

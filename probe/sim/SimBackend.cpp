@@ -10,8 +10,8 @@ namespace Sim {
 
 namespace {
 
-std::unique_ptr<CTarget>& PoweredTarget() {
-    static std::unique_ptr<CTarget> pTarget;
+std::unique_ptr<CSimTarget>& PoweredTarget() {
+    static std::unique_ptr<CSimTarget> pTarget;
     return pTarget;
 }
 
@@ -35,7 +35,7 @@ void CSimBackend::Close() {
         return;
     }
     {
-        CTarget::CAccess Cpu(*m_pTarget);
+        CSimTarget::CAccess Cpu(*m_pTarget);
         m_pTarget->Sampler = CSampler();
         Cpu->ItmCapture = false;
         for (const NOVIKARM_BP_INFO& Info : m_Breakpoints) {
@@ -52,14 +52,14 @@ void CSimBackend::Close() {
 
 std::string CSimBackend::GetFirmware() const { return "Simulated target V1 compiled for Cortex-M"; }
 
-std::string CSimBackend::Connect(const Novik::CDevice& Device) {
+std::string CSimBackend::Connect(const Novik::CDeviceEntry& Device) {
     if (!Device.CanSimulate) {
         return "the simulated target has no core \"" + Novik::GetCoreName(Device.Core) + "\"";
     }
-    std::unique_ptr<CTarget>& pPowered = PoweredTarget();
+    std::unique_ptr<CSimTarget>& pPowered = PoweredTarget();
     if (!pPowered || &pPowered->GetDevice() != &Device) {
         pPowered.reset();
-        pPowered = std::make_unique<CTarget>(Device);
+        pPowered = std::make_unique<CSimTarget>(Device);
         if (!pPowered->IsGood()) {
             pPowered.reset();
             return "the memories of the simulated target could not be allocated";
@@ -76,7 +76,7 @@ int CSimBackend::IsHalted() {
     }
     std::string sText;
     if (m_pTarget->IsHalted() && m_pTarget->TakeLockup(sText)) {
-        Novik::CSession::Get().Warn(sText);
+        Novik::CProbeSession::Get().Warn(sText);
     }
     return m_pTarget->IsHalted();
 }
@@ -110,7 +110,7 @@ int CSimBackend::ReadMem(uint32_t Addr, void* pData, uint32_t NumBytes, uint32_t
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     uint8_t* pOut = static_cast<uint8_t*>(pData);
     const bool IsAligned = Width == 0 || Addr % Width == 0;
     if (IsAligned && Cpu->Mem.Read(Addr, pOut, NumBytes)) {
@@ -133,7 +133,7 @@ int CSimBackend::WriteMem(uint32_t Addr, const void* pData, uint32_t NumBytes, u
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const uint8_t* pIn = static_cast<const uint8_t*>(pData);
     uint32_t Done = 0;
     while (Done < NumBytes) {
@@ -193,7 +193,7 @@ int CSimBackend::EndDownload(int FailPhase) {
 }
 
 int CSimBackend::ProgramPages(int FailPhase) {
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const std::map<uint32_t, CPage> Pages = std::move(m_Pages);
     m_Pages.clear();
     if (FailPhase == NOVIK_DL_ERR_COMPARE || FailPhase == NOVIK_DL_ERR_UNSPECIFIED) {
@@ -289,11 +289,11 @@ bool CSimBackend::Exec(const std::string& sName, const std::string& sArgs, std::
     } else if (Is("SimPendInterrupt")) {
         const uint32_t NumIrqs = m_pTarget ? m_pTarget->GetDevice().Traits.NumIrqs : 0;
         if (Expect(Numbers.size() == 1 && Numbers[0] < NumIrqs, "the number of an interrupt, while connected")) {
-            CTarget::CAccess(*m_pTarget)->SetPending(EXC_IRQ0 + Numbers[0]);
+            CSimTarget::CAccess(*m_pTarget)->SetPending(EXC_IRQ0 + Numbers[0]);
         }
     } else if (Is("SimPowerCycle")) {
         if (m_pTarget) {
-            const Novik::CDevice& Device = m_pTarget->GetDevice();
+            const Novik::CDeviceEntry& Device = m_pTarget->GetDevice();
             m_Breakpoints.clear();
             m_pTarget = nullptr;
             PoweredTarget().reset();

@@ -20,7 +20,7 @@ public:
     void Close() override;
     uint32_t GetSerialNo() const override { return SERIAL_NO; }
     std::string GetFirmware() const override;
-    std::string Connect(const Novik::CDevice& Device) override;
+    std::string Connect(const Novik::CDeviceEntry& Device) override;
     int IsHalted() override;
     bool Halt() override;
     bool Go() override;
@@ -78,7 +78,7 @@ private:
     bool ReadSpecialReg(CCpu& Cpu, uint32_t Index, uint32_t& Value);
     bool WriteSpecialReg(CCpu& Cpu, uint32_t Index, uint32_t Value);
 
-    CTarget* m_pTarget = nullptr; // the one target of the process, while connected
+    CSimTarget* m_pTarget = nullptr; // the one target of the process, while connected
     bool m_Downloading = false;
     int m_LastDownload = NOVIK_DL_OK;  ///< outcome of the last download of this connection
     std::map<uint32_t, CPage> m_Pages; // key: address / 256

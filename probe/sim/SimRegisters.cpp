@@ -112,7 +112,7 @@ bool CSimBackend::ReadReg(uint32_t Index, uint32_t& Value) {
     if (!m_pTarget || !m_pTarget->IsHalted()) {
         return false;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     if (const uint32_t* pReg = RegisterOf(*Cpu, Index)) {
         Value = *pReg;
         return true;
@@ -124,7 +124,7 @@ bool CSimBackend::WriteReg(uint32_t Index, uint32_t Value) {
     if (!m_pTarget || !m_pTarget->IsHalted()) {
         return false;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     uint32_t* pReg = RegisterOf(*Cpu, Index);
     if (!pReg) {
         return WriteSpecialReg(*Cpu, Index, Value);

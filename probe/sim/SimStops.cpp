@@ -6,7 +6,7 @@
 namespace Sim {
 
 uint32_t CSimBackend::ChooseImplementation(uint32_t Addr, uint32_t TypeFlags) {
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const CRegion* pRegion = Cpu->Mem.Find(Addr);
     const bool IsRam = pRegion && pRegion->Kind == ERegion::Ram;
     const bool MaySoft = (TypeFlags & 0xF0) != 0, MayHard = (TypeFlags & 0xFFFFFF00) != 0;
@@ -40,7 +40,7 @@ uint32_t CSimBackend::SetBreakpoint(uint32_t Addr, uint32_t TypeFlags) {
     Info.Addr = Addr & ~1u;
     Info.ImplFlags = Impl;
     m_Breakpoints.push_back(Info);
-    CTarget::CAccess(*m_pTarget)->SetBreakpoint(Info.Addr);
+    CSimTarget::CAccess(*m_pTarget)->SetBreakpoint(Info.Addr);
     return Info.Handle;
 }
 
@@ -48,7 +48,7 @@ bool CSimBackend::ClearBreakpoint(uint32_t Handle) {
     if (!m_pTarget) {
         return false;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     bool Found = Handle == NOVIK_HANDLE_ALL;
     for (size_t Index = m_Breakpoints.size(); Index-- > 0;) {
         const NOVIKARM_BP_INFO Info = m_Breakpoints[Index];
@@ -84,7 +84,7 @@ int32_t CSimBackend::SetWatchpoint(const NOVIKARM_DATA_EVENT& Event, uint32_t& H
     if (!m_pTarget || Event.Type != NOVIK_EVENT_TYPE_BP) {
         return static_cast<int32_t>(NOVIK_EVENT_ERR_UNKNOWN);
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     CWatch Watch;
     Watch.Addr = Event.Addr;
     Watch.AddrMask = Event.AddrMask;
@@ -126,7 +126,7 @@ bool CSimBackend::ClearWatchpoint(uint32_t Handle) {
     if (!m_pTarget) {
         return false;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const auto NumErased = std::erase_if(
         Cpu->Watches, [&](const CWatch& Watch) { return Handle == NOVIK_HANDLE_ALL || Watch.Handle == Handle; });
     Cpu->UpdateWatches();
@@ -138,7 +138,7 @@ std::vector<NOVIKARM_WP_INFO> CSimBackend::GetWatchpoints() {
     if (!m_pTarget) {
         return Infos;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     for (const CWatch& Watch : Cpu->Watches) {
         NOVIKARM_WP_INFO Info = {};
         Info.SizeOfStruct = sizeof(Info);

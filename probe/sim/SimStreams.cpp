@@ -85,7 +85,7 @@ int32_t CSimBackend::RttRead(uint32_t Index, char* pData, uint32_t NumBytes) {
     if (!m_pTarget || !m_RttStarted) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     CRttRing Ring;
     if (!GetRttRing(*Cpu, true, Index, Ring)) {
         return 0; // nothing there yet
@@ -109,7 +109,7 @@ int32_t CSimBackend::RttWrite(uint32_t Index, const char* pData, uint32_t NumByt
     if (!m_pTarget || !m_RttStarted) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     CRttRing Ring;
     if (!GetRttRing(*Cpu, false, Index, Ring)) {
         return 0;
@@ -147,7 +147,7 @@ int32_t CSimBackend::HssStart(const NOVIK_HSS_MEM_BLOCK* pBlocks, int32_t Count,
         }
         Sampler.Blocks.push_back({pBlocks[Index].Addr, pBlocks[Index].NumBytes});
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const uint64_t Microseconds = static_cast<uint64_t>(std::max(Period, 1));
     Sampler.PeriodCycles = std::max<uint64_t>(1, Microseconds * m_pTarget->GetDevice().ClockHz / 1000000);
     Sampler.NextCycle = Cpu->Cycles;
@@ -159,7 +159,7 @@ int32_t CSimBackend::HssStop() {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     m_pTarget->Sampler = CSampler();
     return 0;
 }
@@ -168,7 +168,7 @@ int32_t CSimBackend::HssRead(void* pData, uint32_t NumBytes) {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     CSampler& Sampler = m_pTarget->Sampler;
     if (!Sampler.PeriodCycles) {
         return -1;
@@ -195,7 +195,7 @@ int32_t CSimBackend::SwoEnable(uint32_t PortMask) {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     if (Cpu->IsV6()) {
         return -1; // no ITM
     }
@@ -210,7 +210,7 @@ int32_t CSimBackend::SwoDisable(uint32_t PortMask) {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     Cpu->ItmTer &= ~PortMask;
     Cpu->ItmCapture = Cpu->ItmTer != 0;
     return 0;
@@ -221,7 +221,7 @@ int32_t CSimBackend::SwoFlush(const uint32_t* pNumBytes) {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     if (!pNumBytes) {
         Cpu->ItmOut.fill("");
     } else {
@@ -234,7 +234,7 @@ int32_t CSimBackend::SwoRead(uint32_t Port, uint8_t* pData, uint32_t NumBytes) {
     if (!m_pTarget || Port > 31) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     m_SwoLastPort = Port;
     const std::string& Out = Cpu->ItmOut[Port];
     const size_t Piece = std::min<size_t>(Out.size(), NumBytes);
@@ -246,7 +246,7 @@ int32_t CSimBackend::MeasureCpuSpeed(uint32_t RamAddr) {
     if (!m_pTarget || !m_pTarget->IsHalted()) {
         return -1;
     }
-    const CRegion* pRegion = CTarget::CAccess(*m_pTarget)->Mem.Find(RamAddr);
+    const CRegion* pRegion = CSimTarget::CAccess(*m_pTarget)->Mem.Find(RamAddr);
     if (!pRegion || pRegion->Kind != ERegion::Ram) {
         return -1; // nowhere to put the measuring program
     }
@@ -260,7 +260,7 @@ int32_t CSimBackend::TraceStart() {
     if (!m_pTarget) {
         return -1;
     }
-    CTarget::CAccess(*m_pTarget)->ClearTrace();
+    CSimTarget::CAccess(*m_pTarget)->ClearTrace();
     m_TraceStarted = true;
     return 0;
 }
@@ -274,7 +274,7 @@ int32_t CSimBackend::TraceRead(uint32_t* pAddrs, uint32_t Count) {
     if (!m_pTarget || !m_TraceStarted || !m_pTarget->IsHalted()) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const uint64_t Held = std::min<uint64_t>(Cpu->TraceTotal(), CCpu::RING_SIZE);
     const uint32_t Piece = static_cast<uint32_t>(std::min<uint64_t>({Held, Count, 0x7FFFFFFF}));
     const uint32_t* const pBase = Cpu->pRingBase.get();
@@ -290,7 +290,7 @@ int32_t CSimBackend::TraceStats(NOVIK_STRACE_INST_STAT* pOut, uint32_t Addr, uin
     if (!m_pTarget || !m_TraceStarted || Count < 4 || Count % 2 || (Addr & 1)) {
         return -1;
     }
-    CTarget::CAccess Cpu(*m_pTarget);
+    CSimTarget::CAccess Cpu(*m_pTarget);
     const uint32_t NumHalf = Count / 2 - 1;
     for (uint32_t Index = 0; Index < NumHalf; Index++) {
         const uint32_t Half = Addr + Index * 2;

@@ -8,12 +8,12 @@ namespace Sim {
 // Where erased flash sends a processor at reset. A device without a program locks up there: nothing worth a warning.
 static constexpr uint32_t ERASED_RESET_PC = 0xFFFFFFFE;
 
-CTarget::CAccess::CAccess(CTarget& Target) : m_Target(Target) {
+CSimTarget::CAccess::CAccess(CSimTarget& Target) : m_Target(Target) {
     m_Target.m_Requests.fetch_add(1);
     m_Target.m_Mutex.lock();
 }
 
-CTarget::CAccess::~CAccess() {
+CSimTarget::CAccess::~CAccess() {
     m_Target.m_Requests.fetch_sub(1);
     m_Target.m_Idle = false; // what was done may have woken the processor
     const bool HasWork = m_Target.m_Running || m_Target.m_Quit;
@@ -23,7 +23,7 @@ CTarget::CAccess::~CAccess() {
     }
 }
 
-CTarget::CTarget(const Novik::CDevice& Device) : m_Device(Device), m_Cpu(Device.Traits) {
+CSimTarget::CSimTarget(const Novik::CDeviceEntry& Device) : m_Device(Device), m_Cpu(Device.Traits) {
     for (const Novik::CMemRange& Range : Device.Memories) {
         m_Good = m_Good && m_Cpu.Mem.AddRegion(Range.Kind, Range.Addr, Range.Size);
     }
@@ -36,10 +36,10 @@ CTarget::CTarget(const Novik::CDevice& Device) : m_Device(Device), m_Cpu(Device.
     }
     m_Cpu.Reset();
     m_Running = true; // a device that gets power runs
-    m_Thread = std::thread(&CTarget::ThreadMain, this);
+    m_Thread = std::thread(&CSimTarget::ThreadMain, this);
 }
 
-CTarget::~CTarget() {
+CSimTarget::~CSimTarget() {
     if (!m_Thread.joinable()) {
         return;
     }
@@ -50,7 +50,7 @@ CTarget::~CTarget() {
     m_Thread.join();
 }
 
-void CTarget::ThreadMain() {
+void CSimTarget::ThreadMain() {
     std::unique_lock Lock(m_Mutex);
     for (;;) {
         m_Wake.wait(
@@ -62,7 +62,7 @@ void CTarget::ThreadMain() {
     }
 }
 
-void CTarget::RunPiece() {
+void CSimTarget::RunPiece() {
     const uint64_t Start = m_Cpu.Cycles;
     uint64_t Count = PIECE;
     if (Sampler.PeriodCycles) {
@@ -79,7 +79,7 @@ void CTarget::RunPiece() {
     }
 }
 
-void CTarget::EnterHalt(uint32_t Events) {
+void CSimTarget::EnterHalt(uint32_t Events) {
     m_Cpu.Dhcsr |= 2;
     m_Cpu.Dfsr |= (Events & (EVENT_BKPT | EVENT_BREAKPOINT)) ? uint32_t(DFSR_BKPT) : 0;
     m_Cpu.Dfsr |= (Events & (EVENT_REQUEST | EVENT_STEP_DONE)) ? uint32_t(DFSR_HALTED) : 0;
@@ -87,7 +87,7 @@ void CTarget::EnterHalt(uint32_t Events) {
     m_Running.store(false, std::memory_order_release);
 }
 
-bool CTarget::TakeLockup(std::string& sText) {
+bool CSimTarget::TakeLockup(std::string& sText) {
     if (!m_LockupSeen.exchange(false)) {
         return false;
     }
@@ -98,14 +98,14 @@ bool CTarget::TakeLockup(std::string& sText) {
     return true;
 }
 
-void CTarget::Halt() {
+void CSimTarget::Halt() {
     CAccess Access(*this);
     if (m_Running) {
         EnterHalt(EVENT_REQUEST);
     }
 }
 
-void CTarget::Go() {
+void CSimTarget::Go() {
     CAccess Access(*this);
     if (m_Running) {
         return;
@@ -121,7 +121,7 @@ void CTarget::Go() {
     }
 }
 
-bool CTarget::Step() {
+bool CSimTarget::Step() {
     CAccess Access(*this);
     if (m_Running) {
         return false;
@@ -131,20 +131,20 @@ bool CTarget::Step() {
     return true;
 }
 
-void CTarget::Reset() {
+void CSimTarget::Reset() {
     CAccess Access(*this);
     m_Cpu.Reset();
     m_Cpu.Events = 0;
     EnterHalt(EVENT_REQUEST);
 }
 
-void CTarget::SetConnected(bool Connected) {
+void CSimTarget::SetConnected(bool Connected) {
     CAccess Access(*this);
     m_Connected = Connected;
 }
 
 // A time stamp in microseconds of simulated time, then the blocks; bytes that can't be read are 0.
-void CTarget::TakeSample() {
+void CSimTarget::TakeSample() {
     const uint64_t Cycle = Sampler.NextCycle;
     Sampler.NextCycle += Sampler.PeriodCycles;
     if (Sampler.Data.size() - Sampler.ReadPos + Sampler.SampleSize > CSampler::MAX_BYTES) {

@@ -30,16 +30,16 @@ struct CSampler {
     size_t ReadPos = 0;
 };
 
-class CTarget {
+class CSimTarget {
 public:
-    explicit CTarget(const Novik::CDevice& Device);
-    ~CTarget();
-    CTarget(const CTarget&) = delete;
-    CTarget& operator=(const CTarget&) = delete;
+    explicit CSimTarget(const Novik::CDeviceEntry& Device);
+    ~CSimTarget();
+    CSimTarget(const CSimTarget&) = delete;
+    CSimTarget& operator=(const CSimTarget&) = delete;
 
     // False if the device's memories can't be allocated.
     bool IsGood() const { return m_Good; }
-    const Novik::CDevice& GetDevice() const { return m_Device; }
+    const Novik::CDeviceEntry& GetDevice() const { return m_Device; }
 
     bool IsHalted() const { return !m_Running.load(std::memory_order_acquire); }
     void Halt();
@@ -54,13 +54,13 @@ public:
     // The processor, parked. Other fields are the caller's while one of these lives.
     class CAccess {
     public:
-        explicit CAccess(CTarget& Target);
+        explicit CAccess(CSimTarget& Target);
         ~CAccess();
         CCpu* operator->() { return &m_Target.m_Cpu; }
         CCpu& operator*() { return m_Target.m_Cpu; }
 
     private:
-        CTarget& m_Target;
+        CSimTarget& m_Target;
     };
 
     // True once after a lockup; sText says where.
@@ -77,7 +77,7 @@ private:
     void EnterHalt(uint32_t Events);
     void TakeSample();
 
-    const Novik::CDevice& m_Device;
+    const Novik::CDeviceEntry& m_Device;
     CCpu m_Cpu;
     bool m_Good = true;
     std::mutex m_Mutex;

@@ -94,7 +94,7 @@ TEST(ProgramFailures, ATargetThatDoesNotConnectEndsTheStart) {
     }
 }
 
-TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
+TEST(ProgramFailures, AFailedDownloadIsReportedAndTheSessionGoesOn) {
     struct {
         const char* sPhase;
         const char* sText;
@@ -118,10 +118,95 @@ TEST(ProgramFailures, AFailedDownloadIsReportedIfAskedForAndTheSessionGoesOn) {
             const QStringList Report = {Case.sText,
                                         "Unsuccessfull Data Download: The data file was not downloaded correctly.",
                                         QLatin1String("  ") + Case.sText};
-            EXPECT_TRUE(HasInOrder(Result.Lines,
-                                   (IsVerified ? Report : QStringList()) + QStringList{"[halted]"} + StillUsable));
-            EXPECT_EQ(Result.Lines.contains(Case.sText), IsVerified);
+            // Without verification its failure is a line in the console; a program that is incomplete is always told.
+            const bool IsShown = IsVerified || QByteArray(Case.sPhase) != "verify";
+            EXPECT_TRUE(
+                HasInOrder(Result.Lines, Report.first(IsShown ? 3 : 1) + QStringList{"[halted]"} + StillUsable));
+            EXPECT_EQ(Result.Lines.contains(Report[1]), IsShown);
         }
+    }
+}
+
+TEST(ProgramFailures, AccessesThatTheTargetRefusesAreTold) {
+    const char* const MEMORIES = "(flash 0x00000000 - 0x003FFFFF, flash 0x08000000 - 0x083FFFFF, "
+                                 "RAM 0x20000000 - 0x200FFFFF, RAM 0x10000000 - 0x100FFFFF)";
+    struct {
+        const char* sCall;
+        const char* sResult; // an int of a script reads as unsigned
+        QString sLine;       ///< in the console
+    } const aCase[] = {
+        {"Target.WriteU32 (0x90000000, 1)", "0xFFFFFFFF",
+         QStringLiteral("could not write 4 bytes at 0x90000000: the device has no memory there ") + MEMORIES},
+        {"Target.FillMemory (0x08000010, 0x20, 0xAA)", "0xFFFFFFFF",
+         "could not write 32 bytes at 0x08000010: only a download writes flash 0x08000000 - 0x083FFFFF"},
+        {"Target.LoadMemory (\"$(ProjectDir)/two.hex\", 0)", "0xFFFFFFFF",
+         QStringLiteral("could not write 2 bytes at 0x300FFFFF: the device has no memory there ") + MEMORIES},
+        {"Target.WriteU8 (0x20000000, 1)", "0", "Target.WriteU8 (0x20000000, 0x1);"},
+        {"Target.GetReg (\"R3\")", "0xFFFFFFFF", "Target.GetReg (\"R3\"): could not read the register"},
+        {"Target.SetReg (\"R3\", 4)", "0xFFFFFFFF",
+         "could not write 0x00000004 (4 bytes) to register 3: the target refused it"},
+        {"Debug.SetNextPC (0x100)", "0xFFFFFFFF",
+         "could not write 0x00000100 (4 bytes) to register 15: the target refused it"},
+        {"Exec.Reset()", "0xFFFFFFFF", "could not reset the target: the target refused it"},
+        {"Break.Set (0x10C)", "0xFFFFFFFF",
+         "could not set a breakpoint at 0x0000010C: all 6 comparators of the device are in use, and a software "
+         "breakpoint can't stand in flash"},
+    };
+    QString sCalls = "  Exec.Command (\"SimFailRegister 3\");\n  Exec.Command (\"SimFailRegister 15\");\n"
+                     "  Exec.Command (\"SimFailReset 1\");\n";
+    QStringList Expected;
+    for (int Addr = 0x100; Addr < 0x10C; Addr += 2) {
+        sCalls += QStringLiteral("  Break.Set (%1);\n").arg(Addr);
+    }
+    for (const auto& Case : aCase) {
+        sCalls += QStringLiteral("  Result = %1;\n  if (Result == %2) {\n    Util.Log (\"as expected\");\n  }\n")
+                      .arg(Case.sCall, Case.sResult);
+        Expected += {Case.sLine, "as expected"};
+    }
+    const CProgramRun Run;
+    Run.WriteFile("two.hex", ":02000004300FBB\n:02FFFF001122CD\n");
+    const PROGRAM_RESULT Result = Run.Run(
+        MakeProject(OpenDemo() + "  Debug.Start();\n", "void AfterTargetHalt (void) {\n  int Result;\n" + sCalls +
+                                                           "  Exec.Command (\"SimLoseAfterCalls 0\");\n}\n" +
+                                                           "void AfterTargetDisconnect (void) {\n  File.Exit();\n}\n"));
+    EXPECT_EQ(Result.ExitCode, 0);
+    EXPECT_TRUE(HasInOrder(Result.Lines, Expected + QStringList{"Novik: connection to target device lost."}));
+}
+
+TEST(ProgramFailures, ASessionDoesNotRunWhatCouldNotBeOpenedOrDownloaded) {
+    struct {
+        const char* sFile;
+        const char* sData;
+        QStringList Lines;
+        bool IsStarted;
+    } const aCase[] = {
+        {"bad.hex", ":0100000011EF\n:00000001FF\n", {"Debug.Start(): the program file could not be opened: "}, false},
+        {"bad.s19", "S1051000AABB86\n", {"Debug.Start(): the program file could not be opened: "}, false},
+        {"missing.elf", nullptr, {"Debug.Start(): the program file could not be opened: "}, false},
+        {"outside.mot",
+         "S30790000000DEADDD\n",
+         {"could not write 2 bytes at 0x90000000: the device has no memory there ",
+          "Unsuccessfull Data Download: The data file was not downloaded correctly.",
+          "  could not write 2 bytes at 0x90000000: "},
+         true},
+    };
+    for (const auto& Case : aCase) {
+        SCOPED_TRACE(Case.sFile);
+        const CProgramRun Run;
+        if (Case.sData != nullptr) {
+            Run.WriteFile(Case.sFile, Case.sData);
+        }
+        const PROGRAM_RESULT Result = Run.Run(
+            MakeProject(QStringLiteral("  Edit.SysVar (VAR_VERIFY_DOWNLOAD, 0);\n  File.Open (\"$(ProjectDir)/%1\");\n"
+                                       "  Debug.Start();\n%2")
+                            .arg(Case.sFile, QLatin1String(Case.IsStarted ? "" : "  File.Exit();\n")),
+                        "void AfterTargetHalt (void) {\n  Util.Log (\"[halted]\");\n  File.Exit();\n}\n"));
+        EXPECT_EQ(Result.ExitCode, 0);
+        for (const QString& sLine : Case.Lines) {
+            EXPECT_FALSE(Result.Lines.filter(sLine).isEmpty()) << sLine.toStdString() << "\n"
+                                                               << Result.Lines.join('\n').toStdString();
+        }
+        EXPECT_EQ(Result.Lines.contains("[halted]"), Case.IsStarted);
     }
 }
 

@@ -8,6 +8,7 @@ namespace {
 const char sScriptText[] = "main.c:10";
 QList<U32> Waited;
 bool MayCall = true;
+bool IsRefused = false;
 
 I64 TextArg() { return reinterpret_cast<I64>(sScriptText); }
 
@@ -18,10 +19,15 @@ protected:
     void SetUp() override {
         Waited.clear();
         MayCall = true;
+        IsRefused = false;
         COMMAND_HOST Host;
         Host.pfScriptText = [](I64 Value) { return Value == TextArg() ? sScriptText : nullptr; };
         Host.pfMayCall = [](U32) { return MayCall; };
-        Host.pfWaitForDevice = [](U32 Id) { Waited.append(Id); };
+        Host.pfMarkDevice = [] { return U64(7); };
+        Host.pfWaitForDevice = [](U32 Id, U64 Mark) {
+            Waited.append(Id);
+            return Mark == 7 && !IsRefused ? 0 : -1;
+        };
         CCommandTable::SetHost(Host);
     }
 

@@ -79,7 +79,12 @@ TEST_F(DataFile, RecordsBecomeBlocks) {
         {"a.mot", "S30600000001F8", ""}, // the count reaches behind the line
         {"a.hex", ":02FFFF001122CD\n", "ffff:1122"},
         {"a.hex", ":02000004FFFFFC\n:02FFFF001122CD\n", ""}, // runs over the end of the address space
-        {"a.txt", ":0100000011EE\n", ""},
+        // names say little: the content decides
+        {"a.txt", ":0100000011EE\n", "0:11"},
+        {"records", "S1051000AABB85\n", "1000:aabb"},
+        {"a.s19", "S1051000AABB85\n", "1000:aabb"},
+        {"a.hex", "S1051000AABB85\n", "1000:aabb"},
+        {"a.txt", "S is a letter, 0 a digit\n", ""},
     };
     for (const FILE_CASE& Case : aCase) {
         const QByteArray Text = Case.sText;

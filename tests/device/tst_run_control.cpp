@@ -337,12 +337,15 @@ TEST_F(CHaltTest, RunToTheStartSymbolOpensTheSession) {
     EXPECT_TRUE(pDevice->IsSessionReady());
 }
 
-TEST_F(CHaltTest, AResumeFromOutsideIsNoticedWithinFiveSeconds) {
+TEST_F(CHaltTest, AResumeFromOutsideAndALossAreNoticedWithinASecond) {
     ConnectHalted(0x8000);
     Fake.HaltStatus = 0;
-    EXPECT_EQ(Pass(4000), QStringList());
-    EXPECT_EQ(Pass(1100), QStringList("ResumeDone 0"));
+    EXPECT_EQ(Pass(400), QStringList());
+    EXPECT_EQ(Pass(500), QStringList("ResumeDone 0"));
     EXPECT_FALSE(pDevice->IsHalted());
+    StopAt(0x8000);
+    Fake.FixedAnswers["IsHalted"] = -1;
+    EXPECT_EQ(Pass(900), QStringList("ConnectionLost"));
 }
 
 TEST_F(CHaltTest, PollsAtMostEveryFiftyMilliseconds) {

@@ -13,14 +13,14 @@ class CByteOrder : public testing::Test {
 protected:
     void SetUp() override {
         Table.Parse("device X\ncore Cortex-M4\nendian be8\nflash 0 64K\nram 0x20000000 64K\n", "x.dev");
-        CSession& Session = CSession::Get();
+        CProbeSession& Session = CProbeSession::Get();
         Session.pBackend = std::make_unique<Sim::CSimBackend>();
         ASSERT_EQ(Session.pBackend->Connect(*Table.GetDevices()[1]), "");
         Session.IsConnected = Session.IsBigEndian = Session.HasSystemSpace = true;
     }
     void TearDown() override {
         std::string sError;
-        CSession::Get().pBackend->Exec("SimPowerCycle", "", sError);
+        CProbeSession::Get().pBackend->Exec("SimPowerCycle", "", sError);
         NOVIKARM_Close();
         Sim::CSimBackend().Exec("SimPowerCycle", "", sError); // the device goes with the test's table
     }

@@ -20,7 +20,7 @@ TEST(DeviceTable, ReadsWhatIsWritten) {
     Table.Parse(sGood, "x.dev");
     EXPECT_TRUE(Table.GetErrors().empty());
     ASSERT_EQ(Table.GetDevices().size(), 3u);
-    const Novik::CDevice& Device = *Table.GetDevices()[1];
+    const Novik::CDeviceEntry& Device = *Table.GetDevices()[1];
     EXPECT_EQ(Device.sName, "A 1");
     EXPECT_EQ(Device.sMaker, "M");
     EXPECT_EQ(Device.Core, uint32_t(NOVIK_CORE_CORTEX_M0));
@@ -127,7 +127,7 @@ TEST(DeviceTable, InstalledTable) {
     std::set<std::string> Makers, Cores;
     int NumReal = 0;
     for (size_t Index = 1; Index < Table.GetDevices().size(); Index++) {
-        const Novik::CDevice& Device = *Table.GetDevices()[Index];
+        const Novik::CDeviceEntry& Device = *Table.GetDevices()[Index];
         EXPECT_NE(Novik::GetCoreName(Device.Core), "") << Device.sName;
         EXPECT_FALSE(Device.sMaker.empty()) << Device.sName;
         if (!Device.CanSimulate) {
