@@ -74,6 +74,8 @@ void Apply(CMD_LINE_PARAMS* pParams, const QString& sName, const QString& sValue
         pParams->Speed = QStringLiteral("2000");
     } else if (sName == QLatin1String("debug")) {
         pParams->DebugMode = true;
+    } else if (sName == QLatin1String("trust")) {
+        pParams->IsTrusting = true;
     } else if (sName == QLatin1String("select") && !sValue.isEmpty()) {
         Select(pParams, sValue);
     } else if (TextOptions().contains(sName) && !sValue.isEmpty()) {

@@ -18,6 +18,7 @@ struct CMD_LINE_PARAMS {
     QString JTAGConfig; ///< "DRPre,IRLen"
     QString Timeout;    ///< seconds, as text
     bool DebugMode = false;
+    bool IsTrusting = false; ///< scripts may write outside their projects' folders
 };
 
 /// Parses the arguments behind the program name. Unknown options and options without their value are ignored.

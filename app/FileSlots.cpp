@@ -5,6 +5,7 @@
 #include "app/RecentProjects.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/Trust.h"
 #include "base/Files.h"
 #include "command/CommandTable.h"
 #include "datafile/JFile.h"
@@ -151,6 +152,10 @@ void FileSaveProjectAs(CMainWindow& MainWindow) {
         return;
     }
     const QString sOldPath = CProject::Get().GetPath();
+    const bool IsTrusted = IsProjectTrusted(sOldPath);
+    if (!MayWriteFile(Id, QFileInfo(sName).absoluteFilePath())) {
+        return;
+    }
     sName = CheckProjectName(Id, QFileInfo(sName).absoluteFilePath());
     if (sName.isEmpty()) {
         return;
@@ -161,6 +166,9 @@ void FileSaveProjectAs(CMainWindow& MainWindow) {
     if (!sError.isEmpty()) {
         FailCommand(Id, sError);
         return;
+    }
+    if (IsTrusted) {
+        TrustProject(sName);
     }
     CCommandTable::SetResult(Id, 0);
     MainWindow.GetRecentProjects().Add(sName, sOldPath);

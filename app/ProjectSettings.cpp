@@ -15,7 +15,10 @@ void Collect(QStringList* pCommands, COMMAND_ID Id, const QVariantList& Args) {
     if (Args.first().toString().isEmpty()) {
         return;
     }
-    pCommands->append(CCommandTable::RenderWith(Id, Args));
+    const QString sLine = CCommandTable::RenderWith(Id, Args);
+    if (!sLine.isEmpty()) {
+        pCommands->append(sLine);
+    }
 }
 
 } // namespace

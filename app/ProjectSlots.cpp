@@ -1,13 +1,17 @@
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/Trust.h"
 #include "base/ConsoleRing.h"
+#include "base/Files.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
 #include "device/Device.h"
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "settings/SysVars.h"
+
+#include <QFileInfo>
 
 // Project.*
 
@@ -22,11 +26,23 @@ void ProjectSetDevice(CMainWindow&) {
     }
 }
 
+/// False, with the error set, if a log can't or mustn't be written there.
+bool CheckLogFile(COMMAND_ID Id, const QString& sPath) {
+    if (QFileInfo::exists(sPath) && !CheckRegularFile(sPath).isEmpty()) {
+        FailCommand(Id, CheckRegularFile(sPath));
+        return false;
+    }
+    return MayWriteFile(Id, sPath);
+}
+
 void SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
     const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
     const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
     if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
         FailCommand(Id, "file not found");
+        return;
+    }
+    if (Param == DEV_CFG_LOG_FILE && !CheckLogFile(Id, sFound)) {
         return;
     }
     CDevice::Get().PostSetConfigParam(Param, sFound.toUtf8());
@@ -199,7 +215,11 @@ void ProjectRelocateSymbols(CMainWindow& MainWindow) {
 
 void ProjectSetConsoleLogFile(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_SET_CONSOLE_LOG_FILE;
-    const QString sError = ConsoleOpenLog(CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0)));
+    const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
+    if (!CheckLogFile(Id, sPath)) {
+        return;
+    }
+    const QString sError = ConsoleOpenLog(sPath);
     if (!sError.isEmpty()) {
         FailCommand(Id, sError);
     }

@@ -22,6 +22,22 @@ constexpr NEED_ROW aNeed[] = {
      "step in progress"},
 };
 
+/// False if a numeric argument doesn't fit into 32 bits, signed or not: cut, it would name another address or value.
+bool HasFittingNumbers(COMMAND_ID Id) {
+    const QStringList Args = CCommandTable::GetArgs(Id);
+    for (int i = 0; i < Args.size(); ++i) {
+        bool IsPositive = false;
+        bool IsNegative = false;
+        const qulonglong Positive = Args[i].trimmed().toULongLong(&IsPositive, 0);
+        const qlonglong Negative = Args[i].trimmed().toLongLong(&IsNegative, 0);
+        const bool IsTooLarge = IsPositive && Positive > UINT32_MAX;
+        if (!CCommandTable::IsTextParam(Id, i) && (IsTooLarge || (IsNegative && Negative < INT32_MIN))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 void FailCommand(COMMAND_ID Id, const char* sText) { CCommandTable::SetError(Id, QString::fromLatin1(sText)); }
@@ -33,6 +49,10 @@ void RunSlot(const ACTION_SLOT& Slot, CMainWindow& MainWindow) {
         CCommandTable::SetResult(Slot.Id, -1);
     }
     if (!CCommandTable::CheckArgs(Slot.Id, Slot.MinArgs)) {
+        return;
+    }
+    if (!HasFittingNumbers(Slot.Id)) {
+        CCommandTable::SetError(Slot.Id, QStringLiteral("invalid parameter"));
         return;
     }
     for (const NEED_ROW& Row : aNeed) {
@@ -52,7 +72,7 @@ bool ReadNumberArg(COMMAND_ID Id, int Index, unsigned* pValue) {
     if (Value < 0) {
         bool IsNumber = false;
         const qlonglong Signed = sText.toLongLong(&IsNumber, 0);
-        Value = IsNumber && Signed >= -0x80000000LL ? static_cast<I64>(static_cast<U32>(Signed)) : -1;
+        Value = IsNumber && Signed < 0 && Signed >= INT32_MIN ? static_cast<I64>(static_cast<U32>(Signed)) : -1;
     }
     if (Value < 0 && !(EvaluateText(sText, &Value) && Value >= 0 && Value <= 0xFFFFFFFF)) {
         CCommandTable::SetError(Id, QStringLiteral("invalid parameter"));

@@ -1,4 +1,5 @@
 #include "app/Slots.h"
+#include "app/Trust.h"
 #include "base/Files.h"
 #include "command/CommandTable.h"
 #include "command/TextTable.h"
@@ -140,12 +141,15 @@ void TargetSaveMemory(CMainWindow&) {
     if (!ReadRange(Id, 1, &Addr, &Size)) {
         return;
     }
+    const QString sPath = CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0));
+    if (!MayWriteFile(Id, sPath)) {
+        return;
+    }
     QByteArray Data(static_cast<qsizetype>(Size), '\0');
     if (CDevice::Get().ReadMemBlocking(Addr, Size, Data.data()) != 0) {
         FailCommand(Id, "could not read MCU memory");
         return;
     }
-    const QString sPath = CFileFinder::Get().ExpandMacros(CCommandTable::GetArgs(Id).value(0));
     const QString sError = JFile::WriteMemory(sPath, Addr, Data);
     if (!sError.isEmpty()) {
         FailCommand(Id, sError);

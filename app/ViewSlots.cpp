@@ -50,7 +50,7 @@ void ViewLine(CMainWindow& MainWindow) {
         return;
     }
     CSourceView* pView = MainWindow.GetSourceWindow().GetActiveView();
-    if (pView == nullptr || Line < 1 || static_cast<int>(Line) > pView->GetDocument().GetNumLines()) {
+    if (pView == nullptr || Line < 1 || Line > static_cast<unsigned>(pView->GetDocument().GetNumLines())) {
         FailCommand(Id, pView == nullptr ? "file is not open" : "invalid parameter");
         return;
     }

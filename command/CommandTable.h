@@ -89,6 +89,7 @@ I32 GetResult(U32 Id);
 /// The script line of the row with its current arguments; empty for a row without name.
 QString RenderCommand(U32 Id);
 /// The script line of the row with these arguments, as PrepareArgs() takes them; the row's own ones are gone behind it.
+/// Empty, which the console tells, if an argument has a quotation mark or a line end: the language knows neither.
 QString RenderWith(U32 Id, const QVariantList& Args);
 /// Parses a line, sets the arguments on the row's action and returns the row; the empty row if none matches.
 COMMAND_ROW Find(const QString& sLine);

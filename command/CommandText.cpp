@@ -1,5 +1,6 @@
 #include "command/CommandTable.h"
 
+#include "base/ConsoleRing.h"
 #include "command/TextTable.h"
 
 #include <QMap>
@@ -167,6 +168,14 @@ QString RenderCommand(U32 Id) {
 }
 
 QString RenderWith(U32 Id, const QVariantList& Args) {
+    for (const QVariant& Arg : Args) {
+        const QString sText = Arg.toString();
+        if (sText.contains(QLatin1Char('"')) || sText.contains(QLatin1Char('\n'))) {
+            ConsolePrintError(QStringLiteral("A project can't hold a quotation mark or a line end, left out: ") +
+                              sText);
+            return {};
+        }
+    }
     PrepareArgs(Id, Args);
     QString sLine = RenderCommand(Id);
     ClearArgs(Id);

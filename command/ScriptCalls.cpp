@@ -33,6 +33,9 @@ QString Hex(I64 Value) {
 }
 
 QString NumberText(COMMAND_PARAM_KIND Kind, I64 Value) {
+    if (Value < INT32_MIN || Value > UINT32_MAX) { // shown as it is; the command refuses it
+        return Value < 0 ? QString::number(Value) : QStringLiteral("0x") + QString::number(Value, 16).toUpper();
+    }
     if (Kind == PK_ADDR) {
         return QStringLiteral("0x") + QString::number(static_cast<U32>(Value), 16).toUpper().rightJustified(8, '0');
     }

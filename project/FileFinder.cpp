@@ -98,7 +98,8 @@ QString CFileFinder::GetAppDir() const {
 }
 
 QString CFileFinder::ExpandMacros(const QString& sPath) const {
-    if (!sPath.contains(QLatin1Char('$'))) {
+    const bool IsName = !IsRelativePath(sPath) && FileExists(sPath); // a folder may have the name of a macro
+    if (IsName || !sPath.contains(QLatin1Char('$'))) {
         return sPath;
     }
     const QString sExe = GetProgramDir();
@@ -113,9 +114,15 @@ QString CFileFinder::ExpandMacros(const QString& sPath) const {
         {"$(ConfigDir)", sExe + QStringLiteral("/Config/")},
         {"$(LibraryDir)", sExe + QStringLiteral("/Lib/")},
     };
-    QString sResult = sPath;
-    for (const auto& [sMacro, sValue] : aMacro) {
-        sResult.replace(QLatin1String(sMacro), sValue, Qt::CaseInsensitive);
+    QString sResult;
+    for (qsizetype i = 0; i < sPath.size();) { // in one pass: a value that looks like a macro is a name
+        const QStringView Rest = QStringView(sPath).mid(i);
+        const auto* pMacro = std::find_if(std::begin(aMacro), std::end(aMacro), [Rest](const auto& Macro) {
+            return Rest.startsWith(QLatin1String(Macro.first), Qt::CaseInsensitive);
+        });
+        const bool IsMacro = pMacro != std::end(aMacro);
+        sResult += IsMacro ? pMacro->second : QString(sPath[i]);
+        i += IsMacro ? static_cast<qsizetype>(qstrlen(pMacro->first)) : 1;
     }
     if (sResult != sPath) {
         qDebug("FileFinder: expanded %s to %s", qPrintable(sPath), qPrintable(sResult));

@@ -73,7 +73,7 @@ CSrcLoc ParseSourceLocation(const QString& sText) {
     static const QRegularExpression Form(QStringLiteral("^(.+?):\\s*(\\d+)(?::\\s*\\d+)?$"));
     const QRegularExpressionMatch Match = Form.match(sText.trimmed());
     const U32 Line = Match.captured(2).toUInt();
-    const U32 FileId = Line != 0 ? FindSrcFile(Match.captured(1).trimmed()) : INVALID_FILE_ID;
+    const U32 FileId = Line != 0 && Line <= INT32_MAX ? FindSrcFile(Match.captured(1).trimmed()) : INVALID_FILE_ID;
     return FileId != INVALID_FILE_ID ? CSrcLoc{FileId, Line, 0} : CSrcLoc();
 }
 

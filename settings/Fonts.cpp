@@ -124,7 +124,7 @@ QString FontText(const QFont& Font) {
     } else if (Font.italic()) {
         sStyle = QStringLiteral("Italic");
     }
-    return QStringLiteral("%1,  %2pt,  %3").arg(Font.family()).arg(Font.pointSize()).arg(sStyle);
+    return QStringLiteral("%1,  %2pt,  %3").arg(Font.family(), QString::number(Font.pointSize()), sStyle);
 }
 
 bool ParseFont(const QString& sText, QFont* pFont) {

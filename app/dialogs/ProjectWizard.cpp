@@ -228,6 +228,7 @@ void CProjectWizard::finish(const char* sDevice, const char* sCore) {
     if (const QString sData = m_pDataFile->text().trimmed(); !sData.isEmpty()) {
         Commands.append(CCommandTable::RenderWith(CMD_FILE_OPEN, {CleanPath(sData)}));
     }
+    Commands.removeAll(QString());
     Commands.removeDuplicates(); // one file may describe core and peripherals
     emit Finished(Commands);
     accept();

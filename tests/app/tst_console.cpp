@@ -1,4 +1,5 @@
 #include "app/ConsoleOutput.h"
+#include "script/JScript.h"
 #include "tests/app/AppFixture.h"
 
 #include <QLineEdit>
@@ -60,6 +61,19 @@ TEST_F(CConsoleTest, LinesGiveTheirEchoOrTheirError) {
         {"Project.SetRootPath (\"/nowhere\")", 1, {"Project.AddRootPath (\"/nowhere\");"}},
         {"Debug.SetResetMode 0", 1, {"Debug.SetResetMode (0);"}},
         {"Debug.SetResetMode (RM_BREAK_AT_MAIN)", 1, {"Debug.SetResetMode (RM_BREAK_AT_SYMBOL);"}},
+        {"View.Line (4294967296)", 1, {"View.Line (4294967296);", "View.Line (4294967296): invalid parameter"}},
+        {"Break.Set 0x120000000", 1, {"Break.Set (0x120000000);", "Break.Set (0x120000000): invalid parameter"}},
+        {"Project.SetJTAGConfig (-2147483649, 1)",
+         1,
+         {"Project.SetJTAGConfig (-2147483649, 1);", "Project.SetJTAGConfig (-2147483649, 1): invalid parameter"}},
+        {"Edit.SysVar (VAR_SEMIHOSTING_ENABLED, 0x100000001)",
+         1,
+         {"Edit.SysVar (VAR_SEMIHOSTING_ENABLED, 0x100000001);",
+          "Edit.SysVar (VAR_SEMIHOSTING_ENABLED, 0x100000001): invalid parameter"}},
+        {"Target.WriteU32 0x99999999999999999999 1",
+         1,
+         {"Target.WriteU32 (0x99999999999999999999, 1);",
+          "Target.WriteU32 (0x99999999999999999999, 1): not connected"}},
         {"Debug.SetResetMode (RM_NONSENSE)",
          1,
          {"Debug.SetResetMode (RM_NONSENSE);", "Debug.SetResetMode (RM_NONSENSE): invalid parameter"}},
@@ -71,6 +85,37 @@ TEST_F(CConsoleTest, LinesGiveTheirEchoOrTheirError) {
         EXPECT_EQ(Result, Case.Result);
         EXPECT_EQ(NewLines(), Case.Output) << NewText();
     }
+}
+
+TEST_F(CConsoleTest, NumbersAreNeverCutTo32Bits) {
+    ASSERT_TRUE(StartSession());
+    const auto IsRefused = [&](const QString& sCommand) {
+        MarkConsole();
+        EXPECT_TRUE(Run(sCommand));
+        return NewText().ends_with(": invalid parameter");
+    };
+    U32 Before = 0;
+    ASSERT_EQ(Device().ReadMemBlocking(0x20000000, 4, &Before), 0);
+    for (const char* sCommand : {"Target.WriteU32 (%1, 1)", "Target.WriteU32 (0x20000000, %1)", "Target.ReadU8 (%1)",
+                                 "Target.FillMemory (%1, 4, 0)", "Target.SetReg (\"R0\", %1)", "Debug.SetNextPC (%1)",
+                                 "View.Line (%1)", "Break.Set (%1)"}) {
+        for (const char* sNumber :
+             {"0x120000000", "4294967296", "-2147483649", "0x7FFFFFFFFFFFFFFF", "0x99999999999999999999"}) {
+            EXPECT_TRUE(IsRefused(QString(sCommand).replace("%1", sNumber))) << sCommand << sNumber << "\n"
+                                                                             << NewText();
+        }
+    }
+    ASSERT_TRUE(Run("View.Source (\"main\")"));
+    for (const char* sLine : {"0", "-1", "0x7FFFFFFF", "0x80000000", "4294967295"}) {
+        EXPECT_TRUE(IsRefused(QString("View.Line (%1)").arg(sLine))) << sLine << NewText();
+    }
+    // The same from a script.
+    ASSERT_TRUE(
+        OpenProject("numbers.dbgprj", DemoProject({}, "void AfterTargetHalt (void) { Break.Set (0x120000000); }\n")));
+    MarkConsole();
+    Window().GetSession().ExecuteScriptFunction(SF_AFTER_TARGET_HALT);
+    EXPECT_EQ(NewLines(), QStringList({"Break.Set (0x120000000);", "Break.Set (0x120000000): invalid parameter"}));
+    EXPECT_TRUE(Device().GetBreakpoints().isEmpty());
 }
 
 TEST_F(CConsoleTest, HelpListsTheCommands) {

@@ -1,12 +1,15 @@
 #include "tests/app/AppFixture.h"
 
+#include "app/Ask.h"
 #include "app/CommandLine.h"
 #include "app/ProjectControl.h"
 #include "app/RecentProjects.h"
+#include "app/Trust.h"
 #include "project/Project.h"
 #include "script/JScript.h"
 #include "settings/SysVars.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTest>
@@ -308,4 +311,59 @@ TEST_F(CProjectTest, NothingOfAProjectReachesTheNext) {
         EXPECT_EQ(SysVarValue(VAR_VERIFY_DOWNLOAD), 1);
         EXPECT_EQ(Device().GetConfigParam(DEV_CFG_MULTI_TARGET) + Device().GetConfigParam(DEV_CFG_IR_PRE), 0);
     }
+}
+
+TEST_F(CProjectTest, AScriptWritesOutsideItsFolderOnlyWithConsent) {
+    QTemporaryDir Outside;
+    ASSERT_TRUE(QFile::link(Outside.path(), Path("link")));
+    for (const char* sName : {"file.txt", "file.txt.dbgprj"}) {
+        ASSERT_TRUE(QFile::link(Outside.filePath(sName), Path(sName)));
+    }
+    const std::pair<QString, bool> aFile[] = {{Path("inside.txt"), true},          {Path("sub/../inside.txt"), true},
+                                              {Outside.filePath("a.txt"), false},  {Path("link/b.txt"), false},
+                                              {Path("file.txt"), false},           {Path("../outside.txt"), false},
+                                              {Path("missing/../../x.txt"), false}};
+    const QString sError = ": the project isn't trusted to write outside its folder (--trust allows it)";
+    for (const char* sCommand : {"Project.SetConsoleLogFile (\"%1\")", "Project.SetNovikLogFile (\"%1\")",
+                                 "File.SaveProjectAs (\"%1.dbgprj\")"}) {
+        for (const auto& [sFile, IsInside] : aFile) {
+            const QString sLine = QString(sCommand).replace("%1", sFile);
+            SCOPED_TRACE(sLine.toStdString());
+            ASSERT_TRUE(OpenProject("a.dbgprj", DemoProject({}, "void AfterTargetHalt (void) { " + sLine + "; }\n")));
+            MarkConsole();
+            Window().GetSession().ExecuteScriptFunction(SF_AFTER_TARGET_HALT);
+            EXPECT_EQ(NewText().ends_with(sError.toStdString()), !IsInside) << NewText();
+            EXPECT_TRUE(QDir(Outside.path()).isEmpty());
+            EXPECT_TRUE(Run("Project.SetConsoleLogFile (\"\")"));
+        }
+    }
+    // Asked once; the consent holds for the project, by whatever name it is opened.
+    int NumAsked = 0;
+    const auto Answer = [&](QMessageBox::StandardButton Button) {
+        SetAnswerSource([&NumAsked, Button](const QString& sTitle, QMessageBox::StandardButton Default) {
+            NumAsked += sTitle == "Trust Project?" ? 1 : 0;
+            return sTitle == "Trust Project?" ? Button : Default;
+        });
+    };
+    const QString sFunction =
+        "void AfterTargetHalt (void) { Project.SetConsoleLogFile (\"" + Outside.filePath("c.txt") + "\"); }\n";
+    ASSERT_TRUE(QFile::link(Path("b.dbgprj"), Path("c.dbgprj")));
+    for (const auto& [sName, Button, Asked] :
+         {std::tuple{"no.dbgprj", QMessageBox::No, 1}, std::tuple{"no.dbgprj", QMessageBox::Yes, 0},
+          std::tuple{"b.dbgprj", QMessageBox::Yes, 1}, std::tuple{"c.dbgprj", QMessageBox::No, 0}}) {
+        NumAsked = 0;
+        Answer(Button);
+        ASSERT_TRUE(OpenProject(sName, DemoProject({}, sFunction)));
+        Window().GetSession().ExecuteScriptFunction(SF_AFTER_TARGET_HALT);
+        EXPECT_EQ(NumAsked, Asked) << sName;
+        EXPECT_EQ(QFile::exists(Outside.filePath("c.txt")), QString(sName) != "no.dbgprj");
+    }
+    SetAnswerSource(nullptr);
+    EXPECT_TRUE(Run("Project.SetConsoleLogFile (\"\")"));
+    // What is made here is trusted, also under the name that it is saved by.
+    ASSERT_TRUE(Run("File.NewProject"));
+    ASSERT_TRUE(WaitUntil([] { return CProject::Get().GetPath().isEmpty(); }));
+    ASSERT_TRUE(Run("File.SaveProjectAs (\"" + Path("made.dbgprj") + "\")"));
+    EXPECT_TRUE(IsProjectTrusted(Path("made.dbgprj")));
+    EXPECT_FALSE(IsProjectTrusted(Path("a.dbgprj")));
 }

@@ -53,7 +53,8 @@ TEST_F(ScriptCalls, ArgumentsBecomeTextByTheirKind) {
     const ROW aRow[] = {
         {3, {TextArg(), 0x20}, {"main.c:10", "0x00000020"}},
         {35, {-1}, {"0xFFFFFFFF"}},
-        {35, {0x123456789A}, {"0x3456789A"}},
+        {35, {0x123456789A}, {"0x123456789A"}}, // the command refuses what doesn't fit
+        {35, {INT64_MIN}, {"-9223372036854775808"}},
         {151, {0x20000000, 0xAB}, {"0x20000000", "0xAB"}},
         {149, {TextArg(), -1}, {"main.c:10", "0xFFFFFFFF"}},
         {38, {1}, {"RM_BREAK_AT_SYMBOL"}},

@@ -96,6 +96,16 @@ TEST_F(FileFinder, Macros) {
     for (const auto& [sPath, sExpanded] : aRow) {
         EXPECT_EQ(m_Finder.ExpandMacros(sPath), sExpanded) << sPath;
     }
+    // Folders may be named like a macro, and with any other character.
+    for (const char* sFolder : {"$(ConfigDir)", "pri$ce", "%2b%1", "say \"x\""}) {
+        const QString sProject = m_Dir.filePath(sFolder);
+        ASSERT_TRUE(QDir().mkpath(sProject));
+        Touch(QString(sFolder) + "/my.c");
+        m_Finder.SetProjectPath(sProject + "/a.dbgprj");
+        EXPECT_EQ(m_Finder.FindFile("$(ProjectDir)/my.c"), sProject + "/my.c");
+        EXPECT_EQ(m_Finder.FindFile(sProject + "/my.c"), sProject + "/my.c");
+        EXPECT_EQ(m_Finder.FindFile("my.c"), sProject + "/my.c");
+    }
 }
 
 TEST_F(FileFinder, AliasesAndSubstitutes) {
