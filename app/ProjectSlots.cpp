@@ -38,8 +38,9 @@ bool CheckLogFile(COMMAND_ID Id, const QString& sPath) {
 void SetFileParam(COMMAND_ID Id, DEV_CONFIG_PARAMS Param) {
     const QString sPath = CFileFinder::Get().ExpandMacros(GetCommandArg(Id, 0));
     const QString sFound = Param == DEV_CFG_SCRIPT_FILE ? CFileFinder::Get().FindFile(sPath) : sPath;
-    if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !FileExists(sFound)) {
-        FailCommand(Id, "file not found");
+    const QString sRefused = CheckRegularFile(sFound);
+    if (!sPath.isEmpty() && Param == DEV_CFG_SCRIPT_FILE && !sRefused.isEmpty()) {
+        FailCommand(Id, sRefused);
         return;
     }
     if (Param == DEV_CFG_LOG_FILE && !CheckLogFile(Id, sFound)) {
@@ -54,8 +55,9 @@ void ProjectSetNovikLogFile(CMainWindow&) { SetFileParam(CMD_PROJECT_SET_NOVIK_L
 void ProjectAddSvdFile(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_PROJECT_ADD_SVD_FILE;
     CProject::Get().AddSvdFile(GetCommandArg(Id, 0));
-    if (!FileExists(CFileFinder::Get().FindFile(GetCommandArg(Id, 0)))) {
-        FailCommand(Id, "file not found");
+    const QString sRefused = CheckRegularFile(CFileFinder::Get().FindFile(GetCommandArg(Id, 0)));
+    if (!sRefused.isEmpty()) {
+        FailCommand(Id, sRefused);
     }
 }
 

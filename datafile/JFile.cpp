@@ -52,7 +52,7 @@ QList<CMemBlock> ReadBinary(const QString& sPath) {
         Chunk = File.read(BUFFER_SIZE);
         Data.append(Chunk);
         Progress.Set(Data.size());
-    } while (Chunk.size() == BUFFER_SIZE);
+    } while (Chunk.size() == BUFFER_SIZE && Data.size() <= MAX_FILE_SIZE); // files of the kernel may not end
     return {CMemBlock(0, Data)};
 }
 

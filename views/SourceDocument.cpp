@@ -1,18 +1,20 @@
 #include "views/SourceDocument.h"
 
+#include "base/Files.h"
+#include "base/TextFormat.h"
 #include "views/SourceColoring.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 bool CSourceDocument::Load(const QString& sPath, QString* pError) {
     constexpr qint64 MAX_FILE_SIZE = 64 * 1024 * 1024; // no source file; keeps a stray binary from filling memory
-    QFile File(sPath);
-    if (!QFileInfo(sPath).isFile() || !File.open(QIODevice::ReadOnly) || File.size() > MAX_FILE_SIZE) {
-        *pError = File.isOpen() ? QStringLiteral("file is too large") : QStringLiteral("file not found");
+    QByteArray Bytes;
+    *pError = ReadRegularFile(sPath, MAX_FILE_SIZE, &Bytes);
+    if (!pError->isEmpty()) {
         return false;
     }
-    QString sText = QString::fromUtf8(File.readAll());
+    TEXT_FORMAT Format;
+    QString sText = DecodeText(Bytes, &Format);
     sText.remove(QLatin1Char('\r'));
     if (sText.endsWith(QLatin1Char('\n'))) {
         sText.chop(1);

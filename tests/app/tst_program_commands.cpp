@@ -25,7 +25,7 @@ TEST(ProgramCommands, EachSaysWhatItDoes) {
     }
     sProject += QStringLiteral("  Util.Log (\"mark %1\");\n  File.Exit();\n}\n").arg(Number);
     const CProgramRun Run;
-    const PROGRAM_RESULT Result = Run.Run(sProject);
+    const PROGRAM_RESULT Result = Run.Run(sProject, {"--trust"}); // some of them write elsewhere
     ASSERT_TRUE(Result.HasEnded);
     Number = 0;
     for (const LINE_CASE& Case : aCommandCase) {
