@@ -4,6 +4,7 @@
 #include "probe/sim/SimBackend.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace Novik {
@@ -23,9 +24,11 @@ void CProbeSession::Put(NOVIK_LOG_FUNC* pfSink, const std::string& sText) {
     if (pfSink) {
         pfSink(sText.c_str());
     }
-    if (pLogFile) {
-        std::fprintf(pLogFile, "%s\n", sText.c_str());
-        std::fflush(pLogFile);
+    if (pLogFile && (std::fprintf(pLogFile, "%s\n", sText.c_str()) < 0 || std::fflush(pLogFile) != 0)) {
+        const std::string sReason = std::strerror(errno);
+        std::fclose(pLogFile);
+        pLogFile = nullptr;
+        Error("Log file ended, could not write it: " + sReason);
     }
 }
 

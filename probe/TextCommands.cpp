@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <sstream>
@@ -30,7 +31,15 @@ void SelectDevice(const std::string& sName, std::string& sError) {
 }
 
 void RunScript(const std::string& sPath, std::string& sError, int Depth) {
-    constexpr int MAX_DEPTH = 8; // a script can name another one
+    constexpr int MAX_DEPTH = 8;                  // a script can name another one
+    constexpr std::uintmax_t MAX_SIZE = 16 << 20; // more is no script
+    std::error_code NoSize;                       // also of a device or pipe, which would be waited for
+    std::error_code Ignored;
+    const std::uintmax_t Size = std::filesystem::file_size(sPath, NoSize);
+    if (!NoSize ? Size > MAX_SIZE : std::filesystem::exists(sPath, Ignored)) {
+        sError = "Script \"" + sPath + "\" is " + (NoSize ? "not a regular file" : "too large");
+        return;
+    }
     std::ifstream File(sPath);
     std::string sLine;
     if (!File || Depth >= MAX_DEPTH) {

@@ -91,14 +91,14 @@ QString FormatStore(const SETTINGS& Keys, const QString& sPath, QByteArray* pByt
     const QString sCopy = Dir.filePath(QStringLiteral("copy")); // QSettings keeps what it wrote under the other name
     SETTINGS Read;
     if (!QFile::rename(sTemp, sCopy) || !ReadRegularFile(sCopy, MAX_STORE_SIZE, pBytes).isEmpty()) {
-        return QStringLiteral("the folder takes no file");
+        return QStringLiteral("the folder takes no file (is the device full?)");
     }
     QSettings In(sCopy, QSettings::IniFormat);
     bool IsComplete = ReadKeys(&In, &Read) && Read.size() == Keys.size();
     for (auto It = Keys.constBegin(); IsComplete && It != Keys.constEnd(); ++It) {
         IsComplete = IsSame(Read.value(It.key()), It.value());
     }
-    return IsComplete ? QString() : QStringLiteral("the device is full");
+    return IsComplete ? QString() : QStringLiteral("its copy is incomplete (is the device full?)");
 }
 
 } // namespace

@@ -201,7 +201,8 @@ TEST_F(CProjectTest, TheCommandLineMakesAProjectFromACompleteSet) {
     for (const auto& Case : aCase) {
         SCOPED_TRACE(Case.Args.join(' ').toStdString());
         const QString sPath = Path("made.dbgprj");
-        SetCmdLine(ParseCommandLine(QStringList{"-project", sPath} + Case.Args), {});
+        const QString sRelative = QDir::current().relativeFilePath(sPath);
+        SetCmdLine(ParseCommandLine(QStringList{"-project", sRelative} + Case.Args), {});
         CProject::Get().SetModified(false);
         EXPECT_EQ(Window().GetProjects().CreateFromCmdLine(), !Case.Lines.isEmpty());
         if (Case.Lines.isEmpty()) {

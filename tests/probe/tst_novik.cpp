@@ -1,6 +1,9 @@
 // Session, memory, download, registers and injected faults through the exported functions.
 #include "NovikFixture.h"
+#include "ScratchFolder.h"
+#include "tests/FileSizeLimit.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -77,6 +80,25 @@ TEST(NovikSession, DevicesWithoutASimulationSayWhy) {
             << Texts()[0];
         NOVIKARM_Close();
     }
+}
+
+TEST(NovikSession, ALogThatTheDeviceRefusesEndsWithOneError) {
+    const CScratchFolder Folder;
+    const CFileSizeLimit Full(5);
+    NOVIKARM_SetLogFile(Folder.Path("log.txt").c_str());
+    Texts().clear();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(NOVIKARM_SelectUSB(0), 0);
+        NOVIKARM_SetErrorOutHandler(NoteText);
+        ASSERT_EQ(NOVIKARM_Open(), nullptr);
+        NOVIKARM_ExecCommand("device=Cortex-A8", nullptr, 0);
+        NOVIKARM_Connect();
+        NOVIKARM_Close();
+    }
+    EXPECT_EQ(std::count_if(Texts().begin(), Texts().end(),
+                            [](const std::string& s) { return s.find("Log file ended") == 0; }),
+              1);
+    NOVIKARM_SetLogFile("");
 }
 
 TEST(NovikSession, CloseForgetsEverything) {
@@ -236,6 +258,9 @@ TEST_F(CNovikCommands, EachTextCommandChecksItsArguments) {
         {"SimFlashBreakpoints", "SimFlashBreakpoints: expected 0 or 1"},
         {"SimPendInterrupt 500", "SimPendInterrupt: expected the number of an interrupt"},
         {"Nonsense", "Unknown command \"Nonsense\""},
+        {"ScriptFile=/dev/zero", "Script \"/dev/zero\" is not a regular file"},
+        {"ScriptFile=/tmp", "Script \"/tmp\" is not a regular file"},
+        {"ScriptFile=/no/such", "Could not open script \"/no/such\""},
     };
     for (const auto& Case : Cases) {
         const std::string sError = Exec(Case.sCommand);

@@ -1,6 +1,7 @@
 #include "project/FileFinder.h"
 #include "project/Project.h"
 #include "script/JScript.h"
+#include "tests/FileSizeLimit.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -168,6 +169,27 @@ TEST_F(Project, TheThreeRewritesDifferInNamesAndPlace) {
     EXPECT_EQ(m_Project.UpdateProbeSettings(m_sPath, {"A (1);"}), -1);
     EXPECT_EQ(m_Project.UpdateTraceSettings(m_Dir.filePath("missing.dbgprj"), {"A (1);"}), -1);
     EXPECT_FALSE(QFile::exists(m_Dir.filePath("missing.dbgprj")));
+}
+
+TEST_F(Project, RewritingKeepsEncodingAndLineEndsOrTheWholeFile) {
+    const QByteArray aText[] = {"void OnProjectLoad (void) {\n}\n// \xC3\xA4\n",
+                                "void OnProjectLoad (void) {\r\n}\r\n// \xE4\r\n",
+                                "\xEF\xBB\xBFvoid OnProjectLoad (void) {\r\n}\r\n// \xC3\xA4\r\n"};
+    for (const QByteArray& Text : aText) {
+        Write(m_sPath, Text);
+        const QByteArray LineEnd = Text.contains('\r') ? "\r\n" : "\n";
+        {
+            const CFileSizeLimit Full(30);
+            EXPECT_EQ(m_Project.UpdateSettings(m_sPath, {"A (1);"}), -1);
+        }
+        QFile File(m_sPath);
+        ASSERT_TRUE(File.open(QIODevice::ReadOnly));
+        EXPECT_EQ(File.readAll(), Text) << "a full device";
+        File.close();
+        EXPECT_EQ(m_Project.UpdateSettings(m_sPath, {"A (1);"}), 0);
+        ASSERT_TRUE(File.open(QIODevice::ReadOnly));
+        EXPECT_EQ(File.readAll(), QByteArray(Text).replace("{" + LineEnd, "{" + LineEnd + "  A (1);" + LineEnd));
+    }
 }
 
 TEST_F(Project, CommandsInTheFile) {

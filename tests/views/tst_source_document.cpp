@@ -54,7 +54,7 @@ TEST_F(SourceDocument, FilesThatAreNoSource) {
     ASSERT_TRUE(Large.open(QIODevice::WriteOnly) && Large.resize(64 * 1024 * 1024 + 1)); // takes no room on disk
     const std::pair<QString, QString> aRow[] = {{m_Dir.filePath("missing.c"), "file not found"},
                                                 {m_Dir.path(), "file not found"},
-                                                {"/dev/zero", "file not found"},
+                                                {"/dev/zero", "not a regular file"},
                                                 {sLarge, "file is too large"}};
     CSourceDocument Document;
     QString sError;
