@@ -78,10 +78,14 @@ void TrustProject(const QString& sProjectPath) {
     }
 }
 
+bool IsWriteTrusted(const QString& sProjectPath, const QString& sPath) {
+    return GetCmdLine().IsTrusting || IsProjectTrusted(sProjectPath) || IsInFolderOf(sProjectPath, sPath);
+}
+
 bool MayWriteFile(COMMAND_ID Id, const QString& sPath) {
     const QString sProject = CProject::Get().GetPath();
-    if (ScriptGetCallLevel() == 0 || sPath.isEmpty() || GetCmdLine().IsTrusting || IsProjectTrusted(sProject) ||
-        IsInFolderOf(sProject, sPath) || AskForTrust(QFileInfo(sProject).canonicalFilePath(), sPath)) {
+    if (ScriptGetCallLevel() == 0 || sPath.isEmpty() || IsWriteTrusted(sProject, sPath) ||
+        AskForTrust(QFileInfo(sProject).canonicalFilePath(), sPath)) {
         return true;
     }
     FailCommand(Id, "the project isn't trusted to write outside its folder (--trust allows it)");

@@ -12,6 +12,9 @@
 /// False, with the command's error set, if it may not.
 bool MayWriteFile(COMMAND_ID Id, const QString& sPath);
 
+/// True if a write on behalf of the project needs nobody's consent. Asks nothing.
+bool IsWriteTrusted(const QString& sProjectPath, const QString& sPath);
+
 /// True if the user made the project here or has consented. A project without a file was made here.
 bool IsProjectTrusted(const QString& sProjectPath);
 

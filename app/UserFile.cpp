@@ -4,6 +4,7 @@
 #include "app/MainWindow.h"
 #include "app/Session.h"
 #include "app/Toolbars.h"
+#include "app/Trust.h"
 #include "base/Files.h"
 #include "framework/WindowList.h"
 #include "project/Project.h"
@@ -35,7 +36,9 @@ void WriteUserFile(CMainWindow& MainWindow, const QString& sProjectPath) {
     Lines += MainWindow.GetToolbars().FormatLayout();
     const QByteArray Text = Lines.join(QLatin1Char('\n')).toUtf8() + '\n';
     const QString sPath = CProject::Get().GetUserFilePath(sProjectPath);
-    const QString sError = SaveFile(sPath, Text);
+    const QString sError = IsWriteTrusted(sProjectPath, sPath)
+                               ? SaveFile(sPath, Text)
+                               : QStringLiteral("it is a link to a file outside the project's folder");
     if (!sError.isEmpty()) {
         TellSaveFailed(sPath, sError, MainWindow.GetSession().IsClosing());
     }

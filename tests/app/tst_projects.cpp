@@ -338,6 +338,13 @@ TEST_F(CProjectTest, AScriptWritesOutsideItsFolderOnlyWithConsent) {
             EXPECT_TRUE(Run("Project.SetConsoleLogFile (\"\")"));
         }
     }
+    // The layout of the windows isn't written through a link either.
+    ASSERT_TRUE(QFile::link(Outside.filePath("layout"), Path("linked.dbgprj.user")));
+    ASSERT_TRUE(OpenProject("linked.dbgprj", DemoProject()));
+    MarkConsole();
+    ASSERT_TRUE(OpenProject("a.dbgprj", DemoProject()));
+    EXPECT_FALSE(QFile::exists(Outside.filePath("layout")));
+    EXPECT_EQ(NewLines().filter("Could not write file " + Path("linked.dbgprj.user")).size(), 1) << NewText();
     // Asked once; the consent holds for the project, by whatever name it is opened.
     int NumAsked = 0;
     const auto Answer = [&](QMessageBox::StandardButton Button) {
