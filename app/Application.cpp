@@ -24,6 +24,7 @@
 #include <QApplication>
 #include <QTimer>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -75,6 +76,7 @@ void InstallHooks() {
                             .pfCanonicalLocation = CanonicalLocation,
                             .pfEvaluate = EvaluateText,
                             .pfReportDisabled = ReportDisabled});
+    CDeviceDataProvider::Get().SetPump(PumpDuringRead);
     ElfApi_SetMsgHandler(OnElfMessage);
 }
 
@@ -117,5 +119,10 @@ int RunApplication(int argc, char** argv) {
         Result = Result != 0 ? Result : MainWindow.GetExitCode();
     }
     const int SaveResult = SaveAtExit();
+    if (!CDevice::Get().isFinished()) {
+        // A call of the probe library still waits for its link; what is to be kept is on the disk.
+        std::fflush(nullptr);
+        std::_Exit(Result != 0 ? Result : SaveResult);
+    }
     return Result != 0 ? Result : SaveResult;
 }

@@ -4,6 +4,7 @@
 #include "app/MainWindow.h"
 #include "app/ScriptProgress.h"
 #include "command/CommandTable.h"
+#include "device/DeviceDataProvider.h"
 #include "views/SourceWindow.h"
 
 #include <QApplication>
@@ -34,7 +35,8 @@ bool MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWin
 bool TakeAlternativeKey(CMainWindow& MainWindow, const QKeyEvent& Event) {
     const QString sKey = QKeySequence(Event.keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
-        QApplication::activeModalWidget() == nullptr && MainWindow.GetScriptProgress().StopShown()) {
+        QApplication::activeModalWidget() == nullptr &&
+        (MainWindow.GetScriptProgress().StopShown() || CDeviceDataProvider::Get().CancelWaits())) {
         return true;
     }
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||

@@ -38,6 +38,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
 #include <QKeyEvent>
@@ -84,12 +85,16 @@ void ReportPathStats() {
     }
 }
 
+constexpr int MAX_DEVICE_STOP_MS = 1200; ///< of the 2 s that closing may take
+
+/// Waits for the device thread to let the target go, but not for a link that takes longer than that.
 void StopDevice() {
     CDevice& Device = CDevice::Get();
     Device.MarkAllPendingJobsDone();
     Device.disconnect();
     Device.RequestStop();
-    while (!Device.wait(1)) {
+    const QDeadlineTimer End(MAX_DEVICE_STOP_MS);
+    while (!Device.wait(1) && !End.hasExpired()) {
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 10);
     }
 }
@@ -103,7 +108,7 @@ CMainWindow::CMainWindow()
       m_pRecentProjects(new CRecentProjects(this)) {
     pInstance = this;
     setFocusPolicy(Qt::StrongFocus);
-    new CDeviceEventWorker(this);
+    m_pEventWorker = new CDeviceEventWorker(this);
     LoadSettings();
     CreateActions();
     m_pStatusBar = new CStatusBar(this);
@@ -320,14 +325,16 @@ void CMainWindow::closeEvent(QCloseEvent* pEvent) {
     }
     m_pActionStates->StopFollowing();
     m_ShownTimer.stop();
+    m_pEventWorker->Stop();
     SaveState();
+    SaveColorsAndFonts();
+    SaveUserPrefs();
     CProject::Get().Close(); // ends the script, too
+    SaveSettingsMap();       // told at the end of the program if it fails there, too
     StopDevice();
     while (m_pConsole->DrainRing()) {
     }
     ElfApi_Deinit();
-    SaveColorsAndFonts();
-    SaveUserPrefs();
     QMainWindow::closeEvent(pEvent);
     QApplication::closeAllWindows();
     pEvent->accept();

@@ -13,6 +13,7 @@ class CConsoleWindow;
 class CProjectControl;
 class CRecentProjects;
 class CScriptProgress;
+class CDeviceEventWorker;
 class CSession;
 class CSourceWindow;
 class CStatusBar;
@@ -90,6 +91,7 @@ private:
     CRecentProjects* m_pRecentProjects;
     CProjectControl* m_pProjects = nullptr;
     CActionStates* m_pActionStates = nullptr;
+    CDeviceEventWorker* m_pEventWorker = nullptr;
     CScriptProgress* m_pScriptProgress = nullptr;
     CSourceWindow* m_pSource = nullptr;   ///< owned by m_pWindows
     CConsoleWindow* m_pConsole = nullptr; ///< owned by m_pWindows

@@ -1,9 +1,13 @@
 #include "app/ScriptWaits.h"
 
+#include "app/MainWindow.h"
+#include "app/Session.h"
 #include "command/CommandIds.h"
 #include "device/Device.h"
 #include "device/DeviceEventWorker.h"
 #include "script/JScript.h"
+
+#include <QCoreApplication>
 
 namespace {
 
@@ -81,4 +85,9 @@ I32 WaitForCommandJobs(U32 CommandId, U64 Mark) {
         return HasFailed ? -1 : 0;
     }
     return 0;
+}
+
+bool PumpDuringRead() {
+    QCoreApplication::processEvents();
+    return !ScriptIsEnding() && !CMainWindow::Get().GetSession().IsClosing();
 }

@@ -9,3 +9,5 @@ U64 MarkCommandJobs();
 I32 WaitForCommandJobs(U32 CommandId, U64 Mark);
 /// False if a script's call can't do anything: a Target.* command without a device thread or connection.
 bool MayScriptCall(U32 CommandId);
+/// Keeps the program live while a command reads the target; false if it is to end. Main thread.
+bool PumpDuringRead();

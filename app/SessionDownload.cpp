@@ -17,6 +17,7 @@
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QThread>
+#include <utility>
 
 // Program files and how they reach the target.
 
@@ -85,6 +86,30 @@ QString ReadBlocks(const QString& sPath, I64 Address, QList<CMemBlock>* pBlocks)
     }
     return {};
 }
+
+/// Keeps the device thread from running jobs while the program changes under it. On a slow link a job takes seconds:
+/// the window lives meanwhile, without input, and the wait ends without the lock if it is closed.
+class CSchedulerLock {
+public:
+    explicit CSchedulerLock(const CSession& Session)
+        : m_IsLocked(CDevice::Get().LockScheduler([&Session] {
+              QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+              CDevice::Get().Queue().WaitForFinished(CDevice::Get().Queue().NumFinished(), 1);
+              return !Session.IsClosing();
+          })) {}
+    ~CSchedulerLock() { Unlock(); }
+    CSchedulerLock(const CSchedulerLock&) = delete;
+    CSchedulerLock& operator=(const CSchedulerLock&) = delete;
+    bool IsLocked() const { return m_IsLocked; }
+    void Unlock() {
+        if (std::exchange(m_IsLocked, false)) {
+            CDevice::Get().UnlockScheduler();
+        }
+    }
+
+private:
+    bool m_IsLocked;
+};
 
 QList<CMemBlock> ElfBlocks() {
     QList<CMemBlock> Blocks;
@@ -302,10 +327,16 @@ QString CSession::OpenDataFile(const QString& sPath) {
     m_SavedBreakpoints.insert(qHash(m_sCurrentProgramFile.toLower()), CDevice::Get().GetBreakpoints());
     const bool IsElf = !sPath.isEmpty() && IsElfFile(sPath);
     QString sError;
+    // Taken before anything changes: events are handled while it is waited for.
+    CSchedulerLock Lock(*this);
+    if (!Lock.IsLocked() && !sPath.isEmpty()) {
+        return QStringLiteral("the program is closing");
+    }
     if (sPath.isEmpty()) {
-        const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
         TellProgramClosing();
-        ElfApi_Deinit();
+        if (Lock.IsLocked()) {
+            ElfApi_Deinit(); // else it goes behind the device thread
+        }
     } else if (IsElf) {
         QApplication::setOverrideCursor(Qt::WaitCursor);
         SetStatus(QStringLiteral("Opening File..."));
@@ -314,18 +345,17 @@ QString CSession::OpenDataFile(const QString& sPath) {
         if (!WasOpen) {
             CDevice::Get().PostResetTargetExecState();
         }
-        {
-            const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
-            sError = ElfApi_Init(sPath) == 0 ? QString() : ElfApi_GetErrorText();
-            CDevice::Get().Target().ResetInstStore();
-        }
+        sError = ElfApi_Init(sPath) == 0 ? QString() : ElfApi_GetErrorText();
+        CDevice::Get().Target().ResetInstStore();
         QApplication::restoreOverrideCursor();
     } else {
+        Lock.Unlock(); // records change nothing that jobs use, and the user may be asked
         sError = OpenRecords(sPath, JFile::IsBinFile(sPath));
         if (sError.isEmpty()) {
             CProject::Get().SetProgramFile(sPath);
         }
     }
+    Lock.Unlock();
     NoteOpenResult(sPath, sError);
     if (!sError.isEmpty()) {
         SetStatus(QStringLiteral("Ready"));
@@ -339,7 +369,10 @@ QString CSession::OpenDataFile(const QString& sPath) {
 int CSession::RelocateSymbols(const QString& sSymbols, I32 Offset) {
     int Result = 0;
     {
-        const std::lock_guard Lock(CDevice::Get().SchedulerMutex());
+        const CSchedulerLock Lock(*this);
+        if (!Lock.IsLocked()) {
+            return -1;
+        }
         Result = ElfApi_RelocateSymbols(sSymbols, Offset);
         if (ElfApi_IsOpen()) {
             CDevice::Get().Target().ResetInstStore();

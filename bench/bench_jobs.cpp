@@ -8,15 +8,19 @@
 #include "device/NovikFuncs.h"
 
 #include <QCoreApplication>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace {
 
 constexpr int NUM_ROUND_TRIPS = 20000;
+constexpr int NUM_SLOW_ROUND_TRIPS = 1000;
+constexpr std::chrono::microseconds SLEEP(1000); ///< long enough for both threads, and a core, to sleep
 constexpr int NUM_QUEUED_JOBS = 200000;
 constexpr int BATCH = 5000; ///< jobs in flight; half a ring
 
@@ -41,41 +45,83 @@ NOVIK_FUNCS InstantProbe() {
     return Funcs;
 }
 
+/// As many threads as the machine has cores, which do nothing but take their time.
+class CBusyCores {
+public:
+    CBusyCores() {
+        for (unsigned i = 0; i < std::thread::hardware_concurrency(); i++) {
+            m_Threads.emplace_back([this] {
+                while (!m_IsOver.load(std::memory_order_relaxed)) {
+                }
+            });
+        }
+    }
+    ~CBusyCores() {
+        m_IsOver = true;
+        for (std::thread& Thread : m_Threads) {
+            Thread.join();
+        }
+    }
+    CBusyCores(const CBusyCores&) = delete;
+    CBusyCores& operator=(const CBusyCores&) = delete;
+
+private:
+    std::atomic<bool> m_IsOver{false};
+    std::vector<std::thread> m_Threads;
+};
+
+/// Microseconds of one call, with a pause in front of each that isn't counted.
+template <class FN> double MeasureCalls(int Count, std::chrono::microseconds Pause, FN&& Fn) {
+    CLOCK::duration Sum{};
+    for (int i = 0; i < Count; i++) {
+        if (Pause.count() != 0) {
+            std::this_thread::sleep_for(Pause);
+        }
+        const auto Start = CLOCK::now();
+        Fn();
+        Sum += CLOCK::now() - Start;
+    }
+    return std::chrono::duration<double>(Sum).count() / Count * 1e6;
+}
+
 // One item handed to a thread and back, as the round trip of a job is at its cheapest.
-double MeasureHandOver() {
+double MeasureHandOver(int Count, std::chrono::microseconds Pause) {
     std::mutex Mutex;
     std::condition_variable Changed;
     int Turn = 0;
     std::thread Other([&] {
-        for (int i = 0; i < NUM_ROUND_TRIPS; i++) {
+        for (int i = 0; i < Count; i++) {
             std::unique_lock Lock(Mutex);
             Changed.wait(Lock, [&] { return Turn == 1; });
             Turn = 0;
             Changed.notify_one();
         }
     });
-    const auto Start = CLOCK::now();
-    for (int i = 0; i < NUM_ROUND_TRIPS; i++) {
+    const double Result = MeasureCalls(Count, Pause, [&] {
         std::unique_lock Lock(Mutex);
         Turn = 1;
         Changed.notify_one();
         Changed.wait(Lock, [&] { return Turn == 0; });
-    }
-    const double Seconds = SecondsSince(Start);
+    });
     Other.join();
-    return Seconds / NUM_ROUND_TRIPS * 1e6;
+    return Result;
 }
 
-double MeasureRoundTrip(CDevice& Device) {
+double MeasureRoundTrip(CDevice& Device, int Count, std::chrono::microseconds Pause) {
     U32 Data = 0;
-    const auto Start = CLOCK::now();
-    for (int i = 0; i < NUM_ROUND_TRIPS; i++) {
-        if (Device.ReadMemBlocking(0x20000000, sizeof(Data), &Data) != 0) {
-            std::fprintf(stderr, "read %d failed\n", i);
-            return 0;
-        }
+    int NumFailed = 0;
+    const double Result =
+        MeasureCalls(Count, Pause, [&] { NumFailed += Device.ReadMemBlocking(0x20000000, sizeof(Data), &Data) != 0; });
+    if (NumFailed) {
+        std::fprintf(stderr, "%d reads failed\n", NumFailed);
     }
-    return SecondsSince(Start) / NUM_ROUND_TRIPS * 1e6;
+    return Result;
+}
+
+void PrintRoundTrip(CDevice& Device, const char* sName, int Count, std::chrono::microseconds Pause) {
+    const double HandOver = MeasureHandOver(Count, Pause);
+    const double RoundTrip = MeasureRoundTrip(Device, Count, Pause);
+    std::printf("%s %.2f us thread_hand_over %.2f %.2f\n", sName, RoundTrip, HandOver, RoundTrip / HandOver);
 }
 
 double MeasureThroughput(CDevice& Device) {
@@ -110,9 +156,12 @@ int main(int argc, char* argv[]) {
         std::this_thread::yield();
     }
     Device.DeliverEvents(1000);
-    const double HandOver = MeasureHandOver();
-    const double RoundTrip = MeasureRoundTrip(Device);
-    std::printf("job_round_trip %.2f us thread_hand_over %.2f %.2f\n", RoundTrip, HandOver, RoundTrip / HandOver);
+    PrintRoundTrip(Device, "job_round_trip", NUM_ROUND_TRIPS, {});
+    PrintRoundTrip(Device, "job_round_trip_from_sleep", NUM_SLOW_ROUND_TRIPS, SLEEP);
+    {
+        const CBusyCores Busy;
+        PrintRoundTrip(Device, "job_round_trip_busy", NUM_SLOW_ROUND_TRIPS, {});
+    }
     std::printf("jobs_per_second %.0f 1/s - - -\n", MeasureThroughput(Device));
     return 0;
 }

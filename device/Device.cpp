@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr U32 IDLE_WAIT_MS = 50;    ///< longest time without a look at the target
+constexpr U32 LOCK_PAUSE_MS = 2;    ///< time that the device thread leaves to who waits for its lock
 constexpr U32 NUM_NEXT_EVENTS = 10; ///< events looked ahead for a later step
 constexpr U32 WAIT_ROUND_MS = 1;
 
@@ -42,6 +42,16 @@ void CDevice::RequestStop() {
     m_Queue.Wake();
 }
 
+bool CDevice::LockScheduler(const std::function<bool()>& fPump) {
+    m_Target.NumLockWaiters++;
+    bool IsLocked = m_SchedulerMutex.try_lock();
+    while (!IsLocked && fPump()) {
+        IsLocked = m_SchedulerMutex.try_lock();
+    }
+    m_Target.NumLockWaiters--;
+    return IsLocked;
+}
+
 int CDevice::RunPass() {
     std::lock_guard Lock(m_SchedulerMutex);
     return m_Runner.RunPass();
@@ -53,8 +63,11 @@ void CDevice::run() {
     m_Target.Info.ReadLibraryFacts();
     m_Target.Info.UpdateNovikFuncPtrs();
     while (!m_Target.StopRequested) {
-        if (RunPass() < MAX_JOBS_PER_PASS && !m_Target.StopRequested) {
-            m_Queue.WaitForWork(IDLE_WAIT_MS);
+        const int NumJobs = RunPass();
+        if (m_Target.NumLockWaiters != 0) {
+            m_Clock.SleepMs(LOCK_PAUSE_MS);
+        } else if (NumJobs < MAX_JOBS_PER_PASS && !m_Target.StopRequested) {
+            m_Queue.WaitForWork(m_Target.HaltSeq.GetIdleMs());
         }
     }
     std::lock_guard Lock(m_SchedulerMutex);

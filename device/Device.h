@@ -14,6 +14,7 @@
 #include "device/Target.h"
 
 #include <QThread>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -152,7 +153,10 @@ public:
     void SetSemiHost(CSemiHostHook* pHook) { m_Target.SetSemiHost(pHook); }
 
     /// Held by the device thread while it works; whoever changes what jobs rely on (loads a program) holds it, too.
-    std::recursive_mutex& SchedulerMutex() { return m_SchedulerMutex; }
+    /// The device thread gives way to a waiter between two jobs; one job may take seconds. fPump is called meanwhile,
+    /// waits a little, and gives false to end the wait without the lock. True with the lock. Any thread.
+    bool LockScheduler(const std::function<bool()>& fPump);
+    void UnlockScheduler() { m_SchedulerMutex.unlock(); }
 
     /// Delivers up to MaxEvents events to the listeners; returns their number. Main thread.
     int DeliverEvents(int MaxEvents);

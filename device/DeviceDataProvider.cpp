@@ -9,6 +9,7 @@
 namespace {
 constexpr U32 WAIT_ROUND_MS = 1;
 constexpr int EVENTS_PER_ROUND = 10;
+constexpr U64 PUMP_AFTER_MS = 20; ///< a wait of less is over before anybody would see it
 } // namespace
 
 CDeviceDataProvider::CDeviceDataProvider(CDevice& Device) : m_Device(Device) { m_Device.SetDataProvider(this); }
@@ -62,10 +63,20 @@ bool CDeviceDataProvider::Wait(U64 SeqNo, REQUEST* pRequest, U32 JobType) {
             m_Device.EventRing().Log(DEV_LOG_WARN, "Timeout while waiting for Job %s", GetJobTypeName(JobType));
             break;
         }
+        if (m_pfPump && m_Device.Clock().NowMs() - Start > PUMP_AFTER_MS && !m_pfPump()) {
+            break;
+        }
         m_Device.Queue().WaitForFinished(NumFinished, WAIT_ROUND_MS);
     }
     m_Pending.remove(SeqNo);
     return pRequest->IsOk;
+}
+
+bool CDeviceDataProvider::CancelWaits() {
+    for (REQUEST* pRequest : std::as_const(m_Pending)) {
+        pRequest->IsDone = true;
+    }
+    return !m_Pending.isEmpty();
 }
 
 void CDeviceDataProvider::OnDeviceJobDone(Job* pJob) {

@@ -24,6 +24,12 @@ public:
     /// Reads a register by the index of the probe library. 0, or -1 with *pValue -1.
     int ReadReg(U32 Idx, I64* pValue);
 
+    /// What a wait calls when it takes long, and once each millisecond from then on: it keeps the program live and
+    /// gives false to end the wait. Null: waits only deliver events.
+    void SetPump(bool (*pfPump)()) { m_pfPump = pfPump; }
+    /// Ends all waits; what they wait for isn't read. False if there is none.
+    bool CancelWaits();
+
     void OnDeviceJobDone(Job* pJob) override;
 
 private:
@@ -38,5 +44,6 @@ private:
     bool Wait(U64 SeqNo, REQUEST* pRequest, U32 JobType);
 
     CDevice& m_Device;
+    bool (*m_pfPump)() = nullptr;
     QHash<U64, REQUEST*> m_Pending; ///< by sequence number of the job; the records live on the waiting stack
 };

@@ -4,15 +4,27 @@
 
 #include <QTimer>
 
-class CDeviceEventWorker : public QTimer {
+/// Sleeps until an event comes into the empty ring, then delivers at most MAX_EVENTS_PER_TICK a millisecond, so that
+/// paint and input have their turn between them.
+class CDeviceEventWorker : public QObject {
     Q_OBJECT
 
 public:
-    /// Empties the event ring's indices and starts a timer of 1 ms.
+    /// Empties the event ring's indices and listens to it.
     explicit CDeviceEventWorker(QObject* pParent = nullptr);
+    ~CDeviceEventWorker() override;
+
+    /// From here on events stay where they are.
+    void Stop();
 
 protected:
-    void timerEvent(QTimerEvent* pEvent) override;
+    bool event(QEvent* pEvent) override;
+
+private:
+    void Tick();
+
+    QTimer m_NextTick;
+    bool m_IsStopped = false;
 };
 
 constexpr int MAX_EVENTS_PER_TICK = 10;

@@ -10,20 +10,47 @@
 #include <cstring>
 
 int CDeviceEvents::Post(DEVICE_EVENT_KINDS Kind, U64 A, U64 B) {
-    {
-        std::lock_guard Lock(m_WriteMutex);
-        DeviceEvent& Slot = m_aEvents[m_WriteIdx];
-        std::atomic_ref SlotKind(Slot.Kind);
-        if (SlotKind.load(std::memory_order_acquire) == DEV_EVENT_NONE) {
-            Slot.A = A;
-            Slot.B = B;
-            SlotKind.store(Kind, std::memory_order_release);
-            m_WriteIdx = (m_WriteIdx + 1) % EVENT_RING_SIZE;
-            return 0;
-        }
+    if (!Store(Kind, A, B)) {
+        qWarning("Target event queue full. job not inserted");
+        return -1;
     }
-    qWarning("Target event queue full. job not inserted");
-    return -1;
+    Notify();
+    return 0;
+}
+
+bool CDeviceEvents::Store(DEVICE_EVENT_KINDS Kind, U64 A, U64 B) {
+    std::lock_guard Lock(m_WriteMutex);
+    DeviceEvent& Slot = m_aEvents[m_WriteIdx];
+    std::atomic_ref SlotKind(Slot.Kind);
+    if (SlotKind.load(std::memory_order_acquire) != DEV_EVENT_NONE) {
+        return false;
+    }
+    Slot.A = A;
+    Slot.B = B;
+    SlotKind.store(Kind, std::memory_order_seq_cst);
+    m_WriteIdx = (m_WriteIdx + 1) % EVENT_RING_SIZE;
+    return true;
+}
+
+void CDeviceEvents::Notify() {
+    if (m_IsNoticed.exchange(true, std::memory_order_seq_cst)) {
+        return; // whoever was told hasn't looked yet
+    }
+    std::lock_guard Lock(m_NotifyMutex);
+    if (m_fNotify) {
+        m_fNotify();
+    }
+}
+
+void CDeviceEvents::SetNotifier(std::function<void()> fNotify) {
+    std::lock_guard Lock(m_NotifyMutex);
+    m_fNotify = std::move(fNotify);
+    TakeNotice();
+}
+
+bool CDeviceEvents::IsEmpty() {
+    std::lock_guard Lock(m_ReadMutex);
+    return std::atomic_ref(m_aEvents[m_ReadIdx].Kind).load(std::memory_order_seq_cst) == DEV_EVENT_NONE;
 }
 
 int CDeviceEvents::PostText(DEVICE_EVENT_KINDS Kind, const QByteArray& sText, U64 B) {

@@ -9,6 +9,7 @@
 #include <QString>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <mutex>
 
 enum DEVICE_EVENT_KINDS : U32 {
@@ -53,6 +54,12 @@ class CDeviceEvents {
 public:
     /// Puts an event into the ring. 0, or -1 with a message in the Qt log if it is full. Any thread.
     int Post(DEVICE_EVENT_KINDS Kind, U64 A = 0, U64 B = 0);
+    /// Called by whoever posts into a ring that nobody has been told of, on that thread; null for nobody. TakeNotice()
+    /// begins a new round: the next post notifies again.
+    void SetNotifier(std::function<void()> fNotify);
+    void TakeNotice() { m_IsNoticed.store(false, std::memory_order_seq_cst); }
+    /// True if no event waits. Main thread.
+    bool IsEmpty();
     /// As Post(), with a text, of which 1000 bytes are kept. Texts older than 1000 posts are lost.
     int PostText(DEVICE_EVENT_KINDS Kind, const QByteArray& sText, U64 B = 0);
     /// Tells listeners at once on the main thread; elsewhere as Post(). For the "about to" kinds.
@@ -86,11 +93,18 @@ public:
     void LogText(U32 Flags, const QByteArray& sText);
 
 private:
+    bool Store(DEVICE_EVENT_KINDS Kind, U64 A, U64 B);
+    void Notify();
+
     std::array<DeviceEvent, EVENT_RING_SIZE> m_aEvents;
     U32 m_ReadIdx = 0;
     U32 m_WriteIdx = 0;
     std::mutex m_ReadMutex;
     std::mutex m_WriteMutex;
+
+    std::mutex m_NotifyMutex;
+    std::function<void()> m_fNotify;
+    std::atomic<bool> m_IsNoticed{false};
 
     mutable std::mutex m_TextMutex;
     std::array<std::array<char, EVENT_TEXT_SIZE + 1>, EVENT_TEXT_COUNT> m_aTexts{};

@@ -61,6 +61,14 @@ void CHaltSequence::CheckHandleConditionAnswer() {
     }
 }
 
+U32 CHaltSequence::GetIdleMs() const {
+    if (!m_T.State.Connected || m_T.State.ConnectionLost) {
+        return WAIT_FOR_EVER;
+    }
+    // A poll is due when more than its interval has gone by.
+    return (m_T.State.Running ? HALT_POLL_INTERVAL_MS : RESUME_POLL_INTERVAL_MS) + 1;
+}
+
 void CHaltSequence::CheckHandleResume() {
     if (m_T.State.Running || !m_T.State.Connected || m_T.State.HaltSeqActive || m_T.State.ConnectionLost) {
         return;

@@ -9,7 +9,7 @@
 class CTarget;
 
 /// How often a halted target is asked whether it still answers: a lost connection is to be told within a second.
-constexpr U32 HALTED_POLL_INTERVAL_MS = 500;
+constexpr U32 HALTED_POLL_INTERVAL_MS = 400;
 
 class CHaltSequence {
 public:
@@ -18,6 +18,9 @@ public:
     void CheckHandleNotifications();
     void CheckHandleHalt();
     void CheckHandleResume();
+
+    /// Longest wait for jobs until the target is to be asked again, in ms; WAIT_FOR_EVER without a target.
+    U32 GetIdleMs() const;
 
     void CompleteSrcStepAndContHaltSeq(U32 PC);
 

@@ -202,7 +202,11 @@ void CJobQueue::SetSuppressed(U32 Type, U8 Value) {
 
 bool CJobQueue::WaitForWork(U32 TimeoutMs) {
     std::unique_lock Lock(m_WakeMutex);
-    const bool HasWork = m_Wake.wait_for(Lock, std::chrono::milliseconds(TimeoutMs), [this] { return m_HasWork; });
+    const auto HasCome = [this] { return m_HasWork; };
+    if (TimeoutMs == WAIT_FOR_EVER) {
+        m_Wake.wait(Lock, HasCome);
+    }
+    const bool HasWork = m_Wake.wait_for(Lock, std::chrono::milliseconds(TimeoutMs), HasCome);
     m_HasWork = false;
     return HasWork;
 }

@@ -17,6 +17,8 @@ constexpr U32 JOB_RING_SIZE = 10000;
 constexpr int RING_OF_TYPE = 3; ///< ring selector: the ring of the type asked for
 constexpr int RING_ALL = 4;
 
+constexpr U32 WAIT_FOR_EVER = 0xFFFFFFFF;
+
 constexpr int JOB_SCHEDULED = 0;
 constexpr int JOB_INVALID = -1;
 constexpr int JOB_RING_FULL = -2;
@@ -72,7 +74,7 @@ public:
         return m_aLastFailed[Type].load(std::memory_order_acquire) > SeqNo;
     }
 
-    /// Auto-reset event, set by Schedule() and Wake(). False when the time has gone by.
+    /// Auto-reset event, set by Schedule() and Wake(). False when the time (ms) has gone by.
     bool WaitForWork(U32 TimeoutMs);
     void Wake();
     /// Number of jobs finished so far, and a wait for more than that, at most TimeoutMs. Taking the number before

@@ -30,6 +30,9 @@ int CJobRunner::RunPass() {
             break;
         }
         RunJob(pJob);
+        if (m_T.NumLockWaiters != 0) {
+            return NumJobs + 1;
+        }
     }
     return NumJobs;
 }

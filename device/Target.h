@@ -43,6 +43,7 @@ public:
     CDeviceFacts Facts;
     CDeviceConfig Config;
     CSharedValue<U8> StopRequested;
+    std::atomic<int> NumLockWaiters{0}; ///< threads that wait for the device thread to pause
 
     CAccessReport Report;
     CTargetInfo Info;

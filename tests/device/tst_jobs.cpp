@@ -348,6 +348,56 @@ TEST_F(CJobsTest, TheThreadServesBlockingReads) {
     EXPECT_EQ(Value, -1);
 }
 
+TEST_F(CJobsTest, AReadOnASlowLinkPumpsAndCanBeCancelled) {
+    static std::binary_semaphore Link(0);
+    static CDeviceDataProvider* pProvider = nullptr;
+    static int NumPumps = 0;
+    Fake.Poke(0x20000000, "abcd");
+    Fake.HaltStatus = 1;
+    pDevice->start();
+    CDeviceDataProvider Provider(*pDevice);
+    pProvider = &Provider;
+    pDevice->PostConnect(CM_ATTACH_HALT);
+    EXPECT_GE(pDevice->WaitForJob(JT_CONNECT), 0);
+    Clock.SetStep(1);
+    Fake.Hooks["ReadMemU32"] = [] { Link.acquire(); };
+    bool (*const apfPump[])() = {
+        [] { return ++NumPumps < 5; },                                            // the program is to end
+        [] { return ++NumPumps < 5 || pProvider->CancelWaits() || NumPumps < 9; } // the user has cancelled it
+    };
+    for (bool (*pfPump)() : apfPump) {
+        NumPumps = 0;
+        Provider.SetPump(pfPump);
+        U32 Value = 0;
+        EXPECT_EQ(pDevice->ReadMemBlocking(0x20000000, 4, &Value), -1);
+        EXPECT_EQ(NumPumps, 5);
+        Link.release(); // the call ends behind the wait
+    }
+    EXPECT_FALSE(Provider.CancelWaits());
+}
+
+// What a waiter is told of the ring: once, until it has looked. Without a target nothing is waited for but jobs.
+TEST_F(CJobsTest, AnEmptyRingNotifiesAndAThreadWithoutATargetSleeps) {
+    int NumNotices = 0;
+    CDeviceEvents& Ring = pDevice->EventRing();
+    Ring.SetNotifier([&] { NumNotices++; });
+    Ring.Post(DEV_EVENT_CONNECTION_LOST);
+    Ring.Post(DEV_EVENT_CONNECTION_LOST);
+    EXPECT_EQ(NumNotices, 1);
+    Ring.TakeNotice();
+    EXPECT_FALSE(Ring.IsEmpty());
+    Ring.Post(DEV_EVENT_CONNECTION_LOST);
+    EXPECT_EQ(NumNotices, 2);
+    pDevice->DeliverEvents(10);
+    EXPECT_TRUE(Ring.IsEmpty());
+    Ring.SetNotifier(nullptr);
+    EXPECT_EQ(T().HaltSeq.GetIdleMs(), WAIT_FOR_EVER);
+    ConnectHalted(0x100);
+    EXPECT_LT(T().HaltSeq.GetIdleMs(), 1000u);
+    Resume();
+    EXPECT_LE(T().HaltSeq.GetIdleMs(), 51u);
+}
+
 TEST_F(CJobsTest, StopEndsTheThreadAndClosesTheProbe) {
     pDevice->start();
     pDevice->PostConnect(CM_ATTACH);

@@ -340,7 +340,7 @@ TEST_F(CHaltTest, RunToTheStartSymbolOpensTheSession) {
 TEST_F(CHaltTest, AResumeFromOutsideAndALossAreNoticedWithinASecond) {
     ConnectHalted(0x8000);
     Fake.HaltStatus = 0;
-    EXPECT_EQ(Pass(400), QStringList());
+    EXPECT_EQ(Pass(300), QStringList());
     EXPECT_EQ(Pass(500), QStringList("ResumeDone 0"));
     EXPECT_FALSE(pDevice->IsHalted());
     StopAt(0x8000);
