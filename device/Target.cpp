@@ -79,6 +79,22 @@ void CTarget::ResetInstStore() {
         return Range;
     };
     Hooks.fConfig = [this] { return ICACHE_CONFIG{Facts.InstSet, State.DataEndian, State.InstEndian}; };
+    if (NOVIK_DECODER* const pfDecode = Info.pfDecode) {
+        Hooks.fDecode = [pfDecode](U32 Addr, const U8* paBytes, U32 Mode) {
+            NOVIK_INST_INFO Novik = {};
+            const int Length = pfDecode(&Novik, paBytes, Addr, U8(Mode));
+            ICACHE_INST Inst;
+            if (Length > 0) {
+                Inst = {Novik.Length ? Novik.Length : U32(Length),
+                        Novik.IsBranch != 0,
+                        Novik.IsCall != 0,
+                        Novik.IsIndirect != 0,
+                        Novik.IsReturn != 0,
+                        Novik.IsConditional != 0};
+            }
+            return Inst;
+        };
+    }
     ICACHE_Reset(Hooks);
     // Without a device there is no core to have a decoder.
     if (Facts.Core && !Info.pfDecode) {

@@ -81,11 +81,30 @@ U32 DecodedThumbSize(U32 Addr) {
     return HalfWord < 0 ? 2 : ThumbInstSize(U32(HalfWord));
 }
 
+// Both halves of a 32-bit form are read whatever the instruction set makes of it: early cores have calls of two halves.
+ICACHE_INST DecodeInMode(U32 Addr, U32 Mode) {
+    const auto pHooks = GetHooks();
+    const bool IsArm = Mode == ICACHE_MODE_ARM;
+    I64 Bits = ReadBits(Addr, IsArm ? 4 : DecodedThumbSize(Addr), IsArm);
+    if (!pHooks->fDecode || Bits < 0) {
+        return {};
+    }
+    U8 aBytes[4];
+    for (U8& Byte : aBytes) {
+        Byte = U8(Bits);
+        Bits >>= 8;
+    }
+    return pHooks->fDecode(Addr, aBytes, Mode);
+}
+
 U32 SizeInMode(U32 Addr, U32 Mode, U32 InstSet) {
     if (Mode == ICACHE_MODE_ARM) {
         return 4;
     }
-    return InstSet == 1 ? 2 : DecodedThumbSize(Addr);
+    if (InstSet == 1) {
+        return DecodeInMode(Addr, ICACHE_MODE_THUMB).Length == 4 ? 4 : 2;
+    }
+    return DecodedThumbSize(Addr);
 }
 
 template <class TEST> bool GetTest(U32 Addr, TEST&& Test) {
@@ -161,33 +180,15 @@ bool ICACHE_IsBreakpointInst(U32 Addr, U32* pSize) {
     });
 }
 
-bool ICACHE_IsBranch(U32 Addr) {
-    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsBranch(Op, IsArm); });
-}
-
-bool ICACHE_IsIndirectBranch(U32 Addr) {
-    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsIndirectBranch(Op, IsArm); });
-}
-
-bool ICACHE_IsCall(U32 Addr) {
-    return GetTest(Addr, [](U32 Op, bool IsArm, U32) { return InstIsCall(Op, IsArm); });
-}
-
-bool ICACHE_IsReturn(U32 Addr) {
-    return GetTest(Addr, [](U32 Op, bool IsArm, U32) {
-        return InstIsReturn(Op, IsArm) || InstIsPopPc(Op, IsArm) || InstIsLoadPcFromSp(Op, IsArm);
-    });
-}
+ICACHE_INST ICACHE_Decode(U32 Addr) { return DecodeInMode(Addr, ICACHE_GetMode(Addr)); }
 
 bool ICACHE_HasBranchInRange(U32 Start, U32 End) {
     for (U64 Addr = Start; Addr < End;) {
         const U32 Size = ICACHE_GetInstSize(I64(Addr));
         const bool IsData = ElfApi_GetMemRegionKind(U32(Addr)) == ICACHE_REGION_DATA;
-        const bool IsBreak = GetTest(U32(Addr), [](U32 Op, bool IsArm, U32 OpSize) {
-            return InstIsBranch(Op, IsArm) || InstIsIndirectBranch(Op, IsArm) || InstIsPopPc(Op, IsArm) ||
-                   InstIsLoadPcFromSp(Op, IsArm) || InstIsSemihostingTrap(Op, IsArm, OpSize);
-        });
-        if (!IsData && IsBreak) {
+        const ICACHE_INST Inst = IsData ? ICACHE_INST() : ICACHE_Decode(U32(Addr));
+        const bool IsKnown = IsData || Inst.Length != 0;
+        if (!IsKnown || (Inst.IsBranch && !Inst.IsCall) || (!IsData && ICACHE_IsSemihostingTrap(U32(Addr)))) {
             return true;
         }
         Addr += Size ? Size : 2;

@@ -32,10 +32,22 @@ struct ICACHE_MODE_RANGE {
     U32 End = 0;
 };
 
+/// What an instruction does to the flow of the program.
+struct ICACHE_INST {
+    U32 Length = 0;             ///< bytes; 0: the bits are no instruction, or nobody can tell
+    bool IsBranch = false;      ///< goes on elsewhere, calls and returns included
+    bool IsCall = false;        ///< comes back
+    bool IsIndirect = false;    ///< the target comes from a register or from memory
+    bool IsReturn = false;      ///< to the caller, or from an exception
+    bool IsConditional = false; ///< under a condition of its own
+};
+
 struct ICACHE_HOOKS {
     std::function<int(U32 Addr, U32 NumBytes, void* pBuf)> fReadMem; ///< target memory; 0 or -1
     std::function<ICACHE_MODE_RANGE()> fModeRange;
     std::function<ICACHE_CONFIG()> fConfig;
+    /// Decodes 4 bytes in little-endian order; behind a 16-bit instruction they may be 0. Any thread.
+    std::function<ICACHE_INST(U32 Addr, const U8* paBytes, U32 Mode)> fDecode;
 };
 
 /// Forgets all texts and installs the hooks; a hook may be empty.
@@ -53,14 +65,12 @@ I64 ICACHE_GetInstBits(U32 Addr, U32 Size);
 /// Reads the image, else the target. 0 or -1.
 int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf);
 
-/// Classes of the instruction at Addr; false if it can't be read.
+/// The instruction at Addr as the decoder sees it; of length 0 if it can't be read or there is no decoder.
+ICACHE_INST ICACHE_Decode(U32 Addr);
+/// False if the instruction can't be read.
 bool ICACHE_IsSemihostingTrap(U32 Addr);
 bool ICACHE_IsBreakpointInst(U32 Addr, U32* pSize);
-bool ICACHE_IsBranch(U32 Addr);
-bool ICACHE_IsIndirectBranch(U32 Addr);
-bool ICACHE_IsCall(U32 Addr);
-bool ICACHE_IsReturn(U32 Addr);
-/// True if an instruction in the range may leave the straight path.
+/// True if an instruction in the range may leave the straight path for good, or if nobody can tell.
 bool ICACHE_HasBranchInRange(U32 Start, U32 End);
 
 /// Texts of disassembled instructions; empty if there is none.

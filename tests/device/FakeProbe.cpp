@@ -285,6 +285,10 @@ void CFakeProbe::FillTable() {
     Funcs.NOVIKARM_DEVICE_GetIndex = DeviceIndex;
     Funcs.NOVIKARM_Core2CoreName = [](uint32_t, char* s, uint32_t Size) { qstrncpy(s, "FakeCore", Size); };
     Funcs.NOVIK_GetpFunc = [](uint32_t Id) -> void* {
+        // What instructions mean is no matter of a probe: the library's own decoder tells.
+        if (_pFake->HasEntryPoints && Id == NOVIK_FUNC_GET_DECODER) {
+            return LoadNovikLibrary().NOVIK_GetpFunc(Id);
+        }
         return _pFake->HasEntryPoints && Id == NOVIK_FUNC_BACKGROUND_MEM_ACCESS
                    ? reinterpret_cast<void*>(BackgroundAccess)
                    : nullptr;

@@ -2,18 +2,37 @@
 
 #include "icache/InstClass.h"
 #include "icache/InstStore.h"
+#include "probe/novik.h"
 
 #include <QMap>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace {
+
+NOVIK_DECODER* GetDecoder(U32 Core) {
+    void* pFunc = nullptr;
+    auto* pfGet = reinterpret_cast<NOVIK_GET_DECODER_FUNC*>(NOVIK_GetpFunc(NOVIK_FUNC_GET_DECODER));
+    return pfGet(Core, &pFunc) >= 0 ? reinterpret_cast<NOVIK_DECODER*>(pFunc) : nullptr;
+}
 
 class CInstStoreTest : public testing::Test {
 protected:
     CInstStoreTest() {
         ICACHE_HOOKS Hooks;
+        Hooks.fDecode = [this](U32 Addr, const U8* paBytes, U32 InstMode) {
+            NOVIK_INST_INFO Info = {};
+            const int Length = m_pfDecode ? m_pfDecode(&Info, paBytes, Addr, U8(InstMode)) : 0;
+            return Length > 0 ? ICACHE_INST{U32(Length),          Info.IsBranch != 0, Info.IsCall != 0,
+                                            Info.IsIndirect != 0, Info.IsReturn != 0, Info.IsConditional != 0}
+                              : ICACHE_INST();
+        };
         Hooks.fReadMem = [this](U32 Addr, U32 NumBytes, void* pBuf) {
             for (U32 i = 0; i < NumBytes; i++) {
+                if (Addr + i - CODE < sizeof(aCode)) {
+                    static_cast<U8*>(pBuf)[i] = aCode[Addr + i - CODE];
+                    continue;
+                }
                 if (!Mem.contains(Addr + i)) {
                     return -1;
                 }
@@ -33,49 +52,104 @@ protected:
         }
     }
 
+    /// The library's decoder of that core.
+    NOVIK_DECODER* UseDecoder(U32 Core) { return m_pfDecode = GetDecoder(Core); }
+
+    static constexpr U32 CODE = 0x4000;
+    U8 aCode[4] = {}; ///< memory at CODE
     QMap<U32, U8> Mem;
     U32 Mode = ICACHE_MODE_THUMB;
     ICACHE_CONFIG Config;
-};
 
-struct CLASS_CASE {
-    const char* sInst;
-    U32 Op;
-    bool IsArm;
-    bool IsBranch, IsIndirect, IsCall, IsReturn, IsPopPc;
+private:
+    NOVIK_DECODER* m_pfDecode = nullptr;
 };
 
 } // namespace
 
-TEST(InstClass, FollowsTheEncodings) {
+TEST_F(CInstStoreTest, ClassesFollowTheEncodings) {
+    enum { BRANCH = 1, INDIRECT = 2, CALL = 4, RETURN = 8, CONDITIONAL = 16 };
     // Thumb: first halfword low. Assembled by hand from the architecture manual.
-    const CLASS_CASE aCases[] = {
-        {"nop", 0xBF00, false, false, false, false, false, false},
-        {"beq", 0xD001, false, true, false, false, false, false},
-        {"b", 0xE7FE, false, true, false, false, false, false},
-        {"b.w", 0xB800F000, false, true, false, false, false, false},
-        {"bl", 0xF802F000, false, false, false, true, false, false},
-        {"cbz r0", 0xB100, false, true, false, false, false, false},
-        {"cbnz r0", 0xB900, false, true, false, false, false, false},
-        {"bx lr", 0x4770, false, false, true, false, true, false},
-        {"bx r3", 0x4718, false, false, true, false, false, false},
-        {"blx r3", 0x4798, false, false, true, true, false, false},
-        {"pop {pc}", 0xBD00, false, false, false, false, false, true},
-        {"pop.w {r4,pc}", 0x8010E8BD, false, false, false, false, false, true},
-        {"tbb", 0xF001E8D0, false, true, false, false, false, false},
-        {"arm b", 0xEA000000, true, true, false, false, false, false},
-        {"arm bl", 0xEB000000, true, false, false, true, false, false},
-        {"arm bx lr", 0xE12FFF1E, true, false, true, true, true, false},
-        {"arm ldm sp!,{pc}", 0xE8BD8000, true, false, false, false, false, true},
-        {"arm ldr pc,[sp],#4", 0xE49DF004, true, false, false, false, false, true},
-        {"arm mov", 0xE1A00001, true, false, false, false, false, false},
+    struct {
+        const char* sInst;
+        U32 Op;
+        bool IsArm;
+        int Class;
+    } const aCases[] = {
+        {"nop", 0xBF00, false, 0},
+        {"beq", 0xD001, false, BRANCH | CONDITIONAL},
+        {"udf", 0xDE01, false, 0},
+        {"svc", 0xDF01, false, 0},
+        {"b", 0xE7FE, false, BRANCH},
+        {"b.w", 0xB800F000, false, BRANCH},
+        {"beq.w", 0x8000F000, false, BRANCH | CONDITIONAL},
+        {"bl", 0xF802F000, false, BRANCH | CALL},
+        {"cbnz r0", 0xB900, false, BRANCH | CONDITIONAL},
+        {"bx lr", 0x4770, false, BRANCH | INDIRECT | RETURN},
+        {"bx r3", 0x4718, false, BRANCH | INDIRECT},
+        {"blx r3", 0x4798, false, BRANCH | INDIRECT | CALL},
+        {"mov pc,r3", 0x469F, false, BRANCH | INDIRECT},
+        {"pop {pc}", 0xBD00, false, BRANCH | INDIRECT | RETURN},
+        {"pop.w {r4,pc}", 0x8010E8BD, false, BRANCH | INDIRECT | RETURN},
+        {"ldr.w pc,[r0]", 0xF000F8D0, false, BRANCH | INDIRECT},
+        {"tbb", 0xF001E8D0, false, BRANCH | INDIRECT},
+        {"ldrexb", 0x0F4FE8D0, false, 0}, // a neighbour of tbb
+        {"arm b", 0xEA000000, true, BRANCH},
+        {"arm bl", 0xEB000000, true, BRANCH | CALL},
+        {"arm bx lr", 0xE12FFF1E, true, BRANCH | INDIRECT | RETURN},
+        {"arm blx r3", 0xE12FFF33, true, BRANCH | INDIRECT | CALL},
+        {"arm ldm sp!,{pc}", 0xE8BD8000, true, BRANCH | INDIRECT | RETURN},
+        {"arm ldr pc,[sp],#4", 0xE49DF004, true, BRANCH | INDIRECT | RETURN},
+        {"arm mov", 0xE1A00001, true, 0},
+        {"arm msr", 0xE129F000, true, 0}, // a neighbour of bx
     };
-    for (const CLASS_CASE& Case : aCases) {
-        EXPECT_EQ(InstIsBranch(Case.Op, Case.IsArm), Case.IsBranch) << Case.sInst;
-        EXPECT_EQ(InstIsIndirectBranch(Case.Op, Case.IsArm), Case.IsIndirect) << Case.sInst;
-        EXPECT_EQ(InstIsCall(Case.Op, Case.IsArm), Case.IsCall) << Case.sInst;
-        EXPECT_EQ(InstIsReturn(Case.Op, Case.IsArm), Case.IsReturn) << Case.sInst;
-        EXPECT_EQ(InstIsPopPc(Case.Op, Case.IsArm), Case.IsPopPc) << Case.sInst;
+    UseDecoder(NOVIK_CORE_CORTEX_A8);
+    for (const auto& Case : aCases) {
+        Mode = Case.IsArm ? ICACHE_MODE_ARM : ICACHE_MODE_THUMB;
+        Poke(0x100, Case.Op, 4);
+        const ICACHE_INST Inst = ICACHE_Decode(0x100);
+        const int Class = Inst.IsBranch * BRANCH | Inst.IsIndirect * INDIRECT | Inst.IsCall * CALL |
+                          Inst.IsReturn * RETURN | Inst.IsConditional * CONDITIONAL;
+        EXPECT_EQ(Class, Case.Class) << Case.sInst;
+        EXPECT_EQ(Inst.Length, ICACHE_GetInstSize(0x100)) << Case.sInst;
+    }
+}
+
+// All 16-bit encodings, and each first halfword of a 32-bit one with 4 second ones, on a core of each kind and in both
+// orders of bytes: what the store says of memory is what the library's decoder says of the instruction.
+TEST_F(CInstStoreTest, TheStoreAndTheDecoderAgreeOverAllEncodings) {
+    struct {
+        U32 Core;
+        U32 InstSet;
+    } const aCores[] = {{NOVIK_CORE_CORTEX_M0, 2},
+                        {NOVIK_CORE_CORTEX_M4, 2},
+                        {NOVIK_CORE_CORTEX_M33, 2},
+                        {NOVIK_CORE_CORTEX_A8, 2},
+                        {NOVIK_CORE_ARM7TDMI, 1}};
+    U32 Seed = 1;
+    for (const auto& Core : aCores) {
+        NOVIK_DECODER* const pfDecode = UseDecoder(Core.Core);
+        Config.InstSet = Core.InstSet;
+        int NumInsts = 0;
+        int NumDifferent = 0;
+        for (U32 i = 0; i < 0x40000; i++) {
+            Seed = Seed * 1664525 + 1013904223;
+            const U16 aHalf[2] = {U16(i), U16(Seed >> 16)};
+            Config.InstEndian = int(Seed >> 8 & 1);
+            for (int Byte = 0; Byte < 4; Byte++) {
+                aCode[Byte ^ Config.InstEndian] = U8(aHalf[Byte / 2] >> (Byte % 2 * 8));
+            }
+            NOVIK_INST_INFO Info = {};
+            const int Length = pfDecode(&Info, aHalf, CODE, NOVIK_INST_MODE_THUMB);
+            const ICACHE_INST Inst = ICACHE_Decode(CODE);
+            NumInsts += Length > 0;
+            NumDifferent += Inst.Length != U32(std::max(Length, 0)) ||
+                            (Length > 0 && (Inst.Length != ICACHE_GetInstSize(CODE) || Inst.IsBranch != Info.IsBranch ||
+                                            Inst.IsCall != Info.IsCall || Inst.IsReturn != Info.IsReturn ||
+                                            Inst.IsIndirect != Info.IsIndirect));
+        }
+        EXPECT_GT(NumInsts, 100000) << std::hex << Core.Core;
+        EXPECT_EQ(NumDifferent, 0) << std::hex << Core.Core;
     }
 }
 
@@ -126,6 +200,9 @@ TEST_F(CInstStoreTest, BitsAreReadInInstructionOrder) {
 }
 
 TEST_F(CInstStoreTest, AStraightPathHasNoBranch) {
+    Poke(0x100, 0xBF00, 2);
+    EXPECT_TRUE(ICACHE_HasBranchInRange(0x100, 0x102)) << "nobody can tell";
+    UseDecoder(NOVIK_CORE_CORTEX_M4);
     for (U32 Addr = 0x100; Addr < 0x110; Addr += 2) {
         Poke(Addr, 0xBF00, 2);
     }
