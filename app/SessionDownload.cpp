@@ -422,6 +422,9 @@ void CSession::OnDataFileOpened(const QString& sPath, bool IsElf, qint64 Elapsed
     }
     if (IsElf) {
         ConsolePrint(QStringLiteral("File.Open: completed in %1 ms").arg(ElapsedMs));
+        for (const QString& sMissing : ElfApi_GetMissing()) {
+            ConsolePrint(sMissing);
+        }
     }
     if (!IsSameFile && !sPath.isEmpty()) {
         ShowMainFunc();

@@ -1,11 +1,11 @@
 #include "elf/CallSite.h"
 
 #include "elf/ByteReader.h"
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfReloc.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 namespace {
 

@@ -2,12 +2,12 @@
 
 #include "elf/ByteReader.h"
 #include "elf/CfiRow.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 #include "elf/ElfInternal.h"
 
 #include <algorithm>
 #include <cstring>
-#include <libdwarf/dwarf.h>
 #include <unordered_map>
 
 namespace {

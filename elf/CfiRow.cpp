@@ -1,9 +1,8 @@
 #include "elf/CfiRow.h"
 
 #include "elf/ByteReader.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
-
-#include <libdwarf/dwarf.h>
 
 namespace {
 

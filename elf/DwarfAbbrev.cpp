@@ -1,9 +1,9 @@
+#include "elf/DwarfConst.h"
 #include "elf/DwarfReader.h"
 #include "elf/DwarfUnits.h"
 
 #include <algorithm>
 #include <iterator>
-#include <libdwarf/dwarf.h>
 
 // Abbreviations, and how to lead over the values of each form (DWARF 5, sections 7.5.3 and 7.5.6).
 

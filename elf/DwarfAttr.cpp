@@ -1,6 +1,6 @@
 #include "elf/DwarfAttr.h"
 
-#include <libdwarf/dwarf.h>
+#include "elf/DwarfConst.h"
 
 // Attribute forms (DWARF 5, section 7.5.5).
 

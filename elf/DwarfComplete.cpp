@@ -1,6 +1,5 @@
 #include "elf/Dwarf.h"
-
-#include <libdwarf/dwarf.h>
+#include "elf/DwarfConst.h"
 
 // Types that are only declared where they are used: what a pointer hides in C, and classes that a compiler describes in
 // one unit of the program. The description in another unit stands for them.

@@ -1,9 +1,9 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 
 #include <algorithm>
 #include <bit>
-#include <libdwarf/dwarf.h>
 
 // Attributes with inheritance, references and relatives of a DIE.
 

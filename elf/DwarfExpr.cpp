@@ -1,9 +1,9 @@
 #include "elf/DwarfExpr.h"
 
 #include "elf/ByteReader.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfExprValue.h"
 
-#include <libdwarf/dwarf.h>
 #include <utility>
 
 namespace {

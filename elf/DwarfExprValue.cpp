@@ -1,8 +1,9 @@
 #include "elf/DwarfExprValue.h"
 
+#include "elf/DwarfConst.h"
+
 #include <cmath>
 #include <cstring>
-#include <libdwarf/dwarf.h>
 
 namespace {
 

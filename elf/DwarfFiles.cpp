@@ -1,8 +1,7 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfLineHeader.h"
-
-#include <libdwarf/dwarf.h>
 
 // File names by number, from the header of a unit's line program.
 

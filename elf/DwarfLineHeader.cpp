@@ -1,8 +1,7 @@
 #include "elf/DwarfLineHeader.h"
 
 #include "elf/DwarfAttr.h"
-
-#include <libdwarf/dwarf.h>
+#include "elf/DwarfConst.h"
 
 namespace {
 

@@ -3,9 +3,8 @@
 // The state machine of line number programs (DWARF 5, section 6.2). A template over what takes the rows, so that the
 // one that reads a whole program file's pays for nothing else.
 
+#include "elf/DwarfConst.h"
 #include "elf/DwarfLineHeader.h"
-
-#include <libdwarf/dwarf.h>
 
 /// One row of the line table as the program gives it.
 struct DWARF_LINE_ROW {

@@ -112,6 +112,26 @@ void AddRanges(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RAN
     }
 }
 
+/// Code of functions that the unit's own entry leaves out: DWARF 2 has one range a unit, and a compiler puts functions
+/// into sections of their own all the same. What is at address 0 is told from dropped code by the unit only.
+void AddFunctions(const DWARF_STORE& S, const DWARF_UNIT& Unit, std::vector<ELF_RANGE>* pRanges) {
+    std::vector<ELF_RANGE> Known = *pRanges;
+    std::sort(Known.begin(), Known.end(), [](const ELF_RANGE& a, const ELF_RANGE& b) { return a.Lo < b.Lo; });
+    const auto IsKnown = [&Known](U32 Lo) {
+        const auto It = std::upper_bound(Known.begin(), Known.end(), Lo,
+                                         [](U32 Key, const ELF_RANGE& Range) { return Key < Range.Lo; });
+        return It != Known.begin() && Lo < std::prev(It)->Hi;
+    };
+    const U32 End = DWARF_MakeID(Unit.Section, Unit.End);
+    auto It = std::lower_bound(S.Code.begin(), S.Code.end(), DWARF_MakeID(Unit.Section, Unit.Off),
+                               [](const DWARF_CODE& Code, U32 Die) { return Code.Die < Die; });
+    for (; It != S.Code.end() && It->Die < End && pRanges->size() < NUM_UNIT_RANGES; ++It) {
+        if (It->Hi > It->Lo && It->Lo != 0 && !IsKnown(It->Lo)) {
+            pRanges->push_back({It->Lo, It->Hi});
+        }
+    }
+}
+
 /// Gives each path one index over all programs.
 class CFileJoiner {
 public:
@@ -168,7 +188,12 @@ ELF_LINES DWARF_EndLines(const DWARF_STORE& S, DWARF_LINES* pLines) {
     for (PROGRAM& Program : pLines->Programs) {
         Files.Join(&Program);
         for (const U32 Unit : Program.Units) {
-            AddRanges(S, S.Units[Unit], &Program.Table.Ranges);
+            std::vector<ELF_RANGE> Ranges;
+            AddRanges(S, S.Units[Unit], &Ranges);
+            AddFunctions(S, S.Units[Unit], &Ranges);
+            const size_t Room = NUM_UNIT_RANGES - std::min<size_t>(NUM_UNIT_RANGES, Program.Table.Ranges.size());
+            Ranges.resize(std::min(Room, Ranges.size()));
+            Program.Table.Ranges.insert(Program.Table.Ranges.end(), Ranges.begin(), Ranges.end());
         }
         if (S.pFile->HasCodeAtZero && !Program.AtZero.Rows.empty()) {
             Program.AtZero.Files = Program.Table.Files;

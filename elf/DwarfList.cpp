@@ -1,9 +1,9 @@
 #include "elf/DwarfList.h"
 
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 
 #include <iterator>
-#include <libdwarf/dwarf.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Locations that one operation describes, alone or as a value by DW_OP_stack_value, as plain records. Any other
 // expression is left to the evaluator: the record then says where it stands.

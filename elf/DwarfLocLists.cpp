@@ -1,8 +1,8 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfList.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Which expression of a location list holds at a PC.
 

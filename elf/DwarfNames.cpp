@@ -1,7 +1,7 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Names of symbols and the text of their data types.
 

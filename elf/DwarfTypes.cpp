@@ -1,8 +1,8 @@
 #include "elf/Dwarf.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfList.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Sizes, array dimensions, signs, bit fields and address ranges.
 

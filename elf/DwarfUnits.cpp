@@ -1,13 +1,13 @@
 #include "elf/DwarfUnits.h"
 
 #include "elf/DwarfAttr.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfReader.h"
 #include "elf/ElfInternal.h"
 
 #include <algorithm>
 #include <iterator>
-#include <libdwarf/dwarf.h>
 #include <map>
 #include <memory>
 #include <tuple>

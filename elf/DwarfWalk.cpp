@@ -1,4 +1,5 @@
 #include "elf/DwarfAttr.h"
+#include "elf/DwarfConst.h"
 #include "elf/DwarfDieStream.h"
 #include "elf/DwarfError.h"
 #include "elf/DwarfUnits.h"
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
-#include <libdwarf/dwarf.h>
 
 // The linear pass: every DIE of every unit once, in section order, with the nesting kept on a stack. Units are
 // independent of each other, so neighbouring ones form chunks that run on threads of their own.

@@ -4,6 +4,7 @@
 #include "elf/Elf.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfInternal.h"
+#include "elf/ElfMissing.h"
 #include "elf/ElfReloc.h"
 #include "elf/LoadLog.h"
 
@@ -101,7 +102,6 @@ int ElfApi_Init(const QString& sPath) {
     ElfApi_StartFind(&Tasks);
     Tasks.push_back({ElfApi_BuildLines}); // the longest comes first
     ELF_RunTasks(Tasks, pOpenFile->FileSize);
-    ElfApi_EndFind();
     ELF_Detach(pOpenFile);
     if (IsVerboseLogging()) {
         ELF_WriteLoadLog();
@@ -126,6 +126,15 @@ void ElfApi_Deinit() {
 bool ElfApi_IsOpen() {
     const std::lock_guard Lock(Mutex);
     return File() != nullptr;
+}
+
+QStringList ElfApi_GetMissing() {
+    const std::lock_guard Lock(ElfApi_Mutex());
+    QStringList Texts;
+    for (const std::string& sText : ELF_FindMissing(ELF_GetCurrentFile())) {
+        Texts.append(QString::fromStdString(sText));
+    }
+    return Texts;
 }
 
 QString ElfApi_GetErrorText() {

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 /// Program data at its addresses on the target.
 struct ELF_SEGMENT {
@@ -27,6 +28,8 @@ int ElfApi_Init(const QString& sPath);
 void ElfApi_Deinit();
 bool ElfApi_IsOpen();
 QString ElfApi_GetErrorText();
+/// Debug information that the open file has in a form that isn't read, and what to do about it: one sentence each.
+QStringList ElfApi_GetMissing();
 
 /// The function to show for an address: the innermost inline expansion, unless NoInline, else the function around it.
 /// 0 if there is none.

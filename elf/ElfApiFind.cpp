@@ -1,3 +1,4 @@
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiLines.h"
 #include "elf/ElfApiState.h"
@@ -7,7 +8,6 @@
 
 #include <QHash>
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Symbols by name and by address. Tables by address are built when they are first asked; the others with the load.
 
@@ -19,6 +19,7 @@ constexpr int MAX_NAMESPACE_DEPTH = 24; ///< deeper ones are not found by name
 CFuncIndex FuncTree;
 CNameIndex GlobalNames; ///< instances of functions stand here as the DIE that they have their name from
 CNameIndex ElfNames;
+CNameIndex ElfDataNames;   ///< made by the first question that nothing else answers
 std::vector<U32> CodeSyms; ///< ELF symbols in sections with code
 QHash<U32, ELF_SYM_LIST> FuncsAtAddrCache;
 qsizetype NumFuncsCached; ///< in all lists, and one for each list
@@ -26,7 +27,7 @@ QHash<U32, ELF_SYM_LIST> DwarfAtAddr;
 QHash<U32, ELF_SYM_LIST> ElfAtAddr;
 bool IsDwarfAtAddrBuilt;
 bool IsElfAtAddrBuilt;
-ELF_SYM_HANDLE hRttControlBlock;
+std::optional<ELF_SYM_HANDLE> hRttControlBlock; ///< found by the first question
 ELF_SYM_HANDLE hCurrentFunc;
 U32 CurrentPC;
 ELF_SYM_LIST Locals;
@@ -184,8 +185,23 @@ void AddTypes(const std::string& sName, ELF_SYM_LIST* pFound) {
     }
 }
 
-void AddElfSyms(const std::string& sName, ELF_SYM_LIST* pFound) {
-    ElfNames.ForEach(ELF_HashName(sName), [&](U32 Idx) {
+/// Data and linker symbols, for names that nothing else has: most programs are asked for none, so the first question
+/// makes the index.
+void BuildElfDataNames(const ELF_FILE* pFile) {
+    std::vector<std::vector<DWARF_NAME>> Lists(1);
+    for (U32 i = 0; i < pFile->NumSyms; ++i) {
+        const Elf32_Sym& Sym = pFile->paSym[i];
+        const char* sName = ELF_GetSymNameByIdx(pFile, i);
+        if (ELF_GetSymType(Sym) <= STT_OBJECT && Sym.st_shndx != 0 && sName != nullptr && sName[0] != '\0' &&
+            sName[0] != '$') {
+            Lists[0].push_back({ELF_HashName(sName), i});
+        }
+    }
+    ElfDataNames.Build(Lists);
+}
+
+void AddElfSyms(const CNameIndex& Names, const std::string& sName, ELF_SYM_LIST* pFound) {
+    Names.ForEach(ELF_HashName(sName), [&](U32 Idx) {
         if (ELF_GetSymName(ELF_MakeElfHandle(Idx)) == sName) {
             pFound->append(ELF_MakeElfHandle(Idx));
         }
@@ -309,8 +325,6 @@ void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks) {
     }});
 }
 
-void ElfApi_EndFind() { hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true); }
-
 void ElfApi_OnRelocated() {
     FuncTree.Build(ELF_GetCurrentFile());
     FuncsAtAddrCache.clear();
@@ -324,6 +338,7 @@ void ElfApi_ExitFind() {
     FuncTree.Clear();
     GlobalNames.Clear();
     ElfNames.Clear();
+    ElfDataNames.Clear();
     CodeSyms.clear();
     FuncsAtAddrCache.clear();
     NumFuncsCached = 0;
@@ -331,7 +346,7 @@ void ElfApi_ExitFind() {
     ElfAtAddr.clear();
     IsDwarfAtAddrBuilt = false;
     IsElfAtAddrBuilt = false;
-    hRttControlBlock = 0;
+    hRttControlBlock.reset();
     hCurrentFunc = 0;
     CurrentPC = 0;
     Locals.clear();
@@ -371,7 +386,13 @@ ELF_SYM_LIST ElfApi_FindSyms(const QString& sName, bool Globals, bool FromLocals
         IsInOrder = false;
     }
     if (ElfSyms) {
-        AddElfSyms(sName.toStdString(), &Found);
+        AddElfSyms(ElfNames, sName.toStdString(), &Found);
+        if (Found.isEmpty()) {
+            if (!ElfDataNames.IsBuilt()) {
+                BuildElfDataNames(ELF_GetCurrentFile());
+            }
+            AddElfSyms(ElfDataNames, sName.toStdString(), &Found);
+        }
     }
     if (!IsInOrder) {
         Sort(&Found);
@@ -462,23 +483,20 @@ ELF_SYM_LIST ElfApi_GetFuncsInRange(const ELF_ADDR_RANGE& Range) {
 ELF_SYM_HANDLE ElfApi_GetFuncAtAddr(U32 Addr, bool NoInline) {
     const std::lock_guard Lock(ElfApi_Mutex());
     const ELF_SYM_LIST Funcs = ElfApi_GetFuncsAtAddr(Addr);
-    if (!NoInline) {
-        const auto It = std::find_if(Funcs.crbegin(), Funcs.crend(), [](ELF_SYM_HANDLE h) {
-            return !ELF_IsElfSymbol(h) && ELF_GetSymType(h) == DW_TAG_inlined_subroutine;
-        });
-        if (It != Funcs.crend()) {
-            return *It;
-        }
+    const auto It = std::find_if(Funcs.crbegin(), Funcs.crend(), [NoInline](ELF_SYM_HANDLE h) {
+        const U32 Type = ELF_IsElfSymbol(h) ? 0 : ELF_GetSymType(h);
+        return Type == DW_TAG_subprogram || (Type == DW_TAG_inlined_subroutine && !NoInline);
+    });
+    if (It != Funcs.crend()) {
+        return *It;
     }
-    for (const ELF_SYM_HANDLE h : Funcs) {
-        if (!ELF_IsElfSymbol(h) && ELF_GetSymType(h) == DW_TAG_subprogram) {
-            return h;
-        }
-    }
-    return Funcs.isEmpty() ? 0 : Funcs.first();
+    return Funcs.isEmpty() ? 0 : Funcs.last();
 }
 
 ELF_SYM_HANDLE ElfApi_GetRttControlBlock() {
     const std::lock_guard Lock(ElfApi_Mutex());
-    return hRttControlBlock;
+    if (!hRttControlBlock) {
+        hRttControlBlock = ElfApi_FindSym(QStringLiteral("_VANTLE_RTT"), true, false, false, true);
+    }
+    return *hRttControlBlock;
 }

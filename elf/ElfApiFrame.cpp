@@ -1,12 +1,12 @@
 #include "elf/ElfApiFrame.h"
 
 #include "elf/CallSite.h"
+#include "elf/DwarfConst.h"
 #include "elf/ElfApiLines.h"
 #include "elf/ElfApiState.h"
 #include "elf/ElfReloc.h"
 
 #include <deque>
-#include <libdwarf/dwarf.h>
 
 // Evaluation of a symbol's location in a frame: answers what an expression asks, from the frame and from the file.
 

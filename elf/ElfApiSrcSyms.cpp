@@ -1,8 +1,7 @@
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiLines.h"
 #include "elf/ElfApiState.h"
-
-#include <libdwarf/dwarf.h>
 
 // Where symbols stand in the source, and positions, addresses and locations out of texts.
 

@@ -14,7 +14,6 @@ void ElfApi_ExitSyms();
 void ElfApi_ExitSrcSyms();
 /// Appends the tasks that build the indices of the file that was just opened, then finishes what they made.
 void ElfApi_StartFind(std::vector<ELF_TASK>* pTasks);
-void ElfApi_EndFind();
 /// Addresses of the target have changed.
 void ElfApi_OnRelocated();
 void ElfApi_ExitFind();

@@ -1,5 +1,6 @@
 #include "elf/ElfApiSyms.h"
 
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiFrame.h"
 #include "elf/ElfApiState.h"
@@ -8,7 +9,6 @@
 #include <QHash>
 #include <QStringList>
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 // Properties of symbols.
 

@@ -198,7 +198,14 @@ void CElfBuffer::CopyPieces() {}
 #endif
 
 I64 ELF_GetDiskFileSize(const char* sPath) {
-    std::error_code Error; // also of a device or pipe, which would be waited for
+    std::error_code Error;
+    const std::filesystem::file_status Status = std::filesystem::status(sPath, Error);
+    if (Error || !std::filesystem::exists(Status)) {
+        return -1;
+    }
+    if (!std::filesystem::is_regular_file(Status)) {
+        return 0; // a device or pipe would be waited for
+    }
     const std::uintmax_t Size = std::filesystem::file_size(sPath, Error);
     return Error ? -1 : static_cast<I64>(Size);
 }

@@ -1,10 +1,10 @@
 #include "elf/ElfSym.h"
 
 #include "elf/Cfi.h"
+#include "elf/DwarfConst.h"
 #include "elf/ElfReloc.h"
 
 #include <algorithm>
-#include <libdwarf/dwarf.h>
 
 namespace {
 

@@ -27,6 +27,7 @@ struct PACKED {
     U32 UnpackedSize;
     U8* pOut;
     bool IsGood;
+    U32 Method; ///< see ELF_UNPACKED
 };
 
 /// True for the sections that are looked at here; *pIsOldForm for one with its size behind "ZLIB".
@@ -55,9 +56,10 @@ bool ReadHeader(const ELF_FILE* pFile, U32 Section, bool IsOldForm, PACKED* p) {
     } else {
         CByteReader Header(pData, CHDR_SIZE, ELF_IsFileDataSwapped(pFile) != 0);
         const U32 Type = Header.GetU32();
+        p->Method = Type;
         UnpackedSize = Type == COMPRESS_ZLIB ? Header.GetU32() : ~0ull;
     }
-    *p = {Section, 0, pData + CHDR_SIZE, Size - CHDR_SIZE, static_cast<U32>(UnpackedSize), nullptr, false};
+    *p = {Section, 0, pData + CHDR_SIZE, Size - CHDR_SIZE, static_cast<U32>(UnpackedSize), nullptr, false, p->Method};
     return UnpackedSize <= 0xFFFFFFFF;
 }
 
@@ -110,7 +112,7 @@ void ELF_UnpackSections(ELF_FILE* pFile) {
         }
         PACKED Packed{};
         const bool IsKnown = ReadHeader(pFile, i, IsOldForm, &Packed);
-        pFile->Unpacked.push_back({i, nullptr});
+        pFile->Unpacked.push_back({i, nullptr, Packed.Method});
         // Sections that share their bytes could keep zlib busy for hours.
         const bool IsTooLarge = Total + Packed.UnpackedSize > static_cast<U64>(MAX_GROWTH) * pFile->FileSize ||
                                 TotalPacked + Packed.Size > pFile->FileSize;

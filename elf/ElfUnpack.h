@@ -13,6 +13,7 @@ struct ELF_FILE;
 struct ELF_UNPACKED {
     U32 Section;
     std::unique_ptr<U8[]> pData; ///< null if the section couldn't be unpacked
+    U32 Method = 0;              ///< ch_type of the gABI: 1 zlib, 2 zstd; 0 for the older form
 };
 
 /// Unpacks all compressed debug sections. What can't be unpacked is reported and has no bytes.

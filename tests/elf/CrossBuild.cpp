@@ -1,5 +1,7 @@
 #include "tests/elf/CrossBuild.h"
 
+#include "elf/ElfApi.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
@@ -90,19 +92,26 @@ const QList<CROSS_PROGRAM>& ForeignPrograms() {
         QList<CROSS_PROGRAM> List;
         for (const QString& sPath :
              qEnvironmentVariable("BRASK_ORACLE_PROGRAMS").split(QDir::listSeparator(), Qt::SkipEmptyParts)) {
-            List.append({sPath, sPath});
+            const QStringList Missing =
+                ElfApi_Init(sPath) == 0 ? ElfApi_GetMissing() : QStringList(ElfApi_GetErrorText());
+            if (Missing.filter(QStringLiteral("Debug information is missing")).isEmpty()) {
+                List.append({sPath, sPath});
+            } else { // other tools read what the debugger says that it doesn't
+                std::cout << "not compared: " << qPrintable(sPath) << ": " << qPrintable(Missing.first()) << std::endl;
+            }
         }
+        ElfApi_Deinit();
         return List;
     }();
     return Programs;
 }
 
-const QList<CROSS_PROGRAM>& OraclePrograms() {
-    return ForeignPrograms().isEmpty() ? CrossPrograms() : ForeignPrograms();
-}
+bool HasForeignPrograms() { return qEnvironmentVariableIsSet("BRASK_ORACLE_PROGRAMS"); }
+
+const QList<CROSS_PROGRAM>& OraclePrograms() { return HasForeignPrograms() ? ForeignPrograms() : CrossPrograms(); }
 
 void NoteCompared(const CROSS_PROGRAM& Program, const char* sWhat, qint64 Count) {
-    if (!ForeignPrograms().isEmpty()) {
+    if (HasForeignPrograms()) {
         std::cout << "compared: " << qPrintable(Program.sName) << ": " << Count << ' ' << sWhat << std::endl;
     }
 }

@@ -22,7 +22,9 @@ const QList<CROSS_PROGRAM>& CrossPrograms();
 QList<CROSS_PROGRAM> FirmwarePrograms();
 /// The programs of BRASK_ORACLE_PROGRAMS (paths separated by colons); without it CrossPrograms().
 const QList<CROSS_PROGRAM>& OraclePrograms();
-/// The programs of BRASK_ORACLE_PROGRAMS alone.
+/// True if there are programs of BRASK_ORACLE_PROGRAMS to be compared instead.
+bool HasForeignPrograms();
+/// The programs of BRASK_ORACLE_PROGRAMS alone, but those with debug information that isn't read, which it names.
 const QList<CROSS_PROGRAM>& ForeignPrograms();
 /// Prints how much of one of the ForeignPrograms() has been compared.
 void NoteCompared(const CROSS_PROGRAM& Program, const char* sWhat, qint64 Count);

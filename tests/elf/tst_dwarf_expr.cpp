@@ -1,8 +1,8 @@
+#include "elf/DwarfConst.h"
 #include "elf/DwarfExpr.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
-#include <libdwarf/dwarf.h>
 #include <sstream>
 
 // A machine of known content: register n holds 0x1000 * n, memory holds its address in each aligned word, frame base

@@ -1,3 +1,4 @@
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiLines.h"
 #include "elf/ElfSym.h"
@@ -8,7 +9,6 @@
 #include <QSet>
 #include <QStandardPaths>
 #include <QTextStream>
-#include <libdwarf/dwarf.h>
 
 // Inline expansions against what readelf prints of their entries: name, place of the call, code.
 
@@ -213,8 +213,7 @@ TEST_F(DwarfInline, ExpansionsOverAddressesAgreeWithSymbolizer) {
     for (const CROSS_PROGRAM& Program : OraclePrograms()) {
         ASSERT_EQ(ElfApi_Init(Program.sPath), 0) << qPrintable(Program.sName);
         NoteCompared(Program, "function chains at addresses of lines", CompareChains(Program.sPath));
-        if (!ForeignPrograms().isEmpty() && ELF_GetStore() != nullptr &&
-            ELF_GetStore()->aSection[DSEC_INFO].Size < MAX_INFO) {
+        if (HasForeignPrograms() && ELF_GetStore() != nullptr && ELF_GetStore()->aSection[DSEC_INFO].Size < MAX_INFO) {
             NoteCompared(Program, "inline expansions", Compare(Program.sPath));
         }
         ElfApi_Deinit();

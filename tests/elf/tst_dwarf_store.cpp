@@ -1,3 +1,4 @@
+#include "elf/DwarfConst.h"
 #include "elf/ElfApi.h"
 #include "elf/ElfApiFrame.h"
 #include "elf/ElfReloc.h"
@@ -5,7 +6,6 @@
 #include "tests/elf/ElfImageBuilder.h"
 
 #include <QFile>
-#include <libdwarf/dwarf.h>
 #include <random>
 
 // The symbol store on debug information written byte by byte: what compilers rarely or never make.

@@ -1,12 +1,12 @@
 #include "elf/ByteReader.h"
 #include "elf/Cfi.h"
+#include "elf/DwarfConst.h"
 #include "elf/ElfApiLines.h"
 #include "elf/IntervalTree.h"
 #include "elf/SrcMap.h"
 #include "tests/elf/ElfImageBuilder.h"
 
 #include <gtest/gtest.h>
-#include <libdwarf/dwarf.h>
 #include <map>
 #include <random>
 #include <set>
