@@ -1,4 +1,6 @@
+#include "app/Download.h"
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/Session.h"
 #include "app/Slots.h"
 #include "app/Toolbars.h"
@@ -16,7 +18,7 @@
 namespace {
 
 void DebugStart(CMainWindow& MainWindow) {
-    const QString sOpenError = MainWindow.GetSession().GetOpenError();
+    const QString sOpenError = MainWindow.GetProgramFile().GetOpenError();
     if (!sOpenError.isEmpty() && SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET &&
         !ScriptIsDefined(SF_DEBUG_START)) {
         FailCommand(CMD_DEBUG_START, sOpenError);
@@ -34,7 +36,7 @@ void DebugConnect(CMainWindow& MainWindow) {
 }
 
 void DebugDownload(CMainWindow& MainWindow) {
-    MainWindow.GetSession().DownloadProgram(MainWindow.GetSession().GetProgramFile(), DL_PROGRAM, -1);
+    MainWindow.GetDownload().Start(MainWindow.GetProgramFile().GetPath(), DL_PROGRAM, -1);
 }
 
 void DebugContinue(CMainWindow& MainWindow) { MainWindow.GetSession().ResumeTarget(); }
@@ -137,7 +139,7 @@ void ExecDownload(CMainWindow& MainWindow) {
         FailCommand(CMD_EXEC_DOWNLOAD, "file not found");
         return;
     }
-    MainWindow.GetSession().DownloadProgram(sPath, DL_EXEC, -1);
+    MainWindow.GetDownload().Start(sPath, DL_EXEC, -1);
 }
 
 void ExecCommand(CMainWindow&) {

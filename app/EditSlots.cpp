@@ -2,6 +2,7 @@
 #include "app/ProjectSettings.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/SysVarEffects.h"
 #include "app/dialogs/NovikSettingsDialog.h"
 #include "app/dialogs/PreferencesDialog.h"
 #include "app/dialogs/SysVarsEditor.h"
@@ -49,7 +50,7 @@ void EditSysVar(CMainWindow& MainWindow) {
     }
     CCommandTable::SetResult(Id, 0);
     if (SysVarIndex(pVar) < NUM_VARS_WITH_SLOT) {
-        MainWindow.GetSession().OnSysVarChanged(SysVarIndex(pVar), Value);
+        ApplySysVar(MainWindow, SysVarIndex(pVar), Value);
     }
 }
 

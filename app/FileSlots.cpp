@@ -1,5 +1,7 @@
 #include "app/Ask.h"
+#include "app/Download.h"
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/ProjectControl.h"
 #include "app/ProjectSettings.h"
 #include "app/RecentProjects.h"
@@ -65,7 +67,7 @@ void FileOpen(CMainWindow& MainWindow) {
     const QString sRefused = CheckRegularFile(sPath);
     if (!sRefused.isEmpty()) {
         if (IsProgramFile(sPath)) {
-            MainWindow.GetSession().NoteOpenResult(sPath, sRefused);
+            MainWindow.GetProgramFile().NoteOpenResult(sPath, sRefused);
         }
         FailCommand(Id, sRefused);
         return;
@@ -74,7 +76,7 @@ void FileOpen(CMainWindow& MainWindow) {
     if (QFileInfo(sFile).suffix().compare(QLatin1String("dbgprj"), Qt::CaseInsensitive) == 0) {
         MainWindow.GetProjects().Open(sFile);
     } else if (IsProgramFile(sFile)) {
-        const QString sError = MainWindow.GetSession().OpenDataFile(sFile);
+        const QString sError = MainWindow.GetProgramFile().Open(sFile);
         if (!sError.isEmpty()) {
             FailCommand(Id, sError);
         }
@@ -98,7 +100,7 @@ void FileLoad(CMainWindow& MainWindow) {
         FailCommand(Id, sRefused);
         return;
     }
-    MainWindow.GetSession().DownloadProgram(sPath, DL_LOAD, Addr);
+    MainWindow.GetDownload().Start(sPath, DL_LOAD, Addr);
 }
 
 void FileClose(CMainWindow& MainWindow) {

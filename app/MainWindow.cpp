@@ -3,10 +3,13 @@
 #include "app/ActionStates.h"
 #include "app/Ask.h"
 #include "app/ConsoleWindow.h"
+#include "app/Download.h"
+#include "app/FileProgress.h"
 #include "app/FirstShow.h"
 #include "app/HotKeys.h"
 #include "app/MenuTable.h"
 #include "app/Menus.h"
+#include "app/ProgramFile.h"
 #include "app/ProjectControl.h"
 #include "app/RecentProjects.h"
 #include "app/ScriptProgress.h"
@@ -122,6 +125,9 @@ CMainWindow::CMainWindow()
 
     m_pActionStates = new CActionStates(this);
     m_pScriptProgress = new CScriptProgress(*this);
+    m_pFileProgress = std::make_unique<CFileProgress>(*m_pStatusBar);
+    m_pProgramFile = std::make_unique<CProgramFile>(*this);
+    m_pDownload = std::make_unique<CDownload>(*this);
     m_pSession = std::make_unique<CSession>(*this);
     m_pProjects = new CProjectControl(*this);
     ConnectSignals();

@@ -10,6 +10,9 @@
 
 class CActionStates;
 class CConsoleWindow;
+class CDownload;
+class CFileProgress;
+class CProgramFile;
 class CProjectControl;
 class CRecentProjects;
 class CScriptProgress;
@@ -35,6 +38,8 @@ public:
     CToolbars& GetToolbars() { return *m_pToolbars; }
     CStatusBar& GetStatusBar() { return *m_pStatusBar; }
     CSession& GetSession() { return *m_pSession; }
+    CProgramFile& GetProgramFile() { return *m_pProgramFile; }
+    CDownload& GetDownload() { return *m_pDownload; }
     CProjectControl& GetProjects() { return *m_pProjects; }
     CRecentProjects& GetRecentProjects() { return *m_pRecentProjects; }
     CActionStates& GetActionStates() { return *m_pActionStates; }
@@ -95,6 +100,9 @@ private:
     CScriptProgress* m_pScriptProgress = nullptr;
     CSourceWindow* m_pSource = nullptr;   ///< owned by m_pWindows
     CConsoleWindow* m_pConsole = nullptr; ///< owned by m_pWindows
+    std::unique_ptr<CFileProgress> m_pFileProgress;
+    std::unique_ptr<CProgramFile> m_pProgramFile;
+    std::unique_ptr<CDownload> m_pDownload;
     std::unique_ptr<CSession> m_pSession;
     QTimer m_ShownTimer;
     bool m_IsShown = false;

@@ -4,6 +4,7 @@
 #include "app/CommandLine.h"
 #include "app/ConsoleWindow.h"
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/ProjectHints.h"
 #include "app/ProjectSettings.h"
 #include "app/RecentProjects.h"
@@ -154,7 +155,7 @@ void CProjectControl::FinishCreate(const QString& sFilePath, const QStringList& 
     ScriptSetPath(sFilePath);
     ResetState();
     ResetDeviceConfig();
-    m_MainWindow.GetSession().OpenDataFile(QString());
+    m_MainWindow.GetProgramFile().Open(QString());
     CProject::Get().Create(Commands);
     m_MainWindow.GetToolbars().UpdateModePanels();
     m_MainWindow.UpdateTitle();
@@ -166,7 +167,7 @@ void CProjectControl::Open(const QString& sFileName) {
     }
     const QString sProbeSettings = CProject::Get().GetProbeSettingsPath();
     CDevice::Get().PostSetConfigParam(DEV_CFG_SCRIPT_FILE, sProbeSettings.toUtf8());
-    m_MainWindow.GetSession().OpenDataFile(QString());
+    m_MainWindow.GetProgramFile().Open(QString());
     ScriptRequestClose();
     CProject::Get().OpenDeferred(sFileName);
 }

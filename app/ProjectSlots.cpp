@@ -1,6 +1,8 @@
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/Session.h"
 #include "app/Slots.h"
+#include "app/SysVarEffects.h"
 #include "app/Trust.h"
 #include "base/ConsoleRing.h"
 #include "base/Files.h"
@@ -147,7 +149,7 @@ void SetVariable(COMMAND_ID Id, int Index, CMainWindow& MainWindow) {
         return;
     }
     SetSysVar(GetSysVar(Index), Value, false);
-    MainWindow.GetSession().OnSysVarChanged(Index, Value);
+    ApplySysVar(MainWindow, Index, Value);
 }
 
 void ProjectSetSemihosting(CMainWindow& w) { SetVariable(CMD_PROJECT_SET_SEMIHOSTING, VAR_SEMIHOSTING_ENABLED, w); }
@@ -168,7 +170,7 @@ void ProjectSetTraceTiming(CMainWindow& MainWindow) {
             return;
         }
         SetSysVar(GetSysVar(VAR_TRACE_PORT_DELAY_0 + i), Delay, false);
-        MainWindow.GetSession().OnSysVarChanged(VAR_TRACE_PORT_DELAY_0 + i, Delay);
+        ApplySysVar(MainWindow, VAR_TRACE_PORT_DELAY_0 + i, Delay);
     }
 }
 
@@ -186,7 +188,7 @@ void ProjectConfigSWO(CMainWindow& MainWindow) {
     }
     for (int i = 0; i < 2; ++i) {
         SetSysVar(GetSysVar(aVar[i]), aValue[i], false);
-        MainWindow.GetSession().OnSysVarChanged(aVar[i], aValue[i]);
+        ApplySysVar(MainWindow, aVar[i], aValue[i]);
     }
 }
 
@@ -210,7 +212,7 @@ void ProjectRelocateSymbols(CMainWindow& MainWindow) {
     constexpr COMMAND_ID Id = CMD_PROJECT_RELOCATE_SYMBOLS;
     unsigned Offset = 0;
     if (ReadNumberArg(Id, 1, &Offset) &&
-        MainWindow.GetSession().RelocateSymbols(GetCommandArg(Id, 0), static_cast<I32>(Offset)) != 0) {
+        MainWindow.GetProgramFile().RelocateSymbols(GetCommandArg(Id, 0), static_cast<I32>(Offset)) != 0) {
         FailCommand(Id, "unknown symbol");
     }
 }

@@ -1,40 +1,29 @@
 #include "app/Session.h"
 
 #include "app/Ask.h"
-#include "app/ConsoleWindow.h"
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/ProjectControl.h"
 #include "app/StatusBar.h"
-#include "app/Toolbars.h"
 #include "app/dialogs/MessageBox.h"
 #include "base/ConsoleRing.h"
-#include "command/CommandTable.h"
-#include "datafile/JFile.h"
 #include "device/Device.h"
-#include "device/TraceConfig.h"
-#include "elf/ElfApi.h"
-#include "elf/ElfApiLines.h"
 #include "framework/WindowList.h"
-#include "project/FileFinder.h"
 #include "project/Project.h"
-#include "project/SourceLocation.h"
 #include "script/JScript.h"
-#include "settings/Colors.h"
 #include "settings/SysVars.h"
-#include "views/SourceWindow.h"
 
-#include <QApplication>
 #include <QDesktopServices>
 #include <QThread>
 #include <QUrl>
 
-// The chain of a session: start, connect, reset, run, disconnect. What writes the program is in SessionDownload.cpp,
-// what comes from the device in SessionEvents.cpp.
+// The chain of a session: start, connect, reset, run, disconnect. What comes from the device is in SessionEvents.cpp.
 
 namespace {
 
 constexpr int HALT_DELAY_MS = 100; ///< the target must stay halted so long before AfterTargetHalt runs
 constexpr int MESSAGE_DELAY_MS = 100;
+constexpr int INIT_SP_PC_PAUSE_MS = 25; ///< time for the device thread to take up the set-up of SP and PC
 
 /// Switches the suppress bytes of job types on for the time of a scope.
 class CSuppress {
@@ -55,39 +44,7 @@ private:
 
 } // namespace
 
-namespace {
-
-/// Reading or writing a data file blocks the main thread, so the bar is painted here and not by its timer.
-class CFileProgress : public JFile::CProgressSink {
-public:
-    explicit CFileProgress(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {}
-    ~CFileProgress() override { JFile::SetProgressSink(nullptr); }
-    void StartProgress(const QString& sText, I64 Maximum) override {
-        Bar().SetProgressMessage(sText);
-        Bar().StartProgress(0, Clamp(Maximum));
-        Show();
-    }
-    void SetProgressValue(I64 Value) override {
-        Bar().SetProgressValue(Clamp(Value));
-        Show();
-    }
-    void EndProgress() override { Bar().EndProgress(); }
-
-private:
-    static int Clamp(I64 Value) { return static_cast<int>(std::min<I64>(Value, 0x7FFFFFFF)); }
-    void Show() {
-        Bar().Refresh();
-        Bar().repaint();
-    }
-    CStatusBar& Bar() { return m_MainWindow.GetStatusBar(); }
-    CMainWindow& m_MainWindow;
-};
-
-} // namespace
-
-CSession::CSession(CMainWindow& MainWindow)
-    : m_MainWindow(MainWindow), m_pFileProgress(std::make_unique<CFileProgress>(MainWindow)) {
-    JFile::SetProgressSink(m_pFileProgress.get());
+CSession::CSession(CMainWindow& MainWindow) : m_MainWindow(MainWindow) {
     m_HaltTimer.setSingleShot(true);
     m_HaltTimer.setInterval(HALT_DELAY_MS);
     connect(&m_HaltTimer, &QTimer::timeout, this, [this] {
@@ -106,8 +63,6 @@ CSession::CSession(CMainWindow& MainWindow)
                 QMessageBox::Ok, QMessageBox::Ok, nullptr, UNTIL_PROGRAM_END);
     });
 }
-
-CSession::~CSession() = default;
 
 void CSession::InvalidateViews() {
     CWindow::TellAll([](CWindow& Window) { Window.Invalidate(); });
@@ -263,62 +218,35 @@ void CSession::ReadIntoTraceCache(U32 Addr, U32 Size) {
                                         .toLatin1());
 }
 
-bool CSession::EvaluateBreakSymbol() {
-    const I64 Addr = GetSymbolAddress(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL));
-    // Stored at once as well: the chain asks for it in the same turn of the event loop.
-    CDevice::Get().StoreConfigParam(DEV_CFG_BREAK_ADDR, static_cast<I32>(Addr));
-    return Addr >= 0;
-}
-
-void CSession::OnSysVarChanged(int Index, I32 Value) {
-    switch (Index) {
-    case VAR_RESET_MODE:
-    case VAR_CONNECT_MODE:
-        m_MainWindow.GetToolbars().UpdateModePanels();
-        break;
-    case VAR_TIF_SPEED:
-        CDevice::Get().PostSetConfigParam(DEV_CFG_SPEED, Value);
-        break;
-    case VAR_TRACE_SOURCE:
-        UpdateTrace();
-        break;
-    case VAR_BREAK_AT_THIS_SYMBOL:
-        if (ElfApi_IsOpen() && !EvaluateBreakSymbol()) {
-            CCommandTable::SetError(CMD_EDIT_SYS_VAR, QStringLiteral("unknown symbol"));
-        }
-        break;
-    case VAR_TRACE_PORT_DELAY_0:
-    case VAR_TRACE_PORT_DELAY_1:
-    case VAR_TRACE_PORT_DELAY_2:
-    case VAR_TRACE_PORT_DELAY_3:
-        if (CDevice::Get().IsConnected()) {
-            CDevice::Get().PostExecNovikCmd(
-                TraceSampleAdjustCommand(SysVarValue(VAR_TRACE_PORT_WIDTH),
-                                         {SysVarValue(VAR_TRACE_PORT_DELAY_0), SysVarValue(VAR_TRACE_PORT_DELAY_1),
-                                          SysVarValue(VAR_TRACE_PORT_DELAY_2), SysVarValue(VAR_TRACE_PORT_DELAY_3)}));
-        }
-        break;
-    case VAR_TRACE_PORT_WIDTH: {
-        constexpr U32 MIN_VERSION = 61402;
-        if (CDevice::Get().Facts().LibVersion < MIN_VERSION) {
-            ConsolePrint(QStringLiteral("Configuration of the trace port width is not supported by this version of the "
-                                        "Novik library. Please update to version 6.14b or later."));
-            SetSysVar(GetSysVar(Index), *GetSysVar(Index)->pDefault, false);
-        }
-        break;
+void CSession::FinishDownload() {
+    CDevice& Device = CDevice::Get();
+    if (ScriptIsDefined(SF_AFTER_TARGET_DOWNLOAD)) {
+        ExecuteScriptFunction(SF_AFTER_TARGET_DOWNLOAD);
+    } else {
+        Device.RequestInitTargetSPandPC();
+        QThread::msleep(INIT_SP_PC_PAUSE_MS);
     }
-    default:
-        break;
-    }
-}
-
-void CSession::ShowMainFunc() {
-    const I64 Main = GetSymbolAddress(QStringLiteral("main"));
-    const CSrcLoc Loc = Main >= 0 ? ElfApi_GetSrcLoc(static_cast<U32>(Main)) : CSrcLoc();
-    if (Loc.IsValid()) {
-        const QString sPath = CFileFinder::Get().FindFile(ElfApi_GetFilePath(Loc.FileId));
-        if (FileExists(sPath)) {
-            m_MainWindow.GetSourceWindow().ShowLocation(sPath, static_cast<int>(Loc.Line));
+    Device.PostStartInstTrace();
+    if (SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET) {
+        switch (SysVarValue(VAR_RESET_MODE)) {
+        case RM_BREAK_AT_SYMBOL:
+            if (RunToBreakSymbol() == 0) {
+                Device.SetSessionReady();
+            } else {
+                m_MessageBoxTimer.start();
+                Device.MarkSessionReady();
+                Device.PostHalt();
+            }
+            break;
+        case RM_RESET_AND_RUN:
+            Device.SetSessionReady();
+            ResumeTarget();
+            break;
+        default:
+            Device.MarkSessionReady();
+            Device.PostHalt();
+            break;
         }
     }
+    InvalidateViews();
 }

@@ -1,6 +1,8 @@
 #include "app/ActionStates.h"
 #include "app/Ask.h"
+#include "app/Download.h"
 #include "app/MainWindow.h"
+#include "app/ProgramFile.h"
 #include "app/Session.h"
 #include "app/StatusBar.h"
 #include "base/ConsoleRing.h"
@@ -120,7 +122,7 @@ void CSession::OnDeviceResetDone(U32 PC, RESET_MODES Mode) {
     if (Mode == RM_PRE_DOWNLOAD) {
         if (SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET) {
             ExecuteScriptFunction(SF_AFTER_TARGET_RESET);
-            DownloadProgram(m_sCurrentProgramFile, DL_PROGRAM, -1);
+            m_MainWindow.GetDownload().Start(m_MainWindow.GetProgramFile().GetPath(), DL_PROGRAM, -1);
             m_IsHaltPassing = true;
         }
         return;
