@@ -118,18 +118,12 @@ bool CSession::Start() {
     return true;
 }
 
-void CSession::UpdateTrace() {
-    // No view needs the trace, so the probe doesn't have to record it.
-    CDevice::Get().PostDisableInstTrace();
-}
-
 void CSession::ConnectTarget(CONNECT_MODES Mode) {
     CDevice& Device = CDevice::Get();
     if (Device.IsConnected()) {
         return;
     }
     SetStatus(QStringLiteral("Connecting..."));
-    UpdateTrace();
     ExecuteScriptFunction(SF_BEFORE_TARGET_CONNECT);
     if (!ScriptIsDefined(SF_TARGET_CONNECT)) {
         Device.PostConnect(Mode);
@@ -226,7 +220,6 @@ void CSession::FinishDownload() {
         Device.RequestInitTargetSPandPC();
         QThread::msleep(INIT_SP_PC_PAUSE_MS);
     }
-    Device.PostStartInstTrace();
     if (SysVarValue(VAR_CONNECT_MODE) == CM_DOWNLOAD_RESET) {
         switch (SysVarValue(VAR_RESET_MODE)) {
         case RM_BREAK_AT_SYMBOL:

@@ -38,9 +38,6 @@ public:
     bool IsClosing() const { return m_IsClosing; }
     void SetProjectLoading(bool IsLoading) { m_IsProjectLoading = IsLoading; }
 
-    /// The trace in step with the views that need it.
-    void UpdateTrace();
-
     void OnDeviceConnectDone(CONNECT_MODES Mode) override;
     void OnDeviceConnectFailed(CONNECT_MODES Mode) override;
     void OnDeviceConnectCanceled(CONNECT_MODES Mode) override;

@@ -48,12 +48,10 @@ void CSession::OnDeviceConnectDone(CONNECT_MODES Mode) {
             m_MainWindow.GetStatusBar().StartProgress(0, 0);
         }
         AttachTrace();
-        Device.PostStartInstTrace();
         break;
     case CM_ATTACH_HALT:
         Device.PostHalt();
         AttachTrace();
-        Device.PostStartInstTrace();
         break;
     default:
         break;

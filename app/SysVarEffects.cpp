@@ -2,7 +2,6 @@
 
 #include "app/MainWindow.h"
 #include "app/ProgramFile.h"
-#include "app/Session.h"
 #include "app/Toolbars.h"
 #include "base/ConsoleRing.h"
 #include "command/CommandTable.h"
@@ -19,9 +18,6 @@ void ApplySysVar(CMainWindow& MainWindow, int Index, I32 Value) {
         break;
     case VAR_TIF_SPEED:
         CDevice::Get().PostSetConfigParam(DEV_CFG_SPEED, Value);
-        break;
-    case VAR_TRACE_SOURCE:
-        MainWindow.GetSession().UpdateTrace();
         break;
     case VAR_BREAK_AT_THIS_SYMBOL:
         if (ElfApi_IsOpen() && !MainWindow.GetProgramFile().EvaluateBreakSymbol()) {

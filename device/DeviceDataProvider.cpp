@@ -29,19 +29,19 @@ int CDeviceDataProvider::ReadMem(U32 Addr, U32 NumBytes, void* pData, U8* pStatu
         std::memset(pStatus, 1, NumBytes);
     }
     REQUEST Request{NumBytes, static_cast<U8*>(pData), pStatus, -1, false, false};
-    U64 SeqNo = 0;
-    if (m_Device.PostReadMem(Addr, NumBytes, 0, AccessWidth, Flags, true, &SeqNo) != 0) {
+    CPackedJob Packed;
+    if (!READ_MEM_JOB::Pack(Packed, Addr, NumBytes, 0, AccessWidth, Flags, true)) {
         return -1;
     }
-    return Wait(SeqNo, &Request, JT_READ_MEM) ? 0 : -1;
+    Job J = Packed.Take();
+    return m_Device.PostJob(J) == 0 && Wait(J.SeqNo, &Request, JT_READ_MEM) ? 0 : -1;
 }
 
 int CDeviceDataProvider::ReadReg(U32 Idx, I64* pValue) {
     *pValue = -1;
-    Job J;
-    J.Type = JT_READ_REG;
-    J.Flags = JOB_FLAG_PROTECTED;
-    J.Param[0] = Idx;
+    CPackedJob Packed;
+    READ_REG_JOB::Pack(Packed, Idx, true);
+    Job J = Packed.Take();
     REQUEST Request{0, nullptr, nullptr, -1, false, false};
     if (m_Device.PostJob(J) != 0 || !Wait(J.SeqNo, &Request, JT_READ_REG)) {
         return -1;
@@ -88,13 +88,14 @@ void CDeviceDataProvider::OnDeviceJobDone(Job* pJob) {
     pRequest->IsDone = true;
     pRequest->IsOk = pJob->Status == JOB_STATUS_DONE;
     pRequest->Value = pJob->Result[0];
-    if (pJob->Type != JT_READ_MEM || !pJob->Buf[0] || !pJob->Buf[1]) {
+    const READ_MEM_JOB Read(*pJob);
+    if (pJob->Type != JT_READ_MEM || !Read.Data() || !Read.Status()) {
         return;
     }
-    std::memcpy(pRequest->pData, pJob->Buf[0], pRequest->NumBytes);
+    std::memcpy(pRequest->pData, Read.Data(), pRequest->NumBytes);
     if (pRequest->pStatus) {
-        std::memcpy(pRequest->pStatus, pJob->Buf[1], pRequest->NumBytes);
+        std::memcpy(pRequest->pStatus, Read.Status(), pRequest->NumBytes);
     }
     // A read that got some of its bytes is done; the caller asked for all of them.
-    pRequest->IsOk = pRequest->IsOk && !std::memchr(pJob->Buf[1], 1, pRequest->NumBytes);
+    pRequest->IsOk = pRequest->IsOk && !std::memchr(Read.Status(), 1, pRequest->NumBytes);
 }

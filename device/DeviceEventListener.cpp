@@ -27,7 +27,6 @@ bool IsTargetWrite(U32 Type) {
     case JT_WRITE_CP_REG:
     case JT_WRITE_MEM:
     case JT_WRITE_MEM_MULTIPLE:
-    case JT_WRITE_BYTE:
     case JT_WRITE_LOCATION:
         return true;
     default:
@@ -100,8 +99,8 @@ void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
         OnDeviceResetDone(U32(Device.GetPC()), RM_STATE_RESTORED);
         break;
     case JT_WRITE_REG:
-        if (IsDone && I32(pJob->Param[0]) == Device.GetNovikRegIdx(REG_IDX_PC)) {
-            OnDeviceHaltDone(U32(pJob->Param[1]), HR_INIT);
+        if (const WRITE_REG_JOB Write(*pJob); IsDone && I32(Write.Idx()) == Device.GetNovikRegIdx(REG_IDX_PC)) {
+            OnDeviceHaltDone(U32(Write.Value()), HR_INIT);
         }
         break;
     default:

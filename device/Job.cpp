@@ -34,10 +34,8 @@ void JobFreeBufs(Job* pJob) {
 }
 
 bool IsValidJob(const Job& J) {
-    if (J.Type == JT_NONE || J.Type == JT_STEP_ANY || J.Type >= JT_ANY) {
-        return false;
-    }
-    return !GetJobTypeRow(J.Type).NeedsBuf0 || J.Buf[0];
+    const JOB_TYPE_ROW& Row = GetJobTypeRow(J.Type);
+    return Row.pfRun && (!Row.NeedsBuf0 || J.Buf[0]);
 }
 
 bool JobTypeMatches(U32 Wanted, U32 Type) {

@@ -6,6 +6,7 @@
 
 #include "base/Types.h"
 
+/// Numbers are fixed; those between them are kept for jobs to come.
 enum JOB_TYPES : U32 {
     JT_NONE,
     JT_CONNECT,
@@ -20,8 +21,7 @@ enum JOB_TYPES : U32 {
     JT_STEP_ANY, ///< wildcard for the four steps; never scheduled
     JT_RUN_TO,
     JT_EXEC_NOVIK_CMD,
-    JT_EDIT_BP,
-    JT_SET_BP,
+    JT_SET_BP = 14,
     JT_SET_BPS,
     JT_CLEAR_BP,
     JT_CLEAR_BPS,
@@ -39,42 +39,19 @@ enum JOB_TYPES : U32 {
     JT_READ_MEM,
     JT_WRITE_MEM,
     JT_WRITE_MEM_MULTIPLE,
-    JT_READ_BYTE,
-    JT_WRITE_BYTE,
-    JT_RESET_TARGET_EXEC_STATE,
+    JT_RESET_TARGET_EXEC_STATE = 34,
     JT_SET_TARGET_EXEC_STATE,
     JT_READ_LOCATION,
     JT_READ_LOCS,
     JT_WRITE_LOCATION,
-    JT_SET_SH_INPUT_TEXT,
-    JT_DISASS_INSTS,
+    JT_DISASS_INSTS = 40,
     JT_DISASS_ARANGE,
     JT_DISASS_ARANGES,
-    JT_ENABLE_SIMPLE_TRACE,
-    JT_DISABLE_SIMPLE_TRACE,
-    JT_START_SIMPLE_TRACE,
-    JT_STOP_SIMPLE_TRACE,
-    JT_READ_SIMPLE_TRACE,
-    JT_READ_INST_STATS,
-    JT_FLUSH_STRACE_BUFFER,
-    JT_START_SWO_TRACE,
-    JT_STOP_SWO_TRACE,
-    JT_READ_SWO_TRACE,
-    JT_SWO_GET_COMPAT_SPEEDS,
-    JT_START_RTT,
-    JT_STOP_RTT,
-    JT_FLUSH_RTT,
-    JT_READ_RTT,
-    JT_WRITE_RTT,
-    JT_START_HSS,
-    JT_STOP_HSS,
-    JT_READ_HSS,
-    JT_CONFIGURE,
+    JT_CONFIGURE = 62,
     JT_SET_CONFIG_PARAM,
     JT_GET_DEVICE_INFO,
-    JT_MEASURE_CORE_SPEED,
-    JT_ANY, ///< wildcard for every type; never scheduled
-    JT_LAST
+    JT_ANY = 66, ///< wildcard for every type; never scheduled
+    JT_LAST,
 };
 
 constexpr U32 JOB_FLAG_PENDING = 1;   ///< in a ring and neither finished nor cancelled
@@ -108,7 +85,7 @@ bool JobAttachBuf(Job* pJob, int Idx, const void* pSrc, U32 Size);
 /// Frees the blocks that the job owns.
 void JobFreeBufs(Job* pJob);
 
-/// True if the record is one that can be scheduled and run: its type is 1 to 66 and a required Buf[0] is there.
+/// True if the record is one that can be scheduled and run: its type has a body and a required Buf[0] is there.
 bool IsValidJob(const Job& J);
 
 /// True if a query or cancellation for `Wanted` (a type or a wildcard) means a job of `Type`.

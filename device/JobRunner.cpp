@@ -48,7 +48,7 @@ void CJobRunner::RunJob(Job* pJob) {
     // A target that is halted already needs no halt; asking the probe would count as a halt request later.
     const bool IsNeedless = pJob->Type == JT_HALT && m_T.State.Halted;
     m_T.Report.Begin();
-    Complete(pJob, IsNeedless ? 0 : RunJobBody(m_T, *pJob));
+    Complete(pJob, IsNeedless ? 0 : GetJobTypeRow(pJob->Type).pfRun(m_T, *pJob));
 }
 
 // Reads queued before a run-state change would read a different target.
@@ -56,8 +56,6 @@ void CJobRunner::CancelOutdatedReads(U32 Type) {
     if (ChangesRunState(Type)) {
         m_T.Queue.Cancel(JT_ANY, RING_BACKGROUND);
         m_T.Queue.Cancel(JT_ANY, RING_READS);
-    } else if (Type == JT_START_HSS) {
-        m_T.Queue.Cancel(JT_READ_HSS, RING_READS);
     }
 }
 

@@ -17,12 +17,8 @@ public:
 
 private:
     void RunJob(Job* pJob);
-    int RunBody(Job* pJob);
     void CancelOutdatedReads(U32 Type);
     void Complete(Job* pJob, int Result);
 
     CTarget& m_T;
 };
-
-/// Runs the body of the job's type; -1 for a type without one. Device thread.
-int RunJobBody(CTarget& Target, Job& J);

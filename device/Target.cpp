@@ -4,6 +4,7 @@
 #include "device/DeviceEvents.h"
 #include "device/JobQueue.h"
 #include "device/JobTable.h"
+#include "device/JobViewsRun.h"
 #include "device/NovikFuncs.h"
 #include "device/SemiHostHook.h"
 #include "icache/InstStore.h"
@@ -31,10 +32,10 @@ int CTarget::PostJob(Job& J) {
 }
 
 int CTarget::PostContinue(RESUME_MODES Mode) {
-    Events.Raise(DEV_EVENT_ABOUT_TO_RESUME);
-    Job J;
-    J.Type = JT_CONTINUE;
-    J.Param[0] = U64(Mode);
+    Events.Raise(CONTINUE_JOB::ANNOUNCED_BY);
+    CPackedJob Packed;
+    CONTINUE_JOB::Pack(Packed, Mode);
+    Job J = Packed.Take();
     return PostJob(J);
 }
 
