@@ -305,7 +305,13 @@ void CMainWindow::OnThemeChanged() {
     }
 }
 
-void CMainWindow::CloseLater() { QTimer::singleShot(0, this, &QWidget::close); }
+void CMainWindow::CloseLater() {
+    m_IsCloseWaiting = true;
+    QTimer::singleShot(0, this, [this] {
+        m_IsCloseWaiting = false; // the user may decline
+        close();
+    });
+}
 
 void CMainWindow::EndNow(int ExitCode) {
     m_ExitCode = ExitCode;

@@ -70,6 +70,7 @@ public:
     void EndNow(int ExitCode);
     /// Closes the window when the running command and script function have ended.
     void CloseLater();
+    bool IsCloseWaiting() const { return m_IsCloseWaiting; }
     /// Loads the project again if it has changed on the disk while a script function ran.
     void ReloadWaitingProject();
 
@@ -106,6 +107,7 @@ private:
     std::unique_ptr<CSession> m_pSession;
     QTimer m_ShownTimer;
     bool m_IsShown = false;
+    bool m_IsCloseWaiting = false;  ///< since CloseLater()
     bool m_IsReloadWaiting = false; ///< for the running script functions to end
     int m_ExitCode = 0;
     bool m_IsEndForced = false;

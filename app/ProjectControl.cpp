@@ -156,6 +156,7 @@ void CProjectControl::FinishCreate(const QString& sFilePath, const QStringList& 
     ResetState();
     ResetDeviceConfig();
     m_MainWindow.GetProgramFile().Open(QString());
+    m_IsLayoutWaiting = false;
     CProject::Get().Create(Commands);
     m_MainWindow.GetToolbars().UpdateModePanels();
     m_MainWindow.UpdateTitle();
@@ -173,6 +174,7 @@ void CProjectControl::Open(const QString& sFileName) {
 }
 
 void CProjectControl::OnFileOpened(const QString& sFileName) {
+    m_IsLayoutWaiting = true;
     m_MainWindow.GetRecentProjects().Add(sFileName);
     m_MainWindow.UpdateActions();
     m_MainWindow.UpdateTitle();
@@ -194,18 +196,19 @@ void CProjectControl::OnFileOpened(const QString& sFileName) {
            0) { // what the script's own settings caused is its business
     }
     m_MainWindow.GetSession().SetProjectLoading(false);
-    if (m_MainWindow.GetSession().IsClosing() || ScriptIsClosing()) {
-        return; // what it lacks is of no interest any more
+    if (m_MainWindow.IsCloseWaiting() || m_MainWindow.GetSession().IsClosing() || ScriptIsClosing()) {
+        return; // it closes: what it lacks is of no interest, and its layout stays as it is
     }
     LoadDefaultCpuSvdFile();
     CheckRtosHints();
     LoadUserFile(m_MainWindow, sFileName);
+    m_IsLayoutWaiting = false;
     m_MainWindow.GetToolbars().UpdateModePanels();
     m_MainWindow.UpdateTitle();
 }
 
 void CProjectControl::OnFileClosed(const QString& sFileName) {
-    if (!sFileName.isEmpty()) {
+    if (!sFileName.isEmpty() && !m_IsLayoutWaiting) {
         WriteUserFile(m_MainWindow, sFileName);
     }
 }

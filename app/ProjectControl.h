@@ -41,5 +41,6 @@ private:
     void OnFileClosed(const QString& sFileName);
 
     CMainWindow& m_MainWindow;
+    bool m_IsLayoutWaiting = false; ///< the windows don't have the layout of the open project yet
     bool m_EndsOnError = false;
 };

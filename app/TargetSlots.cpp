@@ -227,6 +227,10 @@ void ElfGetExprValue(CMainWindow&) {
         FailCommand(Id, "unknown symbol");
         return;
     }
+    if (Value < INT32_MIN || Value > UINT32_MAX) {
+        FailCommand(Id, "invalid parameter");
+        return;
+    }
     ReportElfValue(Id, Value);
 }
 

@@ -52,6 +52,7 @@ PROGRAM_RESULT CProgramRun::Run(const QString& sProject, const QStringList& More
         Program.kill();
         Program.waitForFinished();
     }
+    Result.Printed = QString::fromUtf8(Program.readAllStandardOutput()).split(QLatin1Char('\n'));
     Result.Lines = ReadLines(LogPath());
     return Result;
 }

@@ -10,7 +10,8 @@ class QProcess;
 struct PROGRAM_RESULT {
     bool HasEnded = false; ///< by itself, without a signal
     int ExitCode = -1;
-    QStringList Lines; ///< console log; the milliseconds of "completed in" are "N"
+    QStringList Printed; ///< on the standard output, from the start on
+    QStringList Lines;   ///< console log; the milliseconds of "completed in" are "N"
 };
 
 class CProgramRun {

@@ -87,15 +87,27 @@ TEST(ProgramCommands, ADamagedSettingsStoreIsKept) {
         ASSERT_TRUE(QDir().mkpath(Run.Path("config/VANTLE")));
         Run.WriteFile("config/VANTLE/Brask.conf", Store.Data);
         const PROGRAM_RESULT Result = Run.Run("void OnProjectLoad (void) {\n"
-                                              "  Project.SetConsoleLogFile (\"$(ProjectDir)/console.log\");\n"
                                               "  Edit.Preference (PREF_TAB_SPACING, 5);\n  File.Exit();\n}\n");
         EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_EQ(Matching(Result.Lines, "^The settings in .*Brask.conf can't be read\\. Defaults are used").size(), 1);
+        EXPECT_EQ(Matching(Result.Printed, "^The settings in .*Brask.conf can't be read\\. Defaults are used").size(),
+                  1);
         QFile Kept(Run.Path("config/VANTLE/Brask.conf.damaged"));
         ASSERT_TRUE(Kept.open(QIODevice::ReadOnly));
         EXPECT_TRUE(Kept.readAll() == Store.Data);
         EXPECT_EQ(Run.Setting("AppData/Preferences/Preferences/PREF_TAB_SPACING").toInt(), 5);
     }
+}
+
+TEST(ProgramCommands, AProjectThatClosesIsNotWarnedAboutAndKeepsItsLayout) {
+    const CProgramRun Run;
+    const QByteArray Layout = "OpenToolbar=\"Views\", Floating=0, x=0, y=0\n";
+    Run.WriteFile("test.dbgprj.user", Layout);
+    const PROGRAM_RESULT Result = Run.Run("void OnProjectLoad (void) {\n  File.Exit();\n}\n");
+    EXPECT_EQ(Result.ExitCode, 0);
+    EXPECT_TRUE(Matching(Result.Printed, "^Project Warning|No CPU register").isEmpty());
+    QFile User(Run.Path("test.dbgprj.user"));
+    ASSERT_TRUE(User.open(QIODevice::ReadOnly));
+    EXPECT_EQ(User.readAll(), Layout);
 }
 
 TEST(ProgramCommands, AProjectNobodyCanMendEndsAnUnattendedSession) {
