@@ -4,13 +4,13 @@
 
 namespace {
 
-struct TEXT_ROW {
+struct VALUE_TEXT {
     int Value;
     const char* sText;
 };
 
-const char* Find(std::initializer_list<TEXT_ROW> Rows, int Value) {
-    for (const TEXT_ROW& Row : Rows) {
+const char* Find(std::initializer_list<VALUE_TEXT> Rows, int Value) {
+    for (const VALUE_TEXT& Row : Rows) {
         if (Row.Value == Value) {
             return Row.sText;
         }
@@ -67,7 +67,7 @@ const char* GetDataEventErrorText(I32 ErrCode) {
     if (ErrCode >= 0) {
         return "";
     }
-    static const TEXT_ROW _aReasons[] = {
+    static const VALUE_TEXT _aReasons[] = {
         {0x01, "no more events"},
         {0x02, "no more address comparision units"},
         {0x04, "no more data comparision units"},
@@ -75,7 +75,7 @@ const char* GetDataEventErrorText(I32 ErrCode) {
         {0x80, "access mask invalid or not supported by target device"},
         {0x40, "value mask invalid or not supported by target device"},
     };
-    for (const TEXT_ROW& Row : _aReasons) {
+    for (const VALUE_TEXT& Row : _aReasons) {
         if (ErrCode & Row.Value) {
             return Row.sText;
         }
