@@ -28,6 +28,11 @@ public:
         m_pWindow->show();
         m_pWindow->activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(m_pWindow.get()));
+        // What the first show does must not come between a test's steps.
+        EXPECT_TRUE(WaitUntil([this] {
+            m_pWindow->GetConsole().DrainRing();
+            return m_pWindow->GetConsole().GetText().contains(QLatin1String("Novik software found at"));
+        }));
     }
 
     void TearDown() override {
