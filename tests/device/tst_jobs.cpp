@@ -339,13 +339,13 @@ TEST_F(CJobsTest, AReadOnASlowLinkPumpsAndCanBeCancelled) {
     static int NumPumps = 0;
     Fake.Poke(0x20000000, "abcd");
     Fake.HaltStatus = 1;
+    Fake.Hooks["ReadMemU32"] = [] { Link.acquire(); };
     pDevice->start();
     CDeviceDataProvider Provider(*pDevice);
     pProvider = &Provider;
     pDevice->PostConnect(CM_ATTACH_HALT);
     EXPECT_GE(pDevice->WaitForJob(JT_CONNECT), 0);
     Clock.SetStep(1);
-    Fake.Hooks["ReadMemU32"] = [] { Link.acquire(); };
     bool (*const apfPump[])() = {
         [] { return ++NumPumps < 5; },                                            // the program is to end
         [] { return ++NumPumps < 5 || pProvider->CancelWaits() || NumPumps < 9; } // the user has cancelled it
