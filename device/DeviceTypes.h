@@ -163,15 +163,5 @@ constexpr U32 REG_IDX_PC = 15;
 constexpr U32 REG_IDX_CPSR = 16;
 constexpr U32 REG_IDX_SPSR = 17;
 
-/// Display texts; an empty text for a value without one.
-const char* GetConnectModeText(int Mode);
-const char* GetResetModeText(int Mode);
-const char* GetCpuModeText(int Mode);
-const char* GetBPStateText(U32 State);
-const char* GetBPTypeText(U32 Type);
-
-/// Text of a breakpoint's implementation as the probe reports it.
-const char* GetBPImplText(U32 ImplFlags);
-
 /// Reason of a failed data breakpoint from WP::ErrCode; empty if there was no failure.
 const char* GetDataEventErrorText(I32 ErrCode);

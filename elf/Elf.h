@@ -164,11 +164,9 @@ int ELF_IsFileDataSwapped(const ELF_FILE* pFile);
 
 U32 ELF_GetNumSegments(const ELF_FILE* pFile);
 U32 ELF_GetSegmentType(const ELF_FILE* pFile, U32 Idx);
-U32 ELF_GetSegmentOffset(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSegmentVAddr(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSegmentPAddr(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSegmentFileSize(const ELF_FILE* pFile, U32 Idx);
-U32 ELF_GetSegmentMemSize(const ELF_FILE* pFile, U32 Idx);
 const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx);
 /// Distance from p_vaddr to the first allocated section inside the segment.
 U32 ELF_GetSegmentDataOffset(const ELF_FILE* pFile, U32 Idx);
@@ -180,7 +178,6 @@ U32 ELF_GetSectionFlags(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionAddr(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionOffset(const ELF_FILE* pFile, U32 Idx);
 U32 ELF_GetSectionSize(const ELF_FILE* pFile, U32 Idx);
-U32 ELF_GetSectionEntSize(const ELF_FILE* pFile, U32 Idx);
 /// Null if the section has no bytes in the file or they don't lie wholly inside it. A compressed debug section has its
 /// unpacked bytes.
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx);

@@ -247,11 +247,6 @@ U32 ElfApi_GetSymAccessibility(ELF_SYM_HANDLE h) {
     return Cached(AccessibilityCache, h, [h] { return ELF_GetSymAccessibility(h); });
 }
 
-QString ElfApi_AccessibilityText(U32 Accessibility) {
-    static const char* const aText[] = {"", "public", "protected", "private"};
-    return QString::fromLatin1(Accessibility < std::size(aText) ? aText[Accessibility] : "");
-}
-
 QString ElfApi_GetSymDeclFileName(ELF_SYM_HANDLE h) {
     const std::lock_guard Lock(ElfApi_Mutex());
     return Text(ELF_GetSymDeclFileName(h));

@@ -47,8 +47,6 @@ ELF_SYM_HANDLE ElfApi_GetSymDataType(ELF_SYM_HANDLE h, bool Resolve = false);
 /// Element counts of an array type, outermost dimension first.
 QList<U32> ElfApi_GetSymArrayDims(ELF_SYM_HANDLE h);
 U32 ElfApi_GetSymAccessibility(ELF_SYM_HANDLE h);
-/// "public", "protected", "private" or empty.
-QString ElfApi_AccessibilityText(U32 Accessibility);
 QString ElfApi_GetSymDeclFileName(ELF_SYM_HANDLE h);
 I64 ElfApi_GetSymDeclLine(ELF_SYM_HANDLE h);
 QString ElfApi_GetSymCallFileName(ELF_SYM_HANDLE h);

@@ -24,11 +24,9 @@ template <typename T> U32 Field(const T* pHeader, U32 T::*pField) { return pHead
 
 U32 ELF_GetNumSegments(const ELF_FILE* p) { return p != nullptr ? static_cast<U32>(p->paPhdr.size()) : 0; }
 U32 ELF_GetSegmentType(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_type); }
-U32 ELF_GetSegmentOffset(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_offset); }
 U32 ELF_GetSegmentVAddr(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_vaddr); }
 U32 ELF_GetSegmentPAddr(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_paddr); }
 U32 ELF_GetSegmentFileSize(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_filesz); }
-U32 ELF_GetSegmentMemSize(const ELF_FILE* p, U32 Idx) { return Field(Segment(p, Idx), &Elf32_Phdr::p_memsz); }
 
 const U8* ELF_GetSegmentData(const ELF_FILE* pFile, U32 Idx) {
     const Elf32_Phdr* p = Segment(pFile, Idx);
@@ -64,7 +62,6 @@ U32 ELF_GetSectionFlags(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, 
 U32 ELF_GetSectionAddr(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_addr); }
 U32 ELF_GetSectionOffset(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_offset); }
 U32 ELF_GetSectionSize(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_size); }
-U32 ELF_GetSectionEntSize(const ELF_FILE* p, U32 Idx) { return Field(SectionOf(p, Idx), &Elf32_Shdr::sh_entsize); }
 
 const U8* ELF_GetSectionData(const ELF_FILE* pFile, U32 Idx) {
     const Elf32_Shdr* p = SectionOf(pFile, Idx);

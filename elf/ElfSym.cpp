@@ -314,11 +314,6 @@ U32 ELF_GetListCnt(ELF_SYM_LISTS List) {
     return p != nullptr ? static_cast<U32>(p->size()) : 0;
 }
 
-ELF_SYM_HANDLE ELF_GetListSym(ELF_SYM_LISTS List, U32 i) {
-    const std::vector<U32>* p = GetList(List);
-    return p != nullptr && i < p->size() ? ELF_MakeDwarfHandle((*p)[i]) : 0;
-}
-
 int ELF_FindRttControlBlock(const ELF_FILE* pFile) {
     if (pFile == nullptr || pFile->pDwarf == nullptr) {
         return -1;

@@ -68,7 +68,6 @@ ELF_SYM_HANDLE ELF_GetMainFunc();
 /// Lists of the current file, in order of discovery.
 enum ELF_SYM_LISTS : U32 { ELF_LIST_GLOBALS, ELF_LIST_FUNCS, ELF_LIST_INLINES, ELF_LIST_NAMESPACES, ELF_LIST_TYPES };
 U32 ELF_GetListCnt(ELF_SYM_LISTS List);
-ELF_SYM_HANDLE ELF_GetListSym(ELF_SYM_LISTS List, U32 i);
 /// Index in the list of globals of the variable "_VANTLE_RTT", or -1.
 int ELF_FindRttControlBlock(const ELF_FILE* pFile);
 

@@ -163,14 +163,6 @@ U32 ICACHE_CorrectInstSize(U32 Addr, U32 Size) {
 
 I64 ICACHE_GetInstBits(U32 Addr, U32 Size) { return ReadBits(Addr, Size, ICACHE_GetMode(Addr) == ICACHE_MODE_ARM); }
 
-int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf) {
-    if (ElfApi_ReadMem(Addr, NumBytes, pBuf) == 0) {
-        return 0;
-    }
-    const auto pHooks = GetHooks();
-    return pHooks->fReadMem ? pHooks->fReadMem(Addr, NumBytes, pBuf) : -1;
-}
-
 bool ICACHE_IsSemihostingTrap(U32 Addr) { return GetTest(Addr, InstIsSemihostingTrap); }
 
 bool ICACHE_IsBreakpointInst(U32 Addr, U32* pSize) {

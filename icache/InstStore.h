@@ -62,8 +62,6 @@ U32 ICACHE_CorrectInstSize(U32 Addr, U32 Size);
 /// Opcode bits of 2 or 4 bytes, from the image, else from the target; -1 if neither has them. A 32-bit Thumb
 /// instruction has its first halfword in the low 16 bits.
 I64 ICACHE_GetInstBits(U32 Addr, U32 Size);
-/// Reads the image, else the target. 0 or -1.
-int ICACHE_ReadMem(U32 Addr, U32 NumBytes, void* pBuf);
 
 /// The instruction at Addr as the decoder sees it; of length 0 if it can't be read or there is no decoder.
 ICACHE_INST ICACHE_Decode(U32 Addr);

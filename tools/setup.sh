@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build_packages=(cmake ninja-build ccache g++ clang lld pkg-config qt6-base-dev qt6-base-dev-tools
-    qt6-svg-dev qt6-qpa-plugins libcapstone-dev fonts-dejavu-core fontconfig libgl-dev
+    qt6-svg-dev qt6-qpa-plugins librapidxml-dev libcapstone-dev fonts-dejavu-core fontconfig libgl-dev
     libopengl-dev libvulkan-dev zlib1g-dev)
 test_packages=(libgtest-dev libgmock-dev python3 qemu-system-arm gcc-arm-none-eabi libnewlib-arm-none-eabi
     gdb-multiarch libclang-rt-14-dev llvm clang-format-14)

@@ -90,14 +90,6 @@ CSourceView* CSourceWindow::FindView(const QString& sPath) const {
     return nullptr;
 }
 
-QStringList CSourceWindow::GetOpenFiles() const {
-    QStringList Files;
-    for (int i = 0; i < m_pTabs->count(); ++i) {
-        Files.append(ViewAt(i)->GetPath());
-    }
-    return Files;
-}
-
 void CSourceWindow::UpdateEmptyText() {
     qobject_cast<QStackedWidget*>(centralWidget())
         ->setCurrentWidget(m_pTabs->count() > 0 ? static_cast<QWidget*>(m_pTabs) : m_pEmpty);

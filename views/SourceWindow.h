@@ -24,7 +24,6 @@ public:
     /// Closes all documents but the one shown.
     void CloseAllButActive();
     CSourceView* GetActiveView() const;
-    QStringList GetOpenFiles() const;
     /// Reads all documents again that have changed on disk.
     void ReloadChanged();
 
