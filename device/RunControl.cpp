@@ -58,6 +58,13 @@ int CRunControl::FinishReset(RESET_MODES) {
         m_T.LogError("Target did not halt following reset");
         return -1;
     }
+    // The reset reports this halt. If it were met again as one of a running target, behind a run to an address, its end
+    // would clear that run's hidden breakpoint.
+    m_T.State.Running = 0;
+    m_T.State.HaltRequested = 0;
+    m_T.State.HaltSeqActive = 0;
+    m_T.State.SrcStepActive = 0;
+    m_T.State.HiddenBPJob = JT_NONE;
     return m_T.Regs.UpdateTargetExecState();
 }
 

@@ -308,6 +308,18 @@ TEST_F(CHaltTest, RunToStopsAtAHiddenBreakpoint) {
     EXPECT_EQ(Fake.BPs.size(), 1);
 }
 
+// A second report would end what the session does next: a run to the start symbol would lose its breakpoint.
+TEST_F(CHaltTest, AResetReportsItsHaltOnce) {
+    ConnectHalted(0x8000);
+    Resume();
+    pDevice->PostReset(RM_RESET_HALT);
+    const QStringList Reset = Pass(0);
+    EXPECT_EQ(Reset.filter("HaltDone").size(), 1) << Reset.join(' ').toStdString();
+    pDevice->PostRunTo(0x8100);
+    EXPECT_EQ(Pass(), QStringList({"AboutToResume", "ResumeDone 1"}));
+    EXPECT_EQ(Fake.BPs.size(), 1);
+}
+
 TEST_F(CHaltTest, RunToLeavesTheUsersBreakpointsAsTheyWere) {
     ConnectHalted(0x8000);
     T().BPs.SetBreakpoint(0x8100, BP_STATE_DISABLED, BP_TYPE_HARD);
