@@ -308,15 +308,15 @@ TEST_F(CHaltTest, RunToStopsAtAHiddenBreakpoint) {
     EXPECT_EQ(Fake.BPs.size(), 1);
 }
 
-// A second report would end what the session does next: a run to the start symbol would lose its breakpoint.
-TEST_F(CHaltTest, AResetReportsItsHaltOnce) {
+// What ran before a reset doesn't run behind it: a halt met there would take the breakpoint of the next run away.
+TEST_F(CHaltTest, ARunBehindAResetKeepsItsBreakpoint) {
     ConnectHalted(0x8000);
     Resume();
     pDevice->PostReset(RM_RESET_HALT);
-    const QStringList Reset = Pass(0);
-    EXPECT_EQ(Reset.filter("HaltDone").size(), 1) << Reset.join(' ').toStdString();
+    Pass(0);
+    Fake.CostsMs["SetBPEx"] = 60; // so that the next poll is due before the target goes
     pDevice->PostRunTo(0x8100);
-    EXPECT_EQ(Pass(), QStringList({"AboutToResume", "ResumeDone 1"}));
+    EXPECT_EQ(Pass(0), QStringList({"AboutToResume", "ResumeDone 1"}));
     EXPECT_EQ(Fake.BPs.size(), 1);
 }
 
