@@ -65,7 +65,9 @@ int CRunControl::FinishReset(RESET_MODES) {
     m_T.State.HaltSeqActive = 0;
     m_T.State.SrcStepActive = 0;
     m_T.State.HiddenBPJob = JT_NONE;
-    return m_T.Regs.UpdateTargetExecState();
+    const int Result = m_T.Regs.UpdateTargetExecState();
+    m_T.State.StateValid = Result == 0 ? 1 : 0;
+    return Result;
 }
 
 int CRunControl::WaitForHaltedOrTimeout(U64 Timeout) {
