@@ -75,8 +75,8 @@ QByteArray CAccessReport::ListMemories() const {
     return Texts.join(", ");
 }
 
-// The reason of a write that ended in front of Addr, NumBytes before its end.
-QByteArray CAccessReport::WhyWrite(U32 Addr, U32 NumBytes, bool IsDownload) const {
+// The reason of an access that ended in front of Addr, NumBytes before its end.
+QByteArray CAccessReport::WhyAccess(U32 Addr, U32 NumBytes, bool IsFlashClosed) const {
     const QByteArray sTarget = WhyTarget();
     if (!m_T.State.Connected || m_T.State.ConnectionLost) {
         return sTarget;
@@ -91,10 +91,14 @@ QByteArray CAccessReport::WhyWrite(U32 Addr, U32 NumBytes, bool IsDownload) cons
     if (!pRegion) {
         return "the device has no memory there (" + ListMemories() + ")";
     }
-    if (pRegion->IsFlash && !IsDownload) {
+    if (pRegion->IsFlash && IsFlashClosed) {
         return "only a download writes " + RangeText(*pRegion);
     }
     return sTarget + " (" + RangeText(*pRegion) + ")";
+}
+
+QByteArray CAccessReport::WhyRegister() const {
+    return m_T.State.Connected && !m_T.Run.IsTargetHalted() ? "program is running" : WhyTarget();
 }
 
 void CAccessReport::NoteWrite(U32 Addr, U32 NumBytes, U32 NumDone, bool IsDownload) {
@@ -102,20 +106,36 @@ void CAccessReport::NoteWrite(U32 Addr, U32 NumBytes, U32 NumDone, bool IsDownlo
     if (NumDone) {
         sText += " (" + QByteArray::number(NumDone) + " written)";
     }
-    m_Problems += sText + ": " + WhyWrite(Addr + NumDone, NumBytes - NumDone, IsDownload);
+    const bool IsCancelled = m_T.Queue.IsRunCancelled();
+    m_Problems += sText + ": " +
+                  (IsCancelled ? QByteArray("cancelled") : WhyAccess(Addr + NumDone, NumBytes - NumDone, !IsDownload));
+}
+
+void CAccessReport::NoteRead(U32 Addr, U32 NumBytes) {
+    const bool IsClosed = m_T.State.Connected && !m_T.Memory.IsMemoryAccessible();
+    m_Problems += "could not read " + QByteArray::number(NumBytes) + " bytes at " + Hex(Addr) + ": " +
+                  (IsClosed ? QByteArray("program is running") : WhyAccess(Addr, NumBytes, false));
 }
 
 void CAccessReport::NoteRegister(U32 Idx, I64 Value) {
-    const QByteArray sWhy = m_T.State.Connected && !m_T.Run.IsTargetHalted() ? "program is running" : WhyTarget();
+    m_Problems += "could not write " + Hex(U32(Value)) + " (4 bytes) to register " + QByteArray::number(Idx) + ": " +
+                  WhyRegister();
+}
+
+void CAccessReport::NoteRegisterRead(U32 Idx) {
+    m_Problems += "could not read register " + QByteArray::number(Idx) + " (4 bytes): " + WhyRegister();
+}
+
+void CAccessReport::NoteCancelled(U32 NumDone, U32 NumBytes) {
     m_Problems +=
-        "could not write " + Hex(U32(Value)) + " (4 bytes) to register " + QByteArray::number(Idx) + ": " + sWhy;
+        "cancelled: " + QByteArray::number(NumDone) + " of " + QByteArray::number(NumBytes) + " bytes are written";
 }
 
 void CAccessReport::PrintFailure(const Job& J) {
     const auto* pRow = std::find_if(std::begin(aOperation), std::end(aOperation),
                                     [&J](const OPERATION_ROW& Row) { return Row.Type == J.Type; });
-    if (pRow != std::end(aOperation)) {
-        PrintFailure(pRow->sText);
+    if (pRow != std::end(aOperation) || !m_Problems.isEmpty()) {
+        PrintFailure(pRow != std::end(aOperation) ? pRow->sText : "access the target");
     }
 }
 
@@ -127,7 +147,7 @@ void CAccessReport::PrintFailure(const char* sOperation) {
         m_T.Events.LogText(DEV_LOG_ERROR, sProblem);
     }
     if (m_Problems.size() > MAX_PROBLEMS) {
-        m_T.Events.Log(DEV_LOG_ERROR, "%d more writes failed", int(m_Problems.size() - MAX_PROBLEMS));
+        m_T.Events.Log(DEV_LOG_ERROR, "%d more accesses failed", int(m_Problems.size() - MAX_PROBLEMS));
     }
     Begin();
 }

@@ -18,10 +18,14 @@ public:
     void Begin() { m_Problems.clear(); }
     /// NumDone of NumBytes were written.
     void NoteWrite(U32 Addr, U32 NumBytes, U32 NumDone, bool IsDownload);
+    /// None of NumBytes could be read.
+    void NoteRead(U32 Addr, U32 NumBytes);
     void NoteRegister(U32 Idx, I64 Value);
+    void NoteRegisterRead(U32 Idx);
+    void NoteCancelled(U32 NumDone, U32 NumBytes);
     const QByteArrayList& Problems() const { return m_Problems; }
 
-    /// One error line for each thing noted, or one for the job's operation if nothing was; nothing for a job that
+    /// One error line for each thing noted, or one for the job's operation if nothing was; nothing more for a job that
     /// changes nothing in the target or whose failure is told elsewhere.
     void PrintFailure(const Job& J);
     /// The same for an operation that is no job.
@@ -31,7 +35,8 @@ public:
 
 private:
     QByteArray WhyTarget() const;
-    QByteArray WhyWrite(U32 Addr, U32 NumBytes, bool IsDownload) const;
+    QByteArray WhyAccess(U32 Addr, U32 NumBytes, bool IsFlashClosed) const;
+    QByteArray WhyRegister() const;
     QByteArray WhyBreakpoint(U32 Addr, BP_TYPES Type) const;
     QByteArray ListMemories() const;
 

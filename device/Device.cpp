@@ -230,6 +230,7 @@ bool CDevice::IsJobEventOutdated(const Job& J) const {
 
 void CDevice::DeliverJob(Job* pJob) {
     if (IsJobEventOutdated(*pJob)) {
+        m_Queue.Counters().NumSkipped += pJob->SeqNo != 0;
         qDebug("Skipping job event %s", GetJobTypeName(pJob->Type));
     } else if (pJob->Type == JT_READ_REG || pJob->Type == JT_READ_REGS || pJob->Type == JT_READ_MEM ||
                pJob->Type == JT_READ_LOCATION) {

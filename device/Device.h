@@ -68,6 +68,10 @@ public:
     bool IsIdle() const { return m_Queue.IsIdle(); } ///< no job waits or runs
     bool IsJobQueued(U32 Type) const { return m_Queue.IsQueued(Type); }
 
+    /// Ends the transfer of memory that runs now at its next chunk: what was done of it counts, the rest is not done. A
+    /// read gives what it has, a write fails. False if there is none. Any thread.
+    bool CancelTransfer() { return m_Queue.CancelRunning({JT_READ_MEM, JT_WRITE_MEM, JT_WRITE_MEM_MULTIPLE}); }
+
     /// Blocking reads for the main thread, served by the data provider; for the device thread itself, directly.
     int ReadMemBlocking(U32 Addr, U32 NumBytes, void* pData, U8* pStatus = nullptr);
     int ReadRegBlocking(U32 Idx, I64* pValue);

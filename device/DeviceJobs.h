@@ -22,6 +22,9 @@ public:
     template <class VIEW, class... ARGS> int Post(const ARGS&... Args) {
         CPackedJob Packed;
         if (!VIEW::Pack(Packed, Args...)) {
+            if constexpr (requires { VIEW::REFUSAL; }) {
+                m_Events.LogText(DEV_LOG_DEBUG, VIEW::REFUSAL);
+            }
             return -1;
         }
         if constexpr (requires { VIEW::ANNOUNCED_BY; }) {

@@ -50,10 +50,12 @@ void CHaltSequence::FinishDeferredInit() {
 
 void CHaltSequence::CheckHandleConditionAnswer() {
     const int Answer = m_T.State.ConditionAnswer.Exchange(-1);
-    if (Answer < 0 || !m_T.State.HaltSeqActive) {
-        return;
+    if (Answer < 0 || !m_T.State.HaltSeqActive || m_T.State.Regs[REG_IDX_PC] != I64(m_T.State.ConditionPC)) {
+        return; // of a halt that a reset or a new connection has ended
     }
-    if (Answer) {
+    if (m_T.State.Running) {
+        m_T.State.HaltSeqActive = 0; // somebody has resumed the target meanwhile
+    } else if (Answer) {
         CompleteSrcStepAndContHaltSeq(m_T.State.ConditionPC);
     } else {
         m_T.Run.Continue();
@@ -158,8 +160,8 @@ bool CHaltSequence::CheckHandleSemihostingIRQ(U32 PC) {
 void CHaltSequence::EvalBPCondAndContinueHaltSeq(U32 PC) {
     const BPEntry Entry = m_T.BPs.GetEntry(PC);
     if (Entry.State == BP_STATE_ON) {
-        if (m_T.BPs.List().CountHit(PC).HasCondition) {
-            m_T.Events.Post(DEV_EVENT_EVAL_BP_CONDITION, PC);
+        // Without room in the event ring nobody would answer: the halt stands.
+        if (m_T.BPs.List().CountHit(PC).HasCondition && m_T.Events.Post(DEV_EVENT_EVAL_BP_CONDITION, PC) == 0) {
             return;
         }
     } else if (Entry.State == BP_STATE_ON_HIDDEN) {

@@ -2,6 +2,7 @@
 
 #include "device/JobTable.h"
 
+#include <algorithm>
 #include <chrono>
 
 CJobQueue::CJobQueue() = default;
@@ -50,6 +51,7 @@ Job* CJobQueue::Pick() {
             Ring.Head = (Ring.Head + 1) % JOB_RING_SIZE;
             Ring.NumWaiting--;
             m_pRunning = pJob;
+            m_IsRunCancelled.store(false, std::memory_order_relaxed);
             m_Counters.NumStarted++;
             return pJob;
         }
@@ -132,6 +134,7 @@ int CJobQueue::TakePending(U32 Ring, U32 Type, bool AlsoProtected) {
         if (JobTypeMatches(Type, J.Type) && (J.Flags & JOB_FLAG_PENDING) &&
             (AlsoProtected || !(J.Flags & JOB_FLAG_PROTECTED))) {
             J.Flags &= ~JOB_FLAG_PENDING;
+            NoteFailed(J);
             Count++;
         }
     }
@@ -164,6 +167,43 @@ void CJobQueue::MarkAllDone() {
     std::lock_guard Lock(m_Mutex);
     for (U32 Ring = 0; Ring < NUM_JOB_RINGS; Ring++) {
         TakePending(Ring, JT_ANY, true);
+    }
+}
+
+int CJobQueue::CancelNumbered(U64 First, U64 Last) {
+    std::lock_guard Lock(m_Mutex);
+    int Count = 0;
+    for (RING& R : m_aRings) {
+        for (U32 i = 0; i < R.NumWaiting; i++) {
+            Job& J = R.aJobs[(R.Head + i) % JOB_RING_SIZE];
+            if (J.SeqNo >= First && J.SeqNo <= Last && (J.Flags & JOB_FLAG_PENDING)) {
+                J.Flags &= ~JOB_FLAG_PENDING;
+                NoteFailed(J);
+                Count++;
+            }
+        }
+    }
+    m_Counters.NumCancelled += U64(Count);
+    if (m_pRunning && m_pRunning->SeqNo >= First && m_pRunning->SeqNo <= Last) {
+        m_IsRunCancelled.store(true, std::memory_order_relaxed);
+        Count++;
+    }
+    return Count;
+}
+
+bool CJobQueue::CancelRunning(std::initializer_list<U32> Types) {
+    std::lock_guard Lock(m_Mutex);
+    if (!m_pRunning || std::find(Types.begin(), Types.end(), m_pRunning->Type) == Types.end()) {
+        return false;
+    }
+    m_IsRunCancelled.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+void CJobQueue::NoteFailed(const Job& J) {
+    std::atomic<U64>& Last = m_aLastFailed[J.Type];
+    U64 Known = Last.load(std::memory_order_relaxed);
+    while (Known < J.SeqNo && !Last.compare_exchange_weak(Known, J.SeqNo, std::memory_order_acq_rel)) {
     }
 }
 

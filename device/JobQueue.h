@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <initializer_list>
 #include <mutex>
 
 constexpr U32 NUM_JOB_RINGS = 5; ///< only the first three are used
@@ -53,6 +54,13 @@ public:
     int CancelAll();
     /// Takes Pending from everything that waits, protected or not.
     void MarkAllDone();
+    /// Cancels the jobs numbered First to Last, protected ones included; one of them that runs is asked to end early.
+    /// Number of them. Any thread.
+    int CancelNumbered(U64 First, U64 Last);
+    /// Asks the running job to end early if its type is one of those; false if none of them runs. Any thread.
+    bool CancelRunning(std::initializer_list<U32> Types);
+    /// True from then until the running job has ended. Device thread.
+    bool IsRunCancelled() const { return m_IsRunCancelled.load(std::memory_order_relaxed); }
 
     /// Oldest job of that type that waits or runs, and its sequence number; null if there is none.
     const Job* FindUnfinished(U32 Type, U64* pSeqNo) const;
@@ -68,8 +76,9 @@ public:
 
     /// Number that the newest scheduled job has. Any thread.
     U64 LastSeqNo() const;
-    void NoteFailed(const Job& J) { m_aLastFailed[J.Type].store(J.SeqNo, std::memory_order_release); }
-    /// True if a job of that type that was scheduled behind the one numbered SeqNo has failed. Any thread.
+    void NoteFailed(const Job& J);
+    /// True if a job of that type that was scheduled behind the one numbered SeqNo has failed or was cancelled. Any
+    /// thread.
     bool HasFailedSince(U32 Type, U64 SeqNo) const {
         return m_aLastFailed[Type].load(std::memory_order_acquire) > SeqNo;
     }
@@ -82,11 +91,14 @@ public:
     U64 NumFinished();
     void WaitForFinished(U64 NumSeen, U32 TimeoutMs);
 
+    /// In the end each started job is cancelled, silent, skipped or heard of by the listeners, once.
     struct COUNTERS {
         std::atomic<U64> NumStarted{0};
         std::atomic<U64> NumCancelled{0};
+        std::atomic<U64> NumSilent{0}; ///< jobs that finished without an event
         std::atomic<U64> NumReleased{0};
         std::atomic<U64> NumPosted{0};
+        std::atomic<U64> NumSkipped{0}; ///< posted jobs of which no listener heard: out of date when they came
     };
     COUNTERS& Counters() { return m_Counters; }
 
@@ -107,6 +119,7 @@ private:
     std::array<std::atomic<U8>, JT_LAST> m_aSuppressed{};
     std::array<std::atomic<U64>, JT_LAST> m_aLastFailed{}; ///< number of the newest failed job, by type
     const Job* m_pRunning = nullptr;
+    std::atomic<bool> m_IsRunCancelled{false};
     COUNTERS m_Counters;
 
     mutable std::mutex m_Mutex; ///< guards the rings: indices, free slots and the Pending flags

@@ -82,6 +82,7 @@ void CJobRunner::Complete(Job* pJob, int Result) {
     if (IsReported) {
         m_T.PostJobEvent(pJob);
     } else {
+        m_T.Queue.Counters().NumSilent++;
         m_T.Queue.Release(pJob);
     }
     m_T.Queue.NotifyFinished();

@@ -30,10 +30,11 @@ struct MEM_JOB : CJobView {
 struct READ_MEM_JOB : MEM_JOB {
     static constexpr U32 TYPE_ID = JT_READ_MEM;
     using MEM_JOB::MEM_JOB;
+    /// IsTold: an error line says why nothing could be read.
     static bool Pack(CPackedJob& P, U32 Addr, U32 NumBytes, U32 ChunkSize, U32 AccessWidth, U32 Flags,
-                     bool IsProtected = false) {
-        return P.Begin(TYPE_ID, {Addr, NumBytes, ChunkSize, WidthOf(AccessWidth), Flags}) && P.Protect(IsProtected) &&
-               P.Buf(0, nullptr, NumBytes) && P.Buf(1, nullptr, NumBytes);
+                     bool IsProtected = false, bool IsTold = false) {
+        return P.Begin(TYPE_ID, {Addr, NumBytes, ChunkSize, WidthOf(AccessWidth), Flags, IsTold}) &&
+               P.Protect(IsProtected) && P.Buf(0, nullptr, NumBytes) && P.Buf(1, nullptr, NumBytes);
     }
     U32 Addr() const { return Word(0); }
     U32 NumBytes() const { return Word(1); }
@@ -48,6 +49,9 @@ struct READ_MEM_JOB : MEM_JOB {
         std::memset(V.Status(), 1, NumBytes);
         const U32 NumRead =
             T.Memory.ReadMem(V.Addr(), NumBytes, V.ChunkSize(), V.AccessWidth(), V.MemFlags(), V.Data(), V.Status());
+        if (NumRead == 0 && J.Param[5]) {
+            T.Report.NoteRead(V.Addr(), NumBytes);
+        }
         return NumRead ? 0 : -1;
     }
     static void Done(LISTENER& L, const Job& J) {
@@ -146,6 +150,7 @@ struct LOC_JOB : CJobView {
 
 struct READ_LOCATION_JOB : LOC_JOB {
     static constexpr U32 TYPE_ID = JT_READ_LOCATION;
+    static constexpr const char* REFUSAL = "ReadLoc: cannot read data locations of size > 8 bytes";
     using LOC_JOB::LOC_JOB;
     static bool Pack(CPackedJob& P, const ELF_SYM_LOC& Loc, U32 NumBytes) {
         return NumBytes <= MAX_LOC_SIZE_OF_JOB && P.Begin(TYPE_ID, {NumBytes}) && P.Buf(0, &Loc, sizeof(Loc));
@@ -200,7 +205,7 @@ struct READ_LOCS_JOB : CJobView {
     I64* Values() const { return Buf<I64>(1); }
     static int Run(CTarget& T, Job& J) {
         const READ_LOCS_JOB V(J);
-        return T.Regs.ReadLocs(V.Num(), V.Locs(), V.Values()) > 0 ? 0 : -1;
+        return V.Num() ? JobCountResult(J, T.Regs.ReadLocs(V.Num(), V.Locs(), V.Values())) : -1;
     }
     static void Done(LISTENER& L, const Job& J) {
         const READ_LOCS_JOB V(J);

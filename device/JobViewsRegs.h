@@ -11,11 +11,18 @@ PLAIN_JOB(RESET_TARGET_EXEC_STATE_JOB, JT_RESET_TARGET_EXEC_STATE, Regs.ResetTar
 struct READ_REG_JOB : CJobView {
     static constexpr U32 TYPE_ID = JT_READ_REG;
     using CJobView::CJobView;
-    static bool Pack(CPackedJob& P, U32 Idx, bool IsProtected = false) {
-        return P.Begin(TYPE_ID, {Idx}) && P.Protect(IsProtected);
+    /// IsTold: an error line says why it could not be read.
+    static bool Pack(CPackedJob& P, U32 Idx, bool IsProtected = false, bool IsTold = false) {
+        return P.Begin(TYPE_ID, {Idx, IsTold}) && P.Protect(IsProtected);
     }
     U32 Idx() const { return Word(0); }
-    static int Run(CTarget& T, Job& J) { return T.Regs.ReadReg(READ_REG_JOB(J).Idx(), &J.Result[0]); }
+    static int Run(CTarget& T, Job& J) {
+        const int Result = T.Regs.ReadReg(READ_REG_JOB(J).Idx(), &J.Result[0]);
+        if (Result != 0 && J.Param[1]) {
+            T.Report.NoteRegisterRead(READ_REG_JOB(J).Idx());
+        }
+        return Result;
+    }
     static void Done(LISTENER& L, const Job& J) { L.OnDeviceReadRegDone(READ_REG_JOB(J).Idx(), J.Result[0]); }
     static void Failed(LISTENER& L, const Job& J) { L.OnDeviceReadRegFailed(READ_REG_JOB(J).Idx()); }
 };

@@ -7,6 +7,7 @@
 #include "device/AccessReport.h"
 #include "device/DeviceConfig.h"
 #include "device/HaltSequence.h"
+#include "device/JobQueue.h"
 #include "device/RunControl.h"
 #include "device/Stepper.h"
 #include "device/TargetBreakpoints.h"
@@ -23,7 +24,6 @@
 
 class CDeviceClock;
 class CDeviceEvents;
-class CJobQueue;
 class CSemiHostHook;
 struct NOVIK_FUNCS;
 
@@ -69,6 +69,9 @@ public:
     void LogDebug(const char* sText);
     void LogWarn(const char* sText);
     void LogError(const char* sText);
+
+    /// True if the body of a job is to end at its next chunk. Device thread.
+    bool IsCancelled() const { return StopRequested || Queue.IsRunCancelled(); }
 
     /// Never null.
     CSemiHostHook& SemiHost() const { return *m_pSemiHost.load(std::memory_order_acquire); }

@@ -183,6 +183,13 @@ BPEntry CTargetBreakpoints::GetEntry(U32 Addr) const {
     return Entry;
 }
 
+void CTargetBreakpoints::ListEntry(U32 Addr, BP_STATES State, BP_TYPES Type) {
+    if (m_List.Insert(Addr, State, Type) < 0) {
+        m_T.Events.Log(DEV_LOG_ERROR, "the breakpoint at 0x%08X is not listed: the list has its %u entries already",
+                       Addr, BP_LIST_SIZE);
+    }
+}
+
 int CTargetBreakpoints::SetBreakpoint(U32 Addr, BP_STATES State, BP_TYPES Type) {
     if (State == BP_STATE_OFF) {
         return ClearBreakpoint(Addr);
@@ -202,16 +209,16 @@ int CTargetBreakpoints::SetBreakpoint(U32 Addr, BP_STATES State, BP_TYPES Type) 
                 return -1;
             }
             // The old breakpoint is gone already; the user keeps an entry to try again with.
-            m_List.Insert(Addr, BP_STATE_DISABLED, Type);
+            ListEntry(Addr, BP_STATE_DISABLED, Type);
             m_List.RestoreCounters(Old);
             return 0;
         }
         if (State != BP_STATE_ON_HIDDEN) {
-            m_List.Insert(Addr, State, Type);
+            ListEntry(Addr, State, Type);
             m_List.RestoreCounters(Old);
         }
     } else if (State != BP_STATE_ON_HIDDEN) {
-        m_List.Insert(Addr, State, Type);
+        ListEntry(Addr, State, Type);
     }
     if (State == BP_STATE_ON_HIDDEN) {
         m_T.State.HiddenBPAddr = Addr;

@@ -72,6 +72,7 @@ public:
     const CBPList& List() const { return m_List; }
 
 private:
+    void ListEntry(U32 Addr, BP_STATES State, BP_TYPES Type);
     template <class FN> void FindNovikBP(FN&& Fn) const;
 
     CTarget& m_T;

@@ -71,7 +71,7 @@ int CTargetDisass::DisassInst(U32 Addr) {
 
 int CTargetDisass::DisassInsts(U32 Cnt, const U32* paAddrs) {
     int Count = 0;
-    for (U32 i = 0; i < Cnt && !m_T.StopRequested; i++) {
+    for (U32 i = 0; i < Cnt && !m_T.IsCancelled(); i++) {
         Count += DisassInst(paAddrs[i]) > 0;
     }
     return Count;
@@ -82,7 +82,7 @@ int CTargetDisass::DisassArange(U32 StartAddr, U32 EndAddr, U32 Cnt, U32* paInst
         return -1;
     }
     U32 NumInsts = 0;
-    for (U64 Addr = StartAddr; Addr < EndAddr && !m_T.StopRequested;) {
+    for (U64 Addr = StartAddr; Addr < EndAddr && !m_T.IsCancelled();) {
         if (paInsts && NumInsts < Cnt) {
             paInsts[NumInsts] = U32(Addr);
         }
@@ -98,7 +98,7 @@ int CTargetDisass::DisassAranges(U32 Cnt, const U32* paAddrRanges) {
         return -1;
     }
     int Count = 0;
-    for (U32 i = 0; i < Cnt; i++) {
+    for (U32 i = 0; i < Cnt && !m_T.IsCancelled(); i++) {
         const int Result = DisassArange(paAddrRanges[2 * i], paAddrRanges[2 * i + 1], 0, nullptr);
         Count += Result > 0 ? Result : 0;
     }

@@ -23,25 +23,21 @@ CHUNKS SplitChunks(U32 NumBytes, U32 ChunkSize) {
     return {Size, Size ? U32((U64(NumBytes) + Size - 1) / Size) : 0};
 }
 
+// 2, 4 or 8 aligned bytes, which are accessed as one item: a number in the byte order of this machine.
+bool IsItem(U32 Addr, U32 NumBytes) {
+    return (NumBytes == 2 || NumBytes == 4 || NumBytes == 8) && Addr % NumBytes == 0;
+}
+
 // One access of the natural width of 1, 2, 4 or 8 aligned bytes; -1 if the range is none of these.
 template <class FUNC1, class FUNC2, class FUNC4, class FUNC8>
 int ByNaturalWidth(U32 Addr, U32 NumBytes, FUNC1&& Func1, FUNC2&& Func2, FUNC4&& Func4, FUNC8&& Func8) {
     if (NumBytes == 1) {
         return Func1();
     }
-    if (Addr % NumBytes != 0) {
+    if (!IsItem(Addr, NumBytes)) {
         return -1;
     }
-    switch (NumBytes) {
-    case 2:
-        return Func2();
-    case 4:
-        return Func4();
-    case 8:
-        return Func8();
-    default:
-        return -1;
-    }
+    return NumBytes == 2 ? Func2() : NumBytes == 4 ? Func4() : Func8();
 }
 
 template <class T, class FUNC> int ReadItem(FUNC* pfRead, U32 Addr, U8* paData) {
@@ -106,12 +102,30 @@ U32 CTargetMemory::ReadMemSimple(U32 Addr, U32 NumBytes, I8 AccessWidth, U32 Fla
     return NumRead;
 }
 
+// Items that are parts of a longer range lie in it as in the target's memory.
+U32 CTargetMemory::ReadPart(U32 Addr, U32 NumBytes, I8 AW, U32 Flags, U8* pData, U8* paStatus) {
+    const U32 Count = ReadMemSimple(Addr, NumBytes, AW, Flags, pData, paStatus);
+    if (Count && m_T.State.DataEndian && IsItem(Addr, NumBytes)) {
+        std::reverse(pData, pData + NumBytes);
+    }
+    return Count;
+}
+
+U32 CTargetMemory::WritePart(U32 Addr, U32 NumBytes, I8 AW, const U8* paData) {
+    if (!m_T.State.DataEndian || !IsItem(Addr, NumBytes)) {
+        return WriteMemSimple(Addr, NumBytes, AW, paData);
+    }
+    U8 aItem[sizeof(U64)];
+    std::reverse_copy(paData, paData + NumBytes, aItem);
+    return WriteMemSimple(Addr, NumBytes, AW, aItem);
+}
+
 U32 CTargetMemory::ReadMemItemWise(U32 Addr, U32 NumBytes, I8 AW, U32 Flags, U8* pData, U8* paStatus) {
     const U32 ItemSize = AW > 0 ? U32(AW) : 1;
     U32 Count = 0;
-    for (U32 Off = 0; Off < NumBytes && !m_T.StopRequested; Off += ItemSize) {
+    for (U32 Off = 0; Off < NumBytes && !m_T.IsCancelled(); Off += ItemSize) {
         const U32 Size = std::min(ItemSize, NumBytes - Off);
-        Count += ReadMemSimple(Addr + Off, Size, AW, Flags, pData + Off, paStatus + Off);
+        Count += ReadPart(Addr + Off, Size, AW, Flags, pData + Off, paStatus + Off);
     }
     return Count;
 }
@@ -135,12 +149,12 @@ U32 CTargetMemory::ReadMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW
     const CHUNKS Chunks = SplitChunks(NumBytes, ChunkSize);
     U32 Count = 0;
     StartProgress("Reading Memory...", NumBytes, Chunks.Count);
-    for (U32 i = 0; i < Chunks.Count && !m_T.StopRequested; i++) {
+    for (U32 i = 0; i < Chunks.Count && !m_T.IsCancelled(); i++) {
         const U32 Off = i * Chunks.Size;
         const U32 Size = std::min(Chunks.Size, NumBytes - Off);
         U32 Read = 0;
         if (Chunks.Count > 1) {
-            Read = ReadMemSimple(Addr + Off, Size, AW, Flags, pData + Off, paStatus + Off);
+            Read = ReadPart(Addr + Off, Size, AW, Flags, pData + Off, paStatus + Off);
         }
         if ((Flags & MEM_FLAG_ITEMWISE) && Read < Size) {
             const U32 From = Off + Read;
@@ -157,9 +171,15 @@ U32 CTargetMemory::ReadMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW
 
 // True if the target was running and has been halted; the flag is spent.
 bool CTargetMemory::BeginHaltForAccess(U32* pFlags) {
-    const bool IsWanted = (*pFlags & MEM_FLAG_HALT) && m_T.State.Connected && !m_T.Run.IsTargetHalted();
+    const bool IsWanted = (*pFlags & MEM_FLAG_HALT) && IsTargetRunning();
     *pFlags &= ~MEM_FLAG_HALT;
     return IsWanted && m_T.Novik.NOVIKARM_Halt() == 0;
+}
+
+// A target that has just stopped at a breakpoint must not be resumed behind an access: between two polls only the
+// library knows.
+bool CTargetMemory::IsTargetRunning() const {
+    return m_T.State.Connected && !m_T.State.Halted && m_T.Novik.NOVIKARM_IsHalted() == 0;
 }
 
 void CTargetMemory::EndHaltForAccess(bool WasHalted) {
@@ -200,8 +220,8 @@ U32 CTargetMemory::WriteMemSimple(U32 Addr, U32 NumBytes, I8 AW, const U8* paDat
 U32 CTargetMemory::WriteMemItemWise(U32 Addr, U32 NumBytes, I8 AW, const U8* paData) {
     const U32 ItemSize = AW > 0 ? U32(AW) : 1;
     U32 Count = 0;
-    for (U32 Off = 0; Off < NumBytes && !m_T.StopRequested; Off += ItemSize) {
-        Count += WriteMemSimple(Addr + Off, std::min(ItemSize, NumBytes - Off), AW, paData + Off);
+    for (U32 Off = 0; Off < NumBytes && !m_T.IsCancelled(); Off += ItemSize) {
+        Count += WritePart(Addr + Off, std::min(ItemSize, NumBytes - Off), AW, paData + Off);
     }
     return Count;
 }
@@ -210,10 +230,10 @@ U32 CTargetMemory::WriteMemChunkWise(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 A
     const CHUNKS Chunks = SplitChunks(NumBytes, ChunkSize);
     U32 Count = 0;
     StartProgress("Writing Memory...", NumBytes, Chunks.Count);
-    for (U32 i = 0; i < Chunks.Count && !m_T.StopRequested; i++) {
+    for (U32 i = 0; i < Chunks.Count && !m_T.IsCancelled(); i++) {
         const U32 Off = i * Chunks.Size;
         const U32 Size = std::min(Chunks.Size, NumBytes - Off);
-        U32 Written = Chunks.Count > 1 ? WriteMemSimple(Addr + Off, Size, AW, paData + Off) : 0;
+        U32 Written = Chunks.Count > 1 ? WritePart(Addr + Off, Size, AW, paData + Off) : 0;
         if ((Flags & MEM_FLAG_ITEMWISE) && Written < Size) {
             Written += WriteMemItemWise(Addr + Off + Written, Size - Written, AW, paData + Off + Written);
         }
@@ -248,6 +268,15 @@ U32 CTargetMemory::WriteMem(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Fl
     return Count;
 }
 
+// The data of several ranges is an image of memory, a range of one item no exception.
+U32 CTargetMemory::WriteRange(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Flags, const U8* paData) {
+    U8 aItem[sizeof(U64)];
+    if (m_T.State.DataEndian && IsItem(Addr, NumBytes)) {
+        paData = std::reverse_copy(paData, paData + NumBytes, aItem) - NumBytes;
+    }
+    return WriteMem(Addr, NumBytes, ChunkSize, AW, Flags, paData);
+}
+
 U32 CTargetMemory::WriteMemMultiple(U32 Cnt, const U32* paAddrRanges, U32 NumBytes, const U8* paData, U32 ChunkSize,
                                     I8 AW, U32 Flags) {
     const bool WasHalted = BeginHaltForAccess(&Flags);
@@ -258,7 +287,7 @@ U32 CTargetMemory::WriteMemMultiple(U32 Cnt, const U32* paAddrRanges, U32 NumByt
     }
     U32 Count = 0;
     U64 Off = 0;
-    for (U32 i = 0; i < Cnt && !m_T.StopRequested; i++) {
+    for (U32 i = 0; i < Cnt && !m_T.IsCancelled(); i++) {
         const U32 Start = paAddrRanges[2 * i];
         const U32 End = paAddrRanges[2 * i + 1];
         // An end of 0 is that of the address space.
@@ -267,9 +296,12 @@ U32 CTargetMemory::WriteMemMultiple(U32 Cnt, const U32* paAddrRanges, U32 NumByt
             break;
         }
         if (Size) {
-            Count += WriteMem(Start, Size, ChunkSize, AW, Flags, paData + Off);
+            Count += WriteRange(Start, Size, ChunkSize, AW, Flags, paData + Off);
         }
         Off += Size;
+    }
+    if (Count < NumBytes && m_T.IsCancelled()) {
+        m_T.Report.NoteCancelled(Count, NumBytes);
     }
     m_T.State.DownloadProblems.Set(m_T.Report.Problems().join('\n'));
     if (IsDownload) {
@@ -304,7 +336,7 @@ int CTargetMemory::EndDownload(bool DoHalt) {
         m_T.State.LastDownloadResult = NOVIK_DL_ERR_UNSPECIFIED;
         return -1;
     }
-    const bool WasHalted = DoHalt && !m_T.Run.IsTargetHalted() && m_T.Novik.NOVIKARM_Halt() == 0;
+    const bool WasHalted = DoHalt && IsTargetRunning() && m_T.Novik.NOVIKARM_Halt() == 0;
     m_T.Events.PostText(DEV_EVENT_SET_PROGRESS_MSG, "Writing Memory...");
     m_T.Events.Post(DEV_EVENT_START_PROGRESS, 0, 0);
     const int Answer = m_T.Novik.NOVIKARM_EndDownload();

@@ -1,7 +1,9 @@
 #pragma once
 
 // Memory access: one fast attempt for a whole range, then chunks, then single items, with a status byte for each data
-// byte that says what was really read (0) and what was not (1). Results are byte counts. Device thread.
+// byte that says what was really read (0) and what was not (1). Results are byte counts. The data of an access of 2, 4
+// or 8 aligned bytes is one number in the byte order of this machine; all other data lies as in the target's memory. A
+// transfer that is cancelled ends behind the chunk or item under way. Device thread.
 
 #include "device/DeviceTypes.h"
 
@@ -44,6 +46,10 @@ public:
     int ValidateMemoryAccessParams(bool IsRead, U32 Addr, U32 NumBytes, const U8* paData, const U8* paStatus);
 
 private:
+    U32 ReadPart(U32 Addr, U32 NumBytes, I8 AW, U32 Flags, U8* pData, U8* paStatus);
+    U32 WritePart(U32 Addr, U32 NumBytes, I8 AW, const U8* paData);
+    U32 WriteRange(U32 Addr, U32 NumBytes, U32 ChunkSize, I8 AW, U32 Flags, const U8* paData);
+    bool IsTargetRunning() const;
     bool BeginHaltForAccess(U32* pFlags);
     void EndHaltForAccess(bool WasHalted);
     void StartProgress(const char* sText, U32 NumBytes, U32 NumChunks);

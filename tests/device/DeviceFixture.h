@@ -31,6 +31,7 @@ public:
     void OnDeviceReadMemDone(U32 Addr, U32 NumBytes, U8*, U8*) override { Note("ReadMemDone", Addr, NumBytes); }
     void OnDeviceWriteMemDone(U32 Addr, U32 NumBytes, U8*) override { Note("WriteMemDone", Addr, NumBytes); }
     void OnDeviceWriteMemFailed(U32 Addr, U32 NumBytes, U8*) override { Note("WriteMemFailed", Addr, NumBytes); }
+    void OnDeviceWriteMemMultipleFailed(U32 Cnt, U32*, U8*) override { Note("WriteMemMultipleFailed", Cnt); }
     void OnDeviceWriteRegDone(U32 Idx, I64 Value) override { Note("WriteRegDone", Idx, U32(Value)); }
     void OnDeviceSetBPDone(U32 Addr) override { Note("SetBPDone", Addr); }
     void OnDeviceEvalBPCondition(U32 Addr) override { Note("EvalBPCondition", Addr); }

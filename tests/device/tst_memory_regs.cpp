@@ -84,6 +84,70 @@ TEST_F(CMemoryTest, AShortReadIsCompletedByChunksAndItems) {
     }
 }
 
+TEST_F(CMemoryTest, ACancelledTransferEndsBehindTheChunkUnderWay) {
+    struct CHeard : CDeviceEventListener {
+        QString sStatus;
+        void OnDeviceReadMemDone(U32, U32 NumBytes, U8*, U8* paStatus) override {
+            for (U32 i = 0; i < NumBytes; i++) {
+                sStatus += QString::number(paStatus[i]);
+            }
+        }
+    } Heard;
+    pDevice->SetDataProvider(&Heard);
+    EXPECT_FALSE(pDevice->CancelTransfer());
+    Fake.Mem.remove(BASE + 6);
+    const auto CancelAt = [this](const char* sCall) {
+        Fake.TakeCalls();
+        Fake.Hooks[sCall] = [this] { EXPECT_TRUE(pDevice->CancelTransfer()); };
+    };
+    CancelAt("ReadMemU8"); // the first item of the first chunk
+    pDevice->PostReadMem(BASE, 14, 4, 0, MEM_FLAG_ITEMWISE);
+    Pass();
+    EXPECT_EQ(Heard.sStatus, "00000011111111");
+    EXPECT_EQ(Fake.TakeCalls().filter("ReadMem").size(), 3);
+    Heard.sStatus.clear();
+    pDevice->PostReadMem(BASE + 8, 8, 0, 0, 0); // the next job isn't meant
+    Pass();
+    EXPECT_EQ(Heard.sStatus, "00000000");
+    CancelAt("WriteU32");
+    pDevice->PostWriteMemMultiple({{BASE, BASE + 4}, {BASE + 16, BASE + 20}}, QByteArray("aaaabbbb"), 0, 0, 0);
+    EXPECT_FALSE(Pass().filter("WriteMemMultipleFailed").isEmpty());
+    EXPECT_EQ(Fake.Mem[BASE], U8('a'));
+    EXPECT_EQ(Fake.Mem[BASE + 16], U8('m'));
+    EXPECT_TRUE(Listener.Log.contains("cancelled: 4 of 8 bytes are written"));
+    pDevice->SetDataProvider(nullptr);
+}
+
+TEST_F(CMemoryTest, ItemsWithinARangeLieAsInTheTargetsMemory) {
+    T().State.DataEndian = 1;
+    Fake.Answers["ReadMemEx"] = {0};
+    EXPECT_EQ(T().Memory.ReadMem(BASE, 6, 4, 0, 0, aData, aStatus), 6u);
+    EXPECT_EQ(Fake.TakeCalls(), QStringList({"ReadMemEx 20000000 6 w0", "ReadMemU32 20000000", "ReadMemU16 20000004"}));
+    Fake.Poke(BASE, "abcdef");
+    Fake.Answers["ReadMemEx"] = {0};
+    T().Memory.ReadMem(BASE, 6, 4, 0, 0, aData, aStatus); // the probe gives numbers: a big-endian one turned round
+    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(aData), 6), "dcbafe");
+    T().Memory.ReadMem(BASE, 4, 0, 0, 0, aData, aStatus);
+    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(aData), 4), "abcd");
+    const U32 aRange[2] = {BASE, BASE + 4};
+    EXPECT_EQ(T().Memory.WriteMemMultiple(1, aRange, 4, reinterpret_cast<const U8*>("1234"), 0, 0, 0), 4u);
+    EXPECT_EQ(Fake.Mem[BASE], U8('4'));
+}
+
+TEST_F(CMemoryTest, ReadsThatAreToldSayWhatWasWrong) {
+    T().Facts.Core = 0;
+    pDevice->Post<READ_MEM_JOB>(U32(0x100), U32(4), U32(0), U32(0), U32(0), false, true);
+    pDevice->Post<READ_MEM_JOB>(U32(0x100), U32(4), U32(0), U32(0), U32(0));
+    pDevice->Post<READ_REG_JOB>(U32(82), false, true);
+    EXPECT_EQ(pDevice->Post<READ_LOCATION_JOB>(ELF_SYM_LOC(), U32(9)), -1);
+    Pass();
+    Listener.Log.removeIf([](const QString& sLine) { return sLine.startsWith("Job "); });
+    EXPECT_EQ(Listener.Log, QStringList({"ReadLoc: cannot read data locations of size > 8 bytes",
+                                         "could not read 4 bytes at 0x00000100: the target refused it",
+                                         "ReadReg: Index out of bounds",
+                                         "could not read register 82 (4 bytes): the target refused it"}));
+}
+
 TEST_F(CMemoryTest, BadRequestsAreRefusedWithTheirText) {
     struct {
         bool IsRead;
@@ -139,7 +203,9 @@ TEST_F(CMemoryTest, ARunningTargetIsHaltedForAnAccessThatAsksForIt) {
     EXPECT_EQ(T().Memory.ReadMem(BASE, 4, 0, 0, MEM_FLAG_HALT, aData, aStatus), 4u);
     EXPECT_EQ(Fake.TakeCalls().filter(QRegularExpression("^(Halt|GoEx|Read)")),
               QStringList({"Halt", "ReadMemU32 20000000", "GoEx"}));
-    Fake.HaltStatus = 1;
+    Fake.HaltStatus = 1; // at a breakpoint, which nobody has seen yet: nothing may resume it
+    T().Memory.ReadMem(BASE, 4, 0, 0, MEM_FLAG_HALT, aData, aStatus);
+    EXPECT_EQ(Fake.TakeCalls().filter(QRegularExpression("^(Halt|GoEx)")), QStringList());
     Pass();
     Fake.TakeCalls();
     T().Memory.ReadMem(BASE, 4, 0, 0, MEM_FLAG_HALT, aData, aStatus);

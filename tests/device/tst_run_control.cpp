@@ -290,6 +290,15 @@ TEST_F(CHaltTest, AConditionIsForTheMainThreadToJudge) {
     pDevice->FinishConditionalHalt(0x8010, true);
     EXPECT_EQ(Pass(), QStringList("HaltDone 8010 2"));
     EXPECT_EQ(pDevice->GetBreakpoint(0x8010).HitCount, 2u);
+    // An answer that comes when the target has been resumed by hand belongs to a halt that is over.
+    Resume();
+    EXPECT_EQ(StopAt(0x8010), QStringList("EvalBPCondition 8010"));
+    Fake.HaltStatus = 0;
+    Resume();
+    pDevice->FinishConditionalHalt(0x8010, true);
+    EXPECT_EQ(Pass(), QStringList());
+    EXPECT_FALSE(pDevice->IsHalted());
+    EXPECT_EQ(StopAt(0x8010), QStringList("EvalBPCondition 8010"));
 }
 
 TEST_F(CHaltTest, RunToStopsAtAHiddenBreakpoint) {
