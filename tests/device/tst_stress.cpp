@@ -146,7 +146,7 @@ void CStress::PostAccess() {
     case 12:
         return Rand(2) ? Post<DISASS_INSTS_JOB>(QList<U32>{Addr(), RAM}) : Post<RESET_TARGET_EXEC_STATE_JOB>();
     default:
-        return Post<DISASS_ARANGE_JOB>(RAM, RAM + Rand(256), aAddrs, Rand(2) != 0);
+        return Post<DISASS_ARANGE_JOB>(RAM, RAM + Rand(256), &aAddrs[0], Rand(2) != 0);
     }
 }
 
