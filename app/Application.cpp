@@ -76,7 +76,7 @@ void InstallHooks() {
                             .pfCanonicalLocation = CanonicalLocation,
                             .pfEvaluate = EvaluateText,
                             .pfReportDisabled = ReportDisabled});
-    CDeviceDataProvider::Get().SetPump(PumpDuringRead);
+    CDeviceDataProvider::Get().Direct().SetPump(PumpDuringRead);
     ElfApi_SetMsgHandler(OnElfMessage);
 }
 

@@ -36,7 +36,7 @@ bool TakeAlternativeKey(CMainWindow& MainWindow, const QKeyEvent& Event) {
     const QString sKey = QKeySequence(Event.keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
         QApplication::activeModalWidget() == nullptr &&
-        (MainWindow.GetScriptProgress().StopShown() || CDeviceDataProvider::Get().CancelWaits())) {
+        (MainWindow.GetScriptProgress().StopShown() || CDeviceDataProvider::Get().Direct().CancelWaits())) {
         return true;
     }
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||

@@ -116,7 +116,7 @@ int CDevice::ReadMemBlocking(U32 Addr, U32 NumBytes, void* pData, U8* pStatus) {
         return m_Target.Memory.ReadMem(Addr, NumBytes, 0, 0, 0, static_cast<U8*>(pData), paStatus) == NumBytes ? 0 : -1;
     }
     auto* pProvider = dynamic_cast<CDeviceDataProvider*>(m_pDataProvider);
-    return pProvider ? pProvider->ReadMem(Addr, NumBytes, pData, pStatus) : -1;
+    return pProvider ? pProvider->Direct().ReadMem(Addr, NumBytes, pData, pStatus) : -1;
 }
 
 int CDevice::ReadRegBlocking(U32 Idx, I64* pValue) {
@@ -125,7 +125,7 @@ int CDevice::ReadRegBlocking(U32 Idx, I64* pValue) {
     }
     auto* pProvider = dynamic_cast<CDeviceDataProvider*>(m_pDataProvider);
     *pValue = -1;
-    return pProvider ? pProvider->ReadReg(Idx, pValue) : -1;
+    return pProvider ? pProvider->Direct().ReadReg(Idx, pValue) : -1;
 }
 
 void CDevice::FinishConditionalHalt(U32 PC, bool IsConditionTrue) {
@@ -232,8 +232,7 @@ void CDevice::DeliverJob(Job* pJob) {
     if (IsJobEventOutdated(*pJob)) {
         m_Queue.Counters().NumSkipped += pJob->SeqNo != 0;
         qDebug("Skipping job event %s", GetJobTypeName(pJob->Type));
-    } else if (pJob->Type == JT_READ_REG || pJob->Type == JT_READ_REGS || pJob->Type == JT_READ_MEM ||
-               pJob->Type == JT_READ_LOCATION) {
+    } else if (IsDataRead(pJob->Type)) {
         if (m_pDataProvider) {
             m_pDataProvider->OnDeviceJobDone(pJob);
         }

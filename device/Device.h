@@ -99,6 +99,7 @@ public:
     QByteArray GetDownloadProblems() const { return m_Target.State.DownloadProblems.Get(); }
     ARM_CPU_MODES GetCPUMode() const { return m_Target.State.CpuMode; }
     ARM_EXEC_MODES GetExecMode() const { return m_Target.State.ExecMode; }
+    int GetDataEndian() const { return m_Target.State.DataEndian; } ///< ARM_ENDIAN
     bool HasCapability(DEVICE_CAPABILITIES Cap) const { return m_Target.State.Caps[Cap] != 0; }
     /// Configured and measured facts of the selected device; see TargetState.h. Any thread.
     const CDeviceFacts& Facts() const { return m_Target.Facts; }

@@ -1,101 +1,203 @@
 #include "device/DeviceDataProvider.h"
 
 #include "device/Device.h"
-#include "device/DeviceClock.h"
-#include "device/JobTable.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
-constexpr U32 WAIT_ROUND_MS = 1;
-constexpr int EVENTS_PER_ROUND = 10;
-constexpr U64 PUMP_AFTER_MS = 20; ///< a wait of less is over before anybody would see it
+
+CDeviceDataProvider* _pFirstProvider = nullptr;
+
+/// The target's memory or state may be another behind it, whether it ends well or not.
+bool ChangesTarget(U32 Type) {
+    switch (Type) {
+    case JT_WRITE_REG:
+    case JT_WRITE_CP_REG:
+    case JT_WRITE_MEM:
+    case JT_WRITE_MEM_MULTIPLE:
+    case JT_WRITE_LOCATION:
+    case JT_END_DOWNLOAD:
+    case JT_EXEC_NOVIK_CMD:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
-CDeviceDataProvider::CDeviceDataProvider(CDevice& Device) : m_Device(Device) { m_Device.SetDataProvider(this); }
+CDeviceDataProvider::CDeviceDataProvider(CDevice& Device)
+    : m_Device(Device),
+      m_Cache(Device, [this](DATA_PLACES Place, U64 First, U64 End) { ServeWatching(Place, First, End); }),
+      m_Direct(Device), m_pNext(std::exchange(_pFirstProvider, this)) {
+    m_Device.SetDataProvider(this);
+}
 
-CDeviceDataProvider::~CDeviceDataProvider() { m_Device.SetDataProvider(nullptr); }
+CDeviceDataProvider::~CDeviceDataProvider() {
+    m_Device.SetDataProvider(nullptr);
+    CDeviceDataProvider** ppLink = &_pFirstProvider;
+    while (*ppLink != this) {
+        ppLink = &(*ppLink)->m_pNext;
+    }
+    *ppLink = m_pNext;
+}
 
 CDeviceDataProvider& CDeviceDataProvider::Get() {
     static CDeviceDataProvider Provider(CDevice::Get());
     return Provider;
 }
 
-int CDeviceDataProvider::ReadMem(U32 Addr, U32 NumBytes, void* pData, U8* pStatus, U32 AccessWidth, U32 Flags) {
-    if (NumBytes == 0) {
-        return 0;
+void CDeviceDataProvider::ForgetListener(const CDeviceEventListener* pListener) {
+    for (CDeviceDataProvider* pProvider = _pFirstProvider; pProvider; pProvider = pProvider->m_pNext) {
+        pProvider->m_Requests.DropListener(pListener);
     }
-    if (pStatus) {
-        std::memset(pStatus, 1, NumBytes);
-    }
-    REQUEST Request{NumBytes, static_cast<U8*>(pData), pStatus, -1, false, false};
-    CPackedJob Packed;
-    if (!READ_MEM_JOB::Pack(Packed, Addr, NumBytes, 0, AccessWidth, Flags, true)) {
-        return -1;
-    }
-    Job J = Packed.Take();
-    return m_Device.PostJob(J) == 0 && Wait(J.SeqNo, &Request, JT_READ_MEM) ? 0 : -1;
 }
 
-int CDeviceDataProvider::ReadReg(U32 Idx, I64* pValue) {
-    *pValue = -1;
-    CPackedJob Packed;
-    READ_REG_JOB::Pack(Packed, Idx, true);
-    Job J = Packed.Take();
-    REQUEST Request{0, nullptr, nullptr, -1, false, false};
-    if (m_Device.PostJob(J) != 0 || !Wait(J.SeqNo, &Request, JT_READ_REG)) {
-        return -1;
-    }
-    *pValue = Request.Value;
-    return 0;
+void CDeviceDataProvider::ForgetAll() {
+    m_Requests.Clear();
+    m_Deferred.clear();
+    m_Cache.ForgetJobs();
+    m_Cache.Forget();
 }
 
-bool CDeviceDataProvider::Wait(U64 SeqNo, REQUEST* pRequest, U32 JobType) {
-    m_Pending.insert(SeqNo, pRequest);
-    const U64 Start = m_Device.Clock().NowMs();
-    while (!pRequest->IsDone) {
-        const U64 NumFinished = m_Device.Queue().NumFinished();
-        if (m_Device.DeliverEvents(EVENTS_PER_ROUND) != 0) {
-            continue;
+// A change that windows aren't told of: who waits is still to be answered.
+void CDeviceDataProvider::AskAgain() {
+    m_Cache.Forget();
+    for (U64 Id : m_Requests.GetAll()) {
+        if (!Settle(Id)) {
+            m_Deferred.push_back(Id);
         }
-        const bool IsOver = !m_Device.isRunning() || m_Device.IsStopRequested();
-        if (IsOver || m_Device.Clock().NowMs() - Start > GetJobTypeRow(JobType).TimeoutMs) {
-            m_Device.EventRing().Log(DEV_LOG_WARN, "Timeout while waiting for Job %s", GetJobTypeName(JobType));
-            break;
-        }
-        if (m_pfPump && m_Device.Clock().NowMs() - Start > PUMP_AFTER_MS && !m_pfPump()) {
-            break;
-        }
-        m_Device.Queue().WaitForFinished(NumFinished, WAIT_ROUND_MS);
     }
-    m_Pending.remove(SeqNo);
-    return pRequest->IsOk;
-}
-
-bool CDeviceDataProvider::CancelWaits() {
-    for (REQUEST* pRequest : std::as_const(m_Pending)) {
-        pRequest->IsDone = true;
-    }
-    return !m_Pending.isEmpty();
 }
 
 void CDeviceDataProvider::OnDeviceJobDone(Job* pJob) {
-    REQUEST* pRequest = m_Pending.value(pJob->SeqNo);
-    if (!pRequest) {
+    m_Cache.OnJobDone(*pJob);
+    m_Direct.OnJobDone(*pJob);
+    if (pJob->Status == JOB_STATUS_DROPPED) {
+        m_Cache.TakeBack(*pJob);
+    } else {
         CDeviceEventListener::OnDeviceJobDone(pJob);
-        return;
     }
-    pRequest->IsDone = true;
-    pRequest->IsOk = pJob->Status == JOB_STATUS_DONE;
-    pRequest->Value = pJob->Result[0];
-    const READ_MEM_JOB Read(*pJob);
-    if (pJob->Type != JT_READ_MEM || !Read.Data() || !Read.Status()) {
-        return;
+    const bool IsTold = pJob->Status == JOB_STATUS_DONE && m_Device.IsSessionReady();
+    if (ChangesTarget(pJob->Type) && !IsTold) {
+        AskAgain();
     }
-    std::memcpy(pRequest->pData, Read.Data(), pRequest->NumBytes);
-    if (pRequest->pStatus) {
-        std::memcpy(pRequest->pStatus, Read.Status(), pRequest->NumBytes);
+    ServeDeferred();
+}
+
+// Answers the request or makes sure that something will; false if it has to wait until jobs of ours have ended.
+bool CDeviceDataProvider::Settle(U64 Id) {
+    const READ_REQUEST* pRequest = m_Requests.Find(Id);
+    if (!pRequest) {
+        return true;
     }
-    // A read that got some of its bytes is done; the caller asked for all of them.
-    pRequest->IsOk = pRequest->IsOk && !std::memchr(Read.Status(), 1, pRequest->NumBytes);
+    DATA_STATUS Status = m_Cache.GetStatus(*pRequest);
+    if (Status == DATA_UNKNOWN) {
+        m_Cache.RequestMissing(*pRequest);
+    }
+    if (Status >= DATA_PENDING) {
+        const U64 Place = m_Cache.FindOpenPlace(*pRequest, &Status);
+        if (Status == DATA_PENDING) {
+            const DATA_PLACES Kind = pRequest->IsMem()               ? PLACE_MEM
+                                     : pRequest->Kind == REQUEST_CPR ? PLACE_CPR
+                                                                     : PLACE_REG;
+            m_Requests.Watch(Id, Kind, Place);
+            return true;
+        }
+        if (m_Cache.GetNumJobs() != 0) {
+            return false;
+        }
+    }
+    // Without a job under way nothing would ever come.
+    Answer(*m_Requests.Take(Id), Status == DATA_UNKNOWN ? DATA_ERROR : Status);
+    return true;
+}
+
+void CDeviceDataProvider::ServeWatching(DATA_PLACES Place, U64 First, U64 End) {
+    for (U64 Id : m_Requests.TakeWatching(Place, First, End)) {
+        if (!Settle(Id)) {
+            m_Deferred.push_back(Id);
+        }
+    }
+}
+
+void CDeviceDataProvider::ServeDeferred() {
+    while (!m_Deferred.empty() && m_Cache.MayAsk()) {
+        const U64 Id = m_Deferred.front();
+        m_Deferred.pop_front();
+        if (!Settle(Id)) {
+            m_Deferred.push_front(Id);
+            return;
+        }
+    }
+}
+
+DATA_STATUS CDeviceDataProvider::Ask(const READ_REQUEST& Request) {
+    const DATA_STATUS Status = m_Cache.GetStatus(Request);
+    if (Status <= DATA_ERROR) {
+        m_Requests.DropSame(Request); // its turn hasn't come yet, and this is its answer
+        Answer(Request, Status);
+        return Status;
+    }
+    const U64 Id = m_Requests.Add(Request);
+    if (!Settle(Id)) {
+        m_Deferred.push_back(Id);
+    }
+    return DATA_PENDING;
+}
+
+void CDeviceDataProvider::Answer(const READ_REQUEST& Request, DATA_STATUS Status) {
+    CDeviceEventListener& Listener = *Request.pListener;
+    ARM_CPR Cpr = Request.Cpr;
+    U8 aLocData[MAX_LOC_SIZE_OF_JOB] = {};
+    switch (Request.Kind) {
+    case REQUEST_MEM:
+        AnswerMem(Request);
+        break;
+    case REQUEST_REGS:
+        AnswerRegs(Request, Status);
+        break;
+    case REQUEST_CPR:
+        if (Status == DATA_VALID) {
+            Listener.OnDeviceReadCPRDone(&Cpr, m_Cache.Cprs().Get(U32(GetCprIdx(Cpr))));
+        } else {
+            Listener.OnDeviceReadCPRFailed(&Cpr);
+        }
+        break;
+    case REQUEST_LOC:
+        if (Status == DATA_VALID) {
+            GetLocData(Request, aLocData);
+            Listener.OnDeviceReadLocDone(Request.Loc, Request.NumBytes, aLocData);
+        } else {
+            Listener.OnDeviceReadLocFailed(Request.Loc, Request.NumBytes);
+        }
+        break;
+    }
+}
+
+void CDeviceDataProvider::AnswerMem(const READ_REQUEST& Request) {
+    QByteArray Data(qsizetype(Request.NumBytes), 0);
+    QByteArray Status(qsizetype(Request.NumBytes), char(DATA_ERROR));
+    U8* const paStatus = reinterpret_cast<U8*>(Status.data());
+    m_Cache.Mem().Load(Request.Addr, Request.NumBytes, reinterpret_cast<U8*>(Data.data()), paStatus);
+    std::replace_if(
+        paStatus, paStatus + Request.NumBytes, [](U8 S) { return S >= DATA_PENDING; }, U8(DATA_ERROR));
+    Request.pListener->OnDeviceReadMemDone(Request.Addr, Request.NumBytes, reinterpret_cast<U8*>(Data.data()),
+                                           paStatus);
+}
+
+void CDeviceDataProvider::AnswerRegs(const READ_REQUEST& Request, DATA_STATUS Status) {
+    QList<U32> Regs = Request.Regs;
+    QList<I64> Values;
+    for (U32 Reg : Regs) {
+        const bool IsKnown = m_Device.IsStateValid() && m_Cache.Regs().GetStatus(Reg) == DATA_VALID;
+        Values += IsKnown ? I64(m_Cache.Regs().Get(Reg)) : -1;
+    }
+    const bool IsAnyKnown = std::any_of(Values.begin(), Values.end(), [](I64 Value) { return Value >= 0; });
+    if (Status == DATA_VALID || IsAnyKnown) {
+        Request.pListener->OnDeviceReadRegsDone(U32(Regs.size()), Regs.data(), Values.data());
+    } else {
+        Request.pListener->OnDeviceReadRegsFailed(U32(Regs.size()), Regs.data(), Values.data());
+    }
 }

@@ -1,6 +1,7 @@
 #include "device/DeviceEventListener.h"
 
 #include "device/Device.h"
+#include "device/DeviceDataProvider.h"
 #include "device/JobTable.h"
 
 #include <algorithm>
@@ -39,6 +40,7 @@ bool IsTargetWrite(U32 Type) {
 CDeviceEventListener::CDeviceEventListener() { GetList().aListeners.push_back(this); }
 
 CDeviceEventListener::~CDeviceEventListener() {
+    CDeviceDataProvider::ForgetListener(this);
     LISTENER_LIST& List = GetList();
     const auto It = std::find(List.aListeners.begin(), List.aListeners.end(), this);
     if (List.NumWalks) {
@@ -64,6 +66,9 @@ int CDeviceEventListener::Count() { return int(GetList().aListeners.size()); }
 CDeviceEventListener* CDeviceEventListener::At(int Index) { return GetList().aListeners[size_t(Index)]; }
 
 void CDeviceEventListener::OnDeviceJobDone(Job* pJob) {
+    if (pJob->Status == JOB_STATUS_DROPPED) {
+        return;
+    }
     const CDevice& Device = CDevice::Current();
     const JOB_TYPE_ROW& Row = GetJobTypeRow(pJob->Type);
     const bool IsDone = pJob->Status == JOB_STATUS_DONE;

@@ -47,3 +47,8 @@ bool JobTypeMatches(U32 Wanted, U32 Type) {
     }
     return Type == Wanted;
 }
+
+bool IsDataRead(U32 Type) {
+    return Type == JT_READ_REG || Type == JT_READ_REGS || Type == JT_READ_MEM || Type == JT_READ_LOCATION ||
+           Type == JT_READ_CP_REG;
+}

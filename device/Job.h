@@ -90,3 +90,7 @@ bool IsValidJob(const Job& J);
 
 /// True if a query or cancellation for `Wanted` (a type or a wildcard) means a job of `Type`.
 bool JobTypeMatches(U32 Wanted, U32 Type);
+
+/// True for the reads that the data provider alone is told of, also when they were cancelled: windows hear of the data
+/// from it.
+bool IsDataRead(U32 Type);

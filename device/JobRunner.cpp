@@ -39,8 +39,13 @@ int CJobRunner::RunPass() {
 
 void CJobRunner::RunJob(Job* pJob) {
     if (!m_T.Queue.IsPending(pJob, pJob->SeqNo)) {
+        pJob->Status = JOB_STATUS_DROPPED;
         m_T.Queue.Finish(pJob);
-        m_T.Queue.Release(pJob);
+        if (IsDataRead(pJob->Type)) {
+            m_T.PostJobEvent(pJob); // what it was to read is to be asked for anew
+        } else {
+            m_T.Queue.Release(pJob);
+        }
         m_T.Queue.NotifyFinished();
         return;
     }

@@ -38,11 +38,6 @@ public:
     }
     /// A list or text that may not be empty.
     template <class T> bool Full(int Idx, const T& Data) { return !Data.isEmpty() && Buf(Idx, Data); }
-    /// A buffer that stays the caller's.
-    bool Borrow(int Idx, void* pBuf) {
-        m_J.Buf[Idx] = pBuf;
-        return true;
-    }
     bool Protect(bool IsProtected) {
         m_J.Flags = IsProtected ? JOB_FLAG_PROTECTED : 0;
         return true;

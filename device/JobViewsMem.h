@@ -242,8 +242,9 @@ struct DISASS_ARANGE_JOB : CJobView {
     static constexpr U32 TYPE_ID = JT_DISASS_ARANGE;
     static constexpr U8 NEEDS_BUF = 1;
     using CJobView::CJobView;
-    static bool Pack(CPackedJob& P, U32 Start, U32 End, U32* paAddrs, bool IsProtected) {
-        return P.Begin(TYPE_ID, {Start, End, MAX_DISASS_ADDRS}) && P.Borrow(0, paAddrs) && P.Protect(IsProtected);
+    static bool Pack(CPackedJob& P, U32 Start, U32 End, bool IsProtected) {
+        return P.Begin(TYPE_ID, {Start, End, MAX_DISASS_ADDRS}) && P.Protect(IsProtected) &&
+               P.Buf(0, nullptr, MAX_DISASS_ADDRS * sizeof(U32));
     }
     U32 Start() const { return Word(0); }
     U32 End() const { return Word(1); }

@@ -82,10 +82,6 @@ I32 ClassicIdx(I32 Logical, int Mode) {
     }
 }
 
-bool IsMemLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF; }
-bool IsRegLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF; }
-U32 MemLocAddr(const ELF_SYM_LOC& Loc) { return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0); }
-
 } // namespace
 
 I32 CTargetRegs::GetNovikRegIdx(I32 Logical, int Mode) const {
@@ -231,7 +227,7 @@ int CTargetRegs::ReadLoc(const ELF_SYM_LOC& Loc, U32 NumBytes, U8* paOutData) {
     if (IsMemLoc(Loc)) {
         U8 aStatus[MAX_LOC_SIZE] = {};
         const I8 AW = I8(SysVarValue(VAR_ACCESS_WIDTH));
-        if (m_T.Memory.ReadMem(MemLocAddr(Loc), NumBytes, 0, AW, 0, paOutData, aStatus) != NumBytes) {
+        if (m_T.Memory.ReadMem(ElfLocMemAddr(Loc), NumBytes, 0, AW, 0, paOutData, aStatus) != NumBytes) {
             std::memset(paOutData, 0, NumBytes);
             return -1;
         }
@@ -262,7 +258,7 @@ int CTargetRegs::WriteLoc(const ELF_SYM_LOC& Loc, U32 NumBytes, const U8* paData
     }
     if (IsMemLoc(Loc)) {
         const I8 AW = I8(SysVarValue(VAR_ACCESS_WIDTH));
-        const U32 Count = m_T.Memory.WriteMem(MemLocAddr(Loc), NumBytes, 0, AW, MEM_FLAG_DOWNLOAD, paData);
+        const U32 Count = m_T.Memory.WriteMem(ElfLocMemAddr(Loc), NumBytes, 0, AW, MEM_FLAG_DOWNLOAD, paData);
         return Count == NumBytes ? 0 : -1;
     }
     const I32 Idx = IsRegLoc(Loc) ? GetNovikRegIdx(I32(Loc.Reg)) : -1;

@@ -46,3 +46,9 @@ struct ELF_SYM_LOC {
     ELF_SYM_LOC_BASE Base;
     U64 Value = 0;
 };
+
+/// Value or address is told by the location alone, without a frame.
+inline bool IsMemLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_MEM || Loc.Kind == ELF_LOC_MEM_OFF; }
+inline bool IsRegLoc(const ELF_SYM_LOC& Loc) { return Loc.Kind == ELF_LOC_REG || Loc.Kind == ELF_LOC_REG_OFF; }
+/// Address of a location in memory.
+inline U32 ElfLocMemAddr(const ELF_SYM_LOC& Loc) { return Loc.Addr + (Loc.Kind == ELF_LOC_MEM_OFF ? U32(Loc.Off) : 0); }

@@ -348,17 +348,17 @@ TEST_F(CJobsTest, AReadOnASlowLinkPumpsAndCanBeCancelled) {
     Clock.SetStep(1);
     bool (*const apfPump[])() = {
         [] { return ++NumPumps < 5; },                                            // the program is to end
-        [] { return ++NumPumps < 5 || pProvider->CancelWaits() || NumPumps < 9; } // the user has cancelled it
+        [] { return ++NumPumps < 5 || pProvider->Direct().CancelWaits() || NumPumps < 9; } // the user has cancelled it
     };
     for (bool (*pfPump)() : apfPump) {
         NumPumps = 0;
-        Provider.SetPump(pfPump);
+        Provider.Direct().SetPump(pfPump);
         U32 Value = 0;
         EXPECT_EQ(pDevice->ReadMemBlocking(0x20000000, 4, &Value), -1);
         EXPECT_EQ(NumPumps, 5);
         Link.release(); // the call ends behind the wait
     }
-    EXPECT_FALSE(Provider.CancelWaits());
+    EXPECT_FALSE(Provider.Direct().CancelWaits());
 }
 
 // What a waiter is told of the ring: once, until it has looked. Without a target nothing is waited for but jobs.
