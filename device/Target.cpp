@@ -49,8 +49,10 @@ void CTarget::PostCompletion(U32 Type, U32 Status, I64 Result0, I64 Result1, U64
 }
 
 void CTarget::PostJobEvent(Job* pJob) {
-    if (Queue.GetSuppressed(pJob->Type) || Events.Post(DEV_EVENT_JOB, reinterpret_cast<U64>(pJob)) != 0) {
-        Queue.Counters().NumSilent += pJob->SeqNo != 0;
+    const bool IsCancelled = pJob->Status == JOB_STATUS_DROPPED; // and counted as that
+    const bool IsSuppressed = Queue.GetSuppressed(pJob->Type) && !IsCancelled;
+    if (IsSuppressed || Events.Post(DEV_EVENT_JOB, reinterpret_cast<U64>(pJob)) != 0) {
+        Queue.Counters().NumSilent += pJob->SeqNo != 0 && !IsCancelled;
         Queue.Release(pJob);
         return;
     }
