@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/AccessWaits.h"
 #include "app/Ask.h"
 #include "app/CommandLine.h"
 #include "app/ConsoleWindow.h"

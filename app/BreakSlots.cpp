@@ -17,7 +17,8 @@ bool IsListed(U32 Addr) { return CDevice::Get().GetBreakpoint(Addr).Valid != 0; 
 BP_TYPES DefaultType() { return static_cast<BP_TYPES>(SysVarValue(VAR_BREAKPOINT_TYPE)); }
 
 void Set(COMMAND_ID Id, U32 Addr, BP_TYPES Type) {
-    if (IsListed(Addr) && CDevice::Get().GetBreakpoint(Addr).State == BP_STATE_ON) {
+    const BPEntry Entry = CDevice::Get().GetBreakpoint(Addr);
+    if (Entry.State == BP_STATE_ON && Entry.Type == Type) {
         FailCommand(Id, "Breakpoint already set");
         return;
     }
@@ -38,6 +39,8 @@ void Apply(COMMAND_ID Id, BREAK_OP Op, U32 Addr, BP_TYPES Type) {
         CDevice::Get().PostClearBreakpoint(Addr);
     } else if (Op == BO_ENABLE && Entry.State != BP_STATE_DISABLED) {
         FailCommand(Id, "Breakpoint not disabled");
+    } else if (Op == BO_DISABLE && Entry.State != BP_STATE_ON) {
+        FailCommand(Id, "Breakpoint not set");
     } else {
         CDevice::Get().PostSetBreakpoint(Addr, Op == BO_ENABLE ? BP_STATE_ON : BP_STATE_DISABLED, Entry.Type);
     }
@@ -48,7 +51,7 @@ bool ReadType(COMMAND_ID Id, BP_TYPES* pType) {
     I32 Type = static_cast<I32>(DefaultType());
     const QStringList Args = CCommandTable::GetArgs(Id);
     if (Args.size() > 1 && !ParseTextValue("BP_TYPE_", Args[1], &Type)) {
-        FailCommand(Id, "invalid parameter");
+        CCommandTable::SetError(Id, QStringLiteral("invalid parameter"), Args[1]);
         return false;
     }
     *pType = static_cast<BP_TYPES>(Type);
@@ -113,19 +116,19 @@ void BreakSetType(CMainWindow&) {
 }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_BREAK_SET, BreakSet},
-    {CMD_BREAK_SET_EX, BreakSetEx},
-    {CMD_BREAK_CLEAR, BreakClear},
-    {CMD_BREAK_ENABLE, BreakEnable},
-    {CMD_BREAK_DISABLE, BreakDisable},
-    {CMD_BREAK_SET_ON_SRC, BreakSetOnSrc},
-    {CMD_BREAK_SET_ON_SRC_EX, BreakSetOnSrcEx},
-    {CMD_BREAK_CLEAR_ON_SRC, BreakClearOnSrc},
-    {CMD_BREAK_ENABLE_ON_SRC, BreakEnableOnSrc},
-    {CMD_BREAK_DISABLE_ON_SRC, BreakDisableOnSrc},
-    {CMD_BREAK_CLEAR_ALL, BreakClearAll},
-    {CMD_BREAK_CLEAR_ALL_ON_DATA, BreakClearAllOnData},
-    {CMD_BREAK_SET_TYPE, BreakSetType},
+    {CMD_BREAK_SET, BreakSet, IS_ACCESS},
+    {CMD_BREAK_SET_EX, BreakSetEx, IS_ACCESS},
+    {CMD_BREAK_CLEAR, BreakClear, IS_ACCESS},
+    {CMD_BREAK_ENABLE, BreakEnable, IS_ACCESS},
+    {CMD_BREAK_DISABLE, BreakDisable, IS_ACCESS},
+    {CMD_BREAK_SET_ON_SRC, BreakSetOnSrc, IS_ACCESS},
+    {CMD_BREAK_SET_ON_SRC_EX, BreakSetOnSrcEx, IS_ACCESS},
+    {CMD_BREAK_CLEAR_ON_SRC, BreakClearOnSrc, IS_ACCESS},
+    {CMD_BREAK_ENABLE_ON_SRC, BreakEnableOnSrc, IS_ACCESS},
+    {CMD_BREAK_DISABLE_ON_SRC, BreakDisableOnSrc, IS_ACCESS},
+    {CMD_BREAK_CLEAR_ALL, BreakClearAll, IS_ACCESS},
+    {CMD_BREAK_CLEAR_ALL_ON_DATA, BreakClearAllOnData, IS_ACCESS},
+    {CMD_BREAK_SET_TYPE, BreakSetType, IS_ACCESS},
 };
 
 } // namespace

@@ -159,8 +159,8 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_DEBUG_STEP_INTO, DebugStepInstruction, NEEDS_HALT | NEEDS_NO_STEP},
     {CMD_DEBUG_STEP_OVER, DebugStepInstruction, NEEDS_HALT | NEEDS_NO_STEP},
     {CMD_DEBUG_STEP_OUT, DebugStepOut, NEEDS_HALT},
-    {CMD_DEBUG_SET_NEXT_PC, DebugSetNextPC, NEEDS_HALT},
-    {CMD_DEBUG_SET_NEXT_STATEMENT, DebugSetNextStatement, NEEDS_HALT},
+    {CMD_DEBUG_SET_NEXT_PC, DebugSetNextPC, NEEDS_HALT | IS_ACCESS},
+    {CMD_DEBUG_SET_NEXT_STATEMENT, DebugSetNextStatement, NEEDS_HALT | IS_ACCESS},
     {CMD_DEBUG_RUN_TO, DebugRunTo, NEEDS_TARGET},
     {CMD_DEBUG_SET_RESET_MODE, DebugSetResetMode},
     {CMD_DEBUG_SET_CONNECT_MODE, DebugSetConnectMode},
@@ -172,10 +172,10 @@ constexpr ACTION_SLOT aSlot[] = {
     {CMD_DEBUG_RESET_BREAK_AT_SYMBOL, EntryResetSymbol},
     {CMD_DEBUG_RESET_HALT, EntryResetHalt},
     {CMD_DEBUG_RESET_RUN, EntryResetRun},
-    {CMD_EXEC_CONNECT, ExecConnect, NEEDS_IDLE},
-    {CMD_EXEC_RESET, ExecReset, NEEDS_TARGET},
-    {CMD_EXEC_DOWNLOAD, ExecDownload, NEEDS_HALT},
-    {CMD_EXEC_COMMAND, ExecCommand},
+    {CMD_EXEC_CONNECT, ExecConnect, NEEDS_IDLE | IS_ACCESS},
+    {CMD_EXEC_RESET, ExecReset, NEEDS_TARGET | IS_ACCESS},
+    {CMD_EXEC_DOWNLOAD, ExecDownload, NEEDS_HALT | GIVES_STATUS},
+    {CMD_EXEC_COMMAND, ExecCommand, IS_ACCESS},
 };
 
 } // namespace

@@ -1,10 +1,12 @@
 #include "app/HotKeys.h"
 
+#include "app/AccessWaits.h"
 #include "app/ConsoleOutput.h"
 #include "app/MainWindow.h"
 #include "app/ScriptProgress.h"
+#include "app/StatusBar.h"
 #include "command/CommandTable.h"
-#include "device/DeviceDataProvider.h"
+#include "device/Device.h"
 #include "views/SourceWindow.h"
 
 #include <QApplication>
@@ -30,13 +32,17 @@ bool MayTakeKey(const QAction* pAction, const QMainWindow* pMain, const QMainWin
            (pWindow == pMain || pWindow == pSource || pWindow->isAncestorOf(QApplication::focusWidget()));
 }
 
+bool CancelShownTransfer(CMainWindow& MainWindow) {
+    return MainWindow.GetStatusBar().IsProgressVisible() && CDevice::Get().CancelTransfer();
+}
+
 } // namespace
 
 bool TakeAlternativeKey(CMainWindow& MainWindow, const QKeyEvent& Event) {
     const QString sKey = QKeySequence(Event.keyCombination()).toString(QKeySequence::PortableText);
     if (sKey == QLatin1String("Esc") && QApplication::activePopupWidget() == nullptr &&
         QApplication::activeModalWidget() == nullptr &&
-        (MainWindow.GetScriptProgress().StopShown() || CDeviceDataProvider::Get().Direct().CancelWaits())) {
+        (MainWindow.GetScriptProgress().StopShown() || CancelAccess() || CancelShownTransfer(MainWindow))) {
         return true;
     }
     if (sKey == QLatin1String("Shift+Alt+S") || sKey == QLatin1String("Alt+Shift+S") ||

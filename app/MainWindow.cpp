@@ -54,9 +54,9 @@ constexpr QSize FIRST_SIZE(1100, 760);
 
 CMainWindow* pInstance;
 
-std::array<std::span<const ACTION_SLOT>, 7> AllSlots() {
-    return {GetFileSlots(),   GetEditSlots(),  GetDebugSlots(), GetProjectSlots(),
-            GetTargetSlots(), GetBreakSlots(), GetViewSlots()};
+std::array<std::span<const ACTION_SLOT>, 8> AllSlots() {
+    return {GetFileSlots(),   GetEditSlots(),  GetDebugSlots(),     GetProjectSlots(),
+            GetTargetSlots(), GetBreakSlots(), GetDataBreakSlots(), GetViewSlots()};
 }
 
 /// An action of a command that belongs to the main window.

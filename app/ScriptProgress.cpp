@@ -2,6 +2,7 @@
 
 #include "app/MainWindow.h"
 #include "app/StatusBar.h"
+#include "device/Device.h"
 #include "script/JScript.h"
 
 namespace {
@@ -17,6 +18,7 @@ CScriptProgress::CScriptProgress(CMainWindow& MainWindow) : QObject(&MainWindow)
     m_ShowTimer.setInterval(SHOW_DELAY_MS);
     connect(&m_ShowTimer, &QTimer::timeout, this, &CScriptProgress::Show);
     connect(&m_MainWindow.GetStatusBar(), &CStatusBar::ScriptStopRequested, this, &CScriptProgress::StopShown);
+    connect(&m_MainWindow.GetStatusBar(), &CStatusBar::CancelRequested, this, [] { CDevice::Get().CancelTransfer(); });
     pInstance = this;
     ScriptSetRunHook([](bool IsRunning) { pInstance->OnRun(IsRunning); });
 }

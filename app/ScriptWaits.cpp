@@ -1,13 +1,9 @@
 #include "app/ScriptWaits.h"
 
-#include "app/MainWindow.h"
-#include "app/Session.h"
 #include "command/CommandIds.h"
 #include "device/Device.h"
 #include "device/DeviceEventWorker.h"
 #include "script/JScript.h"
-
-#include <QCoreApplication>
 
 namespace {
 
@@ -62,8 +58,6 @@ bool MayScriptCall(U32 CommandId) {
     return !IsTarget || (CDevice::Get().isRunning() && CDevice::Get().IsConnected());
 }
 
-U64 MarkCommandJobs() { return CDevice::Get().Queue().LastSeqNo(); }
-
 I32 WaitForCommandJobs(U32 CommandId, U64 Mark) {
     for (const WAIT_ROW& Row : aWait) {
         if (CommandId < Row.FirstId || CommandId > Row.LastId) {
@@ -76,15 +70,11 @@ I32 WaitForCommandJobs(U32 CommandId, U64 Mark) {
             while (Job != JT_NONE && (Result = Device.WaitForJob(Job, true, -1, ScriptIsEnding)) == 0 &&
                    Device.IsJobQueued(Job)) {
             }
-            HasFailed |= Result < 0 || Device.Queue().HasFailedSince(Job, Mark);
+            // Reads behind a write are those of windows: what they can't read is no failure of the command.
+            HasFailed |= Result < 0 || (Job != JT_READ_MEM && Device.Queue().HasFailed(Job, Mark + 1));
         }
         DeliverDeviceEvents(MAX_EVENTS_PER_TICK);
         return HasFailed ? -1 : 0;
     }
     return 0;
-}
-
-bool PumpDuringRead() {
-    QCoreApplication::processEvents();
-    return !ScriptIsEnding() && !CMainWindow::Get().GetSession().IsClosing();
 }

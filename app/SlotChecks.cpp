@@ -1,3 +1,4 @@
+#include "app/AccessWaits.h"
 #include "app/Ask.h"
 #include "app/Slots.h"
 #include "base/ConsoleRing.h"
@@ -45,7 +46,7 @@ void FailCommand(COMMAND_ID Id, const QString& sText) { CCommandTable::SetError(
 QString GetCommandArg(COMMAND_ID Id, int Index) { return CCommandTable::GetArgs(Id).value(Index); }
 
 void RunSlot(const ACTION_SLOT& Slot, CMainWindow& MainWindow) {
-    if ((Slot.Needs & GIVES_VALUE) != 0) {
+    if ((Slot.Needs & (GIVES_VALUE | GIVES_STATUS | IS_ACCESS)) != 0) {
         CCommandTable::SetResult(Slot.Id, -1);
     }
     if (!CCommandTable::CheckArgs(Slot.Id, Slot.MinArgs)) {
@@ -61,8 +62,16 @@ void RunSlot(const ACTION_SLOT& Slot, CMainWindow& MainWindow) {
             return;
         }
     }
-    if ((Slot.Needs & NEEDS_SCREEN) == 0 || !IsUnattended()) {
-        Slot.pfSlot(MainWindow);
+    if ((Slot.Needs & NEEDS_SCREEN) != 0 && IsUnattended()) {
+        return;
+    }
+    const U64 Mark = (Slot.Needs & IS_ACCESS) != 0 ? MarkCommandJobs() : 0;
+    Slot.pfSlot(MainWindow);
+    if ((Slot.Needs & IS_ACCESS) != 0) {
+        WaitForAccess(Slot.Id, Mark);
+    }
+    if ((Slot.Needs & (GIVES_STATUS | IS_ACCESS)) != 0 && CCommandTable::GetError(Slot.Id).isEmpty()) {
+        CCommandTable::SetResult(Slot.Id, 0);
     }
 }
 

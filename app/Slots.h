@@ -21,6 +21,8 @@ enum SLOT_NEEDS : unsigned {
     NEEDS_NO_STEP = 8, ///< "step in progress"
     NEEDS_SCREEN = 16, ///< a dialog: without a screen the command does nothing
     GIVES_VALUE = 32,  ///< no need: the result is -1 until the slot sets one
+    GIVES_STATUS = 64, ///< no need: the result is 0, or -1 with an error
+    IS_ACCESS = 128,   ///< no need: likewise, and the command ends when the target has done the jobs that it has posted
 };
 
 constexpr int ARGS_ALL = -1; ///< as many arguments as the prototype has
@@ -39,6 +41,7 @@ std::span<const ACTION_SLOT> GetFileSlots();
 std::span<const ACTION_SLOT> GetDebugSlots();
 std::span<const ACTION_SLOT> GetTargetSlots();
 std::span<const ACTION_SLOT> GetBreakSlots();
+std::span<const ACTION_SLOT> GetDataBreakSlots();
 std::span<const ACTION_SLOT> GetProjectSlots();
 std::span<const ACTION_SLOT> GetEditSlots();
 std::span<const ACTION_SLOT> GetViewSlots();

@@ -1,3 +1,4 @@
+#include "app/AccessWaits.h"
 #include "app/Slots.h"
 #include "app/Trust.h"
 #include "base/Files.h"
@@ -11,13 +12,16 @@
 #include "settings/SysVars.h"
 
 #include <QFileInfo>
-#include <cstring>
+#include <algorithm>
 
 // Target.* and Elf.*
 
 namespace {
 
 constexpr U32 MAX_TRANSFER = 0x10000000; ///< bytes of one fill, save or load
+constexpr U32 PIECE_SIZE = 0x40000;      ///< of a long transfer, which can be cancelled between two
+
+constexpr const char* TOO_MANY = "too many target accesses are waiting";
 
 /// Logical index of a register by its name: R0 to R15, SP, LR, PC, CPSR, XPSR; -1 if it is none.
 I32 FindRegister(const QString& sName) {
@@ -49,7 +53,9 @@ void TargetSetReg(CMainWindow&) {
         FailCommand(Id, "invalid parameter");
         return;
     }
-    CDevice::Get().PostWriteReg(static_cast<U32>(Idx), Value);
+    if (CDevice::Get().PostWriteReg(static_cast<U32>(Idx), Value) != 0) {
+        FailCommand(Id, TOO_MANY);
+    }
 }
 
 void TargetGetReg(CMainWindow&) {
@@ -61,13 +67,23 @@ void TargetGetReg(CMainWindow&) {
         FailCommand(Id, "invalid parameter");
         return;
     }
-    if (CDevice::Get().ReadRegBlocking(static_cast<U32>(Idx), &Value) != 0) {
-        FailCommand(Id, "could not read the register");
+    if (!ReadRegForCommand(Id, static_cast<U32>(Idx), &Value)) {
         return;
     }
     CCommandTable::SetResult(Id, static_cast<I32>(Value));
     CCommandTable::SetArgs(Id, CCommandTable::GetArgs(Id));
     ReportCommandValue(static_cast<U32>(Value));
+}
+
+/// An image of memory as the data of an access, or the other way round: 2, 4 or 8 aligned bytes are accessed as a
+/// number of this machine.
+QByteArray AsAccess(U32 Addr, QByteArray Data) {
+    const qsizetype Size = Data.size();
+    const bool IsItem = (Size == 2 || Size == 4 || Size == 8) && Addr % static_cast<U32>(Size) == 0;
+    if (IsItem && CDevice::Get().Target().State.DataEndian != 0) {
+        std::reverse(Data.begin(), Data.end());
+    }
+    return Data;
 }
 
 /// Posts a write, or says why it can't be.
@@ -78,8 +94,24 @@ void PostWrite(COMMAND_ID Id, U32 Addr, const QByteArray& Data) {
     } else if (Data.isEmpty() || Addr > 0xFFFFFFFF - static_cast<U64>(Data.size())) {
         FailCommand(Id, "invalid file size");
     } else if (Device.PostWriteMem(Addr, Data, 0, MEM_ACCESS_WIDTH_DEFAULT, 0) != 0) {
-        FailCommand(Id, "too many target accesses are waiting");
+        FailCommand(Id, TOO_MANY);
     }
+}
+
+/// Writes an image piece by piece. False with the command's error behind the first that is refused, or a cancel.
+bool WritePieces(COMMAND_ID Id, U32 Addr, const QByteArray& Data) {
+    if (Data.isEmpty()) {
+        FailCommand(Id, "invalid file size");
+    }
+    for (qsizetype Pos = 0; Pos < Data.size(); Pos += PIECE_SIZE) {
+        const U64 Mark = MarkCommandJobs();
+        const U32 At = Addr + static_cast<U32>(Pos);
+        PostWrite(Id, At, AsAccess(At, Data.mid(Pos, PIECE_SIZE)));
+        if (!WaitForAccess(Id, Mark)) {
+            return false;
+        }
+    }
+    return !Data.isEmpty();
 }
 
 template <typename T> void Write(COMMAND_ID Id) {
@@ -98,8 +130,7 @@ template <typename T> void Read(COMMAND_ID Id) {
         return;
     }
     T Item = 0;
-    if (CDevice::Get().ReadMemBlocking(Addr, sizeof(Item), &Item) != 0) {
-        FailCommand(Id, "could not read MCU memory");
+    if (!ReadForCommand(Id, Addr, sizeof(Item), &Item)) {
         return;
     }
     CCommandTable::SetResult(Id, static_cast<I32>(Item));
@@ -130,7 +161,7 @@ void TargetFillMemory(CMainWindow&) {
     unsigned Size = 0;
     unsigned Value = 0;
     if (ReadRange(Id, 0, &Addr, &Size) && ReadNumberArg(Id, 2, &Value)) {
-        PostWrite(Id, Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)));
+        WritePieces(Id, Addr, QByteArray(static_cast<qsizetype>(Size), static_cast<char>(Value)));
     }
 }
 
@@ -145,10 +176,13 @@ void TargetSaveMemory(CMainWindow&) {
     if (!MayWriteFile(Id, sPath)) {
         return;
     }
-    QByteArray Data(static_cast<qsizetype>(Size), '\0');
-    if (CDevice::Get().ReadMemBlocking(Addr, Size, Data.data()) != 0) {
-        FailCommand(Id, "could not read MCU memory");
-        return;
+    QByteArray Data;
+    for (U32 Pos = 0; Pos < Size; Pos += PIECE_SIZE) {
+        QByteArray Piece(static_cast<qsizetype>(std::min(PIECE_SIZE, Size - Pos)), '\0');
+        if (!ReadForCommand(Id, Addr + Pos, static_cast<U32>(Piece.size()), Piece.data())) {
+            return;
+        }
+        Data += AsAccess(Addr + Pos, Piece);
     }
     const QString sError = JFile::WriteMemory(sPath, Addr, Data);
     if (!sError.isEmpty()) {
@@ -163,7 +197,9 @@ void LoadRecords(COMMAND_ID Id, const QString& sPath) {
         FailCommand(Id, QFileInfo::exists(sPath) ? "invalid data file" : "file not found");
     }
     for (const CMemBlock& Block : Blocks) {
-        PostWrite(Id, Block.Addr, Block.Data);
+        if (!WritePieces(Id, Block.Addr, Block.Data)) {
+            return;
+        }
     }
 }
 
@@ -184,7 +220,7 @@ void TargetLoadMemory(CMainWindow&) {
         FailCommand(Id, sError);
         return;
     }
-    PostWrite(Id, Addr, Data);
+    WritePieces(Id, Addr, Data);
 }
 
 void TargetSetAccessWidth(CMainWindow&) {
@@ -237,17 +273,17 @@ void ElfGetExprValue(CMainWindow&) {
 void ElfGetEndianess(CMainWindow&) { ReportElfValue(CMD_ELF_GET_ENDIANESS, ElfApi_IsBigEndian() ? 1 : 0); }
 
 constexpr ACTION_SLOT aSlot[] = {
-    {CMD_TARGET_SET_REG, TargetSetReg, NEEDS_HALT},
+    {CMD_TARGET_SET_REG, TargetSetReg, NEEDS_HALT | IS_ACCESS},
     {CMD_TARGET_GET_REG, TargetGetReg, NEEDS_HALT | GIVES_VALUE},
-    {CMD_TARGET_WRITE_U32, TargetWriteU32, NEEDS_TARGET},
-    {CMD_TARGET_WRITE_U16, TargetWriteU16, NEEDS_TARGET},
-    {CMD_TARGET_WRITE_U8, TargetWriteU8, NEEDS_TARGET},
+    {CMD_TARGET_WRITE_U32, TargetWriteU32, NEEDS_TARGET | IS_ACCESS},
+    {CMD_TARGET_WRITE_U16, TargetWriteU16, NEEDS_TARGET | IS_ACCESS},
+    {CMD_TARGET_WRITE_U8, TargetWriteU8, NEEDS_TARGET | IS_ACCESS},
     {CMD_TARGET_READ_U32, TargetReadU32, NEEDS_TARGET | GIVES_VALUE},
     {CMD_TARGET_READ_U16, TargetReadU16, NEEDS_TARGET | GIVES_VALUE},
     {CMD_TARGET_READ_U8, TargetReadU8, NEEDS_TARGET | GIVES_VALUE},
-    {CMD_TARGET_FILL_MEMORY, TargetFillMemory, NEEDS_TARGET},
-    {CMD_TARGET_SAVE_MEMORY, TargetSaveMemory, NEEDS_TARGET},
-    {CMD_TARGET_LOAD_MEMORY, TargetLoadMemory, NEEDS_TARGET},
+    {CMD_TARGET_FILL_MEMORY, TargetFillMemory, NEEDS_TARGET | GIVES_STATUS},
+    {CMD_TARGET_SAVE_MEMORY, TargetSaveMemory, NEEDS_TARGET | GIVES_STATUS},
+    {CMD_TARGET_LOAD_MEMORY, TargetLoadMemory, NEEDS_TARGET | GIVES_STATUS},
     {CMD_TARGET_SET_ACCESS_WIDTH, TargetSetAccessWidth},
     {CMD_TARGET_SET_ENDIANESS, TargetSetEndianess},
     {CMD_ELF_GET_BASE_ADDR, ElfGetBaseAddr},

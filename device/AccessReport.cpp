@@ -37,6 +37,8 @@ constexpr OPERATION_ROW aOperation[] = {
 
 QByteArray Hex(U32 Value) { return "0x" + QByteArray::number(Value, 16).toUpper().rightJustified(8, '0'); }
 
+QByteArray Bytes(U32 Count) { return QByteArray::number(Count) + (Count == 1 ? " byte" : " bytes"); }
+
 QByteArray RangeText(const NOVIK_MEM_REGION& Region) {
     return (Region.IsFlash ? "flash " : "RAM ") + Hex(Region.Addr) + " - " + Hex(Region.Addr + (Region.Size - 1));
 }
@@ -102,7 +104,7 @@ QByteArray CAccessReport::WhyRegister() const {
 }
 
 void CAccessReport::NoteWrite(U32 Addr, U32 NumBytes, U32 NumDone, bool IsDownload) {
-    QByteArray sText = "could not write " + QByteArray::number(NumBytes) + " bytes at " + Hex(Addr);
+    QByteArray sText = "could not write " + Bytes(NumBytes) + " at " + Hex(Addr);
     if (NumDone) {
         sText += " (" + QByteArray::number(NumDone) + " written)";
     }
@@ -113,7 +115,7 @@ void CAccessReport::NoteWrite(U32 Addr, U32 NumBytes, U32 NumDone, bool IsDownlo
 
 void CAccessReport::NoteRead(U32 Addr, U32 NumBytes) {
     const bool IsClosed = m_T.State.Connected && !m_T.Memory.IsMemoryAccessible();
-    m_Problems += "could not read " + QByteArray::number(NumBytes) + " bytes at " + Hex(Addr) + ": " +
+    m_Problems += "could not read " + Bytes(NumBytes) + " at " + Hex(Addr) + ": " +
                   (IsClosed ? QByteArray("program is running") : WhyAccess(Addr, NumBytes, false));
 }
 

@@ -224,6 +224,24 @@ const Job* CJobQueue::FindUnfinished(U32 Type, U64* pSeqNo) const {
     return pFound;
 }
 
+bool CJobQueue::IsUnfinished(U64 First, U64 Last, U32 Type) const {
+    const auto IsOne = [=](const Job& J) {
+        return J.SeqNo >= First && J.SeqNo <= Last && JobTypeMatches(Type, J.Type) && (J.Flags & JOB_FLAG_PENDING);
+    };
+    std::lock_guard Lock(m_Mutex);
+    if (m_pRunning && IsOne(*m_pRunning)) {
+        return true;
+    }
+    for (const RING& R : m_aRings) {
+        for (U32 i = 0; i < R.NumWaiting; i++) {
+            if (IsOne(R.aJobs[(R.Head + i) % JOB_RING_SIZE])) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 bool CJobQueue::IsPending(const Job* pJob, U64 SeqNo) const {
     std::lock_guard Lock(m_Mutex);
     return pJob->SeqNo == SeqNo && (pJob->Flags & JOB_FLAG_PENDING);

@@ -64,6 +64,8 @@ public:
 
     /// Oldest job of that type that waits or runs, and its sequence number; null if there is none.
     const Job* FindUnfinished(U32 Type, U64* pSeqNo) const;
+    /// True if one of the jobs numbered First to Last, of that type, waits or runs. Any thread.
+    bool IsUnfinished(U64 First, U64 Last, U32 Type = JT_ANY) const;
     /// True if no job waits or runs. Any thread.
     bool IsIdle() const;
     /// True while the record is the job of that number and neither finished nor cancelled.
@@ -77,10 +79,10 @@ public:
     /// Number that the newest scheduled job has. Any thread.
     U64 LastSeqNo() const;
     void NoteFailed(const Job& J);
-    /// True if a job of that type that was scheduled behind the one numbered SeqNo has failed or was cancelled. Any
-    /// thread.
-    bool HasFailedSince(U32 Type, U64 SeqNo) const {
-        return m_aLastFailed[Type].load(std::memory_order_acquire) > SeqNo;
+    /// True if the newest job of that type that has failed or was cancelled is one of those. Any thread.
+    bool HasFailed(U32 Type, U64 First, U64 Last = ~U64(0)) const {
+        const U64 SeqNo = m_aLastFailed[Type].load(std::memory_order_acquire);
+        return SeqNo >= First && SeqNo <= Last;
     }
 
     /// Auto-reset event, set by Schedule() and Wake(). False when the time (ms) has gone by.

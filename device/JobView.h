@@ -74,6 +74,14 @@ inline int JobCountResult(Job& J, I64 Count) {
     return 0;
 }
 
+/// The same for what changes the target: whoever waits for it learns that not all was done.
+inline int JobCountResult(CTarget& T, Job& J, I64 Count, I64 NumAsked) {
+    if (Count < NumAsked) {
+        T.Queue.NoteFailed(J);
+    }
+    return JobCountResult(J, Count);
+}
+
 /// A job without arguments and results.
 #define PLAIN_JOB(NAME, TYPE, BODY, EVENT)                                                                             \
     struct NAME : CJobView {                                                                                           \

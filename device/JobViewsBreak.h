@@ -19,7 +19,12 @@ struct SET_BP_JOB : CJobView {
     BP_TYPES BPType() const { return BP_TYPES(Word(2)); }
     static int Run(CTarget& T, Job& J) {
         const SET_BP_JOB V(J);
-        return T.BPs.SetBreakpoint(V.Addr(), V.State(), V.BPType());
+        const int Result = T.BPs.SetBreakpoint(V.Addr(), V.State(), V.BPType());
+        // What took the place of another and could not be set is listed as disabled; one too many isn't listed.
+        if (V.State() != BP_STATE_OFF && T.BPs.GetEntry(V.Addr()).State != V.State()) {
+            T.Queue.NoteFailed(J);
+        }
+        return Result;
     }
     static void Done(LISTENER& L, const Job& J) { L.OnDeviceSetBPDone(SET_BP_JOB(J).Addr()); }
     static void Failed(LISTENER& L, const Job& J) { L.OnDeviceSetBPFailed(SET_BP_JOB(J).Addr()); }
@@ -54,7 +59,7 @@ struct SET_BPS_JOB : ADDRS_JOB {
     BP_TYPES BPType() const { return BP_TYPES(Word(2)); }
     static int Run(CTarget& T, Job& J) {
         const SET_BPS_JOB V(J);
-        return JobCountResult(J, T.BPs.SetBreakpoints(V.Num(), V.Addrs(), V.State(), V.BPType()));
+        return JobCountResult(T, J, T.BPs.SetBreakpoints(V.Num(), V.Addrs(), V.State(), V.BPType()), V.Num());
     }
     static void Done(LISTENER& L, const Job& J) {
         L.OnDeviceSetBPsDone(SET_BPS_JOB(J).NumAsked(), SET_BPS_JOB(J).Addrs());
@@ -71,7 +76,8 @@ struct CLEAR_BPS_JOB : ADDRS_JOB {
         return P.Begin(TYPE_ID, {U64(Addrs.size())}) && P.Full(0, Addrs);
     }
     static int Run(CTarget& T, Job& J) {
-        return JobCountResult(J, T.BPs.ClearBreakpoints(CLEAR_BPS_JOB(J).Num(), CLEAR_BPS_JOB(J).Addrs()));
+        const CLEAR_BPS_JOB V(J);
+        return JobCountResult(T, J, T.BPs.ClearBreakpoints(V.Num(), V.Addrs()), V.Num());
     }
     static void Done(LISTENER& L, const Job& J) {
         L.OnDeviceClearBPsDone(CLEAR_BPS_JOB(J).NumAsked(), CLEAR_BPS_JOB(J).Addrs());
@@ -97,7 +103,8 @@ struct SET_WPS_JOB : WPS_JOB {
         return P.Begin(TYPE_ID, {U64(WPs.size())}) && P.Full(0, WPs);
     }
     static int Run(CTarget& T, Job& J) {
-        return JobCountResult(J, T.WPs.SetWatchpoints(SET_WPS_JOB(J).Num(), SET_WPS_JOB(J).List()));
+        const SET_WPS_JOB V(J);
+        return JobCountResult(T, J, T.WPs.SetWatchpoints(V.Num(), V.List()), V.Num());
     }
     static void Done(LISTENER& L, const Job& J) {
         L.OnDeviceSetWPsDone(SET_WPS_JOB(J).NumAsked(), SET_WPS_JOB(J).List());
@@ -114,7 +121,8 @@ struct CLEAR_WPS_JOB : WPS_JOB {
         return P.Begin(TYPE_ID, {U64(WPs.size())}) && P.Full(0, WPs);
     }
     static int Run(CTarget& T, Job& J) {
-        return JobCountResult(J, T.WPs.ClearWatchpoints(CLEAR_WPS_JOB(J).Num(), CLEAR_WPS_JOB(J).List()));
+        const CLEAR_WPS_JOB V(J);
+        return JobCountResult(T, J, T.WPs.ClearWatchpoints(V.Num(), V.List()), V.Num());
     }
     static void Done(LISTENER& L, const Job& J) {
         L.OnDeviceClearWPsDone(CLEAR_WPS_JOB(J).NumAsked(), CLEAR_WPS_JOB(J).List());

@@ -12,14 +12,14 @@ constexpr U32 ACCESS_TYPE_WRITE = 1;
 constexpr U32 ACCESS_TYPE_ANY = 2;
 constexpr U32 ADDR_MASK_WORD = 3; ///< the library reports a word for a request without a mask
 
+bool IsActive(BP_STATES State) { return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN; }
+
+} // namespace
+
 bool IsSameWP(const WP& A, const WP& B) {
     return A.Addr == B.Addr && A.AddrMask == B.AddrMask && A.Data == B.Data && A.DataMask == B.DataMask &&
            A.AccessType == B.AccessType && A.AccessSize == B.AccessSize;
 }
-
-bool IsActive(BP_STATES State) { return State == BP_STATE_ON || State == BP_STATE_ON_HIDDEN; }
-
-} // namespace
 
 int CWPList::FindLocked(const WP& Wp) const {
     const auto It = std::find_if(m_aEntries.begin(), m_aEntries.end(),

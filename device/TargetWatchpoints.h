@@ -11,6 +11,9 @@
 
 class CTarget;
 
+/// True if both are the same watchpoint, in whatever state.
+bool IsSameWP(const WP& A, const WP& B);
+
 /// The list of the device; free entries may lie between used ones. Any thread.
 class CWPList {
 public:

@@ -128,29 +128,57 @@ TEST(ProgramFailures, AFailedDownloadIsReportedAndTheSessionGoesOn) {
 }
 
 TEST(ProgramFailures, AccessesThatTheTargetRefusesAreTold) {
-    const char* const MEMORIES = "(flash 0x00000000 - 0x003FFFFF, flash 0x08000000 - 0x083FFFFF, "
-                                 "RAM 0x20000000 - 0x200FFFFF, RAM 0x10000000 - 0x100FFFFF)";
+    const QString NOWHERE = "the device has no memory there (flash 0x00000000 - 0x003FFFFF, flash 0x08000000 - "
+                            "0x083FFFFF, RAM 0x20000000 - 0x200FFFFF, RAM 0x10000000 - 0x100FFFFF)";
     struct {
         const char* sCall;
         const char* sResult; // an int of a script reads as unsigned
-        QString sLine;       ///< in the console
+        QString sWhy;        ///< the device's line in the console, empty for none
+        const char* sLine;   ///< the command's, with its error if it has one
     } const aCase[] = {
-        {"Target.WriteU32 (0x90000000, 1)", "0xFFFFFFFF",
-         QStringLiteral("could not write 4 bytes at 0x90000000: the device has no memory there ") + MEMORIES},
+        {"Target.WriteU32 (0x90000000, 1)", "0xFFFFFFFF", "could not write 4 bytes at 0x90000000: " + NOWHERE,
+         "Target.WriteU32 (0x90000000, 0x1): could not write MCU memory"},
+        {"Target.ReadU16 (0x300FFFFE)", "0xFFFFFFFF", "could not read 2 bytes at 0x300FFFFE: " + NOWHERE,
+         "Target.ReadU16 (0x300FFFFE): could not read MCU memory"},
+        {"Target.SaveMemory (\"$(ProjectDir)/x.bin\", 0x200FFFF0, 0x20)", "0xFFFFFFFF",
+         "could not read 16 bytes at 0x20100000: " + NOWHERE,
+         "Target.SaveMemory (\"$(ProjectDir)/x.bin\", 0x200FFFF0, 0x20): could not read MCU memory"},
         {"Target.FillMemory (0x08000010, 0x20, 0xAA)", "0xFFFFFFFF",
-         "could not write 32 bytes at 0x08000010: only a download writes flash 0x08000000 - 0x083FFFFF"},
+         "could not write 32 bytes at 0x08000010: only a download writes flash 0x08000000 - 0x083FFFFF",
+         "Target.FillMemory (0x08000010, 0x20, 0xAA): could not write MCU memory"},
         {"Target.LoadMemory (\"$(ProjectDir)/two.hex\", 0)", "0xFFFFFFFF",
-         QStringLiteral("could not write 2 bytes at 0x300FFFFF: the device has no memory there ") + MEMORIES},
-        {"Target.WriteU8 (0x20000000, 1)", "0", "Target.WriteU8 (0x20000000, 0x1);"},
-        {"Target.GetReg (\"R3\")", "0xFFFFFFFF", "Target.GetReg (\"R3\"): could not read the register"},
+         "could not write 2 bytes at 0x300FFFFF: " + NOWHERE,
+         "Target.LoadMemory (\"$(ProjectDir)/two.hex\", 0x00000000): could not write MCU memory"},
+        {"Target.WriteU8 (0x20000000, 1)", "0", "", "Target.WriteU8 (0x20000000, 0x1);"},
+        {"Target.GetReg (\"R3\")", "0xFFFFFFFF", "could not read register 3 (4 bytes): the target refused it",
+         "Target.GetReg (\"R3\"): could not read the register"},
         {"Target.SetReg (\"R3\", 4)", "0xFFFFFFFF",
-         "could not write 0x00000004 (4 bytes) to register 3: the target refused it"},
+         "could not write 0x00000004 (4 bytes) to register 3: the target refused it",
+         "Target.SetReg (\"R3\", 0x4): could not write the register"},
         {"Debug.SetNextPC (0x100)", "0xFFFFFFFF",
-         "could not write 0x00000100 (4 bytes) to register 15: the target refused it"},
-        {"Exec.Reset()", "0xFFFFFFFF", "could not reset the target: the target refused it"},
+         "could not write 0x00000100 (4 bytes) to register 15: the target refused it",
+         "Debug.SetNextPC (0x00000100): could not write the register"},
+        {"Exec.Reset()", "0xFFFFFFFF", "could not reset the target: the target refused it",
+         "Exec.Reset(): could not reset the target"},
         {"Break.Set (0x10C)", "0xFFFFFFFF",
          "could not set a breakpoint at 0x0000010C: all 6 comparators of the device are in use, and a software "
-         "breakpoint can't stand in flash"},
+         "breakpoint can't stand in flash",
+         "Break.Set (0x0000010C): could not set the breakpoint"},
+        {"Break.SetEx (0x10A, BP_TYPE_SOFT)", "0xFFFFFFFF",
+         "could not set a breakpoint at 0x0000010A: a software breakpoint can't stand in flash",
+         "Break.SetEx (0x0000010A, BP_TYPE_SOFT): could not set the breakpoint"},
+        {"Break.SetOnData (0x20000000, 5, AT_WRITE_ONLY, AW_WORD, 0, -1)", "0xFFFFFFFF",
+         "could not set a data breakpoint at 0x20000000: address mask invalid or not supported by target device",
+         "Break.SetOnData (0x20000000, 0x5, AT_WRITE_ONLY, 0x4, 0x0, 0xFFFFFFFF): could not set the data breakpoint"},
+        {"Break.DisableOnData (0x20000000, 5, AT_WRITE_ONLY, AW_WORD, 0, -1)", "0xFFFFFFFF", "",
+         "Break.DisableOnData (0x20000000, 0x5, AT_WRITE_ONLY, 0x4, 0x0, 0xFFFFFFFF): Breakpoint not set"},
+        {"Break.SetOnSymbol (\"Checksum\", AT_READ_WRITE, AW_WORD, 3, 0)", "0", "",
+         "Break.SetOnSymbol (\"Checksum\", AT_READ_WRITE, 0x4, 0x3, 0x0);"},
+        {"Break.ClearOnSymbol (\"Checksum\", AT_READ_WRITE, AW_WORD, 3, 1)", "0xFFFFFFFF", "",
+         "Break.ClearOnSymbol (\"Checksum\", AT_READ_WRITE, 0x4, 0x3, 0x1): No breakpoint matches the given "
+         "parameters."},
+        {"Exec.Command (\"Nonsense\")", "0xFFFFFFFF", "Nonsense: Unknown command \"Nonsense\"",
+         "Exec.Command (\"Nonsense\"): the probe refused the command"},
     };
     QString sCalls = "  Exec.Command (\"SimFailRegister 3\");\n  Exec.Command (\"SimFailRegister 15\");\n"
                      "  Exec.Command (\"SimFailReset 1\");\n";
@@ -161,6 +189,7 @@ TEST(ProgramFailures, AccessesThatTheTargetRefusesAreTold) {
     for (const auto& Case : aCase) {
         sCalls += QStringLiteral("  Result = %1;\n  if (Result == %2) {\n    Util.Log (\"as expected\");\n  }\n")
                       .arg(Case.sCall, Case.sResult);
+        Expected += Case.sWhy.isEmpty() ? QStringList() : QStringList{Case.sWhy};
         Expected += {Case.sLine, "as expected"};
     }
     const CProgramRun Run;
