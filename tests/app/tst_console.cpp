@@ -118,21 +118,6 @@ TEST_F(CConsoleTest, NumbersAreNeverCutTo32Bits) {
     EXPECT_TRUE(Device().GetBreakpoints().isEmpty());
 }
 
-TEST_F(CConsoleTest, HelpListsTheCommands) {
-    for (const char* sLine : {"?", "help", "HELP"}) {
-        MarkConsole();
-        EXPECT_EQ(Window().GetConsole().ExecuteCommand(sLine), 1);
-        const QStringList Lines = NewLines();
-        for (const char* sEntry :
-             {"Break\\.Set +Address +", "Debug\\.Start +F5 +", "Debug\\.Stop +Shift\\+F5 +", "Help\\.Commands +",
-              "Project\\.SetDevice +", "Target\\.WriteU32 +Address, Value +"}) {
-            const QRegularExpression Entry(QLatin1Char('^') + QLatin1String(sEntry) + QLatin1String("\\S.*$"));
-            EXPECT_EQ(Lines.filter(Entry).size(), 1) << sLine << ": " << sEntry << "\n" << NewText();
-        }
-        EXPECT_TRUE(Lines.filter("Watch.Add").isEmpty()) << sLine;
-    }
-}
-
 TEST_F(CConsoleTest, AnEmptyLineIsNoError) {
     MarkConsole();
     Type("");

@@ -162,16 +162,6 @@ TEST_F(CDialogTest, PreferencesApplyOnlyWhatChanged) {
     EXPECT_EQ(ReadSetting("AppData/Preferences/Fonts/FONT_CONSOLE"), QVariant());
 }
 
-TEST_F(CDialogTest, PreferencePagesAreKeptAndShown) {
-    for (int Page = 0; Page < 9; ++Page) {
-        WriteSetting("AppData/CPreferencesDialog/RecentPageID", Page);
-        CPreferencesDialog Dialog(&Window());
-        Keep(Dialog, QStringLiteral("preferences%1").arg(Page));
-        Dialog.reject();
-        EXPECT_EQ(ReadSetting("AppData/CPreferencesDialog/RecentPageID").toInt(), Page);
-    }
-}
-
 TEST_F(CDialogTest, SystemVariablesAreEditedThroughTheCommand) {
     CSysVarsEditor Editor(&Window());
     auto* pModel = Editor.findChild<CSysVarsModel*>();

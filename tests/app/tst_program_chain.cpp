@@ -168,47 +168,6 @@ TEST(ProgramChain, ConsoleLogIsTheWholeSession) {
     EXPECT_EQ(Result.ExitCode, 0);
 }
 
-TEST(ProgramChain, ManyLinesAllReachTheConsoleLog) {
-    const CProgramRun Run;
-    const PROGRAM_RESULT Result =
-        Run.Run("void OnProjectLoad (void) {\n  int i;\n" + ProjectHead() +
-                "  i = 600;\n  while (i > 0) {\n    Util.Log (\"a line of many\");\n    i -= 1;\n  }\n"
-                "  Util.Log (\"the last line\");\n  File.Exit();\n}\n");
-    EXPECT_EQ(Result.ExitCode, 0);
-    EXPECT_EQ(Matching(Result.Lines, "^a line of many$").size(), 600);
-    EXPECT_EQ(Result.Lines.indexOf("the last line") + 1, Result.Lines.indexOf("File.Exit();"));
-}
-
-TEST(ProgramChain, ResetModesStopWhereTheySay) {
-    struct {
-        const char* sMode;
-        QStringList Expected;
-    } const aCase[] = {
-        {"RM_RESET_HALT", {"[at entry]"}},
-        {"RM_BREAK_AT_SYMBOL", {"[at main]"}},
-        {"RM_BREAK_AT_MAIN", {"[at main]"}},
-        {"RM_RESET_AND_RUN", {"[BeforeTargetResume]", "[at Calc_Sort]"}},
-    };
-    for (const auto& Case : aCase) {
-        SCOPED_TRACE(Case.sMode);
-        const CProgramRun Run;
-        const PROGRAM_RESULT Result = Run.Run(
-            "void OnProjectLoad (void) {\n" + ProjectHead() + OpenDemo() +
-            QStringLiteral("  Debug.SetResetMode (%1);\n").arg(Case.sMode) +
-            "  Break.SetOnSrc (\"Calc_Sort\");\n  Debug.Start();\n}\n" + LoggingFunctions({"BeforeTargetResume"}) +
-            "void AfterTargetHalt (void) {\n"
-            "  unsigned int PC;\n"
-            "  PC = Target.GetReg (\"PC\");\n"
-            "  if (PC == (Elf.GetEntryPointPC() & 0xFFFFFFFE)) { Util.Log (\"[at entry]\"); }\n"
-            "  if (PC == Elf.GetExprValue (\"main\")) { Util.Log (\"[at main]\"); }\n"
-            "  if (PC == Elf.GetExprValue (\"Calc_Sort\")) { Util.Log (\"[at Calc_Sort]\"); }\n"
-            "  File.Exit();\n"
-            "}\n");
-        EXPECT_EQ(Result.ExitCode, 0);
-        EXPECT_EQ(Std(Matching(Result.Lines, "^\\[")), Std(Case.Expected)) << Result.Lines.join('\n').toStdString();
-    }
-}
-
 TEST(ProgramChain, AttachingLeavesTheTargetAlone) {
     for (const QString& sMode : {QStringLiteral("CM_ATTACH"), QStringLiteral("CM_ATTACH_HALT")}) {
         SCOPED_TRACE(sMode.toStdString());

@@ -29,15 +29,6 @@ private:
     CTrans* m_pTrans;
 };
 
-const TEXT_ROW* FindRow(const char* sName) {
-    for (int i = 0; i < NUM_TEXT_ROWS; ++i) {
-        if (qstrcmp(GetTextRow(i)->sName, sName) == 0) {
-            return GetTextRow(i);
-        }
-    }
-    return nullptr;
-}
-
 } // namespace
 
 TEST(CommandRows, EachRowStandsAtItsIdUnderANameOfItsOwn) {
@@ -59,26 +50,6 @@ TEST(CommandRows, EachRowStandsAtItsIdUnderANameOfItsOwn) {
         }
     }
     EXPECT_EQ(Names.size(), 146);
-}
-
-TEST(CommandRows, HandlersEchoesAndVisibility) {
-    int NumPublic = 0;
-    QStringList EchoAfter;
-    for (U32 Id = 0; Id < CMD_COUNT; ++Id) {
-        const COMMAND_ROW Row = CCommandTable::GetRow(Id);
-        EXPECT_EQ(Row.pfHandler != nullptr, !Row.Prototype.isEmpty()) << Id;
-        NumPublic += Row.IsPublic;
-        const bool IsWindowRow = (Id >= 53 && Id <= 72) || (Id >= 83 && Id <= 86);
-        const bool IsShownCommand = !Row.Prototype.isEmpty() && CCommandTable::GetName(Id) != "Watch.Add" &&
-                                    CCommandTable::GetName(Id) != "Trace.Add";
-        EXPECT_EQ(Row.IsPublic != 0, IsWindowRow || IsShownCommand) << Id;
-        if (Row.EchoAfter != 0) {
-            EchoAfter.append(CCommandTable::GetName(Id));
-        }
-    }
-    EXPECT_EQ(NumPublic, 168);
-    EXPECT_EQ(EchoAfter, QStringList({"File.NewProject", "File.Close", "File.CloseAll", "File.CloseAllButThis",
-                                      "File.Save", "Edit.Preference"}));
 }
 
 TEST(CommandRows, AnIdBeyondTheTableGivesTheEmptyRow) {
@@ -104,16 +75,6 @@ TEST(CommandRows, HotKeysArePortableKeySequences) {
         const QKeySequence Sequence = QKeySequence::fromString(sKey, QKeySequence::PortableText);
         ASSERT_EQ(Sequence.count(), 1) << qPrintable(sKey);
         EXPECT_NE(Sequence[0].key(), Qt::Key_unknown) << qPrintable(sKey);
-        // The order of modifiers in the table is free; the keys they name are not.
-        QStringList Named = sKey.endsWith("++") ? sKey.chopped(2).split('+') + QStringList{"+"} : sKey.split('+');
-        if (sKey == "+") {
-            Named = QStringList{"+"};
-        }
-        const QKeyCombination Key = Sequence[0];
-        EXPECT_EQ(Named.contains("Ctrl"), Key.keyboardModifiers().testFlag(Qt::ControlModifier)) << qPrintable(sKey);
-        EXPECT_EQ(Named.contains("Alt"), Key.keyboardModifiers().testFlag(Qt::AltModifier)) << qPrintable(sKey);
-        EXPECT_EQ(Named.contains("Shift"), Key.keyboardModifiers().testFlag(Qt::ShiftModifier)) << qPrintable(sKey);
-        EXPECT_EQ(QKeySequence(Key.key()).toString(QKeySequence::PortableText), Named.last()) << qPrintable(sKey);
     }
 }
 
@@ -139,62 +100,6 @@ TEST(CommandRows, PrototypesAreKnownToTheInterpreterAndAgreeWithTheArgumentTable
         EXPECT_EQ(NumNames, NumParams) << qPrintable(Row.Prototype);
     }
     EXPECT_EQ(NumRows, 146);
-}
-
-TEST(CommandRows, NumbersOfCommandsThatProjectsRelyOn) {
-    struct ROW {
-        U32 Id;
-        const char* sName;
-        int NumParams;
-        const char* sHotKey;
-    };
-    const ROW aRow[] = {
-        {0, "File.NewProject", 0, "Ctrl+N"},
-        {2, "File.Open", 1, "Ctrl+O"},
-        {3, "File.Load", 2, "Ctrl+Shift+L"},
-        {11, "File.Exit", 0, "Alt+F4"},
-        {18, "Edit.SysVar", 2, ""},
-        {23, "Edit.DisplayFormat", 2, ""},
-        {24, "Debug.Start", 0, "F5"},
-        {29, "Debug.Continue", 0, "F5"},
-        {30, "Debug.Halt", 0, "Ctrl+F5"},
-        {36, "Debug.SetNextStatement", 1, ""},
-        {41, "Debug.ReadIntoTraceCache", 2, ""},
-        {50, "Help.Commands", 0, "Shift+F1"},
-        {52, "Util.Log", 1, ""},
-        {74, "Window.Close", 1, "Alt+X"},
-        {87, "Project.SetDevice", 1, ""},
-        {94, "Project.SetJTAGConfig", 2, ""},
-        {96, "Project.SetSWO", 3, ""},
-        {109, "Project.SetTraceTiming", 4, ""},
-        {110, "Project.SetConsoleLogFile", 1, ""},
-        {121, "View.PrevResult", 0, ""},
-        {122, "Watch.Add", 1, "Ctrl+W"},
-        {124, "Trace.Add", 1, "Ctrl+Shift+T"},
-        {130, "Break.SetOnData", 6, ""},
-        {137, "Break.DisableOnSymbol", 5, ""},
-        {145, "Break.Edit", 7, ""},
-        {161, "Target.SetEndianess", 1, ""},
-        {168, "Exec.Connect", 0, ""},
-        {176, "Elf.GetEndianess", 0, ""},
-        {261, "Profile.Export", 1, ""},
-        {266, "Coverage.Include", 1, ""},
-    };
-    for (const ROW& Row : aRow) {
-        EXPECT_EQ(CCommandTable::GetName(Row.Id), QString(Row.sName));
-        EXPECT_EQ(CCommandTable::GetParamCount(Row.Id), Row.NumParams) << Row.sName;
-        EXPECT_EQ(CCommandTable::GetRow(Row.Id).HotKey, QString(Row.sHotKey)) << Row.sName;
-    }
-    const std::pair<U32, const char*> aAction[] = {{42, "actionDebugDownloadReset"},
-                                                   {72, "actionWindowShowNovikWebControl"},
-                                                   {123, "actionWatchDialog"},
-                                                   {177, "actionExpandAll"},
-                                                   {284, "actionBpSet"},
-                                                   {318, "actionWinSetDisplayFormatHex"}};
-    for (const auto& [Id, sName] : aAction) {
-        EXPECT_EQ(CCommandTable::GetRow(Id).ActionName, QString(sName));
-        EXPECT_TRUE(CCommandTable::GetRow(Id).Prototype.isEmpty());
-    }
 }
 
 TEST(CommandRows, AliasesLeadBothWaysAndParseAsPrototypes) {
@@ -254,50 +159,6 @@ TEST(TextRows, FrequencyNamesSayTheirValue) {
         EXPECT_EQ(QString(pRow->sDisplayText).section(' ', 1).toUpper(), Match.captured(2)) << pRow->sName;
     }
     EXPECT_EQ(NumRows, 30);
-}
-
-TEST(TextRows, ValuesOfTheGroups) {
-    const std::pair<const char*, I32> aRow[] = {{"RM_RESET_AND_RUN", 2},
-                                                {"CM_ATTACH_HALT", 2},
-                                                {"GO_RUN_TO", 1},
-                                                {"NUMBER_BASE_DEC", 10},
-                                                {"DISPLAY_FORMAT_CHAR", 8},
-                                                {"AW_WORD", 4},
-                                                {"AT_NO_ACCESS", 3},
-                                                {"BP_STATE_UNKNOWN", 4},
-                                                {"BP_TYPE_SOFT", 2},
-                                                {"MODE_USR", 16},
-                                                {"MODE_ABT", 23},
-                                                {"MODE_SYS", 31},
-                                                {"FREQ_AUTO", 0},
-                                                {"FREQ_ADAPTIVE", 65535},
-                                                {"ENABLED", 1},
-                                                {"0x1", 1},
-                                                {"INACTIVE", 0},
-                                                {"0x0", 0},
-                                                {"USB", 1},
-                                                {"IP", 2},
-                                                {"JTAG", 0},
-                                                {"SWD", 1},
-                                                {"TRACE_SOURCE_SWO", 3},
-                                                {"EOL_FORMAT_NONE", 3},
-                                                {"ISR_SECURE_FAULT", 7},
-                                                {"ISR_SV_CALL", 11},
-                                                {"ISR_PEND_SV_CALL", 14},
-                                                {"ISR_EXTERNAL_IRQ", 16},
-                                                {"DF_CORTEX_M1", 1},
-                                                {"DF_CORTEX_R4", 12},
-                                                {"DF_POWER_PC", 16}};
-    for (const auto& [sName, Value] : aRow) {
-        const TEXT_ROW* pRow = FindRow(sName);
-        ASSERT_NE(pRow, nullptr) << sName;
-        EXPECT_EQ(pRow->Value, Value) << sName;
-    }
-    EXPECT_STREQ(FindRow("RM_BREAK_AT_SYMBOL")->sDisplayText, "Reset & Break at Symbol");
-    EXPECT_STREQ(FindRow("TRACE_SOURCE_ETM")->sDisplayText, "Trace Pins");
-    EXPECT_STREQ(FindTextRow("rm_break_at_main")->sName, "RM_BREAK_AT_SYMBOL");
-    EXPECT_EQ(GetTextRowAlias(FindRow("RM_BREAK_AT_SYMBOL")), "RM_BREAK_AT_MAIN");
-    EXPECT_TRUE(GetTextRowAlias(FindRow("RM_RESET_HALT")).isEmpty());
 }
 
 TEST(TextRows, ParsingTakesNamesAndNumbersOfTheGroupOnly) {

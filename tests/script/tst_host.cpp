@@ -150,37 +150,6 @@ TEST_F(ScriptHost, ErrorsAtRunTimeCarryTheirSourceUpToTheSemicolon) {
     EXPECT_EQ(ScriptGetCallLevel(), 0);
 }
 
-TEST_F(ScriptHost, EventFunctionsByTheirIds) {
-    const char* asName[] = {"OnProjectLoad",         "TargetReset",         "BeforeTargetReset",
-                            "AfterTargetReset",      "DebugStart",          "TargetConnect",
-                            "BeforeTargetConnect",   "AfterTargetConnect",  "TargetDownload",
-                            "BeforeTargetDownload",  "AfterTargetDownload", "BeforeTargetDisconnect",
-                            "AfterTargetDisconnect", "AfterTargetHalt",     "BeforeTargetResume"};
-    static_assert(std::size(asName) == SF_END - 1);
-    QStringList Log;
-    OnCommand(52, [&](const QStringList& Args) { Log += Args; });
-    for (int Id = SF_ON_PROJECT_LOAD; Id < SF_END; ++Id) {
-        const QString sName = asName[Id - 1];
-        EXPECT_EQ(ScriptGetFunctionName(Id), sName);
-        EXPECT_EQ(ScriptGetPrototype(Id), "void " + sName + " (void);");
-        ASSERT_EQ(ScriptOpenText("void " + sName + " (void) { Util.Log(\"" + sName + "\"); }"), 0);
-        for (int Other = SF_ON_PROJECT_LOAD; Other < SF_END; ++Other) {
-            EXPECT_EQ(ScriptIsDefined(Other), Other == Id);
-            EXPECT_EQ(ScriptExecute(Other), Other == Id ? 0 : -2) << "an event without a function does nothing";
-        }
-        EXPECT_EQ(Log.takeFirst(), sName);
-        EXPECT_TRUE(Log.isEmpty());
-    }
-    EXPECT_EQ(ScriptExecute(SF_END), 0);
-    EXPECT_EQ(ScriptExecute(1000), 0);
-    EXPECT_EQ(ScriptExecute(0), -1);
-    EXPECT_EQ(ScriptExecute(-1), -1);
-    for (const int Id : {-1, 0, static_cast<int>(SF_END), 1000}) {
-        EXPECT_FALSE(ScriptIsDefined(Id));
-        EXPECT_TRUE(ScriptGetFunctionName(Id).isEmpty());
-    }
-}
-
 TEST_F(ScriptHost, TheEleventhNestedEventRunsAndTheTwelfthIsRefused) {
     QList<int> Levels;
     QList<int> Results;
@@ -196,18 +165,6 @@ TEST_F(ScriptHost, TheEleventhNestedEventRunsAndTheTwelfthIsRefused) {
               QStringList{"Error executing script function \"AfterTargetHalt\": maximum call level reached."});
     EXPECT_EQ(ScriptGetCallLevel(), 0);
     EXPECT_EQ(ScriptExecute(SF_AFTER_TARGET_HALT), 0) << "the limit leaves the script usable";
-}
-
-TEST_F(ScriptHost, ACloseRequestEndsRunningFunctions) {
-    int NumCalls = 0;
-    OnCommand(52, [&](const QStringList&) {
-        if (++NumCalls == 3) {
-            ScriptRequestClose();
-        }
-    });
-    ASSERT_EQ(ScriptOpenText(sLoad + "  while (1) { Util.Log(\"x\"); } }"), 0);
-    EXPECT_EQ(ScriptExecute(SF_ON_PROJECT_LOAD), 0);
-    EXPECT_EQ(NumCalls, 3);
 }
 
 TEST_F(ScriptHost, ClosingUnderARunningFunctionIsSafe) {

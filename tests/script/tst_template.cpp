@@ -24,47 +24,6 @@ QString Entry(const QString& sText, int Id) {
 
 } // namespace
 
-TEST(ScriptTemplate, EveryFunctionButTheLastHasABannerOf70Columns) {
-    const QString sText = ScriptBuildText(Commands);
-    EXPECT_TRUE(sText.startsWith("\n/*"));
-    EXPECT_FALSE(sText.endsWith("\n\n"));
-    EXPECT_FALSE(sText.contains("BeforeTargetResume"));
-    EXPECT_EQ(sText.count("/" + QString(69, '*') + "\n"), 14);
-    EXPECT_EQ(sText.count("\n" + QString(70, '*') + "\n*/" + QString(68, ' ') + "\n"), 14);
-    for (const QString& sLine : sText.split('\n')) {
-        if (sLine.startsWith('*') || sLine.startsWith('/')) {
-            EXPECT_EQ(sLine.size(), 70) << qPrintable(sLine);
-        }
-    }
-    for (int Id = SF_ON_PROJECT_LOAD; Id < SF_BEFORE_TARGET_RESUME; ++Id) {
-        const QStringList Lines = Entry(sText, Id).split('\n');
-        const bool IsSample = Id == SF_TARGET_RESET || Id == SF_AFTER_TARGET_DOWNLOAD;
-        EXPECT_EQ(Lines[1].trimmed(), "*");
-        EXPECT_EQ(Lines[2].trimmed(), "*" + QString(IsSample ? 6 : 7, ' ') + ScriptGetFunctionName(Id));
-        EXPECT_EQ(Lines[4].trimmed(), "* Function description");
-        EXPECT_TRUE(Lines[5].startsWith("*   ") && Lines[5].trimmed().endsWith('.')) << qPrintable(Lines[5]);
-        EXPECT_EQ(Lines[6].trimmed(), "*");
-        EXPECT_EQ(Lines[7].trimmed(), IsSample ? QString("* Notes") : QString(70, '*'));
-    }
-}
-
-TEST(ScriptTemplate, SentencesOfTheBanners) {
-    const QString sText = ScriptBuildText({});
-    const std::pair<int, const char*> aRow[] = {
-        {SF_ON_PROJECT_LOAD, "Project load routine. Required."},
-        {SF_TARGET_RESET, "Replaces the default target device reset routine. Optional."},
-        {SF_AFTER_TARGET_RESET, "Event handler routine. Optional."},
-        {SF_DEBUG_START, "Replaces the default debug session startup routine. Optional."},
-        {SF_TARGET_CONNECT, "Replaces the default target IF connection routine. Optional."},
-        {SF_TARGET_DOWNLOAD, "Replaces the default program download routine. Optional."},
-        {SF_AFTER_TARGET_DOWNLOAD, "Event handler routine."},
-        {SF_AFTER_TARGET_DOWNLOAD, "If no initialization can be done, Target.Reset() may be called."},
-        {SF_TARGET_RESET, "debugging a RAM program on a Cortex-M target device"}};
-    for (const auto& [Id, sSentence] : aRow) {
-        EXPECT_TRUE(Entry(sText, Id).contains("*   " + QString(sSentence) + " ")) << sSentence;
-    }
-}
-
 TEST(ScriptTemplate, CommandsStandUnderTheirMarkersAndFileOpenComesLast) {
     EXPECT_TRUE(ScriptBuildText(Commands).contains("void OnProjectLoad (void) {\n"
                                                    "  //\n"

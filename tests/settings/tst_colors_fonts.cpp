@@ -34,19 +34,6 @@ TEST_F(ColorsAndFonts, EachRowStandsAtItsId) {
     EXPECT_EQ(NUM_FONTS, 11);
 }
 
-TEST_F(ColorsAndFonts, DefaultColors) {
-    const std::pair<int, QRgb> aColor[] = {
-        {0, 0x1A246A},  {1, 0xDDDDDD},  {5, 0xFF0000},  {8, 0x77FF6D},  {9, 0xE3FFC1},  {10, 0xFFFF00}, {12, 0xFFFCD6},
-        {16, 0x8B008B}, {19, 0x0000FA}, {22, 0x008000}, {24, 0x6E6E6E}, {26, 0x009900}, {28, 0xB22222}, {29, 0x00008B},
-        {30, 0xF7FFE4}, {32, 0x64005C}, {37, 0xE5F1FF}, {40, 0x777777}, {42, 0xFFD700}, {44, 0xE0E0E0}, {45, 0xCC0000}};
-    for (const auto& [Id, Rgb] : aColor) {
-        EXPECT_EQ(GetColor(Id).rgb() & 0xFFFFFF, Rgb) << aColorRow[Id].sName;
-    }
-    for (const int Id : {2, 3, 4, 31}) {
-        EXPECT_EQ(GetColorValue(Id), COLOR_MARK_BASE) << aColorRow[Id].sName;
-    }
-}
-
 TEST_F(ColorsAndFonts, MarkersFollowThePalette) {
     const QPalette Saved = QGuiApplication::palette();
     QPalette Dark = Saved;
@@ -116,13 +103,6 @@ TEST_F(ColorsAndFonts, FontsFollowTheirDefaultUntilTheyAreSet) {
     EXPECT_EQ(GetFont(FONT_SRC_ASM_CODE).pointSize(), 10) << "follows the source font, not the application's";
     EXPECT_EQ(GetFont(FONT_ASM_CODE).pointSize(), 14);
     EXPECT_EQ(GetFont(FONT_TABLE_HEADER).pointSize(), 14);
-}
-
-TEST_F(ColorsAndFonts, FixedPitchFormsKeepTheSize) {
-    EXPECT_EQ(GetFixedPitchFont(QFont("dejavu SANS mono", 11)).family(), QFont("dejavu SANS mono", 11).family());
-    const QFont Fixed = GetFixedPitchFont(QFont("Some Proportional Family", 11));
-    EXPECT_EQ(Fixed.pointSize(), 11);
-    EXPECT_EQ(Fixed.styleHint(), QFont::TypeWriter);
 }
 
 TEST_F(ColorsAndFonts, FontTextsGoThereAndBack) {

@@ -102,19 +102,6 @@ TEST_F(SettingsMap, AFullDeviceLeavesTheStoreAsItWas) {
     EXPECT_EQ(ReadSetting("AppData/Some/Key"), QString(300, 'x'));
 }
 
-TEST_F(SettingsMap, PreferencesComeBackAndSystemVariablesDoNot) {
-    SetSysVar(GetSysVar(PREF_TAB_SPACING), 7, false);
-    SetSysVar(GetSysVar(VAR_RESET_MODE), 2, false);
-    Exit();
-    EXPECT_EQ(ReadSetting(sPrefKey + "PREF_TAB_SPACING"), 7);
-    EXPECT_FALSE(ReadSetting(sPrefKey + "VAR_RESET_MODE").isValid());
-    Restart();
-    LoadUserPrefs();
-    EXPECT_EQ(SysVarValue(PREF_TAB_SPACING), 7);
-    EXPECT_EQ(*GetSysVar(PREF_TAB_SPACING)->pStored, 7);
-    EXPECT_EQ(SysVarValue(VAR_RESET_MODE), 0);
-}
-
 TEST_F(SettingsMap, PreferencesThatTheTableDoesNotAllowStayAtTheirDefault) {
     const std::pair<const char*, QVariant> aStored[] = {{"PREF_TAB_SPACING", 2000000000},
                                                         {"PREF_LINE_NUMBER_FREQ", -3},

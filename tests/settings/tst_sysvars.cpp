@@ -47,23 +47,6 @@ TEST_F(SysVars, EachRowIsCompleteAndItsDefaultIsOneOfItsValues) {
     }
 }
 
-TEST_F(SysVars, DefaultsThatDifferFromTheFirstChoice) {
-    const QMap<int, I32> Default = {
-        {VAR_VERIFY_DOWNLOAD, 1},       {VAR_HSS_SPEED, 1000},          {VAR_TRACE_PORT_WIDTH, 4},
-        {VAR_TRACE_PORT_DELAY_0, 2000}, {VAR_TRACE_PORT_DELAY_1, 2000}, {VAR_TRACE_PORT_DELAY_2, 2000},
-        {VAR_TRACE_PORT_DELAY_3, 2000}, {VAR_TRACE_INIT_ON_ATTACH, 1},  {PREF_LINE_NUMBER_FREQ, 2},
-        {PREF_TAB_SPACING, 2},          {PREF_MAX_SYMBOL_MEMBERS, 512}};
-    const QSet<int> OnPreferences = {22, 23, 24, 25, 29, 31, 32, 33, 36, 38, 41, 44, 45, 46, 49, 52, 55};
-    for (int i = 0; i < SYS_VAR_COUNT; ++i) {
-        if (i != VAR_BREAK_AT_THIS_SYMBOL) {
-            EXPECT_EQ(SysVarValue(i), Default.value(i, OnPreferences.contains(i) ? 1 : 0)) << GetSysVar(i)->sName;
-        }
-    }
-    EXPECT_EQ(SysVarTextValue(VAR_BREAK_AT_THIS_SYMBOL), "main");
-    EXPECT_EQ(SysVarValue(VAR_BREAK_AT_THIS_SYMBOL), -1) << "a text row has no number";
-    EXPECT_TRUE(SysVarTextValue(VAR_RESET_MODE).isEmpty());
-}
-
 TEST_F(SysVars, SelectionsAreReadAndShownByTheirNames) {
     for (int i = 0; i < SYS_VAR_COUNT; ++i) {
         const SYS_VAR* pVar = GetSysVar(i);
