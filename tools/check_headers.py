@@ -4,13 +4,15 @@
 usage: check_headers.py SOURCE_DIR BUILD_DIR [FOLDER...]
 
 Takes compiler and flags of each folder from BUILD_DIR/compile_commands.json. The probe library's interface is compiled
-as C, too. Prints the compiler's messages of each header that fails; the result is 1 if one does.
+as C, too. Prints the compiler's messages of each header that fails; the result is 1 if one does. Where there is ccache,
+a header whose text and includes haven't changed costs no compilation.
 """
 
 import json
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
@@ -21,6 +23,7 @@ FOLDERS = ["app", "views", "analysis", "framework", "expr", "project", "script",
 C_HEADERS = ["probe/novik.h"]
 C_COMPILER = {"clang++": "clang", "g++": "gcc"}
 COMPILER = re.compile(r"^(clang\+\+|g\+\+|c\+\+)(-\d+)?$")
+LAUNCHER = [shutil.which("ccache")] if shutil.which("ccache") else []
 PRECOMPILED = re.compile(r"cmake_pch|^-include-pch$|^-Winvalid-pch$|^-fpch-|^-fno-pch-")
 
 
@@ -61,12 +64,16 @@ def commands_by_folder(source_dir, build_dir):
 
 
 def compile_alone(job):
-    header, language, compiler, flags, directory = job
+    header, language, stub_dir, compiler, flags, directory = job
     if language == "c":
         compiler = C_COMPILER.get(os.path.basename(compiler), "cc")
         flags = [flag for flag in flags if not flag.startswith("-std=")] + ["-std=c11", "-pedantic"]
-    result = subprocess.run([compiler, *flags, "-fsyntax-only", "-x", language, "-"], cwd=directory, text=True,
-                            input=f'#include "{header}"\n', stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    stub = stub_dir / (header.replace("/", "-") + (".c" if language == "c" else ".cpp"))
+    text = f'#include "{header}"\n'
+    if not stub.exists() or stub.read_text() != text:
+        stub.write_text(text)
+    result = subprocess.run([*LAUNCHER, compiler, *flags, "-g0", "-O0", "-c", str(stub), "-o", str(stub) + ".o"],
+                            cwd=directory, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     return header, language, result.returncode, result.stdout
 
 
@@ -75,13 +82,16 @@ def main():
         sys.exit(__doc__)
     source_dir, build_dir = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
     commands = commands_by_folder(source_dir, build_dir)
+    os.environ.setdefault("CCACHE_BASEDIR", str(source_dir))
+    stub_dir = build_dir / "header_check"
+    stub_dir.mkdir(exist_ok=True)
     jobs = []
     for folder in sys.argv[3:] or FOLDERS:
         if folder not in commands:
             continue  # not part of this build
         for path in sorted((source_dir / folder).rglob("*.h")):
             header = path.relative_to(source_dir).as_posix()
-            jobs += [(header, language, *commands[folder])
+            jobs += [(header, language, stub_dir, *commands[folder])
                      for language in (["c++", "c"] if header in C_HEADERS else ["c++"])]
     num_failed = 0
     with ThreadPoolExecutor(os.cpu_count()) as pool:
