@@ -2,18 +2,11 @@
 // The peer of the round trip is a bare hand-over to another thread and back through condition variables, measured in
 // the same run.
 
-#include "device/Device.h"
-#include "device/DeviceClock.h"
-#include "device/DeviceDataProvider.h"
-#include "device/NovikFuncs.h"
+#include "bench/BenchDevice.h"
 
 #include <QCoreApplication>
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
-#include <mutex>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -23,27 +16,6 @@ constexpr int NUM_SLOW_ROUND_TRIPS = 1000;
 constexpr std::chrono::microseconds SLEEP(1000); ///< long enough for both threads, and a core, to sleep
 constexpr int NUM_QUEUED_JOBS = 200000;
 constexpr int BATCH = 5000; ///< jobs in flight; half a ring
-
-using CLOCK = std::chrono::steady_clock;
-
-double SecondsSince(CLOCK::time_point Start) { return std::chrono::duration<double>(CLOCK::now() - Start).count(); }
-
-NOVIK_FUNCS InstantProbe() {
-    NOVIK_FUNCS Funcs = LoadNovikFuncs(QString());
-    Funcs.sError.clear();
-    Funcs.NOVIKARM_SelectUSB = [](int32_t) { return int8_t(0); };
-    Funcs.NOVIKARM_Open = []() -> const char* { return nullptr; };
-    Funcs.NOVIKARM_IsOpen = [] { return uint8_t(1); };
-    Funcs.NOVIKARM_Connect = [] { return 0; };
-    Funcs.NOVIKARM_IsConnected = [] { return uint8_t(1); };
-    Funcs.NOVIKARM_IsHalted = [] { return int8_t(1); };
-    Funcs.NOVIKARM_ReadMemU32 = [](uint32_t, uint32_t, uint32_t* pData, uint8_t* pStatus) {
-        *pData = 0;
-        *pStatus = 0;
-        return int32_t(1);
-    };
-    return Funcs;
-}
 
 /// As many threads as the machine has cores, which do nothing but take their time.
 class CBusyCores {
@@ -69,43 +41,6 @@ private:
     std::atomic<bool> m_IsOver{false};
     std::vector<std::thread> m_Threads;
 };
-
-/// Microseconds of one call, with a pause in front of each that isn't counted.
-template <class FN> double MeasureCalls(int Count, std::chrono::microseconds Pause, FN&& Fn) {
-    CLOCK::duration Sum{};
-    for (int i = 0; i < Count; i++) {
-        if (Pause.count() != 0) {
-            std::this_thread::sleep_for(Pause);
-        }
-        const auto Start = CLOCK::now();
-        Fn();
-        Sum += CLOCK::now() - Start;
-    }
-    return std::chrono::duration<double>(Sum).count() / Count * 1e6;
-}
-
-// One item handed to a thread and back, as the round trip of a job is at its cheapest.
-double MeasureHandOver(int Count, std::chrono::microseconds Pause) {
-    std::mutex Mutex;
-    std::condition_variable Changed;
-    int Turn = 0;
-    std::thread Other([&] {
-        for (int i = 0; i < Count; i++) {
-            std::unique_lock Lock(Mutex);
-            Changed.wait(Lock, [&] { return Turn == 1; });
-            Turn = 0;
-            Changed.notify_one();
-        }
-    });
-    const double Result = MeasureCalls(Count, Pause, [&] {
-        std::unique_lock Lock(Mutex);
-        Turn = 1;
-        Changed.notify_one();
-        Changed.wait(Lock, [&] { return Turn == 0; });
-    });
-    Other.join();
-    return Result;
-}
 
 double MeasureRoundTrip(CDevice& Device, int Count, std::chrono::microseconds Pause) {
     U32 Data = 0;
@@ -148,14 +83,8 @@ int main(int argc, char* argv[]) {
     const NOVIK_FUNCS Funcs = InstantProbe();
     CDeviceClock Clock;
     CDevice Device(Funcs, Clock);
-    CDeviceDataProvider Provider(Device);
-    Device.start();
-    Device.PostConnect(CM_SILENT);
-    Device.WaitForJob(JT_CONNECT);
-    while (!Device.IsStateValid()) {
-        std::this_thread::yield();
-    }
-    Device.DeliverEvents(1000);
+    const CDeviceDataProvider Provider(Device);
+    ConnectInstantly(Device);
     PrintRoundTrip(Device, "job_round_trip", NUM_ROUND_TRIPS, {});
     PrintRoundTrip(Device, "job_round_trip_from_sleep", NUM_SLOW_ROUND_TRIPS, SLEEP);
     {

@@ -185,6 +185,13 @@ DATA_STATUS CDeviceDataProvider::GetRegSync(U32 Idx, U32* pValue) {
 }
 
 DATA_STATUS CDeviceDataProvider::GetMemSync(U32 Addr, U32 NumBytes, U8* paData, U32 AccessWidth) {
+    const U64 End = U64(Addr) + NumBytes;
+    if (m_Device.IsStateValid() && NumBytes <= MAX_QUESTION_BYTES && End <= MEM_SPACE_SIZE) {
+        if (const DATA_STATUS Status = m_Cache.Mem().GetStatus(Addr, End); Status <= DATA_ERROR) {
+            m_Cache.Mem().Load(Addr, NumBytes, paData, nullptr);
+            return Status;
+        }
+    }
     std::memset(paData, 0, NumBytes);
     READ_REQUEST Request{REQUEST_MEM, nullptr, Addr, NumBytes, {0, AccessWidth, 0}, {}, {}, {}};
     if (!IsAskable(NumBytes, 0) || Request.End() > MEM_SPACE_SIZE) {

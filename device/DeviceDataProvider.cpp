@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr size_t MAX_KEPT_BUFFER = 4 * 1024 * 1024;
+
 CDeviceDataProvider* _pFirstProvider = nullptr;
 
 /// The target's memory or state may be another behind it, whether it ends well or not.
@@ -153,7 +155,7 @@ void CDeviceDataProvider::Answer(const READ_REQUEST& Request, DATA_STATUS Status
     U8 aLocData[MAX_LOC_SIZE_OF_JOB] = {};
     switch (Request.Kind) {
     case REQUEST_MEM:
-        AnswerMem(Request);
+        AnswerMem(Request, Status);
         break;
     case REQUEST_REGS:
         AnswerRegs(Request, Status);
@@ -176,15 +178,25 @@ void CDeviceDataProvider::Answer(const READ_REQUEST& Request, DATA_STATUS Status
     }
 }
 
-void CDeviceDataProvider::AnswerMem(const READ_REQUEST& Request) {
-    QByteArray Data(qsizetype(Request.NumBytes), 0);
-    QByteArray Status(qsizetype(Request.NumBytes), char(DATA_ERROR));
-    U8* const paStatus = reinterpret_cast<U8*>(Status.data());
-    m_Cache.Mem().Load(Request.Addr, Request.NumBytes, reinterpret_cast<U8*>(Data.data()), paStatus);
-    std::replace_if(
-        paStatus, paStatus + Request.NumBytes, [](U8 S) { return S >= DATA_PENDING; }, U8(DATA_ERROR));
-    Request.pListener->OnDeviceReadMemDone(Request.Addr, Request.NumBytes, reinterpret_cast<U8*>(Data.data()),
-                                           paStatus);
+// Data and status lie one behind the other in a buffer that is kept: fresh megabytes cost more than their contents. A
+// slot that asks while it is told takes one of its own.
+void CDeviceDataProvider::AnswerMem(const READ_REQUEST& Request, DATA_STATUS Worst) {
+    const U32 NumBytes = Request.NumBytes;
+    std::vector<U8> Buffer = std::exchange(m_AnswerBuffer, {});
+    if (Buffer.size() < size_t(2) * NumBytes) {
+        Buffer.resize(size_t(2) * NumBytes);
+    }
+    U8* const paData = Buffer.data();
+    U8* const paStatus = paData + NumBytes;
+    m_Cache.Mem().Load(Request.Addr, NumBytes, paData, paStatus);
+    if (Worst != DATA_VALID) {
+        std::replace_if(
+            paStatus, paStatus + NumBytes, [](U8 S) { return S >= DATA_PENDING; }, U8(DATA_ERROR));
+    }
+    Request.pListener->OnDeviceReadMemDone(Request.Addr, NumBytes, paData, paStatus);
+    if (Buffer.size() <= MAX_KEPT_BUFFER) {
+        m_AnswerBuffer = std::move(Buffer);
+    }
 }
 
 void CDeviceDataProvider::AnswerRegs(const READ_REQUEST& Request, DATA_STATUS Status) {

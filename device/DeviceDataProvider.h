@@ -12,6 +12,7 @@
 #include "device/TargetCache.h"
 
 #include <deque>
+#include <vector>
 
 class CDevice;
 struct MEM_RANGE;
@@ -96,7 +97,7 @@ private:
     void ServeWatching(DATA_PLACES Place, U64 First, U64 End);
     void ServeDeferred();
     void Answer(const READ_REQUEST& Request, DATA_STATUS Status);
-    void AnswerMem(const READ_REQUEST& Request);
+    void AnswerMem(const READ_REQUEST& Request, DATA_STATUS Worst);
     void AnswerRegs(const READ_REQUEST& Request, DATA_STATUS Status);
     DATA_STATUS MakeLocRequest(const ELF_SYM_LOC& Loc, U32 NumBytes, READ_REQUEST* pRequest);
     void GetLocData(const READ_REQUEST& Request, U8* paData);
@@ -106,6 +107,7 @@ private:
     CDevice& m_Device;
     CTargetCache m_Cache;
     CReadRequests m_Requests;
+    std::vector<U8> m_AnswerBuffer;
     std::deque<U64> m_Deferred; ///< requests that no job is under way for yet
     CBlockingReads m_Direct;
     CDeviceDataProvider* m_pNext = nullptr;

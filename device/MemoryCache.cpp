@@ -136,10 +136,34 @@ U64 CMemoryCache::FindOpen(U64 Addr, U64 End) {
     return Found;
 }
 
-void CMemoryCache::Change(U64 Addr, U64 End, DATA_STATUS From, DATA_STATUS To) {
+// Func turns eight status bytes into others, each on its own.
+template <class FUNC> void CMemoryCache::ChangeWords(U64 Addr, U64 End, FUNC&& Func) {
     ForEachBlock(Addr, End, [&](PAGE& Page, U32 Off, U32 NumBytes, U32) {
-        std::replace(&Page.aStatus[Off], &Page.aStatus[Off] + NumBytes, U8(From), U8(To));
+        U8* const pStatus = &Page.aStatus[Off];
+        U32 Pos = 0;
+        for (; Pos + WORD_SIZE <= NumBytes; Pos += WORD_SIZE) {
+            const U64 Word = Func(LoadWord(pStatus + Pos));
+            std::memcpy(pStatus + Pos, &Word, WORD_SIZE);
+        }
+        for (; Pos < NumBytes; Pos++) {
+            pStatus[Pos] = U8(Func(pStatus[Pos]));
+        }
         return true;
+    });
+}
+
+void CMemoryCache::Change(U64 Addr, U64 End, DATA_STATUS From, DATA_STATUS To) {
+    ChangeWords(Addr, End, [From, To](U64 Word) {
+        const U64 Different = Word ^ (From * LOW_BITS);
+        const U64 IsFrom = ~(Different | (Different >> 1)) & LOW_BITS;
+        return Word ^ (IsFrom * U64(From ^ To));
+    });
+}
+
+void CMemoryCache::ForgetKnown(U64 Addr, U64 End) {
+    ChangeWords(Addr, End, [](U64 Word) {
+        const U64 IsPending = IS_OPEN::Bits(Word) & ~Word;
+        return DATA_UNKNOWN * LOW_BITS - IsPending;
     });
 }
 

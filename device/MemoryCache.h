@@ -40,6 +40,8 @@ public:
     U64 FindOpen(U64 Addr, U64 End);
     /// Gives the status To to the bytes of the range that have the status From.
     void Change(U64 Addr, U64 End, DATA_STATUS From, DATA_STATUS To);
+    /// All bytes of the range but those that are pending are unknown.
+    void ForgetKnown(U64 Addr, U64 End);
     /// Stores bytes with their status, one each; without one they are valid. A byte that isn't valid becomes 0.
     void Store(U64 Addr, U32 NumBytes, const U8* paData, const U8* paStatus);
     /// Bytes that aren't valid read as 0. paStatus may be null.
@@ -55,6 +57,7 @@ private:
         std::array<U64, MEM_PAGE_SIZE / BLOCK_SIZE> aEpoch{}; ///< m_Epoch when the block was last emptied
         U64 LastUsed = 0;                                     ///< of m_NumUses
     };
+    template <class FUNC> void ChangeWords(U64 Addr, U64 End, FUNC&& Func);
     template <class FUNC> void ForEachBlock(U64 Addr, U64 End, FUNC&& Func);
     PAGE& GetPage(U32 Idx, U32 Block);
     void DropOldestPage();

@@ -29,10 +29,7 @@ void CTargetCache::Forget() {
     }
 }
 
-void CTargetCache::ForgetMem(U32 Addr, U32 NumBytes) {
-    m_Mem.Change(Addr, U64(Addr) + NumBytes, DATA_VALID, DATA_UNKNOWN);
-    m_Mem.Change(Addr, U64(Addr) + NumBytes, DATA_ERROR, DATA_UNKNOWN);
-}
+void CTargetCache::ForgetMem(U32 Addr, U32 NumBytes) { m_Mem.ForgetKnown(Addr, U64(Addr) + NumBytes); }
 
 void CTargetCache::StoreMem(U32 Addr, U32 NumBytes, U8* paData, U8* paStatus) {
     if (!m_Device.IsConnected()) {
