@@ -2,6 +2,7 @@
 
 #include "command/CommandIds.h"
 #include "device/Device.h"
+#include "device/DeviceClock.h"
 #include "device/DeviceEventWorker.h"
 #include "script/JScript.h"
 
@@ -51,6 +52,15 @@ constexpr WAIT_ROW aWait[] = {
     {CMD_BREAK_SET_TYPE, CMD_BREAK_SET_TYPE, {JT_SET_BP, JT_NONE}},
 };
 
+/// A halt is over behind its job, when the device thread has met it.
+void WaitForHalt(CDevice& Device) {
+    constexpr U64 MAX_MS = 500;
+    const U64 Start = Device.Clock().NowMs();
+    while (Device.Target().State.HaltRequested && Device.Clock().NowMs() - Start < MAX_MS && !ScriptIsEnding()) {
+        Device.Clock().SleepMs(1);
+    }
+}
+
 } // namespace
 
 bool MayScriptCall(U32 CommandId) {
@@ -72,6 +82,9 @@ I32 WaitForCommandJobs(U32 CommandId, U64 Mark) {
             }
             // Reads behind a write are those of windows: what they can't read is no failure of the command.
             HasFailed |= Result < 0 || (Job != JT_READ_MEM && Device.Queue().HasFailed(Job, Mark + 1));
+        }
+        if (CommandId == CMD_DEBUG_HALT) {
+            WaitForHalt(Device);
         }
         DeliverDeviceEvents(MAX_EVENTS_PER_TICK);
         return HasFailed ? -1 : 0;

@@ -43,7 +43,7 @@ int CRunControl::Reset(RESET_MODES Mode) {
         return -1;
     }
     if (Mode == RM_SILENT) {
-        return ResetHardware();
+        return ResetHardware() == 0 ? SettleSilentReset() : -1;
     }
     m_T.LogDebug("Resetting target...");
     if (ResetHardware() != 0) {
@@ -51,6 +51,17 @@ int CRunControl::Reset(RESET_MODES Mode) {
     }
     m_T.BPs.ClearAllBreakpoints(BP_STATE_ON_HIDDEN);
     return FinishReset(Mode);
+}
+
+// A script goes on at once: its next command must find the target halted, and the registers of the reset.
+int CRunControl::SettleSilentReset() {
+    if (m_T.State.Halted) {
+        m_T.Regs.UpdateTargetExecState();
+    } else {
+        m_LastPollMs = 0;
+        m_T.HaltSeq.CheckHandleHalt();
+    }
+    return 0;
 }
 
 int CRunControl::FinishReset(RESET_MODES) {

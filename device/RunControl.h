@@ -34,6 +34,7 @@ public:
     void OnInvalidHaltStatus();
 
 private:
+    int SettleSilentReset();
     int SetHiddenBreakpoint(U32 Addr);
     void SkipBreakpointInst();
 

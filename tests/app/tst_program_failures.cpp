@@ -1,6 +1,7 @@
 #include "tests/app/ProgramRun.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <gmock/gmock.h>
 
 // Whatever fails, the program says what, stays usable and ends with 0.
@@ -200,6 +201,31 @@ TEST(ProgramFailures, AccessesThatTheTargetRefusesAreTold) {
                                                            "void AfterTargetDisconnect (void) {\n  File.Exit();\n}\n"));
     EXPECT_EQ(Result.ExitCode, 0);
     EXPECT_TRUE(HasInOrder(Result.Lines, Expected + QStringList{"Novik: connection to target device lost."}));
+}
+
+TEST(ProgramFailures, BreakpointsOutliveTheConnectionAndASilentReset) {
+    const QString sFunctions = "int Where (void) {\n  int PC;\n"
+                               "  PC = Target.GetReg (\"PC\");\n"
+                               "  while (PC == 0xFFFFFFFF) { Util.Sleep (5); PC = Target.GetReg (\"PC\"); }\n"
+                               "  return PC;\n}\n"
+                               "void Begin (void) {\n  Debug.SetConnectMode (CM_ATTACH);\n  Debug.Connect();\n"
+                               "  Exec.Reset();\n  Exec.Download (\"" +
+                               DemoElf() +
+                               "\");\n  Target.SetReg (\"SP\", Target.ReadU32 (0));\n"
+                               "  Target.SetReg (\"PC\", Target.ReadU32 (4));\n  Debug.Continue();\n}\n";
+    const PROGRAM_RESULT Result = CProgramRun().Run(
+        sFunctions +
+        MakeProject(OpenDemo() +
+                    "  int A; int B; int Sort;\n  Sort = Elf.GetExprValue (\"Calc_Sort\");\n"
+                    "  Break.SetOnSymbol (\"Checksum\", AT_WRITE_ONLY, AW_WORD, 0, -1);\n  Break.Set (Sort);\n"
+                    "  Begin();\n  A = Where();\n  Debug.Continue();\n  B = Where();\n  Debug.Disconnect();\n"
+                    "  Begin();\n  if (Where() == A) { Util.Log (\"[first again]\"); }\n"
+                    "  Debug.Continue();\n  if (Where() == B) { Util.Log (\"[second again]\"); }\n"
+                    "  if (A != B) { if (A == Sort || B == Sort) { Util.Log (\"[both kinds]\"); } }\n"
+                    "  Debug.Halt();\n  File.Exit();\n"));
+    EXPECT_EQ(Result.ExitCode, 0);
+    EXPECT_TRUE(HasInOrder(Result.Lines, {"[first again]", "[second again]", "[both kinds]", "File.Exit();"}));
+    EXPECT_TRUE(Result.Lines.filter(QRegularExpression("^(Exec|Debug).*: ")).isEmpty());
 }
 
 TEST(ProgramFailures, ASessionDoesNotRunWhatCouldNotBeOpenedOrDownloaded) {

@@ -1,10 +1,13 @@
 #include "tests/app/AppFixture.h"
 
+#include "app/HotKeys.h"
 #include "base/Application.h"
 #include "project/Project.h"
 #include "settings/SysVars.h"
 
+#include <QKeyEvent>
 #include <QRegularExpression>
+#include <QTimer>
 
 // What the main window shows of a session: action states, title, status bar.
 
@@ -202,4 +205,26 @@ TEST_F(CStateTest, AResetRunsTheHaltFunctionOnlyWhereItStops) {
         EXPECT_TRUE(WaitUntil([&] { return NewLines().contains(Case.sPlace); })) << NewText();
         EXPECT_EQ(NewLines().filter(QRegularExpression("^\\[")), QStringList{Case.sPlace}) << NewText();
     }
+}
+
+TEST_F(CStateTest, ATypedAccessOnASlowLinkCanBeCancelled) {
+    ASSERT_TRUE(StartSession());
+    const QString sFile = Path("x.bin");
+    const QStringList Lines = {"Target.FillMemory (0x20010000, 0x80000, 0x0)", "Target.WriteU32 (0x20010000, 0x1)",
+                               "Target.ReadU32 (0x20010000)",
+                               "Target.SaveMemory (\"" + sFile + "\", 0x20010000, 0x80000)", "Break.Set (0x00000100)"};
+    ASSERT_TRUE(Run("Exec.Command (\"SimSlowLink 300\")"));
+    for (const QString& sLine : Lines) {
+        MarkConsole();
+        // Runs when the wait begins to let the window live.
+        QTimer::singleShot(0, &Window(), [] {
+            EXPECT_TRUE(TakeAlternativeKey(Window(), QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier)));
+        });
+        ASSERT_TRUE(Run(sLine));
+        EXPECT_EQ(NewLines().filter(sLine.section(' ', 0, 0)), QStringList({sLine + ";", sLine + ": cancelled"}));
+    }
+    EXPECT_FALSE(QFile::exists(sFile));
+    ASSERT_TRUE(WaitUntil([] { return Device().IsIdle(); }));
+    ASSERT_TRUE(Run("Exec.Command (\"SimFaultsOff\")"));
+    Device().PostClearAllBreakpoints();
 }

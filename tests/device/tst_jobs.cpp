@@ -347,7 +347,7 @@ TEST_F(CJobsTest, AReadOnASlowLinkPumpsAndCanBeCancelled) {
     EXPECT_GE(pDevice->WaitForJob(JT_CONNECT), 0);
     Clock.SetStep(1);
     bool (*const apfPump[])() = {
-        [] { return ++NumPumps < 5; },                                            // the program is to end
+        [] { return ++NumPumps < 5; },                                                     // the program is to end
         [] { return ++NumPumps < 5 || pProvider->Direct().CancelWaits() || NumPumps < 9; } // the user has cancelled it
     };
     for (bool (*pfPump)() : apfPump) {
