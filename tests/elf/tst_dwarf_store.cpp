@@ -112,41 +112,6 @@ protected:
     static ELF_SYM_HANDLE Find(const char* sName) { return ElfApi_FindSym(sName, true, false, true, false); }
 };
 
-TEST_F(DwarfStore, TypeTextsFollowTheChain) {
-    OpenUnit([](CBytes& b) {
-        const U32 Char = OffsetIn(b);
-        b.U1(BASE).Text("char").U1(1).U1(DW_ATE_signed_char);
-        const U32 Wide = OffsetIn(b);
-        b.U1(BASE).Text("long long unsigned int").U1(8).U1(DW_ATE_unsigned);
-        const U32 ConstChar = OffsetIn(b);
-        b.U1(CONST_PTR).U4(Char);
-        const U32 Text = OffsetIn(b);
-        b.U1(POINTER).U4(ConstChar);
-        const U32 Anything = OffsetIn(b);
-        b.U1(VOID_PTR);
-        const U32 Loop = OffsetIn(b);
-        b.U1(TYPEDEF).Text("LOOP").U4(Loop);
-        for (const auto& [sName, Type] : {std::pair{"Wide", Wide},
-                                          {"Text", Text},
-                                          {"Anything", Anything},
-                                          {"Loop", Loop},
-                                          {"Dangling", 0xFFFFu},
-                                          {"Middle", Char + 1}}) {
-            b.U1(VAR).Text(sName).U4(Type).U1(5).U1(DW_OP_addr).U4(0x20000000);
-        }
-    });
-    EXPECT_EQ(ElfApi_GetSymDataTypeName(Find("Wide")), "long ulong");
-    EXPECT_EQ(ElfApi_GetSymDataTypeName(Find("Text")), "const char*");
-    EXPECT_EQ(ElfApi_GetSymDataTypeName(Find("Anything")), "void*");
-    EXPECT_EQ(ElfApi_GetSymSize(Find("Text")), 4u);
-    EXPECT_EQ(ElfApi_GetSymSize(Find("Loop")), 0u);
-    EXPECT_EQ(ElfApi_GetSymDataType(Find("Loop")), 0u);
-    EXPECT_EQ(ElfApi_GetSymDataType(Find("Dangling")), 0u);
-    EXPECT_EQ(ElfApi_GetSymDataType(Find("Middle")), 0u); // no DIE begins inside another
-    EXPECT_FALSE(ElfApi_IsSymSigned(Find("Text")));
-    EXPECT_EQ(ElfApi_GetSymType(0xE0FE0F0020000000ull + 12345), 65535u);
-}
-
 TEST_F(DwarfStore, AStructShowsAtMost1024Members) {
     OpenUnit([](CBytes& b) {
         const U32 Int = OffsetIn(b);
@@ -237,65 +202,6 @@ ELF_FRAME FrameAt(U32 PC) {
 
 } // namespace
 
-TEST_F(DwarfStore, ValuesInAFrame) {
-    struct CASE {
-        std::initializer_list<U32> Expr;
-        const char* sValue; ///< bytes in hexadecimal, or the status
-    };
-    const CASE aCase[] = {
-        {{DW_OP_fbreg, 0x70}, "f0ff0020"},
-        {{DW_OP_fbreg, 0x10, DW_OP_deref, DW_OP_stack_value}, "10000120"},
-        {{DW_OP_reg0 + 3}, "03030000"},
-        {{DW_OP_breg0 + 2, 2, DW_OP_stack_value}, "04020000"},
-        {{DW_OP_reg0 + 1, DW_OP_piece, 2, DW_OP_reg0 + 2, DW_OP_piece, 2}, "01010202"},
-        {{DW_OP_reg0 + 5, DW_OP_bit_piece, 4, 8, DW_OP_lit31, DW_OP_stack_value, DW_OP_bit_piece, 28, 0}, "f5010000"},
-        {{DW_OP_lit1, DW_OP_stack_value, DW_OP_piece, 2, DW_OP_piece, 2}, "optimized out"},
-        {{DW_OP_reg0, DW_OP_piece, 2}, "optimized out"},
-        {{}, "optimized out"},
-        {{DW_OP_entry_value, 1, DW_OP_reg0, DW_OP_stack_value}, "optimized out"},
-        {{DW_OP_implicit_pointer, 0x20, 0, 0, 0, 0}, "optimized out"},
-        {{DW_OP_implicit_value, 4, 1, 2, 3, 4}, "01020304"},
-        {{DW_OP_reg0 + 20}, "not available"},
-        {{DW_OP_const4u, 0, 0, 0, 0x40}, "not available"},
-        {{DW_OP_addr, 1}, "invalid location expression"},
-        {{DW_OP_reg0 + 1, DW_OP_lit1}, "invalid location expression"},
-        {{DW_OP_call4, 0xFF, 0xFF, 0, 0}, "not available"},
-    };
-    OpenUnit([&](CBytes& b) {
-        const U32 Int = OffsetIn(b);
-        b.U1(BASE).Text("int").U1(4).U1(DW_ATE_signed);
-        b.U1(FRAME_FUNC).Text("Run").U4(0x1010).U4(0x20).U1(5).List({DW_OP_addr, 0, 0, 1, 0x20});
-        int Num = 0;
-        for (const CASE& Case : aCase) {
-            b.U1(LOCAL)
-                .Text(("v" + std::to_string(Num++)).c_str())
-                .U4(Int)
-                .U1(static_cast<U32>(Case.Expr.size()))
-                .List(Case.Expr);
-        }
-        b.U1(CONST_VAR).Text("Constant").U4(Int).U1(0x7B);
-        b.U1(BARE_VAR).Text("Nowhere").U4(Int);
-        b.U1(0);
-        b.U1(VAR).Text("Dropped").U4(Int).U1(5).U1(DW_OP_addr).U4(0);
-    });
-    const auto ValueOf = [](const QString& sName, U32 PC) {
-        ElfApi_SetCurrentPC(0x1010);
-        const ELF_SYM_VALUE Value = ElfApi_ReadSym(ElfApi_FindSym(sName, true, true, false, false), FrameAt(PC));
-        return Value.Status == ELF_EXPR_OK ? QString::fromLatin1(Value.Bytes.toHex()) : ElfApi_StatusText(Value.Status);
-    };
-    for (size_t i = 0; i < std::size(aCase); ++i) {
-        EXPECT_EQ(ValueOf(QStringLiteral("v%1").arg(i), 0x1010), aCase[i].sValue) << i;
-    }
-    EXPECT_EQ(ValueOf("Constant", 0x1010), "fbffffff");
-    EXPECT_EQ(ValueOf("Nowhere", 0x1010), "optimized out");
-    EXPECT_EQ(ValueOf("Dropped", 0x1010), "optimized out");
-    EXPECT_EQ(ValueOf("v2", 0x1030), "not available"); // behind the function
-    U32 Base = 0;
-    EXPECT_EQ(ElfApi_GetFrameBase(FrameAt(0x1012), &Base), 0);
-    EXPECT_EQ(Base, 0x20010000u);
-    EXPECT_EQ(ElfApi_GetFrameBase(FrameAt(0x1030), &Base), -1);
-}
-
 TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
     CElfImageBuilder Image;
     Image.IsBigEndian = true;
@@ -317,33 +223,6 @@ TEST_F(DwarfStore, PiecesOfABigEndianTarget) {
     EXPECT_EQ(Read({Piece(2, 0, 0)}, 8), "0000020200000303");
     EXPECT_EQ(Read({Piece(2, 16, 0), Piece(3, 16, 0)}, 4), "02020303");
     EXPECT_EQ(Read({Piece(5, 4, 8), Piece(6, 12, 0)}, 2), "5606");
-}
-
-TEST_F(DwarfStore, RelocationMovesAddressesBothWays) {
-    const auto Fill = [](CBytes& b) {
-        b.U1(FUNC).Text("Run").U4(0x1010).U4(0x20);
-        b.U1(LOCAL).Text("Local").U4(0).U1(2).U1(DW_OP_fbreg).U1(0x7C);
-        b.U1(0);
-        b.U1(FUNC).Text("Giant").U4(0x1040).U4(1'000'000).U1(0);
-        b.U1(VAR).Text("Data").U4(0).U1(5).U1(DW_OP_addr).U4(0x2000);
-    };
-    OpenUnit(Fill);
-    EXPECT_EQ(ElfApi_GetSymAddr(Find("Run")), 0x1010);
-    EXPECT_EQ(ElfApi_GetSymAddrRange(Find("Giant")).Size, 0u); // as large as no function is
-    EXPECT_EQ(ElfApi_RelocateSymbols("*", 0x1000), 0);
-    EXPECT_EQ(ElfApi_RelocateSymbols("nowhere", 0x1000), -1);
-    EXPECT_EQ(ElfApi_GetSymAddr(Find("Run")), 0x2010);
-    EXPECT_EQ(ElfApi_GetSymAddr(Find("Data")), 0x3000);
-    EXPECT_EQ(ElfApi_GetFuncAtAddr(0x202E), Find("Run"));
-    EXPECT_EQ(ElfApi_GetFuncAtAddr(0x2030), 0u);
-    EXPECT_EQ(ELF_Unrelocate(0x3000), 0x2000u);
-    ElfApi_SetCurrentPC(0x2020);
-    const ELF_SYM_HANDLE hLocal = ElfApi_FindSym("Local", true, true, false, false);
-    EXPECT_EQ(ElfApi_IsInScope(hLocal, 0x2020), 1);
-    EXPECT_EQ(ElfApi_IsInScope(hLocal, 0x2000), 255);
-    EXPECT_EQ(ElfApi_IsInScope(hLocal, 0x2040), 0);
-    EXPECT_EQ(ElfApi_GetSymLoc(hLocal, 0x2040).Kind, static_cast<U32>(ELF_LOC_NONE));
-    EXPECT_EQ(ElfApi_FindSym("Local", true, false, false, false), 0u); // not among the globals
 }
 
 TEST_F(DwarfStore, CyclesAndEndlessUnitsEnd) {

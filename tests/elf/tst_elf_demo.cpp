@@ -20,17 +20,6 @@ QByteArray ReadDemo(const QString& sName) {
     return File.open(QIODevice::ReadOnly) ? File.readAll() : QByteArray();
 }
 
-/// Number of the first line that contains the text; 0 if none does.
-U32 LineOf(const QString& sFile, const char* sMarker) {
-    const QList<QByteArray> Lines = ReadDemo("src/" + sFile).split('\n');
-    for (qsizetype i = 0; i < Lines.size(); ++i) {
-        if (Lines[i].contains(sMarker)) {
-            return static_cast<U32>(i + 1);
-        }
-    }
-    return 0;
-}
-
 QString RunOracle(const QString& sProgram, const QStringList& Args) {
     QProcess Process;
     Process.start(sProgram, Args);
@@ -68,42 +57,6 @@ protected:
         CElfTest::TearDown();
     }
 };
-
-TEST_F(ElfDemo, LinesAndAddressesAgreeBothWays) {
-    const U32 Main = AddrOf("main");
-    EXPECT_EQ(ElfApi_GetMemRegionKind(Main), static_cast<U32>(ELF_REGION_THUMB));
-    const CSrcLoc AtMain = ElfApi_GetSrcLoc(Main);
-    const U32 MainFile = FileOf("main.c");
-    EXPECT_TRUE(AtMain == (CSrcLoc{MainFile, LineOf("main.c", "int main(void)"), 0}));
-    EXPECT_TRUE(ElfApi_IsLineStart(Main));
-    EXPECT_FALSE(ElfApi_IsLineStart(Main + 1));
-    EXPECT_TRUE(ElfApi_GetSrcFiles().contains(ElfApi_GetFilePath(MainFile)));
-
-    const std::pair<const char*, const char*> aMarker[] = {{"main.c", "MARK: loop"},  {"main.c", "Tick_Init(10000u)"},
-                                                           {"main.c", "Checksum = "}, {"calc.c", "MARK: recursion end"},
-                                                           {"calc.c", "return ~Crc"}, {"shapes.c", "Square / 2u"}};
-    for (const auto& [sFile, sMarker] : aMarker) {
-        const CSrcLoc Loc{FileOf(sFile), LineOf(sFile, sMarker), 0};
-        ASSERT_GT(Loc.Line, 0u) << sMarker;
-        const I64 Addr = ElfApi_GetAddr(Loc);
-        ASSERT_GE(Addr, 0) << sMarker;
-        EXPECT_TRUE(ElfApi_GetSrcLocs(static_cast<U32>(Addr)).contains(Loc)) << sMarker;
-        EXPECT_TRUE(ElfApi_GetFuncsOfFile(Loc.FileId).contains(ElfApi_GetFuncAtAddr(static_cast<U32>(Addr))))
-            << sMarker;
-    }
-    for (const CSrcLoc& Loc : {CSrcLoc{FileOf("tick.c"), LineOf("tick.c", "MARK: tick"), 0}, AtMain}) {
-        EXPECT_GE(ElfApi_GetAddr(Loc), 0) << "the last line program is read as well as the first";
-    }
-    // The include line has no code: the next line that has is as near as it gets.
-    const CSrcLoc Include{MainFile, LineOf("main.c", "#include"), 0};
-    EXPECT_EQ(ElfApi_GetAddr(Include), -1);
-    EXPECT_GE(ElfApi_GetAddr(ElfApi_GetNextCodeLine(Include)), 0);
-    EXPECT_FALSE(ElfApi_GetNextCodeLine({MainFile, 100'000, 0}).IsValid());
-    EXPECT_FALSE(ElfApi_GetPrevCodeLine(Include).IsValid());
-    EXPECT_EQ(ElfApi_GetFileId("nowhere.c"), INVALID_FILE_ID);
-    EXPECT_FALSE(ElfApi_GetSrcLoc(0x20000000).IsValid());
-    EXPECT_TRUE(ElfApi_GetFuncsOfFile(INVALID_FILE_ID).isEmpty());
-}
 
 TEST_F(ElfDemo, FunctionsOfARangeOverlapIt) {
     const ELF_ADDR_RANGE Main = ElfApi_GetSymAddrRange(ElfApi_GetFuncAtAddr(AddrOf("main")));

@@ -122,46 +122,6 @@ TEST_F(ElfFile, SymbolSectionsThatShareTheirBytesAreRefused) {
     EXPECT_EQ(Messages, QStringList{"could not parse symbols."});
 }
 
-TEST_F(ElfFile, HeadersInBothByteOrders) {
-    struct ROW {
-        bool IsBigEndian;
-        U32 Flags;
-        int Encoding;
-        const char* sText;
-    };
-    const ROW aRow[] = {{false, 0x05000000, ELF_ENC_LITTLE, "Little Endian"},
-                        {false, 0x05800000, ELF_ENC_LITTLE, "Little Endian"},
-                        {true, 0x05800000, ELF_ENC_BE8, "ARM BE8 (Big Endian byte invariant)"},
-                        {true, 0x05000000, ELF_ENC_BE32, "ARM BE32 (Big Endian word invariant)"}};
-    for (const ROW& Row : aRow) {
-        CElfImageBuilder Builder = Small();
-        Builder.IsBigEndian = Row.IsBigEndian;
-        Builder.Flags = Row.Flags;
-        const ELF_FILE* pFile = Open(Builder.Build());
-        ASSERT_NE(pFile, nullptr) << Row.sText;
-        EXPECT_EQ(ELF_GetDataEncoding(pFile), Row.Encoding);
-        EXPECT_EQ(ELF_IsFileDataSwapped(pFile), Row.IsBigEndian ? 1 : 0);
-        EXPECT_TRUE(Messages.contains(QString("Data Encoding: ") + Row.sText));
-        EXPECT_EQ(ELF_GetEntryPoint(pFile), 0x1000u) << "bit 0 is no address";
-        EXPECT_EQ(ELF_GetNumSegments(pFile), 1u);
-        EXPECT_EQ(ELF_GetSegmentVAddr(pFile, 0), 0x1000u);
-        EXPECT_EQ(ELF_GetSegmentPAddr(pFile, 0), 0x8000u);
-        EXPECT_EQ(ELF_GetSegmentFileSize(pFile, 0), 64u);
-        EXPECT_EQ(ELF_GetNumSections(pFile), 6u);
-        EXPECT_EQ(ELF_FindSection(pFile, ".data"), 2);
-        EXPECT_EQ(ELF_FindSection(pFile, ".DATA"), -1);
-        EXPECT_STREQ(ELF_GetSectionName(pFile, 1), ".text");
-        EXPECT_EQ(ELF_GetSectionFlags(pFile, 1), static_cast<U32>(SHF_ALLOC | SHF_EXECINSTR));
-        EXPECT_EQ(ELF_GetSectionAddr(pFile, 2), 0x20000000u);
-        EXPECT_EQ(ELF_GetSectionEntryCnt(SYMTAB), 3u);
-        EXPECT_EQ(ELF_GetSectionEntryCnt(1), 0u) << "no entry size, no entries";
-        const Elf32_Sym* pMain = ELF_GetSym(pFile, FindByName(pFile, "main"));
-        ASSERT_NE(pMain, nullptr);
-        EXPECT_EQ(pMain->st_value, 0x1001u);
-        EXPECT_EQ(pMain->st_shndx, 1u);
-    }
-}
-
 TEST_F(ElfFile, IndicesOutOfRangeAnswerNothing) {
     const ELF_FILE* pFile = Open(Small().Build());
     ASSERT_NE(pFile, nullptr);
@@ -277,19 +237,4 @@ TEST_F(ElfFile, RelocationsAreGivenAsTheyStand) {
             EXPECT_EQ(Reloc.Addend, Row.Reloc.Addend);
         }
     }
-}
-
-TEST_F(ElfFile, TheApiKeepsTheReasonOfAFailure) {
-    EXPECT_EQ(ElfApi_Init(Write("no elf")), -1);
-    EXPECT_EQ(ElfApi_GetErrorText(), "not an elf file.");
-    EXPECT_FALSE(ElfApi_IsOpen());
-    EXPECT_EQ(ElfApi_GetEntryPointPC(), -1);
-    EXPECT_EQ(ElfApi_GetBaseAddr(), -1);
-    EXPECT_EQ(ElfApi_FindSym("main", true, true, true, true), 0u);
-    EXPECT_TRUE(ElfApi_GetLoadSegments().isEmpty());
-    EXPECT_EQ(ElfApi_Init(Write(Small().Build())), 0);
-    EXPECT_TRUE(ElfApi_GetErrorText().isEmpty());
-    EXPECT_EQ(ElfApi_GetSymAddr(ElfApi_FindSym("main", false, false, false, true)), 0x1000);
-    EXPECT_EQ(ElfApi_Init(m_Dir.filePath("missing")), -1);
-    EXPECT_FALSE(ElfApi_IsOpen()) << "opening another file closes the one that was open";
 }

@@ -102,34 +102,6 @@ TEST_F(ElfSymbols, FunctionsByAddress) {
     }
 }
 
-TEST_F(ElfSymbols, SymbolsByAddressTypeAndBinding) {
-    m_Builder.AddSymbol("Local", 0x1040, 0, STT_NOTYPE, 0, 1);
-    m_Builder.AddSymbol("Func", 0x1041, 8, STT_FUNC, 1, 1);
-    m_Builder.AddSymbol("Weak", 0x1041, 8, STT_FUNC, 2, 1);
-    const ELF_FILE* pFile = Open(m_Builder.Build());
-    ASSERT_NE(pFile, nullptr);
-    struct ROW {
-        U32 Addr;
-        int Type, Binding;
-        const char* sName;
-    };
-    const ROW aRow[] = {{0x1040, STT_NOTYPE, -1, "Local"},
-                        {0x1040, STT_FUNC, 1, "Func"},
-                        {0x1040, STT_FUNC, 2, "Weak"},
-                        {0x1040, -1, 2, "Weak"},
-                        {0x1040, STT_OBJECT, -1, ""},
-                        {0x1041, STT_FUNC, -1, ""},
-                        {0x1042, -1, -1, ""},
-                        {0x103F, -1, -1, ""},
-                        {0x0FFF, STT_FUNC, -1, ""},
-                        {0xFFFFFFFF, -1, -1, ""}};
-    for (const ROW& Row : aRow) {
-        const int Idx = ELF_FindSymByAddr(pFile, Row.Addr, Row.Type, Row.Binding);
-        EXPECT_EQ(Idx < 0 ? QString() : QString(ELF_GetSymNameByIdx(pFile, static_cast<U32>(Idx))), QString(Row.sName))
-            << std::hex << Row.Addr << " " << Row.Type << " " << Row.Binding;
-    }
-}
-
 TEST_F(ElfSymbols, MappingSymbolsTellArmThumbAndData) {
     m_Builder.AddSymbol("$a", 0x1000, 0, STT_NOTYPE, 0, 1);
     m_Builder.AddSymbol("$t.1", 0x1010, 0, STT_NOTYPE, 0, 1);
@@ -192,25 +164,4 @@ TEST_F(ElfSymbols, SymbolsOfBothTablesInSectionOrder) {
     EXPECT_EQ(Lo, 0u);
     EXPECT_EQ(Hi, 0x2004u);
     EXPECT_EQ(Count, 4u);
-}
-
-TEST_F(ElfSymbols, ThousandsOfFunctionsStaySortedAndAreAllFound) {
-    constexpr U32 NUM_FUNCS = 5000;
-    CElfImageBuilder Builder;
-    Builder.AddSection(".text", 1, SHF_ALLOC | SHF_EXECINSTR, 0x1000, QByteArray(NUM_FUNCS * 8, '\0'));
-    for (U32 i = 0; i < NUM_FUNCS; ++i) {
-        const U32 n = i * 2741 % NUM_FUNCS; // a prime that doesn't divide the count: every function once
-        Builder.AddSymbol(qPrintable(QString("f%1").arg(n)), 0x1001 + n * 8, 0, STT_FUNC, 1, 1);
-    }
-    ASSERT_EQ(ElfApi_Init(Write(Builder.Build())), 0);
-    for (U32 n = 0; n < NUM_FUNCS; ++n) {
-        const U64 hFunc = ElfApi_GetFuncAtAddr(0x1000 + n * 8 + 4);
-        ASSERT_EQ(ElfApi_GetSymName(hFunc), QString("f%1").arg(n));
-        const ELF_ADDR_RANGE Range = ElfApi_GetSymAddrRange(hFunc);
-        ASSERT_EQ(Range.Addr, 0x1000 + n * 8);
-        ASSERT_EQ(Range.Size, 8u);
-    }
-    EXPECT_EQ(ElfApi_GetFuncAtAddr(0x1000 + NUM_FUNCS * 8), 0u);
-    EXPECT_TRUE(ElfApi_GetSymName(0xFFFFFFFFFFFFFFFF).isEmpty());
-    ElfApi_Deinit();
 }

@@ -15,24 +15,6 @@ using Novik::CDeviceTable;
 const char* const sGood = "device A 1\n maker M # comment\n core Cortex-M0\n flash 0x0 64K\n ram 0x20000000 0x2000\n"
                           "interrupts 20\n\ndevice B\ncore Cortex-M7\nfpu\n";
 
-TEST(DeviceTable, ReadsWhatIsWritten) {
-    CDeviceTable Table;
-    Table.Parse(sGood, "x.dev");
-    EXPECT_TRUE(Table.GetErrors().empty());
-    ASSERT_EQ(Table.GetDevices().size(), 3u);
-    const Novik::CDeviceEntry& Device = *Table.GetDevices()[1];
-    EXPECT_EQ(Device.sName, "A 1");
-    EXPECT_EQ(Device.sMaker, "M");
-    EXPECT_EQ(Device.Core, uint32_t(NOVIK_CORE_CORTEX_M0));
-    EXPECT_EQ(Device.Traits.NumIrqs, 20);
-    ASSERT_EQ(Device.Memories.size(), 2u);
-    EXPECT_EQ(Device.Memories[0].Size, 65536u);
-    EXPECT_EQ(Device.FirstOf(Sim::ERegion::Ram)->Addr, 0x20000000u);
-    EXPECT_TRUE(Table.GetDevices()[2]->Traits.HasFpu);
-    EXPECT_EQ(Table.Find("a 1"), 1);
-    EXPECT_EQ(Table.Find("C"), -1);
-}
-
 TEST(DeviceTable, DamagedLinesAreNamedAndTheRestLoads) {
     const std::pair<const char*, const char*> Cases[] = {
         {"core Cortex-M0\n", "bad.dev:1: expected \"device\""},
@@ -150,28 +132,6 @@ TEST(DeviceTable, InstalledTable) {
         EXPECT_GE(Table.Find(sName), 1) << sName;
     }
     EXPECT_EQ(Table.GetDevices()[static_cast<size_t>(Table.Find("TMS570LS3137"))]->GetEndianBits(), 3);
-}
-
-TEST(DeviceTable, CoreNames) {
-    const std::pair<uint32_t, const char*> Cases[] = {
-        {0x03000021, "Cortex-M3"},
-        {0x0700004F, "ARM7TDMI"},
-        {0x0700013F, "ARM7TDMI-S"},
-        {0x07FFFFFF, "ARM7"},
-        {0x09FFFFFF, "ARM9"},
-        {0x0B3602FF, "ARM1136"},
-        {0x0B76FFFF, "ARM1176"},
-        {0x0BFFFFFF, "ARM11"},
-        {0x0D10FFFF, "Cortex-R"},
-        {0x060100FF, "Cortex-M23"},
-        {0x0E0200FF, "Cortex-M33"},
-        {0x0E0500FF, ""},
-        {0, ""},
-        {0xFFFFFFFF, ""},
-    };
-    for (const auto& [Core, sName] : Cases) {
-        EXPECT_EQ(Novik::GetCoreName(Core), sName) << std::hex << Core;
-    }
 }
 
 } // namespace

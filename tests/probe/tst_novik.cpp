@@ -11,31 +11,6 @@
 
 namespace {
 
-TEST(NovikDevices, TableIsReadableBeforeOpen) {
-    const int32_t Count = NOVIKARM_DEVICE_GetInfo(-1, nullptr);
-    ASSERT_GT(Count, 40);
-    for (int32_t Index = 0; Index < Count; Index++) {
-        NOVIKARM_DEVICE_INFO Info = {};
-        Info.SizeOfStruct = sizeof(Info);
-        ASSERT_EQ(NOVIKARM_DEVICE_GetInfo(Index, &Info), 0);
-        EXPECT_EQ(NOVIKARM_DEVICE_GetIndex(Info.sName), Index) << Info.sName;
-        char sCore[64];
-        NOVIKARM_Core2CoreName(Info.Core, sCore, sizeof(sCore));
-        EXPECT_EQ(sCore[0] == 0, Index == 0) << Info.sName;
-    }
-    NOVIKARM_DEVICE_INFO Info = {};
-    EXPECT_LT(NOVIKARM_DEVICE_GetInfo(1, &Info), 0) << "size of record not set";
-    Info.SizeOfStruct = sizeof(Info);
-    EXPECT_LT(NOVIKARM_DEVICE_GetInfo(Count, &Info), 0);
-    EXPECT_LT(NOVIKARM_DEVICE_GetIndex("no such device"), 0);
-    ASSERT_EQ(NOVIKARM_DEVICE_GetInfo(NOVIKARM_DEVICE_GetIndex("stm32f407ig"), &Info), 0);
-    EXPECT_EQ(Info.Core, uint32_t(NOVIK_CORE_CORTEX_M4));
-    EXPECT_EQ(Info.MemAddr, 0x08000000u);
-    EXPECT_EQ(Info.MemSize, 0x100000u);
-    EXPECT_EQ(Info.RAMAddr, 0x20000000u);
-    EXPECT_EQ(Info.RAMSize, 0x20000u);
-}
-
 TEST(NovikSession, SelectionDecidesWhatOpens) {
     NOVIKARM_Close();
     EXPECT_EQ(NOVIKARM_SelectIP("localhost", 0), 1);
@@ -99,27 +74,6 @@ TEST(NovikSession, ALogThatTheDeviceRefusesEndsWithOneError) {
                             [](const std::string& s) { return s.find("Log file ended") == 0; }),
               1);
     NOVIKARM_SetLogFile("");
-}
-
-TEST(NovikSession, CloseForgetsEverything) {
-    ASSERT_EQ(NOVIKARM_SelectUSB(0), 0);
-    NOVIKARM_EnableLog(NoteText);
-    ASSERT_EQ(NOVIKARM_Open(), nullptr);
-    EXPECT_EQ(NOVIKARM_IsOpen(), 1);
-    ASSERT_EQ(NOVIKARM_ExecCommand("device=Cortex-M0", nullptr, 0), 0);
-    NOVIKARM_SetSpeed(123);
-    EXPECT_EQ(NOVIKARM_GetSpeed(), 123u);
-    NOVIKARM_Close();
-    Texts().clear();
-    EXPECT_EQ(NOVIKARM_IsOpen(), 0);
-    EXPECT_NE(NOVIKARM_GetSpeed(), 123u);
-    EXPECT_NE(NOVIKARM_Open(), nullptr) << "the selection went with it";
-    ASSERT_EQ(NOVIKARM_SelectUSB(0), 0);
-    ASSERT_EQ(NOVIKARM_Open(), nullptr);
-    EXPECT_NE(NOVIKARM_Connect(), 0) << "no device";
-    EXPECT_TRUE(Texts().empty()) << "the log handler went too";
-    EXPECT_EQ(NOVIKARM_SelectUSB(3), -1);
-    NOVIKARM_Close();
 }
 
 TEST(NovikSession, SpeedKeepsItsSpecialValues) {
@@ -293,36 +247,5 @@ TEST_F(CNovikCommands, ScriptsRunLineByLineAndNameTheBadOne) {
 }
 
 using CNovikMemory = CNovikTest;
-
-TEST_F(CNovikMemory, ItemsOutsideTheMemoriesFailOneByOne) {
-    ASSERT_EQ(NOVIKARM_Halt(), 0);
-    uint32_t Data[4];
-    uint8_t Status[4];
-    const uint32_t End = 0x20100000; // 1 MB of RAM
-    ASSERT_EQ(NOVIKARM_WriteU32(End - 4, 0x12345678), 0);
-    EXPECT_EQ(NOVIKARM_ReadMemU32(End - 8, 4, Data, Status), 2);
-    EXPECT_EQ(Data[1], 0x12345678u);
-    EXPECT_EQ(Status[0] | Status[1], 0);
-    EXPECT_EQ(Status[2] & Status[3], 1);
-    EXPECT_EQ(NOVIKARM_ReadMemEx(End - 6, 16, Data, 0), 6);
-    EXPECT_NE(NOVIKARM_ReadMem(End - 6, 16, Data), 0);
-    EXPECT_EQ(NOVIKARM_WriteMemEx(End - 2, 8, Data, 1), 2);
-    EXPECT_NE(NOVIKARM_WriteU32(End, 0), 0);
-    EXPECT_LT(NOVIKARM_ReadMemEx(RAM, 4, Data, 3), 0) << "no such width";
-    EXPECT_LT(NOVIKARM_ReadMemU8(RAM, 1, nullptr, Status), 0);
-}
-
-TEST_F(CNovikMemory, FlashChangesOnlyThroughADownload) {
-    ASSERT_EQ(NOVIKARM_Halt(), 0);
-    EXPECT_EQ(Word(0x1000), 0xFFFFFFFFu);
-    EXPECT_NE(NOVIKARM_WriteU32(0x1000, 1), 0);
-    EXPECT_EQ(NOVIKARM_EndDownload(), NOVIK_DL_OK) << "nothing was held back";
-    NOVIKARM_BeginDownload(0);
-    EXPECT_EQ(NOVIKARM_WriteU32(0x1000, 0x11223344), 0);
-    EXPECT_EQ(Word(0x1000), 0xFFFFFFFFu) << "held back";
-    EXPECT_EQ(NOVIKARM_EndDownload(), NOVIK_DL_OK);
-    EXPECT_EQ(Word(0x1000), 0x11223344u);
-    EXPECT_EQ(Word(0x1004), 0xFFFFFFFFu);
-}
 
 } // namespace

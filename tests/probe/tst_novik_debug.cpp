@@ -10,25 +10,6 @@ using CNovikDebug = CNovikTest;
 // r0 counts, [RAM] holds the count: movs r0,#0; ldr r1,=RAM; loop: adds r0,#1; str r0,[r1]; nop; b loop
 const std::vector<uint16_t> Counter = {0x2000, 0x4902, 0x3001, 0x6008, 0xBF00, 0xE7FB, 0x0000, 0x2000};
 
-TEST_F(CNovikDebug, ResetStepAndRegisters) {
-    Load(Counter);
-    EXPECT_EQ(NOVIKARM_IsHalted(), 1);
-    EXPECT_EQ(Reg(NOVIK_REG_PC), CODE);
-    EXPECT_EQ(Reg(NOVIK_REG_SP), STACK);
-    EXPECT_EQ(Reg(NOVIK_REG_XPSR) & 0x01000000, 0x01000000u);
-    for (uint32_t Addr : {0x102u, 0x104u, 0x106u, 0x108u, 0x10Au, 0x104u}) {
-        ASSERT_EQ(NOVIKARM_Step(), 0);
-        EXPECT_EQ(Reg(NOVIK_REG_PC), Addr);
-    }
-    EXPECT_EQ(Reg(0), 1u);
-    EXPECT_EQ(Word(RAM), 1u);
-    for (uint32_t Index : {0u, 12u, uint32_t(NOVIK_REG_LR), uint32_t(NOVIK_REG_PSP), uint32_t(NOVIK_REG_MSP)}) {
-        EXPECT_EQ(NOVIKARM_WriteReg(Index, 0x20000404), 0);
-        EXPECT_EQ(Reg(Index), 0x20000404u) << Index;
-    }
-    EXPECT_NE(NOVIKARM_WriteReg(80, 0), 0);
-}
-
 TEST_F(CNovikDebug, HardwareBreakpointsAreAsManyAsTheDeviceHas) {
     Load(Counter);
     std::vector<uint32_t> Handles;
@@ -111,18 +92,6 @@ TEST_F(CNovikDebug, ResetSetsOrKeepsTheRegisters) {
         EXPECT_EQ(Reg(NOVIK_REG_PC), CODE);
         EXPECT_EQ(Reg(NOVIK_REG_SP), STACK);
     }
-}
-
-TEST_F(CNovikDebug, EachResumeGetsOnceRoundTheLoop) {
-    Load(Counter);
-    ASSERT_NE(NOVIKARM_SetBPEx(CODE + 6, NOVIK_BP_TYPE_ANY), 0u);
-    for (uint32_t Round = 1; Round <= 5; Round++) {
-        RunToHalt();
-        EXPECT_EQ(Reg(NOVIK_REG_PC), CODE + 6);
-        EXPECT_EQ(Reg(0), Round);
-        EXPECT_EQ(Word(RAM), Round - 1) << "halted before the store";
-    }
-    EXPECT_NE(Word(0xE000ED30) & 2, 0u) << "DFSR.BKPT";
 }
 
 TEST_F(CNovikDebug, SoftwareBreakpointInRamLeavesMemoryAlone) {
@@ -269,22 +238,6 @@ TEST_F(CNovikDebug, NestedInterruptsFollowTheirPriorities) {
     NOVIKARM_Step();
     EXPECT_EQ(Reg(NOVIK_REG_PC), CODE);
     EXPECT_EQ(Reg(NOVIK_REG_SP), STACK);
-}
-
-TEST_F(CNovikDebug, DemoRunsWithItsTimerInterrupt) {
-    LoadElf(BRASK_SOURCE_DIR "/examples/demo/demo.elf");
-    ASSERT_EQ(NOVIK_STRACE_Start(), 0);
-    NOVIKARM_DATA_EVENT Event = MakeEvent(0x20000050, NOVIK_ACCESS_WRITE, NOVIK_ACCESS_MASK_SIZE); // LoopCounter
-    Event.Data = 20;
-    Event.DataMask = 0;
-    uint32_t Handle;
-    ASSERT_EQ(NOVIKARM_SetDataEvent(&Event, &Handle), 0);
-    RunToHalt();
-    EXPECT_EQ(Word(0x20000050), 20u);
-    EXPECT_EQ(Word(0x2000005C), 34u) << "Fibonacci(9)";
-    NOVIK_STRACE_INST_STAT Stats[4];
-    ASSERT_EQ(NOVIK_STRACE_GetInstStats(Stats, 0, 4, 8, 9), 4);
-    EXPECT_NEAR(static_cast<double>(Word(0x20000080)), static_cast<double>(Stats[1].Count) / 10000, 1) << "TickCounter";
 }
 
 } // namespace

@@ -135,31 +135,6 @@ std::string TextOf(uint32_t Core, std::vector<uint16_t> Bits, uint8_t Mode = NOV
     return Length == static_cast<int>(NumBytes) ? sText : "failed: " + std::to_string(Length);
 }
 
-TEST(NovikDisassembler, TextsHaveOneForm) {
-    const struct {
-        std::vector<uint16_t> Bits;
-        const char* sText;
-    } Cases[] = {
-        {{0x2105}, "MOVS R1, #5"},
-        {{0x4802}, "LDR R0, [PC, #8]"},
-        {{0xF000, 0xF800}, "BL #0x0"},
-        {{0xE7FE}, "B #-0x4"},
-        {{0xD1FC}, "BNE #-0x8"},
-        {{0xB158}, "CBZ R0, #0x16"},
-        {{0xBE0A}, "BKPT #0xA"},
-        {{0xE8BD, 0x8FF0}, "POP.W {R4, R5, R6, R7, R8, R9, R10, R11, PC}"},
-        {{0xF44F, 0x407F}, "MOV.W R0, #0xFF00"},
-        {{0x4770}, "BX LR"},
-    };
-    for (const auto& Case : Cases) {
-        EXPECT_EQ(TextOf(NOVIK_CORE_CORTEX_M4, Case.Bits), Case.sText);
-    }
-    EXPECT_EQ(TextOf(NOVIK_CORE_CORTEX_A9, {0xFFFE, 0xEAFF}, NOVIK_INST_MODE_ARM), "B #-0x8");
-    EXPECT_EQ(TextOf(NOVIK_CORE_CORTEX_A9, {0x0010, 0xE59F}, NOVIK_INST_MODE_ARM), "LDR R0, [PC, #0x10]");
-    EXPECT_EQ(TextOf(NOVIK_CORE_CORTEX_A9, {0x3F10, 0xFE07}, NOVIK_INST_MODE_ARM), "MCR2 P15, #0, R3, C7, C0, #0");
-    EXPECT_EQ(TextOf(NOVIK_CORE_CORTEX_M4, {0x0010, 0xE59F}, NOVIK_INST_MODE_ARM), "failed: -1");
-}
-
 TEST(NovikDisassembler, TextsOfArmv8M) {
     const struct {
         std::vector<uint16_t> Bits;
