@@ -23,22 +23,58 @@ constexpr U32 PIECE_SIZE = 0x40000;      ///< of a long transfer, which can be c
 
 constexpr const char* TOO_MANY = "too many target accesses are waiting";
 
-/// Logical index of a register by its name: R0 to R15, SP, LR, PC, CPSR, XPSR; -1 if it is none.
-I32 FindRegister(const QString& sName) {
-    struct REG_NAME {
-        const char* sName;
-        I32 Idx;
-    };
-    static constexpr REG_NAME aName[] = {{"SP", 13}, {"LR", 14}, {"PC", 15}, {"CPSR", 16}, {"XPSR", 16}, {"SPSR", 17}};
-    const QString sUpper = sName.trimmed().toUpper();
-    for (const REG_NAME& Row : aName) {
-        if (sUpper == QLatin1String(Row.sName)) {
-            return Row.Idx;
-        }
-    }
+struct NAME_ROW {
+    const char* sName;
+    I32 Value;
+};
+
+constexpr NAME_ROW aLogical[] = {{"SP", REG_IDX_SP},     {"LR", REG_IDX_LR},     {"PC", REG_IDX_PC},
+                                 {"CPSR", REG_IDX_CPSR}, {"XPSR", REG_IDX_CPSR}, {"SPSR", REG_IDX_SPSR}};
+
+/// By index of the probe library, for the Cortex-M group.
+constexpr NAME_ROW aSpecial[] = {
+    {"MSP", NOVIK_REG_MSP},         {"PSP", NOVIK_REG_PSP},         {"APSR", NOVIK_REG_APSR},
+    {"EPSR", NOVIK_REG_EPSR},       {"IPSR", NOVIK_REG_IPSR},       {"PRIMASK", NOVIK_REG_PRIMASK},
+    {"BASEPRI", NOVIK_REG_BASEPRI}, {"CONTROL", NOVIK_REG_CONTROL}, {"FAULTMASK", NOVIK_REG_FAULTMASK},
+    {"MSPLIM", NOVIK_REG_MSPLIM},   {"PSPLIM", NOVIK_REG_PSPLIM},   {"FPSCR", NOVIK_REG_FPSCR},
+    {"CYCCNT", NOVIK_REG_CYCCNT},
+};
+
+/// Banks of the classic cores: "SP_IRQ" is another register than "SP_SVC".
+constexpr NAME_ROW aBank[] = {{"USR", MODE_USR}, {"FIQ", MODE_FIQ}, {"IRQ", MODE_IRQ}, {"SVC", MODE_SVC},
+                              {"ABT", MODE_ABT}, {"UND", MODE_UND}, {"SYS", MODE_SYS}};
+
+I32 FindName(std::span<const NAME_ROW> Rows, const QString& sName) {
+    const auto It = std::find_if(Rows.begin(), Rows.end(),
+                                 [&sName](const NAME_ROW& Row) { return sName == QLatin1String(Row.sName); });
+    return It == Rows.end() ? -1 : It->Value;
+}
+
+/// Number behind a letter, -1 if the text is anything else or the number is above Max.
+I32 NumberBehind(QLatin1Char Letter, const QString& sName, int Max) {
     bool IsNumber = false;
-    const int Idx = sUpper.startsWith(QLatin1Char('R')) ? sUpper.mid(1).toInt(&IsNumber) : -1;
-    return IsNumber && Idx >= 0 && Idx <= 15 ? Idx : -1;
+    const int Number = sName.startsWith(Letter) ? sName.mid(1).toInt(&IsNumber) : -1;
+    return IsNumber && Number >= 0 && Number <= Max ? Number : -1;
+}
+
+/// Index in the probe library of a register by its name, -1 if the device has none of that name.
+I32 FindRegister(const QString& sName) {
+    const CDevice& Device = CDevice::Get();
+    const QString sUpper = sName.trimmed().toUpper();
+    const QString sBank = sUpper.section(QLatin1Char('_'), 1);
+    const bool IsCortexM = Device.Facts().IsCortexM();
+    if (const I32 Special = FindName(aSpecial, sUpper); IsCortexM && Special >= 0) {
+        return Special;
+    }
+    if (const I32 Single = NumberBehind(QLatin1Char('S'), sUpper, 31); IsCortexM && Single >= 0) {
+        return I32(NOVIK_REG_S0) + Single;
+    }
+    const QString sPlain = sUpper.section(QLatin1Char('_'), 0, 0);
+    const I32 Named = FindName(aLogical, sPlain);
+    const I32 Logical = Named >= 0 ? Named : NumberBehind(QLatin1Char('R'), sPlain, 15);
+    const I32 Mode = sBank.isEmpty() ? MODE_CURRENT : FindName(aBank, sBank);
+    const bool IsClassicOnly = !sBank.isEmpty() || Logical == I32(REG_IDX_SPSR);
+    return Mode < 0 || (IsClassicOnly && IsCortexM) ? -1 : Device.GetNovikRegIdx(Logical, Mode);
 }
 
 void TargetSetReg(CMainWindow&) {
@@ -47,8 +83,7 @@ void TargetSetReg(CMainWindow&) {
     if (!ReadNumberArg(Id, 1, &Value)) {
         return;
     }
-    const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
-    const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
+    const I32 Idx = FindRegister(CCommandTable::GetArgs(Id).value(0));
     if (Idx < 0) {
         FailCommand(Id, "invalid parameter");
         return;
@@ -60,8 +95,7 @@ void TargetSetReg(CMainWindow&) {
 
 void TargetGetReg(CMainWindow&) {
     constexpr COMMAND_ID Id = CMD_TARGET_GET_REG;
-    const I32 Logical = FindRegister(CCommandTable::GetArgs(Id).value(0));
-    const I32 Idx = Logical >= 0 ? CDevice::Get().GetNovikRegIdx(Logical) : -1;
+    const I32 Idx = FindRegister(CCommandTable::GetArgs(Id).value(0));
     I64 Value = -1;
     if (Idx < 0) {
         FailCommand(Id, "invalid parameter");
