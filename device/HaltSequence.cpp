@@ -190,6 +190,7 @@ void CHaltSequence::OnHalted(bool WasRequested) {
     m_T.LogDebug("Target has halted and all halt conditions were passed");
     const bool IsAtHiddenBP = PC >= 0 && m_T.State.HiddenBPAddr == PC;
     m_T.BPs.ClearAllBreakpoints(BP_STATE_ON_HIDDEN);
+    RestoreSavedBP();
     if (IsAtHiddenBP) {
         ReportHiddenBPHalt(PC);
     } else if (m_T.State.SessionReady) {
@@ -201,11 +202,16 @@ void CHaltSequence::OnHalted(bool WasRequested) {
     m_T.State.SrcStepActive = 0;
 }
 
-void CHaltSequence::ReportHiddenBPHalt(I64 PC) {
-    if (m_T.State.SavedBP.Valid) {
-        const BPEntry Saved = std::exchange(m_T.State.SavedBP, BPEntry());
+// Wherever the run has ended, it is over. What the user has made of the breakpoint meanwhile stays.
+void CHaltSequence::RestoreSavedBP() {
+    const BPEntry Saved = std::exchange(m_T.State.SavedBP, BPEntry());
+    const BPEntry Now = m_T.BPs.GetEntry(Saved.Addr);
+    if (Saved.Valid && (!Now.Valid || Now.State == BP_STATE_DISABLED)) {
         m_T.BPs.RestoreEntry(Saved);
     }
+}
+
+void CHaltSequence::ReportHiddenBPHalt(I64 PC) {
     const U32 JobType = m_T.State.HiddenBPJob;
     if (JobTypeMatches(JT_STEP_ANY, JobType)) {
         // The step is over; its event must not be held back as one of an active step.

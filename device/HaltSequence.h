@@ -39,6 +39,7 @@ private:
     bool ResumeWhenSHIRQIsDiscarded(U32 PC);
     bool CheckHandleSemihostingIRQ(U32 PC);
     void EvalBPCondAndContinueHaltSeq(U32 PC);
+    void RestoreSavedBP();
     void ReportHiddenBPHalt(I64 PC);
     bool IsStopWanted(U32 PC) const;
 

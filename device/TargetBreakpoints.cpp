@@ -261,6 +261,7 @@ int CTargetBreakpoints::ClearAllBreakpoints() {
         return -1;
     }
     m_List.Clear();
+    m_T.State.SavedBP = BPEntry();
     m_T.State.HiddenBPAddr = -1;
     return 0;
 }

@@ -45,7 +45,7 @@ struct CTargetState {
 
     CTargetState();
     void ForgetRegs(I64 Value = -1);
-    /// What a connect starts from. Configuration, capabilities, endianness and SavedBP stay.
+    /// What a connect starts from. Configuration, capabilities and endianness stay.
     void Reset();
 };
 

@@ -153,6 +153,7 @@ TEST(ProgramFailures, AccessesThatTheTargetRefusesAreTold) {
         {"Target.WriteU8 (0x20000000, 1)", "0", "", "Target.WriteU8 (0x20000000, 0x1);"},
         {"Target.GetReg (\"R3\")", "0xFFFFFFFF", "could not read register 3 (4 bytes): the target refused it",
          "Target.GetReg (\"R3\"): could not read the register"},
+        {"Target.GetReg (\"SPSR\")", "0xFFFFFFFF", "", "Target.GetReg (\"SPSR\"): invalid parameter"},
         {"Target.SetReg (\"R3\", 4)", "0xFFFFFFFF",
          "could not write 0x00000004 (4 bytes) to register 3: the target refused it",
          "Target.SetReg (\"R3\", 0x4): could not write the register"},

@@ -346,6 +346,16 @@ TEST_F(CHaltTest, RunToLeavesTheUsersBreakpointsAsTheyWere) {
     Pass();
     EXPECT_EQ(T().State.HiddenBPAddr, -1);
     EXPECT_EQ(StopAt(0x8200), QStringList("HaltDone 8200 2"));
+    // A run that ends elsewhere leaves nothing for the end of a later one.
+    pDevice->PostRunTo(0x8100);
+    Pass();
+    EXPECT_EQ(StopAt(0x8300), QStringList("HaltDone 8300 0"));
+    EXPECT_EQ(pDevice->GetBreakpoint(0x8100).State, BP_STATE_DISABLED);
+    T().BPs.SetBreakpoint(0x8100, BP_STATE_ON, BP_TYPE_HARD);
+    pDevice->PostRunTo(0x8400);
+    Pass();
+    EXPECT_EQ(StopAt(0x8400), QStringList("HaltDone 8400 3"));
+    EXPECT_EQ(pDevice->GetBreakpoint(0x8100).State, BP_STATE_ON);
 }
 
 TEST_F(CHaltTest, RunToTheStartSymbolOpensTheSession) {

@@ -325,9 +325,11 @@ TEST_F(CStress, ConnectsAndDisconnectsLeaveNothingBehind) {
     EXPECT_FALSE(Device.IsConnected());
     Post<CONNECT_JOB>(CM_ATTACH);
     CheckSums();
+    ASSERT_TRUE(Device.LockScheduler([] { return true; })); // the device thread leaves the probe alone
     for (const BPEntry& Entry : Device.GetBreakpoints()) {
-        EXPECT_NE(Device.Target().BPs.GetNovikBPHandle(Entry.Addr), 0u) << Entry.Addr; // the device thread is idle
+        EXPECT_NE(Device.Target().BPs.GetNovikBPHandle(Entry.Addr), 0u) << Entry.Addr;
     }
+    Device.UnlockScheduler();
 }
 
 } // namespace
