@@ -248,4 +248,13 @@ TEST_F(CNovikCommands, ScriptsRunLineByLineAndNameTheBadOne) {
 
 using CNovikMemory = CNovikTest;
 
+using CNovikMemory = CNovikTest;
+
+TEST_F(CNovikMemory, WhatCanNotBeGivenWholeIsRefused) {
+    uint8_t Data[16], Status[1];
+    EXPECT_NE(NOVIKARM_ReadMem(0x20100000 - 6, 16, Data), 0) << "1 MB of RAM";
+    EXPECT_LT(NOVIKARM_ReadMemU8(RAM, 1, nullptr, Status), 0);
+    EXPECT_EQ(NOVIKARM_EndDownload(), NOVIK_DL_OK) << "nothing was held back";
+}
+
 } // namespace

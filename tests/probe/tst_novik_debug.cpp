@@ -34,6 +34,7 @@ TEST_F(CNovikDebug, HardwareBreakpointsAreAsManyAsTheDeviceHas) {
     EXPECT_NE(NOVIKARM_ClrBPEx(Handles[0]), 0) << "cleared already";
     RunToHalt();
     EXPECT_EQ(Reg(NOVIK_REG_PC), CODE + 4) << "others remain at the address";
+    EXPECT_NE(Word(0xE000ED30) & 2, 0u) << "DFSR.BKPT";
     EXPECT_EQ(NOVIKARM_ClrBPEx(NOVIK_HANDLE_ALL), 0);
     EXPECT_EQ(NOVIKARM_GetBPInfoEx(-1, nullptr), 0);
 }
@@ -91,6 +92,11 @@ TEST_F(CNovikDebug, ResetSetsOrKeepsTheRegisters) {
         }
         EXPECT_EQ(Reg(NOVIK_REG_PC), CODE);
         EXPECT_EQ(Reg(NOVIK_REG_SP), STACK);
+        EXPECT_EQ(Reg(NOVIK_REG_XPSR) & 0x01000000, 0x01000000u);
+    }
+    for (uint32_t Index : {NOVIK_REG_LR, NOVIK_REG_PSP, NOVIK_REG_MSP}) {
+        EXPECT_EQ(NOVIKARM_WriteReg(Index, 0x20000404), 0);
+        EXPECT_EQ(Reg(Index), 0x20000404u) << Index;
     }
 }
 
