@@ -76,6 +76,27 @@ TEST(NovikSession, ALogThatTheDeviceRefusesEndsWithOneError) {
     NOVIKARM_SetLogFile("");
 }
 
+TEST(NovikSession, CloseForgetsEverything) {
+    ASSERT_EQ(NOVIKARM_SelectUSB(0), 0);
+    NOVIKARM_EnableLog(NoteText);
+    ASSERT_EQ(NOVIKARM_Open(), nullptr);
+    EXPECT_EQ(NOVIKARM_IsOpen(), 1);
+    ASSERT_EQ(NOVIKARM_ExecCommand("device=Cortex-M0", nullptr, 0), 0);
+    NOVIKARM_SetSpeed(123);
+    EXPECT_EQ(NOVIKARM_GetSpeed(), 123u);
+    NOVIKARM_Close();
+    Texts().clear();
+    EXPECT_EQ(NOVIKARM_IsOpen(), 0);
+    EXPECT_NE(NOVIKARM_GetSpeed(), 123u);
+    EXPECT_NE(NOVIKARM_Open(), nullptr) << "the selection went with it";
+    ASSERT_EQ(NOVIKARM_SelectUSB(0), 0);
+    ASSERT_EQ(NOVIKARM_Open(), nullptr);
+    EXPECT_NE(NOVIKARM_Connect(), 0) << "no device";
+    EXPECT_TRUE(Texts().empty()) << "the log handler went too";
+    EXPECT_EQ(NOVIKARM_SelectUSB(3), -1);
+    NOVIKARM_Close();
+}
+
 TEST(NovikSession, SpeedKeepsItsSpecialValues) {
     const std::pair<uint32_t, uint32_t> Cases[] = {
         {0, 0}, {0xFFFF, 0xFFFF}, {4000, 4000}, {50001, 50000}, {100000, 50000}};
