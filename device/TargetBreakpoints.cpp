@@ -145,6 +145,9 @@ template <class FN> void CTargetBreakpoints::FindNovikBP(FN&& Fn) const {
 }
 
 U32 CTargetBreakpoints::GetNovikBPHandle(U32 Addr) const {
+    if (m_Handles) {
+        return m_Handles->value(Addr);
+    }
     U32 Handle = 0;
     FindNovikBP([&](const NOVIKARM_BP_INFO& Info) {
         Handle = Info.Addr == Addr ? Info.Handle : 0;
@@ -294,8 +297,16 @@ void CTargetBreakpoints::RestoreEntry(const BPEntry& Entry) {
     m_List.RestoreCounters(Entry);
 }
 
+// The library is asked once for what it has: with a look for each entry the calls would grow with their square.
 void CTargetBreakpoints::RestoreAll() {
+    QHash<U32, U32> Handles;
+    FindNovikBP([&Handles](const NOVIKARM_BP_INFO& Info) {
+        Handles.insert(Info.Addr, Handles.value(Info.Addr, Info.Handle));
+        return false;
+    });
+    m_Handles = std::move(Handles);
     for (const BPEntry& Entry : m_List.Copy()) {
         SetBreakpoint(Entry.Addr, Entry.State, Entry.Type);
     }
+    m_Handles.reset();
 }

@@ -5,9 +5,11 @@
 
 #include "device/DeviceTypes.h"
 
+#include <QHash>
 #include <QList>
 #include <array>
 #include <mutex>
+#include <optional>
 
 class CTarget;
 
@@ -77,4 +79,5 @@ private:
 
     CTarget& m_T;
     CBPList m_List;
+    std::optional<QHash<U32, U32>> m_Handles; ///< by address, while all entries are put back
 };
