@@ -15,7 +15,7 @@ U64 WatchKey(DATA_PLACES Place, U64 Idx) { return (U64(Place) << 60) | Idx; }
 // Fields are added one by one: what lies between them in a record is undefined.
 QByteArray READ_REQUEST::Key() const {
     QByteArray Key;
-    Append(Key, pListener);
+    Append(Key, reinterpret_cast<uintptr_t>(pListener));
     Append(Key, Kind);
     if (Kind != REQUEST_REGS && Kind != REQUEST_CPR) {
         Append(Key, Addr);

@@ -150,6 +150,18 @@ TEST(DwarfExpr, PlacesOfObjects) {
     });
 }
 
+TEST(DwarfExpr, Pieces) {
+    Check({
+        {{DW_OP_reg0, DW_OP_piece, 4, DW_OP_reg1, DW_OP_piece, 4}, "reg 0 bits 20@0 | reg 1 bits 20@0"},
+        {{DW_OP_piece, 4, DW_OP_fbreg, 0x04, DW_OP_piece, 2}, "none bits 20@0 | mem 20001004 bits 10@0"},
+        {{DW_OP_piece, 4, DW_OP_piece, 4}, GONE},
+        {{DW_OP_reg2, DW_OP_bit_piece, 5, 3, DW_OP_lit1, DW_OP_stack_value, DW_OP_bit_piece, 3, 0},
+         "reg 2 bits 5@3 | value 1 bits 3@0"},
+        {{DW_OP_reg0, DW_OP_piece, 4, DW_OP_reg1}, BAD},
+        {{DW_OP_reg0, DW_OP_piece, 0}, BAD},
+    });
+}
+
 TEST(DwarfExpr, Arithmetic) {
     Check({
         {{DW_OP_lit9, DW_OP_neg, DW_OP_lit4, DW_OP_div, DW_OP_stack_value}, "value fffffffe"},
@@ -167,6 +179,23 @@ TEST(DwarfExpr, Arithmetic) {
         {{DW_OP_skip, 1, 0, DW_OP_lit9, DW_OP_lit8, DW_OP_stack_value}, "value 8"},
         {{DW_OP_const2u, 0x34, 0x12, DW_OP_const4u, 0, 0x10, 0, 0, DW_OP_deref_size, 2, DW_OP_plus, DW_OP_stack_value},
          "value 2234"},
+    });
+}
+
+TEST(DwarfExpr, TypedValues) {
+    Check({
+        // (int64 that isn't generic) 2^32 + 1 survives, converted to int8 keeps its low byte
+        {{DW_OP_const_type, 2, 8, 1, 0, 0, 0, 1, 0, 0, 0, DW_OP_stack_value}, "value 100000001"},
+        {{DW_OP_const_type, 2, 8, 0xFE, 0, 0, 0, 1, 0, 0, 0, DW_OP_convert, 4, DW_OP_convert, 1, DW_OP_stack_value},
+         "value fffffffe"},
+        {{DW_OP_regval_type, 3, 1, DW_OP_convert, 3, DW_OP_stack_value}, "value 46400000"},
+        {{DW_OP_const_type, 3, 4, 0, 0, 0x20, 0x41, DW_OP_const_type, 3, 4, 0, 0, 0, 0x40, DW_OP_div, DW_OP_convert, 1,
+          DW_OP_stack_value},
+         "value 5"},
+        {{DW_OP_const_type, 3, 4, 0, 0, 0x80, 0xBF, DW_OP_reinterpret, 1, DW_OP_stack_value}, "value bf800000"},
+        {{DW_OP_const_type, 3, 4, 0, 0, 0x80, 0x7F, DW_OP_convert, 1, DW_OP_stack_value}, BAD}, // infinity is no int
+        {{DW_OP_lit1, DW_OP_const_type, 3, 4, 0, 0, 0x80, 0xBF, DW_OP_plus, DW_OP_stack_value}, BAD},
+        {{DW_OP_lit1, DW_OP_convert, 9, DW_OP_stack_value}, BAD},
     });
 }
 

@@ -269,6 +269,63 @@ constexpr U8 ADVANCE_1 = DW_CFA_advance_loc | 1; ///< one code unit of 2 bytes
 
 } // namespace
 
+TEST(Cfi, RulesByKind) {
+    const std::vector<U8> Code = {ADVANCE_1,
+                                  DW_CFA_def_cfa_offset,
+                                  16,
+                                  DW_CFA_offset | 0,
+                                  4,
+                                  DW_CFA_offset | 1,
+                                  3,
+                                  DW_CFA_offset | 14,
+                                  1,
+                                  DW_CFA_val_offset,
+                                  2,
+                                  2,
+                                  DW_CFA_register,
+                                  3,
+                                  9,
+                                  DW_CFA_undefined,
+                                  4,
+                                  DW_CFA_expression,
+                                  5,
+                                  1,
+                                  0x30,
+                                  DW_CFA_remember_state,
+                                  ADVANCE_1,
+                                  DW_CFA_def_cfa_register,
+                                  7,
+                                  DW_CFA_restore | 1,
+                                  ADVANCE_1,
+                                  DW_CFA_restore_state};
+    CFI_TABLE Table = Frames(Code);
+    ELF_SYM_LOC aRule[NUM_UNWIND_REGS];
+    const auto Expect = [&](U32 Reg, U32 Kind, U32 LocReg, I32 Off) {
+        EXPECT_EQ(aRule[Reg].Kind, Kind) << Reg;
+        EXPECT_EQ(aRule[Reg].Reg, LocReg) << Reg;
+        EXPECT_EQ(aRule[Reg].Off, Off) << Reg;
+    };
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x102, aRule), 30);
+    Expect(0, ELF_LOC_REG_OFF, CFI_REG_CFA, -16);
+    Expect(1, ELF_LOC_MEM_CFA, 0, -12);
+    Expect(2, ELF_LOC_CFA, 0, -8);
+    Expect(3, ELF_LOC_REG, 9, 0);
+    Expect(4, ELF_LOC_REG, ELF_REG_UNSPECIFIED, 0);
+    Expect(5, ELF_LOC_NONE, 0, 0);
+    Expect(6, ELF_LOC_REG, 6, 0);
+    Expect(13, ELF_LOC_REG_OFF, 13, 16);
+    Expect(14, ELF_LOC_MEM_CFA, 0, -4);
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x105, aRule), 30);
+    Expect(13, ELF_LOC_REG_OFF, 7, 16);
+    Expect(1, ELF_LOC_REG, 1, 0);
+    ASSERT_EQ(ELF_GetRegRules(&Table, 0x1FE, aRule), 30);
+    Expect(13, ELF_LOC_REG_OFF, 13, 16);
+    Expect(1, ELF_LOC_MEM_CFA, 0, -12);
+    EXPECT_EQ(ELF_GetRegRules(&Table, 0x200, aRule), 0);
+    EXPECT_EQ(ELF_GetRegRules(&Table, 0x100, nullptr), 0);
+    EXPECT_EQ(ELF_GetRegRules(nullptr, 0x100, aRule), 0);
+}
+
 TEST(Cfi, TheFactorIsForTheStackPointersRuleOnly) {
     CFI_TABLE Table = Frames({ADVANCE_1, DW_CFA_def_cfa_offset, 2});
     Table.CfaFactor = 4;

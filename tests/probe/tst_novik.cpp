@@ -11,6 +11,31 @@
 
 namespace {
 
+TEST(NovikDevices, TableIsReadableBeforeOpen) {
+    const int32_t Count = NOVIKARM_DEVICE_GetInfo(-1, nullptr);
+    ASSERT_GT(Count, 40);
+    for (int32_t Index = 0; Index < Count; Index++) {
+        NOVIKARM_DEVICE_INFO Info = {};
+        Info.SizeOfStruct = sizeof(Info);
+        ASSERT_EQ(NOVIKARM_DEVICE_GetInfo(Index, &Info), 0);
+        EXPECT_EQ(NOVIKARM_DEVICE_GetIndex(Info.sName), Index) << Info.sName;
+        char sCore[64];
+        NOVIKARM_Core2CoreName(Info.Core, sCore, sizeof(sCore));
+        EXPECT_EQ(sCore[0] == 0, Index == 0) << Info.sName;
+    }
+    NOVIKARM_DEVICE_INFO Info = {};
+    EXPECT_LT(NOVIKARM_DEVICE_GetInfo(1, &Info), 0) << "size of record not set";
+    Info.SizeOfStruct = sizeof(Info);
+    EXPECT_LT(NOVIKARM_DEVICE_GetInfo(Count, &Info), 0);
+    EXPECT_LT(NOVIKARM_DEVICE_GetIndex("no such device"), 0);
+    ASSERT_EQ(NOVIKARM_DEVICE_GetInfo(NOVIKARM_DEVICE_GetIndex("stm32f407ig"), &Info), 0);
+    EXPECT_EQ(Info.Core, uint32_t(NOVIK_CORE_CORTEX_M4));
+    EXPECT_EQ(Info.MemAddr, 0x08000000u);
+    EXPECT_EQ(Info.MemSize, 0x100000u);
+    EXPECT_EQ(Info.RAMAddr, 0x20000000u);
+    EXPECT_EQ(Info.RAMSize, 0x20000u);
+}
+
 TEST(NovikSession, SelectionDecidesWhatOpens) {
     NOVIKARM_Close();
     EXPECT_EQ(NOVIKARM_SelectIP("localhost", 0), 1);
