@@ -79,7 +79,7 @@ QByteArray CAccessReport::ListMemories() const {
 
 // The reason of an access that ended in front of Addr, NumBytes before its end.
 QByteArray CAccessReport::WhyAccess(U32 Addr, U32 NumBytes, bool IsFlashClosed) const {
-    const QByteArray sTarget = WhyTarget();
+    QByteArray sTarget = WhyTarget();
     if (!m_T.State.Connected || m_T.State.ConnectionLost) {
         return sTarget;
     }
@@ -155,7 +155,7 @@ void CAccessReport::PrintFailure(const char* sOperation) {
 }
 
 QByteArray CAccessReport::WhyBreakpoint(U32 Addr, BP_TYPES Type) const {
-    const QByteArray sTarget = WhyTarget();
+    QByteArray sTarget = WhyTarget();
     if (!m_T.State.Connected || m_T.State.ConnectionLost) {
         return sTarget;
     }

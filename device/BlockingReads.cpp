@@ -79,7 +79,7 @@ void CBlockingReads::OnJobDone(const Job& J) {
     pRead->IsOk = J.Status == JOB_STATUS_DONE;
     pRead->Value = J.Result[0];
     const READ_MEM_JOB Read(J);
-    if (J.Type != JT_READ_MEM || !Read.Data() || !Read.Status()) {
+    if (J.Status == JOB_STATUS_DROPPED || J.Type != JT_READ_MEM || !Read.Data() || !Read.Status()) {
         return;
     }
     std::memcpy(pRead->pData, Read.Data(), pRead->NumBytes);
