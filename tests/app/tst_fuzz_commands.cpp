@@ -1,6 +1,7 @@
 #include "app/Ask.h"
 #include "tests/app/AppFixture.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <random>
 
@@ -93,11 +94,20 @@ private:
 
 class CFuzzTest : public CAppTest {
 protected:
+    void SetUp() override {
+        CAppTest::SetUp();
+        m_sFolder = QDir::currentPath();
+        QDir::setCurrent(Path(".")); // lines name files without a folder
+    }
     void TearDown() override {
+        QDir::setCurrent(m_sFolder);
         SetAnswerSource(nullptr);
         EXPECT_TRUE(OpenProject("after.dbgprj", DemoProject())) << "the program still works";
         CAppTest::TearDown();
     }
+
+private:
+    QString m_sFolder;
 };
 
 } // namespace
