@@ -1,8 +1,7 @@
 #pragma once
 
-// CUnattendedWatch: ends a session that nobody attends when nothing can come of it any more, with a reason and exit
-// code
-// 1. Main thread.
+// CUnattendedWatch: ends a session that nobody attends when nothing can come of it any more, with a reason and the
+// exit code 1. Main thread.
 
 #include "device/DeviceEventListener.h"
 
